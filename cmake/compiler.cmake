@@ -1,0 +1,34 @@
+# Warnings, sanitizers and the platform headers: everything every target is compiled with.
+
+find_package(Threads REQUIRED)
+
+if(MSVC)
+  add_compile_options(/W4 /WX /permissive- /utf-8 /EHsc)
+else()
+  add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
+                      -Wimplicit-fallthrough -Werror)
+endif()
+if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+  add_compile_options(-Wthread-safety)
+endif()
+
+if(VANTOR_SANITIZE)
+  add_compile_options(-fsanitize=${VANTOR_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  add_link_options(-fsanitize=${VANTOR_SANITIZE})
+endif()
+if(VANTOR_COVERAGE)
+  add_compile_options(--coverage)
+  add_link_options(--coverage)
+endif()
+
+if(WIN32)
+  add_compile_definitions(UNICODE _UNICODE NOMINMAX WIN32_LEAN_AND_MEAN _WIN32_WINNT=0x0601)
+  # Programs and the component import system libraries only.
+  if(NOT MSVC)
+    add_link_options(-static -static-libgcc -static-libstdc++)
+  endif()
+else()
+  # COM and DirectShow declarations for the native build.
+  find_path(WINDOWS_HEADERS strmif.h PATHS /usr/include/wine/wine/windows /usr/include/wine/windows
+            NO_DEFAULT_PATH REQUIRED)
+endif()

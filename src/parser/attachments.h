@@ -1,0 +1,26 @@
+// Attached files: their names and where their bytes lie. The bytes are not read at open.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "parser/ebml_value.h"
+
+namespace vantor {
+
+struct MkvAttachedFile {
+  WideString FileDescription;
+  WideString FileName;
+  std::string FileMimeType;
+  std::uint64_t dataPosition = 0;  // absolute position of the FileData payload
+  std::uint64_t dataSize = 0;      // its size, bytes; 0 without FileData
+  CMkvUInt FileUID;
+};
+
+using MkvAttachmentList = std::vector<MkvAttachedFile>;
+
+// Reads every AttachedFile of the Attachments element, in file order. E_POINTER for an empty element.
+HRESULT ReadAttachments(const MkvElement& attachments, MkvAttachmentList& list);
+
+}  // namespace vantor

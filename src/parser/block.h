@@ -1,0 +1,64 @@
+// Clusters and blocks: walking the blocks of a Cluster, reading a block's header and side elements, unlacing frames.
+//
+//   for (MkvElement block = FirstBlock(cluster); block; ) { ...; if (!NextBlock(block)) break; }
+#pragma once
+
+#include <cstdint>
+#include <list>
+#include <vector>
+
+#include "parser/ebml_value.h"
+#include "parser/element.h"
+#include "parser/frame_bytes.h"
+
+namespace vantor {
+
+struct MkvBlock {
+  CMkvLength trackNumber;
+  CMkvInt timecode;  // relative to the cluster's, TimecodeScale ticks
+  CMkvByte flags;
+  FrameList frames;
+  // The rest comes from a BlockGroup.
+  CMkvUInt BlockDuration;  // TimecodeScale ticks
+  CMkvUInt ReferencePriority;
+  CMkvInt ReferenceBlock;  // present: not a key frame
+  CMkvInt ReferenceVirtual;
+  Bytes CodecState;
+
+  // Back to the state after construction, frame memory kept.
+  void Reset();
+
+  // Reads the header of a Block or SimpleBlock: track number, time, flags. The cursor stays behind the flags.
+  void ReadHeader(const MkvElement& element);
+
+  // Reads the frames of the Block or SimpleBlock whose header was just read (the cursor is behind it), one read per
+  // frame, and appends them. E_FAIL for damaged lacing, with nothing appended. A frame cut off by the end of the
+  // source keeps the bytes that were there.
+  HRESULT ReadFrames(const MkvElement& element);
+
+  // Header, and frames when wanted, of a Block or SimpleBlock.
+  HRESULT Read(const MkvElement& element, bool wantFrames);
+
+  // Reads a BlockGroup's children. S_OK; S_FALSE when it has none; E_POINTER for an empty element; E_FAIL when its
+  // Block is damaged.
+  HRESULT ReadGroup(const MkvElement& element, bool wantFrames);
+
+  // ReadGroup with frames if, and only if, the group's block belongs to the track; then S_OK. In one walk.
+  HRESULT ReadGroupOfTrack(const MkvElement& element, std::uint64_t track);
+
+  // A block is a key frame when it refers to no other.
+  bool IsKeyFrame() const { return !ReferenceBlock.present; }
+};
+
+// The Cluster's first BlockGroup or SimpleBlock; empty when it has none.
+MkvElement FirstBlock(const MkvElement& cluster);
+// Moves on to the next one; false at the end of the Cluster.
+bool NextBlock(MkvElement& block);
+
+// The Cluster's time: its first Timecode child, in ticks. False when it has none or it cannot be read.
+bool ReadClusterTimecode(const MkvElement& cluster, std::int64_t& ticks);
+
+// Appends the BlockGroup's record to the list when it can be read.
+HRESULT AppendBlock(std::list<MkvBlock>& blocks, const MkvElement& group, bool wantFrames);
+
+}  // namespace vantor

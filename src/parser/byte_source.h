@@ -1,0 +1,61 @@
+// Byte sources: a cursor over the file, read through the upstream filter's IAsyncReader.
+//
+// Nothing is cached: every Read is one or more SyncRead calls at the exact position, so positions are always file
+// offsets. The parser moves the cursor by assigning `position`. A source holds no lock; each thread uses its own.
+#pragma once
+
+#include <cstdint>
+
+#include "platform/com.h"
+
+namespace vantor {
+
+struct MkvSegment;
+
+class CMkvFileReader {
+ public:
+  // Takes a reference on the reader and asks it for the file's length; the cursor starts at 0.
+  explicit CMkvFileReader(IAsyncReader* reader);
+  virtual ~CMkvFileReader();
+  CMkvFileReader(const CMkvFileReader&) = delete;
+  CMkvFileReader& operator=(const CMkvFileReader&) = delete;
+
+  // Reads `size` bytes at the cursor and moves it by what was read. E_FAIL at or past the end, also when the end comes
+  // before all was read (what was there is then in the buffer and consumed); any result of the reader other than S_OK
+  // is returned unchanged.
+  HRESULT Read(void* buffer, std::uint64_t size);
+
+  // Bytes between the cursor and the end of the file, 0 when the cursor is beyond it.
+  std::uint64_t Remaining() const { return position < length ? length - position : 0; }
+
+  std::uint64_t position = 0;  // absolute, bytes
+  std::uint64_t length = 0;    // of the whole file, bytes
+  IAsyncReader* reader = nullptr;  // a counted reference
+};
+
+class CMkvFile : public CMkvFileReader {
+ public:
+  using CMkvFileReader::CMkvFileReader;
+
+  // Whether segment discovery may follow the seek index.
+  virtual bool CanSeek() = 0;
+  // The records read at open; shared and read-only afterwards.
+  virtual MkvSegment* GetSegment() = 0;
+  // Presentation time of the first cluster, 100 ns.
+  virtual std::int64_t GetStartTime() = 0;
+};
+
+// A cursor of its own over the file that `root` has opened. The root outlives every clone.
+class CMkvFileClone final : public CMkvFile {
+ public:
+  explicit CMkvFileClone(CMkvFile& root);
+
+  bool CanSeek() override { return source_->CanSeek(); }
+  MkvSegment* GetSegment() override { return source_->GetSegment(); }
+  std::int64_t GetStartTime() override { return source_->GetStartTime(); }
+
+ private:
+  CMkvFile* source_;
+};
+
+}  // namespace vantor

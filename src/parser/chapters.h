@@ -1,0 +1,31 @@
+// Chapter editions: kept with the file's records.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "parser/ebml_value.h"
+
+namespace vantor {
+
+struct MkvChapterAtom {
+  CMkvUInt ChapterUID;
+  CMkvUInt ChapterTimeStart;  // nanoseconds
+  CMkvUInt ChapterFlagHidden;
+  CMkvUInt ChapterFlagEnabled;
+  std::vector<WideString> displays;  // the ChapString of each ChapterDisplay
+  std::vector<MkvChapterAtom> atoms;
+};
+
+struct MkvChapterEdition {
+  std::vector<MkvChapterAtom> atoms;
+};
+
+using MkvChapterEditions = std::vector<MkvChapterEdition>;
+// One list per Chapters element read.
+using MkvChapterList = std::vector<MkvChapterEditions>;
+
+// Reads every EditionEntry of the Chapters element, in file order. E_POINTER for an empty element.
+HRESULT ReadChapters(const MkvElement& chapters, MkvChapterEditions& editions);
+
+}  // namespace vantor

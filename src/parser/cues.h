@@ -1,0 +1,36 @@
+// Cues: the file's seek index, kept in the file's order.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "parser/ebml_value.h"
+
+namespace vantor {
+
+struct MkvCueReference {
+  CMkvUInt CueRefTime;
+  CMkvUInt CueRefCluster;
+  CMkvUInt CueRefNumber;
+  CMkvUInt CueRefCodecState;
+};
+
+struct MkvCueTrackPosition {
+  CMkvUInt CueTrack;
+  CMkvUInt CueClusterPosition;  // bytes from MkvSegment::dataStart to the Cluster's identifier
+  CMkvUInt CueBlockNumber;
+  CMkvUInt CueCodecState;
+  std::vector<MkvCueReference> references;
+};
+
+struct MkvCuePoint {
+  CMkvUInt CueTime;  // TimecodeScale ticks
+  std::vector<MkvCueTrackPosition> trackPositions;
+};
+
+using MkvCueList = std::vector<MkvCuePoint>;
+
+// Reads every CuePoint of the Cues element, in file order. E_POINTER for an empty element.
+HRESULT ReadCues(const MkvElement& cues, MkvCueList& list);
+
+}  // namespace vantor

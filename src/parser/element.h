@@ -1,0 +1,66 @@
+// Element headers and walking: MkvElement is an element's header and a cursor that moves from sibling to sibling.
+//
+//   MkvElement root = MkvElement::WholeFile(file);
+//   for (auto child = root.FirstChild(); child; child.MoveNext()) if (child.id.value == ids::Segment) ...
+//
+// An element refers to its parent and to the byte source; both must outlive it and stay where they are.
+#pragma once
+
+#include <cstdint>
+
+#include "parser/byte_source.h"
+#include "parser/ebml_value.h"
+
+namespace vantor {
+
+// How Find looks once the seek index (of a Segment) names nothing.
+enum class Search { kIndexOnly, kLinear };
+
+class MkvElement {
+ public:
+  // An empty element: false in a condition.
+  MkvElement() = default;
+
+  // The pseudo-element that stands for the whole file: identifier 0, the source's length as size.
+  static MkvElement WholeFile(CMkvFile& file);
+
+  // The element at the position, header read; empty when the header cannot be read. No resynchronisation.
+  static MkvElement At(CMkvFile& file, const MkvElement* parent, std::uint64_t position);
+
+  // Whether there is an element here, with a header that could be read. A walk that ends leaves it empty.
+  explicit operator bool() const { return dataStart != 0 || isWholeFile; }
+
+  // The first child; empty when there is none or its header is damaged beyond resynchronisation. The overload looks
+  // for the identifier: in a Segment by the seek index first, then, if linear, by walking on from the first child.
+  MkvElement FirstChild() const;
+  MkvElement FirstChild(std::uint32_t wanted, Search search = Search::kLinear) const;
+
+  // Moves onto the wanted sibling, this element itself included, and tells whether it is there now.
+  bool Find(std::uint32_t wanted, Search search);
+
+  // Moves to the next sibling, resynchronising after a damaged header inside a Segment. False, and empty, at the end.
+  bool MoveNext();
+
+  // Moves to the next sibling with this element's own identifier, by walking only.
+  bool MoveNextOfSameId();
+
+  // One past the last payload byte; at most 2^64 - 1.
+  std::uint64_t DataEnd() const;
+
+  // Puts the source's cursor on the payload's first byte.
+  void SeekToData() const { file->position = dataStart; }
+
+  const MkvElement* parent = nullptr;
+  CMkvFile* file = nullptr;
+  CMkvID id;
+  CMkvLength size;
+  std::uint64_t start = 0;      // first byte of the identifier
+  std::uint64_t dataStart = 0;  // first byte of the payload; 0 until the header has been read
+  bool isWholeFile = false;
+
+ private:
+  HRESULT ReadHeader(std::uint64_t position);
+  bool Resynchronise();
+};
+
+}  // namespace vantor

@@ -1,0 +1,37 @@
+// The opened file: the byte source the input pin owns, with the records that opening reads.
+//
+//   CMkvFileRoot root(reader, true);
+//   if (SUCCEEDED(root.Open())) for (const auto& list : root.GetSegment()->tracks) ...
+#pragma once
+
+#include <cstdint>
+
+#include "parser/byte_source.h"
+#include "parser/element.h"
+#include "parser/segment.h"
+
+namespace vantor {
+
+class CMkvFileRoot final : public CMkvFile {
+ public:
+  CMkvFileRoot(IAsyncReader* reader, bool canSeek);
+
+  // Checks the EBML header and reads the first Segment's records; called once. S_OK, or E_FAIL when this is no
+  // Matroska or WebM file. A file without a Segment opens, with empty records.
+  HRESULT Open();
+
+  // Gives a file without Cues one cue point per Cluster and a duration up to the last Cluster. S_OK; E_UNEXPECTED
+  // without a Segment or Cluster. Raises running out of memory.
+  HRESULT SynthesiseCues();
+
+  bool CanSeek() override { return canSeek; }
+  MkvSegment* GetSegment() override { return &segment; }
+  std::int64_t GetStartTime() override { return startTime; }
+
+  std::int64_t startTime = 0;  // 100 ns; 0 until Open has computed it
+  bool canSeek;
+  MkvSegment segment;
+  MkvEbmlHeader ebmlHeader;
+};
+
+}  // namespace vantor

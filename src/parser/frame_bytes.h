@@ -1,0 +1,65 @@
+// A frame's bytes: a vector whose new elements are left uninitialised, so that a buffer sized for a read is written
+// once, by the read. FrameList keeps its buffers when it is cleared, so a recycled record costs no allocation.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <new>
+#include <utility>
+#include <vector>
+
+namespace vantor {
+
+template <typename T>
+class UninitialisedAllocator : public std::allocator<T> {
+ public:
+  template <typename U>
+  struct rebind {
+    using other = UninitialisedAllocator<U>;
+  };
+  using std::allocator<T>::allocator;
+
+  template <typename U>
+  void construct(U* at) noexcept {
+    ::new (static_cast<void*>(at)) U;
+  }
+  template <typename U, typename... Arguments>
+  void construct(U* at, Arguments&&... arguments) {
+    ::new (static_cast<void*>(at)) U(std::forward<Arguments>(arguments)...);
+  }
+};
+
+using FrameBytes = std::vector<std::uint8_t, UninitialisedAllocator<std::uint8_t>>;
+
+class FrameList {
+ public:
+  std::size_t size() const { return count_; }
+  bool empty() const { return count_ == 0; }
+  FrameBytes& operator[](std::size_t index) { return buffers_[index]; }
+  const FrameBytes& operator[](std::size_t index) const { return buffers_[index]; }
+  FrameBytes* begin() { return buffers_.data(); }
+  FrameBytes* end() { return buffers_.data() + count_; }
+
+  // Appends a frame and returns its buffer, empty but perhaps with capacity from an earlier use.
+  FrameBytes& Append() {
+    if (count_ == buffers_.size()) buffers_.emplace_back();
+    FrameBytes& buffer = buffers_[count_++];
+    buffer.clear();
+    return buffer;
+  }
+  // Forgets the frames and keeps their memory.
+  void Clear() { count_ = 0; }
+  // Bytes held in buffers, used or not.
+  std::size_t Capacity() const {
+    std::size_t total = 0;
+    for (const FrameBytes& buffer : buffers_) total += buffer.capacity();
+    return total;
+  }
+
+ private:
+  std::vector<FrameBytes> buffers_;
+  std::size_t count_ = 0;
+};
+
+}  // namespace vantor

@@ -1,0 +1,70 @@
+// The records of an opened file: what segment discovery reads and everybody else consults.
+//
+// A file may hold several SeekHead, Tracks, Cues or Attachments elements: each list has one inner list per element,
+// in file order, so consumers loop over both levels.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "parser/attachments.h"
+#include "parser/chapters.h"
+#include "parser/cues.h"
+#include "parser/ebml_value.h"
+#include "parser/track_entry.h"
+
+namespace vantor {
+
+struct MkvEbmlHeader {
+  CMkvUInt EBMLVersion;
+  CMkvUInt EBMLReadVersion;
+  CMkvUInt EBMLMaxIDLength;
+  CMkvUInt EBMLMaxSizeLength;
+  std::string DocType;
+  CMkvUInt DocTypeVersion;
+  CMkvUInt DocTypeReadVersion;
+};
+
+struct MkvSeekEntry {
+  CMkvID SeekID;
+  CMkvUInt SeekPosition;  // bytes from MkvSegment::dataStart
+};
+
+struct MkvSegmentInfo {
+  Bytes SegmentUID;
+  WideString SegmentFilename;
+  Bytes PrevUID;
+  WideString PrevFilename;
+  Bytes NextUID;
+  WideString NextFilename;
+  CMkvUInt TimecodeScale{1000000};  // nanoseconds a tick
+  CMkvFloat Duration;               // ticks
+  CMkvInt DateUTC;
+  WideString Title;
+  WideString MuxingApp;
+  WideString WritingApp;
+};
+
+struct MkvSegment {
+  std::uint64_t dataStart = 0;  // position of the Segment's first payload byte
+  std::uint64_t size = 0;       // of the payload, bytes
+  MkvSegmentInfo info;
+  std::vector<std::vector<MkvSeekEntry>> seekHeads;
+  std::vector<MkvTrackList> tracks;
+  std::vector<MkvCueList> cues;
+  std::vector<MkvAttachmentList> attachments;
+  MkvChapterList chapters;
+
+  // TimecodeScale ticks as 100 ns: signed 64-bit, wrapping, the division truncated toward zero.
+  std::int64_t TicksToTime(std::int64_t ticks) const;
+};
+
+// The track whose cue positions seeking follows: the number of the first video track, else of the first audio track,
+// else nothing.
+bool FindReferenceTrackNumber(const MkvSegment& segment, std::uint64_t& number);
+// The same, 1 when the file has neither.
+std::uint64_t ReferenceTrackNumber(const MkvSegment& segment);
+
+}  // namespace vantor
