@@ -1,0 +1,16 @@
+// Profile (INI) files.
+#pragma once
+
+#include <cstddef>
+
+#include "platform/com.h"
+
+namespace vantor::platform {
+
+// The value of the key in the section, names compared without regard to case, white space and one pair of quotes
+// around the value taken off, cut to `capacity` - 1 characters (a terminator counts). Empty when the file, the section
+// or the key is missing. `path` is absolute.
+WideString ReadProfileString(const WideString& path, const WideString& section, const WideString& key,
+                             std::size_t capacity);
+
+}  // namespace vantor::platform
