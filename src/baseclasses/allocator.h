@@ -1,0 +1,74 @@
+// Allocators: CBaseAllocator hands out and takes back samples; CMemAllocator gives them page-backed memory.
+//
+// Samples in use keep their allocator alive. Getting and releasing a sample each cost one lock and no allocation.
+#pragma once
+
+#include <condition_variable>
+#include <cstddef>
+#include <memory>
+#include <mutex>
+
+#include "baseclasses/media_sample.h"
+#include "baseclasses/unknown.h"
+#include "platform/com.h"
+
+class CBaseAllocator : public CUnknown, public IMemAllocator {
+ public:
+  CBaseAllocator(LPCWSTR pName, LPUNKNOWN pUnk, HRESULT* phr);
+  ~CBaseAllocator() override;
+
+  DECLARE_IUNKNOWN
+  STDMETHODIMP NonDelegatingQueryInterface(REFIID riid, void** ppv) override;
+
+  // VFW_E_ALREADY_COMMITTED while committed, VFW_E_BUFFERS_OUTSTANDING while samples are in use, VFW_E_BADALIGN unless
+  // the alignment is a power of two up to the page alignment, E_INVALIDARG for counts and sizes out of range. Granted
+  // as asked.
+  STDMETHODIMP SetProperties(ALLOCATOR_PROPERTIES* pRequest, ALLOCATOR_PROPERTIES* pActual) override;
+  STDMETHODIMP GetProperties(ALLOCATOR_PROPERTIES* pProps) override;
+  // VFW_E_SIZENOTSET before SetProperties.
+  STDMETHODIMP Commit() override;
+  // Ends every wait in GetBuffer. The memory goes when the last sample in use comes back.
+  STDMETHODIMP Decommit() override;
+  // Waits for a free sample; VFW_E_TIMEOUT instead of waiting with AM_GBF_NOWAIT; VFW_E_NOT_COMMITTED when there is
+  // nothing to wait for or Decommit ended the wait.
+  STDMETHODIMP GetBuffer(IMediaSample** ppBuffer, REFERENCE_TIME* pStartTime, REFERENCE_TIME* pEndTime,
+                         DWORD dwFlags) override;
+  // Called by the samples themselves.
+  STDMETHODIMP ReleaseBuffer(IMediaSample* pBuffer) override;
+
+ protected:
+  // Makes m_Properties.cBuffers samples and AddFree each; called with the lock held.
+  virtual HRESULT Alloc() = 0;
+  // Frees them; all are in the free list. A derived class's destructor does the same.
+  virtual void Free() noexcept = 0;
+
+  void AddFree(CMediaSample* pSample) noexcept;
+
+  ALLOCATOR_PROPERTIES m_Properties = {};  // guarded by m_Mutex
+
+ private:
+  void FreeIfDecommitted() noexcept;
+
+  std::mutex m_Mutex;  // guards everything below
+  std::condition_variable m_Available;
+  CMediaSample* m_pFree = nullptr;
+  LONG m_lInUse = 0;
+  LONG m_lWaiting = 0;
+  bool m_bCommitted = false;
+  bool m_bAllocated = false;  // stays until the last sample in use is back
+};
+
+class CMemAllocator final : public CBaseAllocator {
+ public:
+  CMemAllocator(LPCWSTR pName, LPUNKNOWN pUnk, HRESULT* phr);
+  ~CMemAllocator() override;
+
+ protected:
+  HRESULT Alloc() override;
+  void Free() noexcept override;
+
+ private:
+  void* m_pPages = nullptr;
+  std::size_t m_cbPages = 0;
+  std::unique_ptr<CMediaSample[]> m_pSamples;
+};

@@ -1,0 +1,128 @@
+// The base of every pin: connection, media types, lifetime.
+//
+// Lifetime. A pin has a reference count of its own. Every reference from outside (AddRef on any of its interfaces) also
+// counts on the filter, so a held pin keeps its filter alive, also after the filter has dropped the pin. The filter
+// holds its pins with HoldByFilter and ReleaseByFilter, which touch the pin's count alone.
+//
+// Locks. Connect, ReceiveConnection, Disconnect and the operations they call take the filter lock. ConnectedTo,
+// ConnectionMediaType, QueryAccept, EnumMediaTypes, QueryPinInfo, QueryDirection and QueryId do not: downstream may
+// call them from inside Receive while another thread stops the filter. Connection data is guarded by a small lock of
+// the pin's own that is never held across a call out.
+#pragma once
+
+#include <atomic>
+
+#include "baseclasses/filter.h"
+#include "baseclasses/media_type.h"
+#include "baseclasses/sync.h"
+#include "baseclasses/unknown.h"
+#include "platform/com.h"
+
+class CBasePin : public CUnknown, public IPin, public IQualityControl {
+ public:
+  CBasePin(LPCWSTR pObjectName, CBaseFilter* pFilter, CCritSec* pLock, HRESULT* phr, LPCWSTR pName, PIN_DIRECTION dir);
+  ~CBasePin() override;
+
+  DECLARE_IUNKNOWN
+  // IPin, IQualityControl, IUnknown.
+  STDMETHODIMP NonDelegatingQueryInterface(REFIID riid, void** ppv) override;
+  STDMETHODIMP_(ULONG) NonDelegatingAddRef() override;
+  STDMETHODIMP_(ULONG) NonDelegatingRelease() override;
+
+  // The filter's hold on its pin. A pin is born without references, so the filter takes its hold first. After
+  // ReleaseByFilter the pin may be gone.
+  void HoldByFilter();
+  void ReleaseByFilter();
+
+  // IPin
+  // A fully specified type is the only one tried; otherwise both pins' types that match it are, this pin's last unless
+  // m_bTryMyTypesFirst. A failed attempt is undone on both pins.
+  STDMETHODIMP Connect(IPin* pReceivePin, const AM_MEDIA_TYPE* pmt) override;
+  STDMETHODIMP ReceiveConnection(IPin* pConnector, const AM_MEDIA_TYPE* pmt) override;
+  // S_FALSE when not connected; VFW_E_NOT_STOPPED when the filter is not stopped. This end only.
+  STDMETHODIMP Disconnect() override;
+  STDMETHODIMP ConnectedTo(IPin** ppPin) override;
+  STDMETHODIMP ConnectionMediaType(AM_MEDIA_TYPE* pmt) override;
+  STDMETHODIMP QueryPinInfo(PIN_INFO* pInfo) override;
+  STDMETHODIMP QueryDirection(PIN_DIRECTION* pPinDir) override;
+  STDMETHODIMP QueryId(LPWSTR* Id) override;
+  STDMETHODIMP QueryAccept(const AM_MEDIA_TYPE* pmt) override;
+  STDMETHODIMP EnumMediaTypes(IEnumMediaTypes** ppEnum) override;
+  STDMETHODIMP QueryInternalConnections(IPin** apPin, ULONG* nPin) override;
+  STDMETHODIMP EndOfStream() override;
+  STDMETHODIMP NewSegment(REFERENCE_TIME tStart, REFERENCE_TIME tStop, double dRate) override;
+  // BeginFlush and EndFlush are the derived classes'.
+
+  // IQualityControl
+  STDMETHODIMP Notify(IBaseFilter* pSelf, Quality q) override;
+  // The sink is not counted.
+  STDMETHODIMP SetSink(IQualityControl* piqc) override;
+
+  // S_OK accepts the type; S_FALSE or a failure refuses it. Must not need the filter lock (see above).
+  virtual HRESULT CheckMediaType(const CMediaType* pmt) = 0;
+  // The types this pin proposes, best first: S_OK, VFW_S_NO_MORE_ITEMS beyond the last, or a failure. The base proposes
+  // none (E_UNEXPECTED). Must not need the filter lock.
+  virtual HRESULT GetMediaType(int iPosition, CMediaType* pMediaType);
+
+  // Steps of a connection, called with the filter lock held. BreakConnect undoes what any of the others did; it is
+  // also called after a failed attempt.
+  virtual HRESULT CheckConnect(IPin* pPin);
+  virtual HRESULT SetMediaType(const CMediaType* pmt);
+  virtual HRESULT CompleteConnect(IPin* pPeer);
+  virtual HRESULT BreakConnect();
+
+  // Steps of the filter's state changes, called with the filter lock held.
+  virtual HRESULT Active() { return S_OK; }
+  virtual HRESULT Inactive();
+  virtual HRESULT Run(REFERENCE_TIME) { return S_OK; }
+
+  bool IsConnected() const { return m_Connected != nullptr; }
+  // The other pin, not counted: stable while the filter lock is held or the filter is not stopped.
+  IPin* GetConnected() const { return m_Connected; }
+  bool IsStopped() const { return m_pFilter->IsStopped(); }
+  LPCWSTR Name() const { return m_Name.c_str(); }
+  PIN_DIRECTION Direction() const { return m_dir; }
+
+  // What the last NewSegment said.
+  REFERENCE_TIME CurrentStartTime() const { return m_tStart; }
+  REFERENCE_TIME CurrentStopTime() const { return m_tStop; }
+  double CurrentRate() const { return m_dRate; }
+
+  // Media type enumerators made under another version are out of date.
+  LONG GetMediaTypeVersion() const { return m_TypeVersion; }
+  void IncrementTypeVersion() { ++m_TypeVersion; }
+
+  // A copy of the connection's media type; a fresh one when not connected.
+  CMediaType CurrentMediaType() const;
+
+ protected:
+  // Tries one connection with one type, whole or not at all.
+  HRESULT AttemptConnection(IPin* pReceivePin, const CMediaType* pmt);
+  // Tries the enumerator's types that match `pmt` (null: all) in turn.
+  HRESULT TryMediaTypes(IPin* pReceivePin, const CMediaType* pmt, IEnumMediaTypes* pEnum);
+  HRESULT AgreeMediaType(IPin* pReceivePin, const CMediaType* pmt);
+  // Disconnect without the test of the filter's state.
+  HRESULT DisconnectInternal();
+
+  CBaseFilter* const m_pFilter;
+  CCritSec* const m_pLock;  // the filter lock
+  const PIN_DIRECTION m_dir;
+  std::atomic<bool> m_bRunTimeError{false};
+  bool m_bCanReconnectWhenActive = false;
+  bool m_bTryMyTypesFirst = false;
+  IQualityControl* m_pQSink = nullptr;  // not counted
+  REFERENCE_TIME m_tStart = 0;
+  REFERENCE_TIME m_tStop = MAXLONGLONG;
+  double m_dRate = 1.0;
+
+ private:
+  // Enters, and leaves, the connected state: the peer and its type as others see them.
+  void SetConnected(IPin* pPeer);
+  void ClearConnected();
+
+  const vantor::WideString m_Name;
+  std::atomic<LONG> m_TypeVersion{1};
+  mutable CCritSec m_ConnectionLock;
+  std::atomic<IPin*> m_Connected{nullptr};  // counted; written with both locks held
+  CMediaType m_mt VANTOR_GUARDED_BY(m_ConnectionLock);
+};
