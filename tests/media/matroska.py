@@ -3,6 +3,7 @@
 It shares nothing with the component, so that the two check each other.
 """
 
+import struct
 from dataclasses import dataclass, field
 
 SEGMENT, INFO, TRACKS, CLUSTER, CUES, SEEK_HEAD = 0x18538067, 0x1549A966, 0x1654AE6B, 0x1F43B675, 0x1C53BB6B, 0x114D9B74
@@ -139,8 +140,10 @@ class File:
                                      LACINGS[lacing], payload))
         blocks[track] += 1
 
-    def first_cluster_ticks(self):
-        return self.clusters[0].find(TIMECODE).number() if self.clusters else 0
+    def duration(self):
+        """The duration that the file states, in ticks; 0 where it states none."""
+        stated = self.segment.find(INFO, 0x4489)
+        return struct.unpack(">d" if len(stated.payload()) == 8 else ">f", stated.payload())[0] if stated else 0
 
     def codec(self, track):
         return self.tracks[track].find(CODEC_ID).payload().decode()
