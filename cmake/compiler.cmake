@@ -5,7 +5,7 @@ find_package(Threads REQUIRED)
 if(MSVC)
   add_compile_options(/W4 /WX /permissive- /utf-8 /EHsc)
 else()
-  add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
+  add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Woverloaded-virtual
                       -Wimplicit-fallthrough -Werror)
 endif()
 if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")

@@ -1,0 +1,144 @@
+// The dispatch: which tracks get a pin, in which order, under which name.
+#include <cstring>
+#include <new>
+
+#include "filter/mkv_filter.h"
+#include "mediatypes/font_attachments.h"
+#include "mediatypes/stream_description.h"
+#include "platform/conversions.h"
+#include "platform/result.h"
+
+namespace vantor {
+
+namespace {
+
+constexpr std::string_view kDtsCodec = "A_DTS";
+
+bool IsDts(const MkvTrackEntry& track) {
+  return track.CodecID.size() == kDtsCodec.size() &&
+         std::memcmp(track.CodecID.data(), kDtsCodec.data(), kDtsCodec.size()) == 0;
+}
+
+WideString WidenAscii(std::string_view text) { return WideString(text.begin(), text.end()); }
+
+bool HasFrameTime(const CMediaType& type) {
+  const GUID& format = *type.FormatType();
+  return (SameGuid(format, FORMAT_VideoInfo) || SameGuid(format, FORMAT_MPEGVideo) ||
+          SameGuid(format, FORMAT_VideoInfo2) || SameGuid(format, FORMAT_MPEG2Video)) &&
+         type.Format() != nullptr && type.FormatLength() >= sizeof(VIDEOINFOHEADER);
+}
+
+}  // namespace
+
+struct CVXMkvDmx::BuildContext {
+  CMkvFileRoot& root;
+  IPin* upstream;
+  FirstCluster firstCluster;
+};
+
+HRESULT CVXMkvDmx::BuildOutputPins(CMkvFileRoot& root, IPin* upstream) {
+  CAutoLock lock(&filterLock_);
+  RemoveOutputPins();
+  BuildContext context{root, upstream, FindFirstCluster(root)};
+
+  const auto type = [](const MkvTrackEntry& track) { return track.TrackType.value; };
+  HRESULT result = BuildPins(context, kVideoPin, [&](const auto& t) { return type(t) == MkvTrackEntry::kTypeVideo; });
+  // DTS comes after every other audio track, so that another one, if there is any, is the default.
+  if (SUCCEEDED(result)) {
+    result =
+        BuildPins(context, kAudioPin, [&](const auto& t) { return type(t) == MkvTrackEntry::kTypeAudio && !IsDts(t); });
+  }
+  if (SUCCEEDED(result)) {
+    result =
+        BuildPins(context, kAudioPin, [&](const auto& t) { return type(t) == MkvTrackEntry::kTypeAudio && IsDts(t); });
+  }
+  if (SUCCEEDED(result)) {
+    result = BuildPins(context, kSubtitlePin, [&](const auto& t) { return type(t) == MkvTrackEntry::kTypeSubtitle; });
+  }
+  if (FAILED(result)) return result;
+
+  const MkvSegmentInfo& info = root.GetSegment()->info;
+  const double ticks = info.Duration.value;
+  CAutoLock positions(&positionLock_);
+  duration_ = TruncateToInt64(static_cast<double>(info.TimecodeScale.value) * ticks / 100.0);
+  stopPosition_ = duration_.load();
+  currentPosition_ = 0;
+  segmentStart_ = 0;
+  return S_OK;
+}
+
+template <typename Takes>
+HRESULT CVXMkvDmx::BuildPins(BuildContext& context, PinKind kind, Takes takes) {
+  for (const MkvTrackList& list : context.root.GetSegment()->tracks) {
+    for (const auto& track : list) {
+      if (!takes(*track)) continue;
+      if (!ApplyContentEncodings(*track, track->CodecPrivate, MkvContentEncoding::kScopePrivate)) continue;
+      TrackMediaType type;
+      HRESULT result = BuildMediaType(context, kind, *track, type);
+      if (FAILED(result)) return result;
+      if (result != S_OK) continue;
+      result = CreateOutputPin(context, kind, *track, type);
+      if (FAILED(result)) return result;
+    }
+  }
+  return S_OK;
+}
+
+HRESULT CVXMkvDmx::BuildMediaType(BuildContext& context, PinKind kind, MkvTrackEntry& track, TrackMediaType& type) {
+  if (kind == kAudioPin) return BuildAudioMediaType(track, type);
+  if (kind == kSubtitlePin) {
+    if ((pinKinds_ & kSubtitlePin) == 0) InstallFontAttachments(context.root, fontInstaller_);
+    return BuildSubtitleMediaType(track, type);
+  }
+  AvcConfigSources sources;
+  sources.file = &context.root;
+  sources.streamDescription = [&](const MkvTrackEntry& entry, Bytes& codecPrivate) {
+    return ReadStreamDescription(context.upstream, entry, codecPrivate);
+  };
+  return BuildVideoMediaType(track, sources, type);
+}
+
+HRESULT CVXMkvDmx::CreateOutputPin(BuildContext& context, PinKind kind, const MkvTrackEntry& track,
+                                   const TrackMediaType& type) {
+  const WideString name = NextPinName(kind, type.codecLabel);
+  RecordFrameDuration(type.mediaType);
+  HRESULT result = S_OK;
+  auto* const pin = new CVXMkvDmxOutputPin(this, &filterLock_, &result, name.c_str(), context.root,
+                                           context.firstCluster, track, type);
+  pin->HoldByFilter();
+  if (SUCCEEDED(result) && !pin->HasCluster()) result = E_UNEXPECTED;
+  if (FAILED(result)) {
+    pin->ReleaseByFilter();
+    return result;
+  }
+  outputPins_.push_back(pin);
+  IncrementPinVersion();
+  return S_OK;
+}
+
+// "AVC video 1": codec, type word, number. Every pin of a type but the first, and every subtitle pin, carries a tilde,
+// which keeps automatic graph building from rendering it.
+WideString CVXMkvDmx::NextPinName(PinKind kind, const WideString& codecLabel) {
+  const char* const word = kind == kVideoPin      ? "video"
+                           : kind == kAudioPin    ? "audio"
+                           : kind == kSubtitlePin ? "subtitle"
+                                                  : "unknown";
+  const std::uint32_t number = ++pinNumbers_[word];
+  const bool marked = (pinKinds_ & kind) != 0 || kind == kSubtitlePin;
+  pinKinds_ |= kind;
+  return (marked ? OLESTR("~") : OLESTR("")) + codecLabel + OLESTR(" ") + WidenAscii(word) + OLESTR(" ") +
+         WidenAscii(std::to_string(number));
+}
+
+void CVXMkvDmx::RecordFrameDuration(const CMediaType& type) {
+  if (frameFormatAvailable_ || !HasFrameTime(type)) return;
+  // All four blocks begin alike.
+  VIDEOINFOHEADER header;
+  std::memcpy(&header, type.Format(), sizeof(header));
+  if (header.AvgTimePerFrame == 0) return;
+  CAutoLock positions(&positionLock_);
+  frameDuration_ = header.AvgTimePerFrame;
+  frameFormatAvailable_ = true;
+}
+
+}  // namespace vantor

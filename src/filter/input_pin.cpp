@@ -1,0 +1,51 @@
+#include "filter/input_pin.h"
+
+#include "filter/ids.h"
+#include "filter/mkv_filter.h"
+#include "mediatypes/media_guids.h"
+#include "platform/result.h"
+
+namespace vantor {
+
+CVXMkvDmxInputPin::CVXMkvDmxInputPin(CVXMkvDmx* filter, CCritSec* lock, HRESULT* result)
+    : CBaseInputPin(kInputPinName, filter, lock, result, kInputPinName), filter_(filter) {}
+
+CVXMkvDmxInputPin::~CVXMkvDmxInputPin() = default;
+
+HRESULT CVXMkvDmxInputPin::CheckMediaType(const CMediaType* type) {
+  if (!SameGuid(*type->Type(), MEDIATYPE_Stream)) return S_FALSE;
+  const GUID& subtype = *type->Subtype();
+  const bool accepted =
+      SameGuid(subtype, kSubtypePrivateMatroska) || SameGuid(subtype, kSubtypeMatroska) || SameGuid(subtype, GUID_NULL);
+  return accepted ? S_OK : S_FALSE;
+}
+
+HRESULT CVXMkvDmxInputPin::GetMediaType(int, CMediaType*) { return E_UNEXPECTED; }
+
+HRESULT CVXMkvDmxInputPin::CompleteConnect(IPin* receivePin) {
+  return Guarded([&] {
+    IAsyncReader* reader = nullptr;
+    HRESULT result = receivePin->QueryInterface(IID_IAsyncReader, reinterpret_cast<void**>(&reader));
+    if (FAILED(result)) return result;
+    root_.reset(new (std::nothrow) CMkvFileRoot(reader, true));
+    reader->Release();
+    if (root_ == nullptr) return E_OUTOFMEMORY;
+    result = root_->Open();
+    if (FAILED(result)) {
+      root_.reset();
+      return result;
+    }
+    result = root_->SynthesiseCues();
+    if (FAILED(result)) return result;
+    result = filter_->BuildOutputPins(*root_, receivePin);
+    return FAILED(result) ? result : S_OK;
+  });
+}
+
+HRESULT CVXMkvDmxInputPin::BreakConnect() {
+  filter_->RemoveOutputPins();
+  root_.reset();
+  return CBaseInputPin::BreakConnect();
+}
+
+}  // namespace vantor

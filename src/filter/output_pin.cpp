@@ -1,0 +1,117 @@
+#include "filter/output_pin.h"
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+
+#include "filter/mkv_filter.h"
+#include "mediatypes/alternative_media_type.h"
+#include "mediatypes/media_guids.h"
+#include "platform/result.h"
+
+namespace vantor {
+
+namespace {
+
+constexpr WCHAR kRefusedDecoder[] = OLESTR("Microsoft DTV-DVD Audio Decoder");
+
+bool IsVideoInfo(const GUID& format) { return SameGuid(format, FORMAT_VideoInfo); }
+
+bool IsExtendedVideoInfo(const GUID& format) {
+  return SameGuid(format, FORMAT_VideoInfo2) || SameGuid(format, FORMAT_MPEG2Video);
+}
+
+// Whether the pin belongs to the filter of that name. A pin that cannot tell counts as one of them.
+bool BelongsToRefusedDecoder(IPin* pin) {
+  PIN_INFO pinInfo = {};
+  if (FAILED(pin->QueryPinInfo(&pinInfo))) return true;
+  if (pinInfo.pFilter == nullptr) return false;
+  FILTER_INFO filterInfo = {};
+  const bool known = SUCCEEDED(pinInfo.pFilter->QueryFilterInfo(&filterInfo));
+  pinInfo.pFilter->Release();
+  if (!known) return false;
+  if (filterInfo.pGraph != nullptr) filterInfo.pGraph->Release();
+  return WideString(filterInfo.achName) == kRefusedDecoder;
+}
+
+}  // namespace
+
+CVXMkvDmxOutputPin::CVXMkvDmxOutputPin(CVXMkvDmx* filter, CCritSec* lock, HRESULT* result, const WCHAR* name,
+                                       CMkvFile& root, const FirstCluster& first, const MkvTrackEntry& track,
+                                       const TrackMediaType& type)
+    : OutputPinType{type.mediaType, type.bufferSize},
+      TrackWorker(*this, *filter, root, first, track, OutputPinType::mediaType, type.convertStartCodes),
+      CBaseOutputPin(name, filter, lock, result, name),
+      filter_(filter) {}
+
+CVXMkvDmxOutputPin::~CVXMkvDmxOutputPin() { StopWorker(); }
+
+HRESULT CVXMkvDmxOutputPin::NonDelegatingQueryInterface(REFIID riid, void** ppv) {
+  if (ppv == nullptr) return E_POINTER;
+  if (SameGuid(riid, IID_IMediaSeeking)) return GetInterface(static_cast<IMediaSeeking*>(this), ppv);
+  return CBaseOutputPin::NonDelegatingQueryInterface(riid, ppv);
+}
+
+HRESULT CVXMkvDmxOutputPin::Active() {
+  CAutoLock lock(m_pLock);
+  if (!filter_->IsStopped()) return S_FALSE;
+  if (!IsConnected()) return S_OK;
+  const HRESULT result = CBaseOutputPin::Active();
+  return FAILED(result) ? result : StartWorker();
+}
+
+HRESULT CVXMkvDmxOutputPin::Inactive() {
+  CAutoLock lock(m_pLock);
+  if (!IsConnected()) return S_OK;
+  const HRESULT result = CBaseOutputPin::Inactive();
+  return FAILED(result) ? result : StopWorker();
+}
+
+HRESULT CVXMkvDmxOutputPin::BreakConnect() {
+  // A pin that was activated in a Pause that failed at a later pin may still be streaming.
+  if (ThreadExists()) CBaseOutputPin::Inactive();
+  StopWorker();
+  return CBaseOutputPin::BreakConnect();
+}
+
+HRESULT CVXMkvDmxOutputPin::CheckMediaType(const CMediaType* type) {
+  const CMediaType& own = OutputPinType::mediaType;
+  if (!SameGuid(*type->Type(), *own.Type())) return S_FALSE;
+  const GUID& format = *type->FormatType();
+  const GUID& ownFormat = *own.FormatType();
+  if (SameGuid(*type->Subtype(), *own.Subtype())) {
+    if (SameGuid(format, ownFormat)) return S_OK;
+    if (IsVideoInfo(format) && IsExtendedVideoInfo(ownFormat)) return S_OK;
+    if (IsExtendedVideoInfo(format) && IsVideoInfo(ownFormat)) return S_OK;
+  }
+  const bool olderVorbis = SameGuid(*type->Subtype(), kSubtypeVorbis) && SameGuid(*own.Subtype(), kSubtypeVorbis2);
+  return olderVorbis ? S_OK : S_FALSE;
+}
+
+HRESULT CVXMkvDmxOutputPin::CompleteConnect(IPin* receivePin) {
+  const CMediaType& own = OutputPinType::mediaType;
+  const bool rawAac = SameGuid(*own.Type(), MEDIATYPE_Audio) && SameGuid(*own.Subtype(), kSubtypeRawAac);
+  if (rawAac && BelongsToRefusedDecoder(receivePin)) return E_FAIL;
+  return CBaseOutputPin::CompleteConnect(receivePin);
+}
+
+HRESULT CVXMkvDmxOutputPin::GetMediaType(int position, CMediaType* type) {
+  if (position < 0 || type == nullptr) return E_INVALIDARG;
+  if (position > 1) return VFW_S_NO_MORE_ITEMS;
+  return Guarded([&]() -> HRESULT {
+    if (position == 0) return type->Set(OutputPinType::mediaType);
+    return BuildAlternativeMediaType(OutputPinType::mediaType, *type);
+  });
+}
+
+HRESULT CVXMkvDmxOutputPin::DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* request) {
+  constexpr std::uint32_t kLargest = std::numeric_limits<std::int32_t>::max();
+  request->cBuffers = 2;
+  request->cbBuffer = static_cast<LONG>(std::clamp<std::uint32_t>(bufferSize, 1, kLargest));
+  request->cbAlign = 1;
+  request->cbPrefix = 0;
+  ALLOCATOR_PROPERTIES actual = {};
+  return allocator->SetProperties(request, &actual);
+}
+
+}  // namespace vantor
