@@ -1,0 +1,78 @@
+#include "host/component.h"
+
+#include <array>
+#include <cstdlib>
+#include <filesystem>
+#include <system_error>
+
+#include "platform/com_ptr.h"
+
+namespace vantor {
+namespace {
+
+// What the component's file is called, by platform.
+constexpr std::array<const char*, 2> kFileNames = {"libvantormkv.so", "vantormkv.ax"};
+
+std::filesystem::path PathOf(const std::string& utf8) {
+  return std::filesystem::path(std::u8string(utf8.begin(), utf8.end()));
+}
+
+std::string TextOf(const std::filesystem::path& path) {
+  const std::u8string text = path.u8string();
+  return std::string(text.begin(), text.end());
+}
+
+}  // namespace
+
+std::unique_ptr<Component> Component::Load(const std::string& path, std::string& error) {
+  std::unique_ptr<SharedLibrary> library = SharedLibrary::Load(path, &error);
+  if (!library) {
+    return nullptr;
+  }
+  const auto get_class_object =
+      library->FindFunction<std::remove_pointer_t<GetClassObjectFunction>>("DllGetClassObject");
+  const auto can_unload_now = library->FindFunction<std::remove_pointer_t<CanUnloadNowFunction>>("DllCanUnloadNow");
+  if (get_class_object == nullptr || can_unload_now == nullptr) {
+    error = path + " is not a component: it exports no DllGetClassObject or no DllCanUnloadNow";
+    return nullptr;
+  }
+  auto component = std::make_unique<Component>(get_class_object, can_unload_now);
+  component->library_ = std::move(library);
+  return component;
+}
+
+std::unique_ptr<Component> Component::LoadBesideProgram(std::string& error) {
+  const std::filesystem::path folder = PathOf(ModulePath()).parent_path();
+  for (const char* name : kFileNames) {
+    std::error_code ignored;
+    if (std::filesystem::exists(folder / name, ignored)) {
+      return Load(TextOf(folder / name), error);
+    }
+  }
+  error = "no component (" + std::string(kFileNames.front()) + ") in " + TextOf(folder);
+  return nullptr;
+}
+
+Component::Component(GetClassObjectFunction get_class_object, CanUnloadNowFunction can_unload_now) noexcept
+    : get_class_object_(get_class_object), can_unload_now_(can_unload_now) {}
+
+Component::~Component() {
+  if (library_ && !CanUnloadNow()) {
+    // Objects are still alive whose code would go with the library.
+    static_cast<void>(library_.release());
+  }
+}
+
+HRESULT Component::CreateFilter(REFCLSID class_id, IBaseFilter** filter) const noexcept {
+  *filter = nullptr;
+  ComPtr<IClassFactory> factory;
+  const HRESULT hr = get_class_object_(class_id, IID_IClassFactory, factory.Void());
+  if (FAILED(hr)) {
+    return hr;
+  }
+  return factory->CreateInstance(nullptr, IID_IBaseFilter, reinterpret_cast<void**>(filter));
+}
+
+bool Component::CanUnloadNow() const noexcept { return can_unload_now_() == S_OK; }
+
+}  // namespace vantor

@@ -1,0 +1,52 @@
+// Component: the entry points of an in-process component, and the shared library they came from.
+//
+//   std::string error;
+//   std::unique_ptr<Component> component = Component::Load("/usr/lib/vantor/libvantormkv.so", error);
+//   ComPtr<IBaseFilter> filter;
+//   HRESULT hr = component->CreateFilter(kComponentClassId, filter.Out());
+//
+// The component is known by nothing but DllGetClassObject, DllCanUnloadNow and the filter's class id. A program that is
+// linked with one gives the two functions instead of a path. Every object of the component must be released before the
+// Component goes; if the component then still refuses to be unloaded, its library stays loaded.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "platform/com.h"
+#include "platform/platform.h"
+
+namespace vantor {
+
+// The class id of the demultiplexer: {5E1B2A64-90C3-4D0F-A7E2-6B8D54C9F311}.
+inline constexpr GUID kComponentClassId = {
+    0x5E1B2A64, 0x90C3, 0x4D0F, {0xA7, 0xE2, 0x6B, 0x8D, 0x54, 0xC9, 0xF3, 0x11}};
+// The name that it registers itself under, and joins a graph with.
+inline constexpr const WCHAR* kComponentName = OLESTR("Vantor MKV Demultiplexer");
+
+class Component {
+ public:
+  using GetClassObjectFunction = HRESULT(STDAPICALLTYPE*)(REFCLSID, REFIID, LPVOID*);
+  using CanUnloadNowFunction = HRESULT(STDAPICALLTYPE*)();
+
+  // Null, with one line in words in error, when the library or one of its entry points cannot be had.
+  static std::unique_ptr<Component> Load(const std::string& path, std::string& error);
+  // Loads the component that lies beside the running program, or beside the library this code is in.
+  static std::unique_ptr<Component> LoadBesideProgram(std::string& error);
+
+  Component(GetClassObjectFunction get_class_object, CanUnloadNowFunction can_unload_now) noexcept;
+  ~Component();
+  Component(const Component&) = delete;
+  Component& operator=(const Component&) = delete;
+
+  HRESULT CreateFilter(REFCLSID class_id, IBaseFilter** filter) const noexcept;
+  // Whether no object of the component is alive.
+  bool CanUnloadNow() const noexcept;
+
+ private:
+  GetClassObjectFunction get_class_object_;
+  CanUnloadNowFunction can_unload_now_;
+  std::unique_ptr<SharedLibrary> library_;
+};
+
+}  // namespace vantor

@@ -1,0 +1,28 @@
+// SampleListener: what a sink hands on of everything that reaches it.
+//
+//   class Counter : public SampleListener {
+//     HRESULT OnSample(IMediaSample* sample) override { bytes += sample->GetActualDataLength(); return S_OK; }
+//   };
+//
+// Called on the thread that delivers, for one sink never from two threads at once but for OnBeginFlush, which may come
+// while OnSample runs. A sample is valid during the call; keep it with AddRef. No call may throw.
+#pragma once
+
+#include "platform/com.h"
+
+namespace vantor {
+
+class SampleListener {
+ public:
+  virtual ~SampleListener() = default;
+
+  virtual void OnNewSegment([[maybe_unused]] REFERENCE_TIME start, [[maybe_unused]] REFERENCE_TIME stop,
+                            [[maybe_unused]] double rate) noexcept {}
+  // The result is what the delivering pin gets.
+  virtual HRESULT OnSample([[maybe_unused]] IMediaSample* sample) noexcept { return S_OK; }
+  virtual void OnEndOfStream() noexcept {}
+  virtual void OnBeginFlush() noexcept {}
+  virtual void OnEndFlush() noexcept {}
+};
+
+}  // namespace vantor

@@ -1,0 +1,51 @@
+// SinkGate: tells a sink how to treat the samples that reach it.
+//
+//   gate.Answer(VFW_E_WRONG_STATE, 10);   // refuse everything from the eleventh sample on
+//   gate.Delay(std::chrono::milliseconds(5));
+//   gate.Hold();                          // keep every delivering thread inside Receive ...
+//   gate.WaitUntilHeld(1);                // ... until one is there ...
+//   gate.LetGo();                         // ... and let them go on
+//
+// A flush or a stop of the sink also frees the held threads. All members may be called from any thread.
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <mutex>
+
+#include "platform/com.h"
+
+namespace vantor {
+
+class SinkGate {
+ public:
+  // From the sample with this number (the first is 0) on, samples are answered so without reaching the listener. An
+  // S_OK takes the refusal back.
+  void Answer(HRESULT result, std::uint64_t from_sample = 0);
+  // Every sample takes at least this long.
+  void Delay(std::chrono::milliseconds delay);
+  void Hold();
+  void LetGo();
+  // Waits until that many threads are held.
+  void WaitUntilHeld(int threads);
+
+  // The sink's side. Pass gives S_OK for a sample that is to reach the listener, else what to answer: VFW_E_WRONG_STATE
+  // when the gate closed while the thread was held.
+  HRESULT Pass(std::uint64_t sample);
+  // A closed gate holds and delays nobody.
+  void Open();
+  void Close();
+
+ private:
+  std::mutex lock_;
+  std::condition_variable changed_;
+  HRESULT answer_ = S_OK;
+  std::uint64_t answer_from_ = 0;
+  std::chrono::milliseconds delay_{0};
+  bool hold_ = false;
+  bool open_ = false;
+  int held_ = 0;
+};
+
+}  // namespace vantor

@@ -1,0 +1,188 @@
+#include "platform/mapped_file.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <csetjmp>
+#include <csignal>
+#include <cstring>
+#include <mutex>
+
+namespace vantor::platform {
+namespace {
+
+// A page of a mapping that lies past the end of a shortened file raises SIGBUS when touched. While a thread copies out
+// of a mapping it names the range here, and the handler jumps back to it; any other SIGBUS goes where it went before.
+struct CopyGuard {
+  sigjmp_buf recovery;
+  const unsigned char* begin;
+  const unsigned char* end;
+};
+
+thread_local CopyGuard* volatile active_guard = nullptr;
+struct sigaction previous_action;
+
+void OnBusError(int signal, siginfo_t* info, void* context) {
+  CopyGuard* guard = active_guard;
+  const auto* address = static_cast<const unsigned char*>(info->si_addr);
+  if (guard != nullptr && address >= guard->begin && address < guard->end) {
+    siglongjmp(guard->recovery, 1);
+  }
+  if ((previous_action.sa_flags & SA_SIGINFO) != 0) {
+    previous_action.sa_sigaction(signal, info, context);
+  } else if (previous_action.sa_handler != SIG_DFL && previous_action.sa_handler != SIG_IGN) {
+    previous_action.sa_handler(signal);
+  } else {
+    // Returning repeats the access, now with the system's own answer.
+    sigaction(SIGBUS, &previous_action, nullptr);
+  }
+}
+
+bool InstallHandler() noexcept {
+  static const bool installed = [] {
+    struct sigaction action = {};
+    action.sa_sigaction = OnBusError;
+    // Not blocked while it runs, so that jumping out leaves the thread's signal mask as it was.
+    action.sa_flags = SA_SIGINFO | SA_NODEFER;
+    sigemptyset(&action.sa_mask);
+    return sigaction(SIGBUS, &action, &previous_action) == 0;
+  }();
+  return installed;
+}
+
+// A memory copy may touch anything of the pages that its range lies in.
+constexpr std::uintptr_t kPage = 4096;
+
+const unsigned char* PageStart(const unsigned char* address) noexcept {
+  return address - (reinterpret_cast<std::uintptr_t>(address) % kPage);
+}
+
+bool GuardedCopy(void* to, const unsigned char* from, std::size_t size) noexcept {
+  CopyGuard guard;
+  guard.begin = PageStart(from);
+  guard.end = PageStart(from + size) + kPage;
+  if (sigsetjmp(guard.recovery, 0) != 0) {
+    active_guard = nullptr;
+    return false;
+  }
+  active_guard = &guard;
+  std::atomic_signal_fence(std::memory_order_seq_cst);
+  std::memcpy(to, from, size);
+  std::atomic_signal_fence(std::memory_order_seq_cst);
+  active_guard = nullptr;
+  return true;
+}
+
+FileError ErrorOf(int code) noexcept {
+  switch (code) {
+    case ENOENT:
+    case ENOTDIR:
+      return FileError::kMissing;
+    case EISDIR:
+      return FileError::kDirectory;
+    case EACCES:
+    case EPERM:
+      return FileError::kDenied;
+    default:
+      return FileError::kOther;
+  }
+}
+
+}  // namespace
+
+ReadableFile::~ReadableFile() {
+  if (handle_ >= 0) {
+    close(static_cast<int>(handle_));
+  }
+}
+
+FileError ReadableFile::Open(const std::string& path) noexcept {
+  const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (descriptor < 0) {
+    return ErrorOf(errno);
+  }
+  struct stat status = {};
+  if (fstat(descriptor, &status) != 0 || S_ISDIR(status.st_mode)) {
+    const FileError error = S_ISDIR(status.st_mode) ? FileError::kDirectory : FileError::kOther;
+    close(descriptor);
+    return error;
+  }
+  handle_ = descriptor;
+  return FileError::kNone;
+}
+
+std::int64_t ReadableFile::Length() const noexcept {
+  struct stat status = {};
+  if (fstat(static_cast<int>(handle_), &status) != 0) {
+    return -1;
+  }
+  if (S_ISREG(status.st_mode)) {
+    return status.st_size;
+  }
+  // Devices tell their size by seeking; pipes cannot be read from any position at all.
+  return lseek(static_cast<int>(handle_), 0, SEEK_END);
+}
+
+std::int64_t ReadableFile::ReadAt(std::int64_t position, void* buffer, std::size_t size) const noexcept {
+  auto* bytes = static_cast<unsigned char*>(buffer);
+  std::size_t done = 0;
+  while (done < size) {
+    const ssize_t count =
+        pread(static_cast<int>(handle_), bytes + done, size - done, position + static_cast<std::int64_t>(done));
+    if (count == 0) {
+      break;
+    }
+    if (count < 0) {
+      if (errno == EINTR) {
+        continue;
+      }
+      return -1;
+    }
+    done += static_cast<std::size_t>(count);
+  }
+  return static_cast<std::int64_t>(done);
+}
+
+MappedBytes::~MappedBytes() {
+  if (bytes_ != nullptr) {
+    munmap(const_cast<unsigned char*>(bytes_), static_cast<std::size_t>(length_));
+  }
+}
+
+bool MappedBytes::Map(const ReadableFile& file) noexcept {
+  struct stat status = {};
+  if (fstat(static_cast<int>(file.handle_), &status) != 0 || !S_ISREG(status.st_mode) || status.st_size <= 0 ||
+      !InstallHandler()) {
+    return false;
+  }
+  const auto length = static_cast<std::size_t>(status.st_size);
+  void* bytes = mmap(nullptr, length, PROT_READ, MAP_SHARED, static_cast<int>(file.handle_), 0);
+  if (bytes == MAP_FAILED) {
+    return false;
+  }
+  file_ = &file;
+  bytes_ = static_cast<const unsigned char*>(bytes);
+  length_ = status.st_size;
+  return true;
+}
+
+// A shortened file raises no signal within its last page, where the bytes behind the new end read as zero instead. So
+// a copy that ends in a zero byte is believed only when the file still reaches that far.
+bool MappedBytes::Copy(std::int64_t position, void* buffer, std::size_t size) const noexcept {
+  if (size == 0) {
+    return true;
+  }
+  if (!GuardedCopy(buffer, bytes_ + position, size)) {
+    return false;
+  }
+  if (static_cast<const unsigned char*>(buffer)[size - 1] != 0) {
+    return true;
+  }
+  return file_->Length() >= position + static_cast<std::int64_t>(size);
+}
+
+}  // namespace vantor::platform
