@@ -1,0 +1,49 @@
+// Theora: the picture is described by the identification header in the private data.
+#include <cstddef>
+
+#include "mediatypes/video_builders.h"
+#include "platform/conversions.h"
+
+namespace vantor {
+
+namespace {
+
+// Offsets in the private data: the identification header lies behind a 3-byte lace head.
+constexpr std::size_t kMacroblockWidth = 13;  // 16 bits
+constexpr std::size_t kMacroblockHeight = 15;
+constexpr std::size_t kPictureWidth = 17;  // 24 bits
+constexpr std::size_t kPictureHeight = 20;
+constexpr std::size_t kRateNumerator = 25;  // 32 bits
+constexpr std::size_t kRateDenominator = 29;
+constexpr std::size_t kSizeRead = 33;
+
+std::uint32_t BigEndian(const Bytes& bytes, std::size_t offset, int count) {
+  std::uint32_t value = 0;
+  for (int i = 0; i < count; ++i) value = value << 8 | bytes[offset + static_cast<std::size_t>(i)];
+  return value;
+}
+
+// 16 times the macroblock count while that is below 256.
+LONG MacroblocksToPixels(const Bytes& bytes, std::size_t offset) {
+  return (bytes[offset] | bytes[offset + 1] << 8) >> 4;
+}
+
+}  // namespace
+
+HRESULT BuildTheora(const VideoCodec& codec, MkvTrackEntry& track, const AvcConfigSources&, TrackMediaType& result) {
+  const Bytes& codecPrivate = track.CodecPrivate;
+  if (codecPrivate.size() < kSizeRead) return S_FALSE;
+
+  MPEG2VIDEOINFO header{};
+  header.hdr.bmiHeader = BitmapHeader(track, codec.fourCc, 1, 24);
+  header.hdr.bmiHeader.biWidth = MacroblocksToPixels(codecPrivate, kMacroblockWidth);
+  header.hdr.bmiHeader.biHeight = MacroblocksToPixels(codecPrivate, kMacroblockHeight);
+  header.hdr.dwPictAspectRatioX = BigEndian(codecPrivate, kPictureWidth, 3);
+  header.hdr.dwPictAspectRatioY = BigEndian(codecPrivate, kPictureHeight, 3);
+  const std::uint32_t numerator = BigEndian(codecPrivate, kRateNumerator, 4);
+  const std::uint32_t denominator = BigEndian(codecPrivate, kRateDenominator, 4);
+  if (numerator != 0) header.hdr.AvgTimePerFrame = TruncateToInt64(denominator * 10000000.0 / numerator);
+  return StoreMpeg2VideoInfo(header, codecPrivate, 4, result);
+}
+
+}  // namespace vantor

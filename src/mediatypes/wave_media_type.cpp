@@ -1,0 +1,117 @@
+// Codecs described by a WAVEFORMATEX.
+#include <algorithm>
+
+#include "mediatypes/audio_builders.h"
+#include "mediatypes/format_block.h"
+#include "mediatypes/media_guids.h"
+#include "platform/conversions.h"
+
+namespace vantor {
+
+namespace {
+
+// Stores the header with the private data behind it, which takes `smallestPrivate` bytes at the least.
+HRESULT Store(const WAVEFORMATEX& header, const Bytes& codecPrivate, std::uint64_t smallestPrivate,
+              TrackMediaType& result) {
+  const std::uint64_t privateSize = std::max<std::uint64_t>(codecPrivate.size(), smallestPrivate);
+  const HRESULT made = MakeFormatBlock(result.mediaType, FORMAT_WaveFormatEx, sizeof(WAVEFORMATEX) + privateSize);
+  if (FAILED(made)) return made;
+  StoreHeader(result.mediaType, header);
+  StoreBytes(result.mediaType, sizeof(WAVEFORMATEX), codecPrivate);
+  return S_OK;
+}
+
+HRESULT StoreWithPrivate(const AudioCodec& codec, const MkvTrackEntry& track, std::uint64_t smallestPrivate,
+                         TrackMediaType& result) {
+  WAVEFORMATEX header = CommonWaveFormat(track, codec.formatTag);
+  header.cbSize = static_cast<WORD>(track.CodecPrivate.size());
+  return Store(header, track.CodecPrivate, smallestPrivate, result);
+}
+
+// Signed 32-bit arithmetic that wraps, of which 16 bits are kept.
+WORD BlockAlign(std::uint32_t bitDepth, std::uint32_t channels) {
+  return static_cast<WORD>(static_cast<std::int32_t>(bitDepth * channels) / 8);
+}
+
+WAVEFORMATEX WaveFormat(const MkvTrackEntry& track, std::uint16_t formatTag, WORD blockAlign) {
+  WAVEFORMATEX header{};
+  header.wFormatTag = formatTag;
+  header.nChannels = static_cast<WORD>(track.audio.Channels.value);
+  header.nSamplesPerSec = SamplesPerSecond(track);
+  header.nBlockAlign = blockAlign;
+  header.nAvgBytesPerSec = blockAlign * header.nSamplesPerSec;
+  header.wBitsPerSample = static_cast<WORD>(track.audio.BitDepth.value);
+  return header;
+}
+
+}  // namespace
+
+std::uint32_t SamplesPerSecond(const MkvTrackEntry& track) {
+  return TruncateToUInt32(track.audio.SamplingFrequency.value);
+}
+
+WAVEFORMATEX CommonWaveFormat(const MkvTrackEntry& track, std::uint16_t formatTag) {
+  const WORD channels = static_cast<WORD>(track.audio.Channels.value);
+  const WORD align = BlockAlign(static_cast<std::uint32_t>(track.audio.BitDepth.value), channels);
+  return WaveFormat(track, formatTag, align == 0 ? WORD{1} : align);
+}
+
+WAVEFORMATEX UncorrectedWaveFormat(const MkvTrackEntry& track, std::uint16_t formatTag) {
+  return WaveFormat(track, formatTag,
+                    BlockAlign(static_cast<std::uint32_t>(track.audio.BitDepth.value),
+                               static_cast<std::uint32_t>(track.audio.Channels.value)));
+}
+
+HRESULT BuildWaveFormat(const AudioCodec& codec, const MkvTrackEntry& track, TrackMediaType& result) {
+  return Store(CommonWaveFormat(track, codec.formatTag), {}, 0, result);
+}
+
+HRESULT BuildWaveFormatWithPrivate(const AudioCodec& codec, const MkvTrackEntry& track, TrackMediaType& result) {
+  return StoreWithPrivate(codec, track, 0, result);
+}
+
+// The block has room for the rest of an MPEG1WAVEFORMAT, whether or not the file fills it.
+HRESULT BuildMpegLayer(const AudioCodec& codec, const MkvTrackEntry& track, TrackMediaType& result) {
+  constexpr std::uint64_t kMpegPart = 22;
+  return StoreWithPrivate(codec, track, kMpegPart, result);
+}
+
+HRESULT BuildFlac(const AudioCodec& codec, const MkvTrackEntry& track, TrackMediaType& result) {
+  result.mediaType.SetSubtype(&kSubtypeFlac);
+  return StoreWithPrivate(codec, track, 0, result);
+}
+
+HRESULT BuildStoredWaveFormat(const AudioCodec&, const MkvTrackEntry& track, TrackMediaType& result) {
+  const Bytes& stored = track.CodecPrivate;
+  if (stored.size() < sizeof(WAVEFORMATEX)) return S_FALSE;
+  const HRESULT made = MakeFormatBlock(result.mediaType, FORMAT_WaveFormatEx, stored.size());
+  if (FAILED(made)) return made;
+  StoreBytes(result.mediaType, 0, stored);
+  const GUID subtype = SubtypeOf(static_cast<std::uint32_t>(stored[0] | stored[1] << 8));
+  result.mediaType.SetSubtype(&subtype);
+  return S_OK;
+}
+
+// The private bytes ride along uncounted: decoders look for them behind the header whatever cbSize says.
+HRESULT BuildRealAudio(const AudioCodec& codec, const MkvTrackEntry& track, TrackMediaType& result) {
+  struct Tag {
+    std::uint32_t fourCc;
+    std::uint16_t formatTag;
+  };
+  constexpr Tag kTags[] = {
+      {FourCc("14_4"), 0x2002}, {FourCc("28_8"), 0x2003}, {FourCc("ATRC"), 0x0270},
+      {FourCc("COOK"), 0x2004}, {FourCc("SIPR"), 0x0130},
+  };
+  const std::string_view suffix = CodecIdText(track.CodecID).substr(codec.id.size());
+  if (suffix.size() < 4) return S_FALSE;
+  const std::uint32_t fourCc = FourCc(suffix[0], suffix[1], suffix[2], suffix[3]);
+  const auto* tag = std::find_if(std::begin(kTags), std::end(kTags), [&](const Tag& t) { return t.fourCc == fourCc; });
+
+  const GUID subtype = SubtypeOf(fourCc);
+  result.mediaType.SetSubtype(&subtype);
+  result.mediaType.SetTemporalCompression(TRUE);
+  const std::uint16_t formatTag = tag != std::end(kTags) ? tag->formatTag : std::uint16_t{0};
+  return Store(UncorrectedWaveFormat(track, formatTag), track.CodecPrivate, 0, result);
+}
+
+}  // namespace vantor
