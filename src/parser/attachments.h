@@ -1,6 +1,7 @@
 // Attached files: their names and where their bytes lie. The bytes are not read at open.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -20,7 +21,10 @@ struct MkvAttachedFile {
 
 using MkvAttachmentList = std::vector<MkvAttachedFile>;
 
-// Reads every AttachedFile of the Attachments element, in file order. E_POINTER for an empty element.
+// Attached files kept: a record is larger than an empty AttachedFile, and no real file comes near.
+inline constexpr std::size_t kMaxAttachedFiles = 4096;
+
+// Reads the AttachedFiles of the Attachments element, in file order. E_POINTER for an empty element.
 HRESULT ReadAttachments(const MkvElement& attachments, MkvAttachmentList& list);
 
 }  // namespace vantor

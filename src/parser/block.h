@@ -48,6 +48,10 @@ struct MkvBlock {
 
   // A block is a key frame when it refers to no other.
   bool IsKeyFrame() const { return !ReferenceBlock.present; }
+
+ private:
+  template <typename ReadBlock>
+  HRESULT WalkGroup(const MkvElement& group, const ReadBlock& readBlock);
 };
 
 // The Cluster's first BlockGroup or SimpleBlock; empty when it has none.

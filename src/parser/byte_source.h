@@ -28,9 +28,12 @@ class CMkvFileReader {
   // Bytes between the cursor and the end of the file, 0 when the cursor is beyond it.
   std::uint64_t Remaining() const { return position < length ? length - position : 0; }
 
-  std::uint64_t position = 0;  // absolute, bytes
-  std::uint64_t length = 0;    // of the whole file, bytes
+  std::uint64_t position = 0;      // absolute, bytes
+  std::uint64_t length = 0;        // of the whole file, bytes
   IAsyncReader* reader = nullptr;  // a counted reference
+  // Bytes that may still be read; a larger Read fails with E_FAIL and reads nothing. Opening limits itself with it, so
+  // that elements which claim each other's bytes cannot make its work grow beyond the file's length.
+  std::uint64_t allowance = ~std::uint64_t{0};
 };
 
 class CMkvFile : public CMkvFileReader {

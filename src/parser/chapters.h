@@ -1,6 +1,7 @@
 // Chapter editions: kept with the file's records.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -24,6 +25,10 @@ struct MkvChapterEdition {
 using MkvChapterEditions = std::vector<MkvChapterEdition>;
 // One list per Chapters element read.
 using MkvChapterList = std::vector<MkvChapterEditions>;
+
+// Atoms below this many others, and atoms after this many of one Chapters element, are passed over.
+inline constexpr std::size_t kMaxChapterDepth = 16;
+inline constexpr std::size_t kMaxChapterAtoms = 16384;
 
 // Reads every EditionEntry of the Chapters element, in file order. E_POINTER for an empty element.
 HRESULT ReadChapters(const MkvElement& chapters, MkvChapterEditions& editions);

@@ -59,8 +59,11 @@ class MkvElement {
   bool isWholeFile = false;
 
  private:
-  HRESULT ReadHeader(std::uint64_t position);
+  HRESULT ReadHeader(std::uint64_t at);
   bool Resynchronise();
+  bool FindByIndex(std::uint32_t wanted);
+  void FindFromHere(std::uint32_t wanted, Search search);
+  void Clear();
 };
 
 }  // namespace vantor

@@ -16,8 +16,12 @@ class CMkvFileRoot final : public CMkvFile {
  public:
   CMkvFileRoot(IAsyncReader* reader, bool canSeek);
 
-  // Checks the EBML header and reads the first Segment's records; called once. S_OK, or E_FAIL when this is no
-  // Matroska or WebM file. A file without a Segment opens, with empty records.
+  // Segments read: those behind are passed over.
+  static constexpr int kMaxSegments = 16;
+
+  // Checks the EBML header and reads the Segments' records (further Segments only while none has given a SegmentUID);
+  // called once. S_OK, or E_FAIL when this is no Matroska or WebM file. A file without a Segment opens, with empty
+  // records. Raises running out of memory.
   HRESULT Open();
 
   // Gives a file without Cues one cue point per Cluster and a duration up to the last Cluster. S_OK; E_UNEXPECTED
@@ -32,6 +36,9 @@ class CMkvFileRoot final : public CMkvFile {
   bool canSeek;
   MkvSegment segment;
   MkvEbmlHeader ebmlHeader;
+
+ private:
+  HRESULT ReadRecords();
 };
 
 }  // namespace vantor

@@ -4,6 +4,7 @@
 // in file order, so consumers loop over both levels.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -32,6 +33,9 @@ struct MkvSeekEntry {
   CMkvUInt SeekPosition;  // bytes from MkvSegment::dataStart
 };
 
+// Seek entries kept for a file, all lists together: the first ones.
+inline constexpr std::size_t kMaxSeekEntries = 65536;
+
 struct MkvSegmentInfo {
   Bytes SegmentUID;
   WideString SegmentFilename;
@@ -59,6 +63,9 @@ struct MkvSegment {
 
   // TimecodeScale ticks as 100 ns: signed 64-bit, wrapping, the division truncated toward zero.
   std::int64_t TicksToTime(std::int64_t ticks) const;
+
+  // The absolute position that the seek entry names; at most 2^64 - 1, where nothing can lie.
+  std::uint64_t SeekTarget(const MkvSeekEntry& entry) const;
 };
 
 // The track whose cue positions seeking follows: the number of the first video track, else of the first audio track,

@@ -1,6 +1,7 @@
 // Track entries: one record per TrackEntry, filled at open and read-only afterwards.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -89,8 +90,13 @@ struct MkvTrackEntry {
 
 using MkvTrackList = std::vector<std::unique_ptr<MkvTrackEntry>>;
 
-// Reads every TrackEntry of the Tracks element, in file order. E_POINTER for an empty element.
-HRESULT ReadTracks(const MkvElement& tracks, MkvTrackList& list);
+// Track entries kept for a file, all lists together: the first ones. A record is a thousand times larger than an empty
+// TrackEntry, and no real file comes near.
+inline constexpr std::size_t kMaxTracks = 1024;
+
+// Reads every TrackEntry of the Tracks element, in file order, until the list has `limit`. E_POINTER for an empty
+// element.
+HRESULT ReadTracks(const MkvElement& tracks, MkvTrackList& list, std::size_t limit = kMaxTracks);
 
 // Undoes the one content encoding of highest order whose scope meets the mask, as far as it can be undone: header
 // stripping is. True when no encoding matched, so that the buffer is usable as it was.

@@ -1,0 +1,141 @@
+#include "parser/block.h"
+
+#include <algorithm>
+#include <new>
+
+#include "parser/element_ids.h"
+#include "parser/element_table.h"
+#include "parser/lacing.h"
+
+namespace vantor {
+
+namespace {
+
+// Reads the frame at the cursor: as much of it as the source holds, nothing when the read fails.
+void ReadFrame(CMkvFile& file, std::uint64_t size, FrameBytes& frame) {
+  const std::uint64_t there = std::min(size, file.Remaining());
+  if (there == 0) return;
+  if (there > frame.max_size()) throw std::bad_alloc();
+  frame.resize(static_cast<std::size_t>(there));
+  const std::uint64_t before = file.position;
+  if (file.Read(frame.data(), there) != S_OK) frame.resize(static_cast<std::size_t>(file.position - before));
+}
+
+bool IsBlock(const MkvElement& element) {
+  return element.id.value == ids::kBlockGroup || element.id.value == ids::kSimpleBlock;
+}
+
+}  // namespace
+
+void MkvBlock::Reset() {
+  trackNumber = CMkvLength();
+  timecode = CMkvInt();
+  flags = CMkvByte();
+  frames.Clear();
+  BlockDuration = CMkvUInt();
+  ReferencePriority = CMkvUInt();
+  ReferenceBlock = CMkvInt();
+  ReferenceVirtual = CMkvInt();
+  CodecState.clear();
+}
+
+void MkvBlock::ReadHeader(const MkvElement& element) {
+  trackNumber = CMkvLength();
+  flags = CMkvByte();
+  element.SeekToData();
+  trackNumber.Read(element);
+  CMkvShort relative;
+  relative.Read(element);
+  timecode = CMkvInt(relative.value);
+  flags.Read(element);
+}
+
+HRESULT MkvBlock::ReadFrames(const MkvElement& element) {
+  LaceSizes sizes;
+  if (const HRESULT result = ReadLaceSizes(element, flags.value, sizes); result != S_OK) return result;
+  CMkvFile& file = *element.file;
+  std::uint64_t next = file.position;
+  for (std::size_t i = 0; i < sizes.count; ++i) {
+    file.position = next;
+    ReadFrame(file, sizes.size[i], frames.Append());
+    next += sizes.size[i];
+  }
+  return S_OK;
+}
+
+HRESULT MkvBlock::Read(const MkvElement& element, bool wantFrames) {
+  if (!element) return E_POINTER;
+  ReadHeader(element);
+  return wantFrames ? ReadFrames(element) : S_OK;
+}
+
+template <typename ReadBlock>
+HRESULT MkvBlock::WalkGroup(const MkvElement& group, const ReadBlock& readBlock) {
+  return ReadChildren(group, {
+                                 {ids::kBlock, readBlock},
+                                 {0x9B, BlockDuration},
+                                 {0xFA, ReferencePriority},
+                                 {0xFB, ReferenceBlock},
+                                 {0xFD, ReferenceVirtual},
+                                 {0xA4, CodecState},
+                             });
+}
+
+HRESULT MkvBlock::ReadGroup(const MkvElement& element, bool wantFrames) {
+  bool isDamaged = false;
+  const HRESULT result = WalkGroup(element, [&](const MkvElement& child) {
+    if (FAILED(Read(child, wantFrames))) isDamaged = true;
+  });
+  return isDamaged ? E_FAIL : result;
+}
+
+HRESULT MkvBlock::ReadGroupOfTrack(const MkvElement& element, std::uint64_t track) {
+  bool isDamaged = false;
+  bool isSkipped = false;
+  const HRESULT result = WalkGroup(element, [&](const MkvElement& child) {
+    ReadHeader(child);
+    if (trackNumber.value != track) {
+      isSkipped = true;
+    } else if (FAILED(ReadFrames(child))) {
+      isDamaged = true;
+    }
+  });
+  if (trackNumber.value != track) {
+    frames.Clear();
+    return result;
+  }
+  if (!isSkipped) return isDamaged ? E_FAIL : result;
+  Reset();
+  return ReadGroup(element, true);
+}
+
+MkvElement FirstBlock(const MkvElement& cluster) {
+  MkvElement block = cluster.FirstChild();
+  if (block && !IsBlock(block)) NextBlock(block);
+  return block;
+}
+
+bool NextBlock(MkvElement& block) {
+  while (block.MoveNext()) {
+    if (IsBlock(block)) return true;
+  }
+  return false;
+}
+
+bool ReadClusterTimecode(const MkvElement& cluster, std::int64_t& ticks) {
+  const MkvElement timecode = cluster.FirstChild(ids::kTimecode);
+  if (!timecode) return false;
+  CMkvUInt value;
+  if (value.Read(timecode) != S_OK) return false;
+  ticks = static_cast<std::int64_t>(value.value);
+  return true;
+}
+
+HRESULT AppendBlock(std::list<MkvBlock>& blocks, const MkvElement& group, bool wantFrames) {
+  std::list<MkvBlock> one(1);
+  const HRESULT result = one.front().ReadGroup(group, wantFrames);
+  if (result == S_OK) blocks.splice(blocks.end(), one);
+  return result;
+}
+
+}  // namespace vantor

@@ -1,0 +1,40 @@
+#include "parser/byte_source.h"
+
+#include <algorithm>
+
+namespace vantor {
+
+CMkvFileReader::CMkvFileReader(IAsyncReader* source) : reader(source) {
+  reader->AddRef();
+  LONGLONG total = 0;
+  LONGLONG available = 0;
+  if (SUCCEEDED(reader->Length(&total, &available)) && total > 0) length = static_cast<std::uint64_t>(total);
+}
+
+CMkvFileReader::~CMkvFileReader() { reader->Release(); }
+
+HRESULT CMkvFileReader::Read(void* buffer, std::uint64_t size) {
+  if (position >= length) return E_FAIL;
+  if (size == 0) return S_OK;
+  if (size > allowance) return E_FAIL;
+  allowance -= size;
+  auto* to = static_cast<BYTE*>(buffer);
+  for (;;) {
+    constexpr std::uint64_t kLargestChunk = 0x7FFFFFFF;
+    const std::uint64_t chunk = std::min({size, Remaining(), kLargestChunk});
+    if (chunk == 0) return E_FAIL;
+    const HRESULT result = reader->SyncRead(static_cast<LONGLONG>(position), static_cast<LONG>(chunk), to);
+    if (result != S_OK) return result;
+    position += chunk;
+    to += chunk;
+    size -= chunk;
+    if (size == 0) return S_OK;
+  }
+}
+
+CMkvFileClone::CMkvFileClone(CMkvFile& root) : CMkvFile(root.reader), source_(&root) {
+  position = root.position;
+  length = root.length;
+}
+
+}  // namespace vantor

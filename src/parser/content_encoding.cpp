@@ -1,0 +1,84 @@
+#include "parser/content_encoding.h"
+
+#include <cstdint>
+
+#include "parser/element_table.h"
+#include "parser/track_entry.h"
+
+namespace vantor {
+
+namespace {
+
+void ReadCompression(const MkvElement& element, MkvContentEncoding& encoding) {
+  ReadChildren(element, {
+                            {0x4254, encoding.ContentCompAlgo},
+                            {0x4255, encoding.ContentCompSettings},
+                        });
+}
+
+void ReadEncryption(const MkvElement& element, MkvContentEncoding& encoding) {
+  ReadChildren(element, {
+                            {0x47E1, encoding.ContentEncAlgo},
+                            {0x47E2, encoding.ContentEncKeyID},
+                            {0x47E3, encoding.ContentSignature},
+                            {0x47E4, encoding.ContentSigKeyID},
+                            {0x47E5, encoding.ContentSigAlgo},
+                            {0x47E6, encoding.ContentSigHashAlgo},
+                        });
+}
+
+void ReadEncoding(const MkvElement& element, MkvContentEncoding& encoding) {
+  ReadChildren(element, {
+                            {0x5031, encoding.ContentEncodingOrder},
+                            {0x5032, encoding.ContentEncodingScope},
+                            {0x5033, encoding.ContentEncodingType},
+                            {0x5034, [&](const MkvElement& child) { ReadCompression(child, encoding); }},
+                            {0x5035, [&](const MkvElement& child) { ReadEncryption(child, encoding); }},
+                        });
+}
+
+// Orders compare by the difference of their low 32 bits.
+bool IsAtOrAbove(const MkvContentEncoding& encoding, const MkvContentEncoding& other) {
+  const auto difference = static_cast<std::uint32_t>(encoding.ContentEncodingOrder.value) -
+                          static_cast<std::uint32_t>(other.ContentEncodingOrder.value);
+  return static_cast<std::int32_t>(difference) >= 0;
+}
+
+template <typename Buffer>
+bool Apply(const MkvTrackEntry& track, Buffer& buffer, std::uint64_t scopeMask) {
+  const MkvContentEncoding* highest = nullptr;
+  for (const MkvContentEncoding& encoding : track.contentEncodings) {
+    const std::uint64_t type = encoding.ContentEncodingType.value;
+    if ((encoding.ContentEncodingScope.value & scopeMask) == 0) continue;
+    if (type != MkvContentEncoding::kTypeCompression && type != MkvContentEncoding::kTypeEncryption) continue;
+    if (highest == nullptr || IsAtOrAbove(encoding, *highest)) highest = &encoding;
+  }
+  if (highest == nullptr) return true;
+  if (highest->ContentEncodingType.value == MkvContentEncoding::kTypeCompression &&
+      highest->ContentCompAlgo.value == MkvContentEncoding::kAlgoHeaderStripping) {
+    buffer.insert(buffer.begin(), highest->ContentCompSettings.begin(), highest->ContentCompSettings.end());
+  }
+  return false;
+}
+
+}  // namespace
+
+void ReadContentEncodings(const MkvElement& element, std::vector<MkvContentEncoding>& encodings) {
+  ReadChildren(element, {
+                            {0x6240,
+                             [&](const MkvElement& child) {
+                               if (encodings.size() >= kMaxContentEncodings) return;
+                               ReadEncoding(child, encodings.emplace_back());
+                             }},
+                        });
+}
+
+bool ApplyContentEncodings(const MkvTrackEntry& track, Bytes& buffer, std::uint64_t scopeMask) {
+  return Apply(track, buffer, scopeMask);
+}
+
+bool ApplyContentEncodings(const MkvTrackEntry& track, FrameBytes& buffer, std::uint64_t scopeMask) {
+  return Apply(track, buffer, scopeMask);
+}
+
+}  // namespace vantor

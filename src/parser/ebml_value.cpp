@@ -1,0 +1,177 @@
+#include "parser/ebml_value.h"
+
+#include <cstddef>
+#include <cstring>
+#include <new>
+#include <string_view>
+
+#include "parser/element.h"
+#include "platform/text.h"
+
+namespace vantor {
+
+namespace {
+
+std::uint64_t BigEndian(const std::uint8_t* bytes, std::size_t count) {
+  std::uint64_t value = 0;
+  for (std::size_t i = 0; i < count; ++i) value = value << 8 | bytes[i];
+  return value;
+}
+
+// Shifts `count` more bytes into the value, each by a read of its own.
+template <typename T>
+HRESULT ShiftIn(CMkvFile& file, int count, T& value) {
+  for (; count > 0; --count) {
+    std::uint8_t byte = 0;
+    if (const HRESULT result = file.Read(&byte, 1); result != S_OK) return result;
+    value = static_cast<T>(value << 8 | byte);
+  }
+  return S_OK;
+}
+
+// The number of zero bits before the marker: how many bytes follow the first one.
+int LeadingZeros(std::uint8_t byte) {
+  int count = 0;
+  for (int bit = 0x80; bit != 0 && (byte & bit) == 0; bit >>= 1) ++count;
+  return count;
+}
+
+template <typename Buffer>
+HRESULT ReadPayload(const MkvElement& element, Buffer& buffer) {
+  if (element.file == nullptr) return E_POINTER;
+  const std::uint64_t size = element.size.value;
+  Buffer read;
+  if (size != 0) {
+    if (size > element.file->Remaining()) return E_FAIL;
+    if (size > read.max_size()) throw std::bad_alloc();
+    read.resize(static_cast<std::size_t>(size));
+    if (const HRESULT result = element.file->Read(read.data(), size); result != S_OK) return result;
+  }
+  buffer = std::move(read);
+  return S_OK;
+}
+
+}  // namespace
+
+HRESULT CMkvByte::Read(const MkvElement& element) {
+  if (element.file == nullptr) return E_POINTER;
+  present = true;
+  return element.file->Read(&value, 1);
+}
+
+HRESULT CMkvShort::Read(const MkvElement& element) {
+  if (element.file == nullptr) return E_POINTER;
+  present = true;
+  std::uint8_t bytes[2] = {};
+  const HRESULT result = element.file->Read(bytes, sizeof bytes);
+  if (result == S_OK) value = static_cast<std::int16_t>(BigEndian(bytes, sizeof bytes));
+  return result;
+}
+
+HRESULT CMkvID::Read(const MkvElement& element) {
+  if (element.file == nullptr) return E_POINTER;
+  std::uint8_t first = 0;
+  if (const HRESULT result = element.file->Read(&first, 1); result != S_OK) return result;
+  const int more = LeadingZeros(first);
+  if (more > 3) return E_FAIL;
+  value = first;
+  const HRESULT result = ShiftIn(*element.file, more, value);
+  if (result == S_OK) present = true;
+  return result;
+}
+
+HRESULT CMkvLength::Read(const MkvElement& element) {
+  if (element.file == nullptr) return E_POINTER;
+  CMkvFile& file = *element.file;
+  std::uint8_t first = 0;
+  if (const HRESULT result = file.Read(&first, 1); result != S_OK) return result;
+  const int more = LeadingZeros(first);
+  if (more > 7) return E_FAIL;
+  value = first & (0x7Fu >> more);
+  if (const HRESULT result = ShiftIn(file, more, value); result != S_OK) return result;
+  const std::uint64_t allOnes = (std::uint64_t{1} << (7 * (more + 1))) - 1;
+  if (value == allOnes) value = file.Remaining();
+  if (isSigned) value -= allOnes >> 1;
+  present = true;
+  return S_OK;
+}
+
+HRESULT CMkvUInt::Read(const MkvElement& element) {
+  if (element.file == nullptr) return E_POINTER;
+  CMkvFile& file = *element.file;
+  std::uint8_t bytes[8] = {};
+  std::uint64_t size = element.size.value;
+  value = 0;
+  if (size > sizeof bytes) {  // all but the last 8 fall off the top
+    if (size > file.Remaining()) {
+      file.position = file.length;
+      return E_FAIL;
+    }
+    file.position += size - sizeof bytes;
+    size = sizeof bytes;
+  }
+  if (size != 0) {
+    const std::uint64_t before = file.position;
+    const HRESULT result = file.Read(bytes, size);
+    value = BigEndian(bytes, static_cast<std::size_t>(file.position - before));
+    if (result != S_OK) return result;
+  }
+  present = true;
+  return S_OK;
+}
+
+HRESULT CMkvInt::Read(const MkvElement& element) {
+  if (element.file == nullptr) return E_POINTER;
+  std::uint8_t bytes[8] = {};
+  const std::uint64_t size = element.size.value;
+  value = 0;
+  if (size > sizeof bytes) return E_FAIL;
+  if (size != 0) {
+    if (const HRESULT result = element.file->Read(bytes, size); result != S_OK) return result;
+    value = static_cast<std::int64_t>(BigEndian(bytes, sizeof bytes)) >> (8 * (sizeof bytes - size));
+  }
+  present = true;
+  return S_OK;
+}
+
+HRESULT CMkvFloat::Read(const MkvElement& element) {
+  if (element.file == nullptr) return E_POINTER;
+  std::uint8_t bytes[8] = {};
+  const std::uint64_t size = element.size.value;
+  value = 0.0;
+  if (size != 4 && size != 8) return E_FAIL;
+  if (const HRESULT result = element.file->Read(bytes, size); result != S_OK) return result;
+  if (size == 4) {
+    const auto bits = static_cast<std::uint32_t>(BigEndian(bytes, 4));
+    float single = 0;
+    std::memcpy(&single, &bits, sizeof single);
+    value = single;
+  } else {
+    const std::uint64_t bits = BigEndian(bytes, 8);
+    std::memcpy(&value, &bits, sizeof value);
+  }
+  present = true;
+  return S_OK;
+}
+
+HRESULT ReadAsciiString(const MkvElement& element, std::string& text) {
+  std::string read;
+  if (const HRESULT result = ReadPayload(element, read); result != S_OK) return result;
+  if (const std::size_t end = read.find('\0'); end != std::string::npos) {
+    read.resize(end);
+    read.shrink_to_fit();
+  }
+  text = std::move(read);
+  return S_OK;
+}
+
+HRESULT ReadUtf8String(const MkvElement& element, WideString& text) {
+  std::string read;
+  if (const HRESULT result = ReadPayload(element, read); result != S_OK) return result;
+  text = Utf8ToWide(std::string_view(read).substr(0, read.find('\0')));
+  return S_OK;
+}
+
+HRESULT ReadBytes(const MkvElement& element, Bytes& bytes) { return ReadPayload(element, bytes); }
+
+}  // namespace vantor

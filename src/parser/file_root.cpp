@@ -1,0 +1,79 @@
+#include "parser/file_root.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "parser/block.h"
+#include "parser/element_ids.h"
+#include "parser/element_table.h"
+#include "parser/segment_discovery.h"
+
+namespace vantor {
+
+namespace {
+
+constexpr std::uint64_t kNewestReadVersion = 2;
+
+void ReadEbmlHeader(const MkvElement& element, MkvEbmlHeader& header) {
+  ReadChildren(element, {
+                            {0x4286, header.EBMLVersion},
+                            {0x42F7, header.EBMLReadVersion},
+                            {0x42F2, header.EBMLMaxIDLength},
+                            {0x42F3, header.EBMLMaxSizeLength},
+                            {0x4282, header.DocType},
+                            {0x4287, header.DocTypeVersion},
+                            {0x4285, header.DocTypeReadVersion},
+                        });
+}
+
+// Bytes that reading the records of a file of that length may take: several times what an undamaged file needs.
+std::uint64_t WorkFor(std::uint64_t length) {
+  constexpr std::uint64_t kReadsPerByte = 8;
+  constexpr std::uint64_t kSlack = 65536;
+  return std::min(length, (~std::uint64_t{0} - kSlack) / kReadsPerByte) * kReadsPerByte + kSlack;
+}
+
+bool IsReadable(const MkvEbmlHeader& header) {
+  return (header.DocType == "matroska" || header.DocType == "webm") &&
+         header.DocTypeReadVersion.value <= kNewestReadVersion;
+}
+
+}  // namespace
+
+CMkvFileRoot::CMkvFileRoot(IAsyncReader* source, bool mayFollowIndex) : CMkvFile(source), canSeek(mayFollowIndex) {}
+
+HRESULT CMkvFileRoot::Open() {
+  std::uint8_t magic[4] = {};
+  if (Read(magic, sizeof magic) != S_OK) return E_FAIL;
+  if (std::memcmp(magic, "\x1A\x45\xDF\xA3", sizeof magic) != 0) return E_FAIL;
+
+  const std::uint64_t unlimited = allowance;
+  allowance = WorkFor(length);
+  const HRESULT result = ReadRecords();
+  allowance = unlimited;
+  if (result != S_OK) return result;
+
+  const MkvElement file = MkvElement::WholeFile(*this);
+  const MkvElement first = file.FirstChild(ids::kSegment);
+  const MkvElement cluster = first.FirstChild(ids::kCluster);
+  std::int64_t ticks = 0;
+  if (ReadClusterTimecode(cluster, ticks)) startTime = segment.TicksToTime(ticks);
+  return S_OK;
+}
+
+HRESULT CMkvFileRoot::ReadRecords() {
+  int segments = 0;
+  const MkvElement file = MkvElement::WholeFile(*this);
+  for (MkvElement element = file.FirstChild(); element; element.MoveNext()) {
+    if (element.id.value == ids::kEbmlHeader) {
+      ReadEbmlHeader(element, ebmlHeader);
+      if (!IsReadable(ebmlHeader)) return E_FAIL;
+    } else if (element.id.value == ids::kSegment && segment.info.SegmentUID.empty() && segments < kMaxSegments) {
+      ++segments;
+      DiscoverSegment(element, segment);
+    }
+  }
+  return S_OK;
+}
+
+}  // namespace vantor

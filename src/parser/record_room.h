@@ -1,0 +1,29 @@
+// How much memory the records read from an element may take. A record is larger than the few bytes that call for it,
+// so without a limit a small hostile file could fill the memory. The smallest useful cue (13 bytes) takes 13 times its
+// size, so that no real element meets the limit.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace vantor {
+
+class MkvElement;
+
+class RecordRoom {
+ public:
+  // Room for the records of the element: 16 times the part of it that lies within its parents and the source.
+  explicit RecordRoom(const MkvElement& element);
+
+  // Takes room for a record of that many bytes; false, and nothing taken, when it is used up.
+  bool Take(std::size_t size) {
+    if (size > left_) return false;
+    left_ -= size;
+    return true;
+  }
+
+ private:
+  std::uint64_t left_;
+};
+
+}  // namespace vantor

@@ -1,0 +1,155 @@
+#include "parser/segment_discovery.h"
+
+#include <cstddef>
+
+#include "parser/element_ids.h"
+#include "parser/element_table.h"
+
+namespace vantor {
+
+namespace {
+
+// The pass over the children ends with this many SeekHead, Info and Tracks elements: then it has what it came for.
+constexpr int kEnough = 3;
+
+void ReadInfo(const MkvElement& element, MkvSegmentInfo& info) {
+  ReadChildren(element, {
+                            {0x73A4, info.SegmentUID},
+                            {0x7384, info.SegmentFilename},
+                            {0x3CB923, info.PrevUID},
+                            {0x3C83AB, info.PrevFilename},
+                            {0x3EB923, info.NextUID},
+                            {0x3E83BB, info.NextFilename},
+                            {0x2AD7B1, info.TimecodeScale},
+                            {0x4489, info.Duration},
+                            {0x4461, info.DateUTC},
+                            {0x7BA9, info.Title},
+                            {0x4D80, info.MuxingApp},
+                            {0x5741, info.WritingApp},
+                        });
+}
+
+template <typename Lists>
+std::size_t CountAll(const Lists& lists) {
+  std::size_t count = 0;
+  for (const auto& list : lists) count += list.size();
+  return count;
+}
+
+class SegmentDiscovery {
+ public:
+  SegmentDiscovery(const MkvElement& segment, MkvSegment& record)
+      : segment_(segment),
+        record_(record),
+        seekEntryRoom_(kMaxSeekEntries - CountAll(record.seekHeads)),
+        trackRoom_(kMaxTracks - CountAll(record.tracks)) {}
+
+  void Run() {
+    WalkChildren();
+    if (!segment_.file->CanSeek()) return;
+    FollowSeekHeads();
+    if (met_ == kEnough) ReadByIndex();
+  }
+
+ private:
+  void WalkChildren() {
+    for (MkvElement child = segment_.FirstChild(); child; child.MoveNext()) {
+      ReadChild(child);
+      if (met_ == kEnough) break;
+    }
+  }
+
+  void ReadChild(const MkvElement& child) {
+    switch (child.id.value) {
+      case ids::kSeekHead:
+        ++met_;
+        return ReadSeekHead(child);
+      case ids::kInfo:
+        ++met_;
+        return ReadInfo(child, record_.info);
+      case ids::kTracks:
+        ++met_;
+        return AppendTracks(child);
+      case ids::kCues:
+        ReadCues(child, record_.cues.emplace_back());
+        return;
+      default:
+        return;
+    }
+  }
+
+  void AppendTracks(const MkvElement& tracks) {
+    MkvTrackList& list = record_.tracks.emplace_back();
+    ReadTracks(tracks, list, trackRoom_);
+    trackRoom_ -= list.size();
+  }
+
+  void ReadSeekHead(const MkvElement& seekHead) {
+    std::vector<MkvSeekEntry>& entries = record_.seekHeads.emplace_back();
+    ReadChildren(seekHead, {
+                               {0x4DBB, [&](const MkvElement& child) { AppendSeekEntry(child, entries); }},
+                           });
+  }
+
+  void AppendSeekEntry(const MkvElement& seek, std::vector<MkvSeekEntry>& entries) {
+    if (seekEntryRoom_ == 0) return;
+    --seekEntryRoom_;
+    MkvSeekEntry& entry = entries.emplace_back();
+    ReadChildren(seek, {
+                           {0x53AB, entry.SeekID},
+                           {0x53AC, entry.SeekPosition},
+                       });
+  }
+
+  // Reads the SeekHeads that seek entries name, as long as they lie ahead of the cursor. The cursor only moves forward,
+  // so an entry behind it stays behind it: one pass over the entries, which grow meanwhile, sees them all.
+  void FollowSeekHeads() {
+    CMkvFile& file = *segment_.file;
+    for (std::size_t list = 0; list < record_.seekHeads.size(); ++list) {
+      for (std::size_t index = 0; index < record_.seekHeads[list].size(); ++index) {
+        const MkvSeekEntry& entry = record_.seekHeads[list][index];
+        const std::uint64_t target = record_.SeekTarget(entry);
+        if (entry.SeekID.value != ids::kSeekHead || target < file.position) continue;
+        const MkvElement seekHead = MkvElement::At(file, &segment_, target);
+        if (!seekHead || seekHead.id.value != ids::kSeekHead) return;
+        ReadSeekHead(seekHead);
+      }
+    }
+  }
+
+  void ReadByIndex() {
+    if (record_.cues.empty()) {
+      MkvElement cues = segment_.FirstChild(ids::kCues, Search::kIndexOnly);
+      while (cues) {
+        ReadCues(cues, record_.cues.emplace_back());
+        cues.MoveNextOfSameId();
+      }
+    }
+    if (record_.chapters.empty()) {
+      if (const MkvElement chapters = segment_.FirstChild(ids::kChapters, Search::kIndexOnly)) {
+        ReadChapters(chapters, record_.chapters.emplace_back());
+      }
+    }
+    if (record_.attachments.empty()) {
+      if (const MkvElement attachments = segment_.FirstChild(ids::kAttachments, Search::kIndexOnly)) {
+        ReadAttachments(attachments, record_.attachments.emplace_back());
+      }
+    }
+  }
+
+  const MkvElement& segment_;
+  MkvSegment& record_;
+  std::size_t seekEntryRoom_;
+  std::size_t trackRoom_;
+  int met_ = 0;  // SeekHead, Info and Tracks elements
+};
+
+}  // namespace
+
+void DiscoverSegment(const MkvElement& segment, MkvSegment& record) {
+  record.dataStart = segment.dataStart;
+  record.size = segment.size.value;
+  if (record.size != 0) SegmentDiscovery(segment, record).Run();
+}
+
+}  // namespace vantor
