@@ -47,13 +47,14 @@ class CBaseAllocator : public CUnknown, public IMemAllocator {
   ALLOCATOR_PROPERTIES m_Properties = {};  // guarded by m_Mutex
 
  private:
-  void FreeIfDecommitted() noexcept;
+  void FreeIfIdle() noexcept;
 
   std::mutex m_Mutex;  // guards everything below
   std::condition_variable m_Available;
   CMediaSample* m_pFree = nullptr;
   LONG m_lInUse = 0;
   LONG m_lWaiting = 0;
+  unsigned m_Decommits = 0;  // tells a wait that it was ended, even after another Commit
   bool m_bCommitted = false;
   bool m_bAllocated = false;  // stays until the last sample in use is back
 };

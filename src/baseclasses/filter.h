@@ -80,6 +80,8 @@ class CBaseFilter : public CUnknown, public IBaseFilter, public IAMovieSetup {
   CCritSec* const m_pLock;
 
  private:
+  HRESULT ChangeRegistration(BOOL bRegister);
+
   mutable CCritSec m_InfoLock;  // name and graph; never held across a call out but QueryFilterInfo's AddRef
   vantor::WideString m_Name VANTOR_GUARDED_BY(m_InfoLock);
   std::atomic<IFilterGraph*> m_pGraph{nullptr};

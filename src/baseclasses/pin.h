@@ -119,6 +119,10 @@ class CBasePin : public CUnknown, public IPin, public IQualityControl {
   // Enters, and leaves, the connected state: the peer and its type as others see them.
   void SetConnected(IPin* pPeer);
   void ClearConnected();
+  // After a failed attempt: BreakConnect, and not connected.
+  void UndoConnection();
+  // The result of an attempt whose type CheckMediaType refused with `hr`.
+  static HRESULT RefusedType(HRESULT hr);
 
   const vantor::WideString m_Name;
   std::atomic<LONG> m_TypeVersion{1};

@@ -1,0 +1,115 @@
+#include "baseclasses/thread.h"
+
+#include <atomic>
+#include <system_error>
+
+#include "baseclasses/unknown.h"
+#include "platform/result.h"
+
+struct CAMThread::Channel {
+  std::mutex mutex;
+  std::condition_variable changed;
+  std::atomic<bool> pending{false};
+  std::atomic<DWORD> request{0};
+  bool replied = false;
+  bool ended = false;
+  DWORD reply = 0;
+  DWORD exitCode = 0;
+  std::atomic<std::thread::id> id{};
+
+  void End(DWORD code) {
+    std::lock_guard<std::mutex> lock(mutex);
+    exitCode = code;
+    ended = true;
+    id = std::thread::id();  // the system may give it to another thread
+    changed.notify_all();
+  }
+};
+
+CAMThread::CAMThread() = default;
+
+CAMThread::~CAMThread() { Close(); }
+
+BOOL CAMThread::Create() {
+  CAutoLock lock(&m_AccessLock);
+  if (ThreadExists()) return FALSE;
+  const HRESULT hr = vantor::Guarded([this] {
+    auto pChannel = std::make_shared<Channel>();
+    m_pChannel = pChannel;
+    m_Thread = std::thread([this, pChannel] {
+      const CBaseObject alive(OLESTR("worker thread"));
+      pChannel->id = std::this_thread::get_id();
+      const HRESULT hrCom = CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+      DWORD code = 0;
+      const HRESULT hrThread = vantor::Guarded([&] {
+        code = ThreadProc();
+        return S_OK;
+      });
+      if (SUCCEEDED(hrCom)) CoUninitialize();
+      pChannel->End(FAILED(hrThread) ? static_cast<DWORD>(E_UNEXPECTED) : code);
+    });
+    return S_OK;
+  });
+  return SUCCEEDED(hr);
+}
+
+void CAMThread::Close() {
+  if (!m_Thread.joinable()) return;
+  if (IsCurrentThread()) {
+    m_Thread.detach();
+  } else {
+    m_Thread.join();
+  }
+}
+
+BOOL CAMThread::ThreadExists() const { return m_Thread.joinable(); }
+
+bool CAMThread::IsCurrentThread() const { return m_pChannel && m_pChannel->id.load() == std::this_thread::get_id(); }
+
+DWORD CAMThread::CallWorker(DWORD dwParam) {
+  if (IsCurrentThread()) return static_cast<DWORD>(E_FAIL);
+  CAutoLock access(&m_AccessLock);
+  if (!ThreadExists()) return static_cast<DWORD>(E_FAIL);
+  Channel& channel = *m_pChannel;
+  std::unique_lock<std::mutex> lock(channel.mutex);
+  channel.request.store(dwParam, std::memory_order_relaxed);
+  channel.replied = false;
+  channel.pending.store(true, std::memory_order_release);
+  channel.changed.notify_all();
+  channel.changed.wait(lock, [&channel] { return channel.replied || channel.ended; });
+  if (!channel.replied) {
+    channel.pending.store(false, std::memory_order_relaxed);
+    return static_cast<DWORD>(E_FAIL);
+  }
+  return channel.reply;
+}
+
+DWORD CAMThread::GetExitCode() const {
+  if (!m_pChannel) return 0;
+  std::lock_guard<std::mutex> lock(m_pChannel->mutex);
+  return m_pChannel->exitCode;
+}
+
+DWORD CAMThread::GetRequest() {
+  Channel& channel = *m_pChannel;
+  std::unique_lock<std::mutex> lock(channel.mutex);
+  channel.changed.wait(lock, [&channel] { return channel.pending.load(std::memory_order_acquire); });
+  return channel.request.load(std::memory_order_relaxed);
+}
+
+BOOL CAMThread::CheckRequest(DWORD* pParam) const {
+  if (!m_pChannel->pending.load(std::memory_order_acquire)) return FALSE;
+  if (pParam) *pParam = m_pChannel->request.load(std::memory_order_relaxed);
+  return TRUE;
+}
+
+void CAMThread::Reply(DWORD dwReply) {
+  Channel& channel = *m_pChannel;
+  std::lock_guard<std::mutex> lock(channel.mutex);
+  channel.reply = dwReply;
+  channel.replied = true;
+  channel.pending.store(false, std::memory_order_relaxed);
+  channel.changed.notify_all();
+}
+
+DWORD CAMThread::GetRequestParam() const { return m_pChannel->request.load(std::memory_order_relaxed); }
