@@ -100,7 +100,6 @@ STDMETHODIMP CBaseAllocator::GetBuffer(IMediaSample** ppBuffer, REFERENCE_TIME*,
     m_pFree = pSample->m_pNext;
     ++m_lInUse;
   }
-  CUnknown::NonDelegatingAddRef();  // given back with the sample
   pSample->BeginUse();
   *ppBuffer = pSample;
   return S_OK;
@@ -108,15 +107,26 @@ STDMETHODIMP CBaseAllocator::GetBuffer(IMediaSample** ppBuffer, REFERENCE_TIME*,
 
 STDMETHODIMP CBaseAllocator::ReleaseBuffer(IMediaSample* pBuffer) {
   if (!pBuffer) return E_POINTER;
+  bool last = false;
   {
     const std::lock_guard<std::mutex> lock(m_Mutex);
     AddFree(static_cast<CMediaSample*>(pBuffer));
     --m_lInUse;
     if (m_lWaiting > 0) m_Available.notify_one();
     FreeIfIdle();
+    last = m_bReleased && m_lInUse == 0;
   }
-  CUnknown::NonDelegatingRelease();  // may be the end of this allocator
+  if (last) delete this;
   return S_OK;
+}
+
+void CBaseAllocator::FinalRelease() {
+  {
+    const std::lock_guard<std::mutex> lock(m_Mutex);
+    m_bReleased = true;
+    if (m_lInUse > 0) return;
+  }
+  delete this;
 }
 
 void CBaseAllocator::AddFree(CMediaSample* pSample) noexcept {

@@ -44,6 +44,9 @@ class CBaseAllocator : public CUnknown, public IMemAllocator {
 
   void AddFree(CMediaSample* pSample) noexcept;
 
+  // With samples in use the last of them deletes the allocator: cheaper than a reference each.
+  void FinalRelease() override;
+
   ALLOCATOR_PROPERTIES m_Properties = {};  // guarded by m_Mutex
 
  private:
@@ -56,6 +59,7 @@ class CBaseAllocator : public CUnknown, public IMemAllocator {
   LONG m_lWaiting = 0;
   unsigned m_Decommits = 0;  // tells a wait that it was ended, even after another Commit
   bool m_bCommitted = false;
+  bool m_bReleased = false;   // by its users; samples in use may be left
   bool m_bAllocated = false;  // stays until the last sample in use is back
 };
 

@@ -28,7 +28,7 @@ STDMETHODIMP_(ULONG) CUnknown::NonDelegatingRelease() {
   const LONG left = m_cRef.fetch_sub(1, std::memory_order_acq_rel) - 1;
   if (left == 0) {
     m_cRef.store(1, std::memory_order_relaxed);  // the destructor may use references without ending in here again
-    delete this;
+    FinalRelease();
   }
   return static_cast<ULONG>(left);
 }

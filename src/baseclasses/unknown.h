@@ -61,6 +61,10 @@ class CUnknown : public INonDelegatingUnknown, public CBaseObject {
   // The unknown that stands for the whole object: the outer one, or this object's own.
   LPUNKNOWN GetOwner() const noexcept { return m_pUnknown; }
 
+ protected:
+  // The last reference went. A class that must live on for a while overrides this and deletes itself later.
+  virtual void FinalRelease() { delete this; }
+
  private:
   // This object's own IUnknown: the one that an aggregating object holds.
   class OwnUnknown final : public IUnknown {
