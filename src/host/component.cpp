@@ -1,26 +1,18 @@
 #include "host/component.h"
 
 #include <array>
-#include <cstdlib>
 #include <filesystem>
 #include <system_error>
+#include <type_traits>
 
 #include "platform/com_ptr.h"
+#include "platform/file_path.h"
 
 namespace vantor {
 namespace {
 
 // What the component's file is called, by platform.
 constexpr std::array<const char*, 2> kFileNames = {"libvantormkv.so", "vantormkv.ax"};
-
-std::filesystem::path PathOf(const std::string& utf8) {
-  return std::filesystem::path(std::u8string(utf8.begin(), utf8.end()));
-}
-
-std::string TextOf(const std::filesystem::path& path) {
-  const std::u8string text = path.u8string();
-  return std::string(text.begin(), text.end());
-}
 
 }  // namespace
 
@@ -42,14 +34,14 @@ std::unique_ptr<Component> Component::Load(const std::string& path, std::string&
 }
 
 std::unique_ptr<Component> Component::LoadBesideProgram(std::string& error) {
-  const std::filesystem::path folder = PathOf(ModulePath()).parent_path();
+  const std::filesystem::path folder = platform::ToPath(ModulePath()).parent_path();
   for (const char* name : kFileNames) {
     std::error_code ignored;
     if (std::filesystem::exists(folder / name, ignored)) {
-      return Load(TextOf(folder / name), error);
+      return Load(platform::FromPath(folder / name), error);
     }
   }
-  error = "no component (" + std::string(kFileNames.front()) + ") in " + TextOf(folder);
+  error = "no component (" + std::string(kFileNames.front()) + ") in " + platform::FromPath(folder);
   return nullptr;
 }
 

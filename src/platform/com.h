@@ -9,6 +9,8 @@
 #include <windows.h>
 #else
 #define NOMINMAX
+// The headers would hide the component's own exported functions.
+#define DECLSPEC_HIDDEN
 #include <windef.h>
 #undef __stdcall
 #define __stdcall

@@ -1,0 +1,125 @@
+#include "tools/command_line.h"
+
+#include <CLI/CLI.hpp>
+#include <charconv>
+#include <cmath>
+#include <string_view>
+#include <utility>
+
+namespace vantor::tools {
+namespace {
+
+constexpr const char* kAbout =
+    "Shows what the Vantor MKV Demultiplexer makes of a Matroska or WebM file.\n"
+    "\n"
+    "Examples:\n"
+    "  vantor-mkv info movie.mkv                    streams, codecs, sizes, rates\n"
+    "  vantor-mkv info --json movie.mkv             the same for programs\n"
+    "  vantor-mkv play movie.mkv                    run the whole file and count what comes\n"
+    "  vantor-mkv samples movie.mkv                 every sample, as JSON Lines\n"
+    "  vantor-mkv samples --seek 50000000 a.mkv     from 5 seconds on (100 ns units)\n"
+    "  vantor-mkv samples --seek 0:20000000 a.mkv   the first 2 seconds\n"
+    "\n"
+    "Exit status: 0 done, 1 the file was refused or the filter announced an error, 2 wrong use or no component.\n";
+
+std::optional<std::int64_t> WholeNumber(std::string_view text) {
+  std::int64_t value = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (error != std::errc() || end != text.data() + text.size()) {
+    return std::nullopt;
+  }
+  return value;
+}
+
+void AddFile(CLI::App* command, Options& options) {
+  command->add_option("FILE", options.file, "The media file")->required()->type_name("");
+}
+
+ParseResult Stop(int status, std::string message) {
+  ParseResult result;
+  result.exit_status = status;
+  result.message = std::move(message);
+  return result;
+}
+
+ParseResult WrongUse(const std::string& what) {
+  return Stop(kExitUsage, "vantor-mkv: " + what + "; see vantor-mkv --help\n");
+}
+
+}  // namespace
+
+std::optional<SeekRequest> ParseSeek(const std::string& text) {
+  const std::size_t colon = text.find(':');
+  const std::string_view whole(text);
+  SeekRequest request;
+  const std::optional<std::int64_t> start = WholeNumber(whole.substr(0, colon));
+  if (!start) {
+    return std::nullopt;
+  }
+  request.start = *start;
+  if (colon != std::string::npos) {
+    request.stop = WholeNumber(whole.substr(colon + 1));
+    if (!request.stop) {
+      return std::nullopt;
+    }
+  }
+  return request;
+}
+
+ParseResult ParseCommandLine(int argc, const char* const* argv) {
+  CLI::App app(kAbout, "vantor-mkv");
+  Options options;
+  std::string seek;
+  double rate = 1.0;
+  app.set_version_flag("--version", "vantor-mkv " VANTOR_VERSION);
+  app.add_option("--component", options.component, "Use this component instead of the one beside the tool")
+      ->type_name("PATH");
+  app.fallthrough();
+  app.require_subcommand(1);
+
+  CLI::App* info = app.add_subcommand("info", "Streams of the file: codec, size, rate, duration");
+  AddFile(info, options);
+  info->add_flag("--json", options.json, "Print one JSON object");
+
+  CLI::App* samples = app.add_subcommand("samples", "Everything that the filter delivers, as JSON Lines");
+  AddFile(samples, options);
+  CLI::Option* seek_option =
+      samples->add_option("--seek", seek, "Seek before running; absolute positions in 100 ns units")
+          ->type_name("START[:STOP]");
+  CLI::Option* rate_option =
+      samples->add_option("--rate", rate, "Set the playback rate before running")->type_name("R");
+
+  CLI::App* play = app.add_subcommand("play", "Run the whole file and sum up each stream");
+  AddFile(play, options);
+
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::CallForHelp&) {
+    return Stop(kExitDone, app.help());
+  } catch (const CLI::CallForAllHelp&) {
+    return Stop(kExitDone, app.help("", CLI::AppFormatMode::All));
+  } catch (const CLI::CallForVersion& version) {
+    return Stop(kExitDone, std::string(version.what()) + "\n");
+  } catch (const CLI::ParseError& error) {
+    return WrongUse(error.what());
+  }
+
+  options.command = info->parsed() ? Command::kInfo : samples->parsed() ? Command::kSamples : Command::kPlay;
+  if (seek_option->count() > 0) {
+    options.seek = ParseSeek(seek);
+    if (!options.seek) {
+      return WrongUse("--seek wants START or START:STOP, whole numbers of 100 ns, not \"" + seek + "\"");
+    }
+  }
+  if (rate_option->count() > 0) {
+    if (!std::isfinite(rate) || rate <= 0) {
+      return WrongUse("--rate wants a number above 0");
+    }
+    options.rate = rate;
+  }
+  ParseResult result;
+  result.options = std::move(options);
+  return result;
+}
+
+}  // namespace vantor::tools

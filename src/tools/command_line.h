@@ -1,0 +1,47 @@
+// The command line: what is asked for, or what to say instead.
+//
+//   ParseResult parsed = ParseCommandLine(argc, argv);
+//   if (!parsed.options) { print parsed.message, return parsed.exit_status; }
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace vantor::tools {
+
+// Exit statuses of the tool.
+inline constexpr int kExitDone = 0;
+inline constexpr int kExitRefused = 1;        // the file was refused, or the filter announced an error
+inline constexpr int kExitUsage = 2;          // bad options, an unreadable path, no component
+inline constexpr int kExitInterrupted = 130;  // as shells say it
+
+enum class Command { kInfo, kSamples, kPlay };
+
+struct SeekRequest {
+  std::int64_t start = 0;  // 100 ns, absolute
+  std::optional<std::int64_t> stop;
+};
+
+struct Options {
+  Command command = Command::kInfo;
+  std::string file;
+  std::string component;  // empty: the one beside the tool
+  bool json = false;
+  std::optional<SeekRequest> seek;
+  std::optional<double> rate;
+};
+
+struct ParseResult {
+  std::optional<Options> options;
+  // Without options: the text to print, on standard output when the exit status is 0, else on standard error.
+  int exit_status = kExitDone;
+  std::string message;
+};
+
+ParseResult ParseCommandLine(int argc, const char* const* argv);
+
+// START or START:STOP, both whole numbers; nothing when the text is anything else.
+std::optional<SeekRequest> ParseSeek(const std::string& text);
+
+}  // namespace vantor::tools

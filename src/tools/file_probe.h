@@ -1,0 +1,38 @@
+// What a file is, told from its first bytes, for messages about files that the filter refuses or finds too short.
+//
+//   FileShape shape = ProbeFile(*store);
+//   if (shape.kind == ShapeKind::kNotEbml) ...
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "host/byte_store.h"
+
+namespace vantor::tools {
+
+enum class ShapeKind {
+  kEmpty,          // no bytes at all
+  kNotEbml,        // does not begin with an EBML header
+  kDamagedHeader,  // begins with one that cannot be read through
+  kOtherDocType,   // EBML, but no Matroska or WebM
+  kNoSegment,      // a header, and no Segment after it
+  kTruncated,      // the Segment's declared end lies past the file's
+  kWhole,
+};
+
+struct FileShape {
+  ShapeKind kind = ShapeKind::kWhole;
+  std::string doc_type;            // as far as it was read
+  std::int64_t missing_bytes = 0;  // for kTruncated
+};
+
+// Reads the EBML header and the top-level element headers up to the Segment, nothing more.
+FileShape ProbeFile(ByteStore& bytes);
+
+// What is wrong with a file that was refused; empty when its outer shape is sound.
+std::string WhyRefused(const FileShape& shape);
+// A warning about a file that plays all the same; empty when there is none.
+std::string Warning(const FileShape& shape);
+
+}  // namespace vantor::tools

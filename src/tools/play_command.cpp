@@ -1,0 +1,144 @@
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/text.h"
+#include "tools/commands.h"
+#include "tools/listing.h"
+#include "tools/play_counter.h"
+#include "tools/progress_bar.h"
+#include "tools/session.h"
+#include "tools/text_table.h"
+#include "tools/time_text.h"
+
+namespace vantor::tools {
+namespace {
+
+using Counters = std::vector<std::shared_ptr<PlayCounter>>;
+using Clock = std::chrono::steady_clock;
+
+constexpr std::chrono::milliseconds kRedrawEvery(100);
+
+volatile std::sig_atomic_t interrupted = 0;
+
+extern "C" void OnInterrupt(int) {
+  interrupted = 1;
+  // A second time does what it always does.
+  std::signal(SIGINT, SIG_DFL);
+}
+
+// While alive, an interrupt sets the flag instead of ending the program.
+class InterruptWatch {
+ public:
+  InterruptWatch() {
+    interrupted = 0;
+    previous_ = std::signal(SIGINT, OnInterrupt);
+  }
+  ~InterruptWatch() { std::signal(SIGINT, previous_ == SIG_ERR ? SIG_DFL : previous_); }
+  InterruptWatch(const InterruptWatch&) = delete;
+  InterruptWatch& operator=(const InterruptWatch&) = delete;
+
+ private:
+  void (*previous_)(int) = SIG_DFL;
+};
+
+std::int64_t Position(const Counters& counters) {
+  std::int64_t furthest = 0;
+  for (const auto& counter : counters) {
+    furthest = std::max(furthest, counter->Position());
+  }
+  return furthest;
+}
+
+// Waits for the end of every stream; false when interrupted.
+bool WaitDrawing(Graph& graph, const Counters& counters, std::int64_t duration, ProgressBar& bar) {
+  while (graph.Wait(kRedrawEvery) != WaitResult::kEnded) {
+    if (interrupted != 0) {
+      return false;
+    }
+    bar.Draw(Position(counters), duration);
+  }
+  return true;
+}
+
+std::string Table(const std::vector<GraphPin>& pins, const Counters& counters) {
+  TextTable table({{"Pin", Align::kRight},
+                   {"Name"},
+                   {"Samples", Align::kRight},
+                   {"Bytes", Align::kRight},
+                   {"Key frames", Align::kRight},
+                   {"Duration", Align::kRight},
+                   {"Bit rate", Align::kRight},
+                   {"End"}});
+  for (std::size_t i = 0; i < counters.size(); ++i) {
+    const PlayTotals totals = counters[i]->Totals();
+    table.Add({std::to_string(pins[i].number), WideToUtf8(pins[i].name), std::to_string(totals.samples),
+               std::to_string(totals.bytes), std::to_string(totals.key_frames), TimeText(totals.duration),
+               BitRateText(totals.bytes, totals.duration), totals.ended ? "reached" : "not reached"});
+  }
+  return table.Text();
+}
+
+std::string SpeedLine(std::int64_t played, std::uint64_t bytes_read, double seconds) {
+  const double media_seconds = static_cast<double>(played) / 1e7;
+  std::string text = fmt::format("\nplayed {} in {:.3f} s", TimeText(played), seconds);
+  if (seconds > 0 && media_seconds > 0) {
+    text += fmt::format(": {:.0f} times real time", media_seconds / seconds);
+  }
+  return text + fmt::format(", {} read\n", SizeText(bytes_read));
+}
+
+}  // namespace
+
+int RunPlay(const Options& options, std::FILE* out, std::FILE* messages) {
+  Session session(options, messages);
+  if (const int opened = session.Open(); opened != kExitDone) {
+    return opened;
+  }
+  session.WarnOfDamage();
+  Graph& graph = session.graph();
+  const FilterSummary summary = Summarize(graph, session.connect_result());
+  Counters counters;
+  const HRESULT connected = graph.ConnectSinks([&](const GraphPin&) {
+    counters.push_back(std::make_shared<PlayCounter>());
+    return counters.back();
+  });
+  if (FAILED(connected)) {
+    return session.Failed("an output pin refuses to connect", connected);
+  }
+
+  ProgressBar bar(messages);
+  const InterruptWatch watch;
+  const Clock::time_point begin = Clock::now();
+  const HRESULT running = graph.Run();
+  if (FAILED(running)) {
+    return session.Failed("the filter does not run", running);
+  }
+  const bool completed = WaitDrawing(graph, counters, summary.duration, bar);
+  const double seconds = std::chrono::duration<double>(Clock::now() - begin).count();
+  graph.Stop();
+  bar.Clear();
+
+  std::int64_t played = 0;
+  for (const auto& counter : counters) {
+    played = std::max(played, counter->Totals().duration);
+  }
+  fmt::print(out, "{}{}", Table(graph.Pins(), counters), SpeedLine(played, graph.Totals().bytes, seconds));
+  std::fflush(out);
+  if (!completed) {
+    session.Say("interrupted");
+    return kExitInterrupted;
+  }
+  if (HasErrorEvent(graph)) {
+    session.SayOfFile("the filter announced an error; the streams above end early");
+    return kExitRefused;
+  }
+  return kExitDone;
+}
+
+}  // namespace vantor::tools

@@ -1,0 +1,39 @@
+// PlayCounter: a listener that sums up what one pin delivers.
+//
+// The position may be asked for while samples come; the totals once the graph has stopped.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+#include "host/sample_listener.h"
+
+namespace vantor::tools {
+
+struct PlayTotals {
+  std::uint64_t samples = 0;
+  std::uint64_t bytes = 0;
+  std::uint64_t key_frames = 0;
+  std::int64_t duration = 0;  // from the earliest start to the latest stop, 100 ns
+  bool ended = false;
+};
+
+class PlayCounter final : public SampleListener {
+ public:
+  void OnNewSegment(REFERENCE_TIME start, REFERENCE_TIME stop, double rate) noexcept override;
+  HRESULT OnSample(IMediaSample* sample) noexcept override;
+  void OnEndOfStream() noexcept override { totals_.ended = true; }
+
+  // The presentation time reached, 100 ns.
+  std::int64_t Position() const noexcept { return position_.load(std::memory_order_relaxed); }
+  PlayTotals Totals() const noexcept;
+
+ private:
+  PlayTotals totals_;
+  std::int64_t segment_start_ = 0;
+  std::int64_t earliest_ = INT64_MAX;
+  std::int64_t latest_ = INT64_MIN;
+  std::atomic<std::int64_t> position_{0};
+};
+
+}  // namespace vantor::tools

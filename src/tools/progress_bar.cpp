@@ -1,0 +1,66 @@
+#include "tools/progress_bar.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <string_view>
+
+#include "platform/terminal.h"
+#include "tools/time_text.h"
+
+namespace vantor::tools {
+namespace {
+
+constexpr int kFallbackWidth = 80;
+
+bool ColourWanted() {
+  const char* const no_colour = std::getenv("NO_COLOR");  // NOLINT(concurrency-mt-unsafe): nothing here sets it
+  return no_colour == nullptr || *no_colour == '\0';
+}
+
+}  // namespace
+
+std::string ProgressLine(std::int64_t position, std::int64_t duration, int width, bool coloured) {
+  position = std::max<std::int64_t>(position, 0);
+  if (duration <= 0) {
+    return TimeText(position);
+  }
+  const double share = std::min(1.0, static_cast<double>(position) / static_cast<double>(duration));
+  const std::string text = fmt::format(" {:3.0f}%  {} / {}", share * 100, TimeText(position), TimeText(duration));
+  const int room = std::max(width - 1 - static_cast<int>(text.size()) - 2, 0);
+  if (room < 4) {
+    return text;
+  }
+  const auto done = static_cast<std::size_t>(share * room);
+  const std::string filled(done, '#');
+  const std::string rest(static_cast<std::size_t>(room) - done, '-');
+  return fmt::format("[{}{}{}{}]{}", coloured ? "\x1b[32m" : "", filled, coloured ? "\x1b[0m" : "", rest, text);
+}
+
+ProgressBar::ProgressBar(std::FILE* stream)
+    : stream_(stream), shown_(platform::IsTerminal(stream)), coloured_(ColourWanted()) {
+  if (shown_) {
+    platform::PrepareTerminal(stream);
+  }
+}
+
+void ProgressBar::Draw(std::int64_t position, std::int64_t duration) {
+  if (!shown_) {
+    return;
+  }
+  const int width = platform::TerminalWidth(stream_, kFallbackWidth);
+  fmt::print(stream_, "\r{}\x1b[K", ProgressLine(position, duration, width, coloured_));
+  std::fflush(stream_);
+  drawn_ = true;
+}
+
+void ProgressBar::Clear() {
+  if (drawn_) {
+    fmt::print(stream_, "\r\x1b[K");
+    std::fflush(stream_);
+    drawn_ = false;
+  }
+}
+
+}  // namespace vantor::tools

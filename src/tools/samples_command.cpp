@@ -1,0 +1,108 @@
+#include <algorithm>
+#include <memory>
+#include <tuple>
+#include <vector>
+
+#include "tools/commands.h"
+#include "tools/listing.h"
+#include "tools/sample_log.h"
+#include "tools/session.h"
+
+namespace vantor::tools {
+namespace {
+
+// Output goes out in pieces of about this many bytes.
+constexpr std::size_t kPiece = 1 << 16;
+
+bool Write(Buffer& out, std::FILE* file) {
+  const bool written = std::fwrite(out.data(), 1, out.size(), file) == out.size();
+  out.clear();
+  return written;
+}
+
+void Seek(Graph& graph, const SeekRequest& request, Buffer& out) {
+  const ComPtr<IMediaSeeking> seeking = graph.Seeking();
+  HRESULT result = E_NOINTERFACE;
+  LONGLONG current = request.start;
+  LONGLONG stop = request.stop.value_or(0);
+  if (seeking) {
+    result = seeking->SetPositions(&current, AM_SEEKING_AbsolutePositioning, &stop,
+                                   request.stop ? AM_SEEKING_AbsolutePositioning : AM_SEEKING_NoPositioning);
+    seeking->GetPositions(&current, &stop);
+  }
+  AppendSeekLine(out, result, current, stop);
+}
+
+// Events come from several threads; the listing's order does not depend on them.
+std::vector<GraphEvent> InOrder(std::vector<GraphEvent> events) {
+  std::stable_sort(events.begin(), events.end(), [](const GraphEvent& left, const GraphEvent& right) {
+    return std::tie(left.code, left.param1, left.param2) < std::tie(right.code, right.param1, right.param2);
+  });
+  return events;
+}
+
+}  // namespace
+
+int RunSamples(const Options& options, std::FILE* out, std::FILE* messages) {
+  Session session(options, messages);
+  Graph& graph = session.graph();
+  Buffer text;
+  const int opened = session.Open();
+  if (opened != kExitDone) {
+    if (opened == kExitRefused) {
+      AppendFilterLine(text, Summarize(graph, session.connect_result()));
+      Write(text, out);
+    }
+    return opened;
+  }
+  AppendFilterLine(text, Summarize(graph, session.connect_result()));
+
+  std::vector<std::shared_ptr<SampleLog>> logs;
+  const HRESULT connected = graph.ConnectSinks([&](const GraphPin&) {
+    logs.push_back(std::make_shared<SampleLog>());
+    return logs.back();
+  });
+  if (FAILED(connected)) {
+    return session.Failed("an output pin refuses to connect", connected);
+  }
+  for (const GraphPin& pin : graph.Pins()) {
+    AppendPinLine(text, pin);
+  }
+  if (options.rate) {
+    const ComPtr<IMediaSeeking> seeking = graph.Seeking();
+    const HRESULT set = seeking ? seeking->SetRate(*options.rate) : E_NOINTERFACE;
+    if (FAILED(set)) {
+      return session.Failed("the filter refuses the rate", set);
+    }
+  }
+  if (options.seek) {
+    Seek(graph, *options.seek, text);
+  }
+  const HRESULT running = graph.Run();
+  if (FAILED(running)) {
+    return session.Failed("the filter does not run", running);
+  }
+  graph.Wait();
+  graph.Stop();
+
+  bool written = true;
+  for (std::size_t i = 0; i < logs.size(); ++i) {
+    for (const LogRecord& record : logs[i]->Records()) {
+      AppendRecordLine(text, graph.Pins()[i].number, record);
+      if (text.size() >= kPiece) {
+        written = Write(text, out) && written;
+      }
+    }
+  }
+  for (const GraphEvent& event : InOrder(graph.Events())) {
+    AppendEventLine(text, event);
+  }
+  written = Write(text, out) && std::fflush(out) == 0 && written;
+  if (!written) {
+    session.Say("cannot write the listing");
+    return kExitUsage;
+  }
+  return HasErrorEvent(graph) ? kExitRefused : kExitDone;
+}
+
+}  // namespace vantor::tools

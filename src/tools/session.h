@@ -1,0 +1,52 @@
+// Session: one file opened through the component, with the messages and exit statuses that every command shares.
+//
+//   Session session(options, stderr);
+//   if (int status = session.Open(); status != kExitDone) return status;
+//   session.graph().ConnectSinks(...)
+#pragma once
+
+#include <cstdio>
+#include <memory>
+#include <string>
+
+#include "host/component.h"
+#include "host/graph.h"
+#include "tools/command_line.h"
+#include "tools/file_probe.h"
+
+namespace vantor::tools {
+
+class Session {
+ public:
+  // The options and the stream for messages must outlive the session.
+  Session(const Options& options, std::FILE* messages) : options_(options), messages_(messages) {}
+
+  // Opens the file, loads the component and connects the filter. Anything but kExitDone has been said on the message
+  // stream; after kExitRefused, connect_result() is the filter's.
+  int Open();
+  // Says that the file is truncated, if it is.
+  void WarnOfDamage();
+
+  HRESULT connect_result() const noexcept { return connect_result_; }
+  Graph& graph() noexcept { return graph_; }
+  // One line on the message stream, behind the program's name.
+  void Say(const std::string& message) const;
+  // The same, about the file.
+  void SayOfFile(const std::string& message) const;
+  // Says what failed with which result; gives kExitRefused.
+  int Failed(const std::string& what, HRESULT result) const;
+
+ private:
+  const Options& options_;
+  std::FILE* const messages_;
+  FileShape shape_;
+  HRESULT connect_result_ = E_UNEXPECTED;
+  // Unloaded after everything that came from it has gone.
+  std::unique_ptr<Component> component_;
+  Graph graph_;
+};
+
+// Whether a filter announced an error that ends the playing.
+bool HasErrorEvent(const Graph& graph);
+
+}  // namespace vantor::tools
