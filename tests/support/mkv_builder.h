@@ -17,12 +17,14 @@
 // any element does.
 #pragma once
 
+#include <concepts>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <map>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace vantor::test {
@@ -89,6 +91,8 @@ class Part {
   Part(Raw bytes);  // NOLINT(google-explicit-constructor): Segment({Info(), ...}) is the point
   Part(std::string name, Raw bytes);
   Part(std::string name, std::function<Raw(const Positions&)> make);
+  template <std::invocable<const Positions&> Make>
+  Part(Make make) : Part(std::string(), std::function<Raw(const Positions&)>(std::move(make))) {}  // NOLINT: as above
 
   const std::string& Name() const { return name_; }
   Raw Make(const Positions& positions) const { return make_(positions); }

@@ -1,0 +1,51 @@
+#include "support/allocation_monitor.h"
+
+#include <atomic>
+#include <cstdlib>
+#include <new>
+
+namespace vantor::test {
+
+namespace {
+
+std::atomic<std::uint64_t> count{0};
+std::atomic<std::uint64_t> failAt{0};
+std::atomic<std::size_t> live{0};
+std::atomic<std::size_t> peak{0};
+
+// In front of every block stands its size, in as many bytes as keep the block aligned.
+constexpr std::size_t kHead = alignof(std::max_align_t);
+static_assert(kHead >= sizeof(std::size_t));
+
+void* Allocate(std::size_t size) {
+  if (++count == failAt) throw std::bad_alloc();
+  void* memory = size <= SIZE_MAX - kHead ? std::malloc(size + kHead) : nullptr;
+  if (memory == nullptr) throw std::bad_alloc();
+  *static_cast<std::size_t*>(memory) = size;
+  const std::size_t now = live += size;
+  std::size_t highest = peak;
+  while (highest < now && !peak.compare_exchange_weak(highest, now)) {
+  }
+  return static_cast<char*>(memory) + kHead;
+}
+
+void Free(void* block) noexcept {
+  if (block == nullptr) return;
+  void* memory = static_cast<char*>(block) - kHead;
+  live -= *static_cast<std::size_t*>(memory);
+  std::free(memory);
+}
+
+}  // namespace
+
+std::uint64_t Allocations() { return count; }
+std::size_t LiveBytes() { return live; }
+std::size_t PeakBytes() { return peak; }
+void ResetPeakBytes() { peak = live.load(); }
+void FailAllocation(std::uint64_t n) { failAt = n == 0 ? 0 : count + n; }
+
+}  // namespace vantor::test
+
+void* operator new(std::size_t size) { return vantor::test::Allocate(size); }
+void operator delete(void* block) noexcept { vantor::test::Free(block); }
+void operator delete(void* block, std::size_t) noexcept { vantor::test::Free(block); }
