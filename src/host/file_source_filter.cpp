@@ -46,6 +46,8 @@ FileSourceFilter::FileSourceFilter(HRESULT* result)
   pin_->HoldByFilter();
   type_.majortype = MEDIATYPE_Stream;
   type_.subtype = kMatroskaStreamSubtype;
+  // A type without a format type would count as partly specified, and its refusal as another result.
+  type_.formattype = FORMAT_None;
   type_.bFixedSizeSamples = TRUE;
   type_.lSampleSize = 1;
 }
