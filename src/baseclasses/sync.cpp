@@ -31,7 +31,9 @@ void NoteTaking(const CCritSec* lock, int rank) {
   bool recursive = false;
   for (std::size_t i = 0; i < held.count; ++i) recursive = recursive || held.entries[i].lock == lock;
   for (std::size_t i = 0; i < held.count && !recursive; ++i) {
-    if (held.entries[i].rank >= rank) Violation("locks taken in the wrong order", held.entries[i].rank, rank);
+    const int other = held.entries[i].rank;
+    if (other > rank || (other == rank && rank != LockRank::Filter))
+      Violation("locks taken in the wrong order", other, rank);
   }
   if (held.count == held.entries.size()) Violation("locks nested too deeply", rank, rank);
   held.entries[held.count++] = {lock, rank};

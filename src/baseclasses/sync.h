@@ -11,7 +11,8 @@
 #include "baseclasses/thread_annotations.h"
 #include "platform/com.h"
 
-// The order in which ranked locks nest: a thread takes them in rising order only. Unranked locks are not checked.
+// The order in which ranked locks nest: a thread takes them in rising order only. Two locks of one rank do not nest
+// either, but for filter locks: two filters that connect hold both. Unranked locks are not checked.
 namespace LockRank {
 constexpr int Unranked = 0;
 constexpr int Seek = 1;
@@ -19,8 +20,8 @@ constexpr int Filter = 2;
 constexpr int Position = 3;
 }  // namespace LockRank
 
-// A recursive lock. In debug builds a thread that takes a ranked lock while it holds another of the same or a higher
-// rank ends the program with a message: such an order deadlocks sooner or later.
+// A recursive lock. In debug builds a thread that takes a ranked lock out of order ends the program with a message:
+// such an order deadlocks sooner or later.
 class VANTOR_CAPABILITY("mutex") CCritSec {
  public:
   explicit CCritSec(int rank = LockRank::Unranked);
