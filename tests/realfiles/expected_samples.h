@@ -1,0 +1,42 @@
+// What the component must deliver for a file of the test media, worked out from what its muxer was given.
+//
+//   for (const ExpectedPin& pin : ExpectedPins(ReadPacketList("avc_aac.mkv"))) ... pin.samples ...
+//
+// It knows nothing of the file's bytes: payloads, key frames and the grouping into blocks come from the packet list,
+// times from the packets' own, rounded to the file's ticks.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "realfiles/packet_list.h"
+
+namespace vantor::test {
+
+struct ExpectedSample {
+  std::int64_t start = 0;  // 100 ns
+  std::int64_t stop = 0;
+  bool sync = false;
+  bool discontinuity = false;
+  bool preroll = false;
+  std::uint32_t size = 0;
+  std::uint32_t crc32 = 0;
+
+  bool operator==(const ExpectedSample&) const = default;
+};
+
+struct ExpectedPin {
+  std::string codec;
+  std::vector<ExpectedSample> samples;
+  // Vorbis headers are delivered before them, in a file that starts at time 0.
+  bool headers_first = false;
+};
+
+// The presentation's duration, which is also where playing stops, in 100 ns.
+std::int64_t ExpectedDuration(const PacketList& list);
+
+// The pins in their order: pictures, sound but DTS, DTS, subtitles; codecs without a pin left out.
+std::vector<ExpectedPin> ExpectedPins(const PacketList& list);
+
+}  // namespace vantor::test

@@ -1,0 +1,48 @@
+// The packet list beside a file of the test media: what the file's muxer was given. tests/media/README.md has the
+// format.
+//
+//   const PacketList list = ReadPacketList("avc_aac.mkv");
+//   for (const TrackPackets& track : list.tracks) ... track.packets[0].crc32 ...
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace vantor::test {
+
+struct Packet {
+  std::int64_t pts = 0;  // of the track's timebase
+  std::uint32_t size = 0;
+  std::uint32_t crc32 = 0;
+  bool key = false;
+  int block = 0;                               // within the track
+  std::optional<std::int64_t> block_duration;  // ticks
+};
+
+struct TrackPackets {
+  int number = 0;
+  std::string codec;
+  std::int64_t timebase_numerator = 0;  // seconds
+  std::int64_t timebase_denominator = 1;
+  std::int64_t shift = 0;  // ticks
+  std::vector<Packet> packets;
+};
+
+struct PacketList {
+  std::int64_t tick = 0;  // nanoseconds
+  std::int64_t first_cluster = 0;
+  std::int64_t last_cluster = 0;
+  double duration = 0;  // ticks, as the file states it
+  bool cues = false;
+  std::vector<TrackPackets> tracks;
+};
+
+// The path of a file of the test media.
+std::string MediaPath(const std::string& name);
+
+// Throws std::runtime_error with the line that cannot be understood.
+PacketList ReadPacketList(const std::string& media_name);
+
+}  // namespace vantor::test
