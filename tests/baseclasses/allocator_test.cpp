@@ -128,7 +128,9 @@ TEST_F(Allocator, BuffersAreAlignedApartAndBehindTheirPrefix) {
   ASSERT_EQ(begins.size(), static_cast<std::size_t>(kCount));
   BYTE* previous = nullptr;
   for (BYTE* begin : begins) {
-    if (previous) EXPECT_GE(begin - previous, kSize + kPrefix);
+    if (previous) {
+      EXPECT_GE(begin - previous, kSize + kPrefix);
+    }
     previous = begin;
   }
 }

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <thread>
 #include <vector>
 
@@ -10,20 +11,36 @@ namespace {
 // A step into another function, where a lock is taken that the caller may hold.
 void TakeAndGiveBack(CCritSec* lock) { const CAutoLock held(lock); }
 
-TEST(CritSec, TheSameThreadMayTakeItAgain) {
-  CCritSec lock;
-  const CAutoLock outer(&lock);
-  TakeAndGiveBack(&lock);
+// On the heap: where a lock stood on the stack, the race detector takes the next one for the same.
+struct Locks {
+  CCritSec unranked;
+  CCritSec seek{LockRank::Seek};
+  CCritSec filter{LockRank::Filter};
+  CCritSec other_filter{LockRank::Filter};
+  CCritSec position{LockRank::Position};
+  CCritSec other_position{LockRank::Position};
+};
+
+class CritSec : public testing::Test {
+ protected:
+  const std::unique_ptr<Locks> locks = std::make_unique<Locks>();
+};
+#ifndef NDEBUG
+using CritSecDeathTest = CritSec;
+#endif
+
+TEST_F(CritSec, TheSameThreadMayTakeItAgain) {
+  const CAutoLock outer(&locks->unranked);
+  TakeAndGiveBack(&locks->unranked);
 }
 
-TEST(CritSec, OneThreadAtATimeIsInside) {
-  CCritSec lock;
+TEST_F(CritSec, OneThreadAtATimeIsInside) {
   int count = 0;
   std::vector<std::thread> threads;
   for (int i = 0; i < 4; ++i) {
     threads.emplace_back([&] {
       for (int n = 0; n < 1000; ++n) {
-        const CAutoLock held(&lock);
+        const CAutoLock held(&locks->unranked);
         ++count;
       }
     });
@@ -32,63 +49,49 @@ TEST(CritSec, OneThreadAtATimeIsInside) {
   EXPECT_EQ(count, 4000);
 }
 
-TEST(CritSec, RanksMayBeTakenInRisingOrderAndAgain) {
-  CCritSec seek(LockRank::Seek);
-  CCritSec filter(LockRank::Filter);
-  CCritSec position(LockRank::Position);
-  CCritSec unranked;
+TEST_F(CritSec, RanksMayBeTakenInRisingOrderAndAgain) {
   for (int i = 0; i < 2; ++i) {
-    const CAutoLock one(&seek);
-    const CAutoLock two(&filter);
-    const CAutoLock three(&position);
-    const CAutoLock four(&unranked);
-    TakeAndGiveBack(&filter);
-    TakeAndGiveBack(&seek);
+    const CAutoLock one(&locks->seek);
+    const CAutoLock two(&locks->filter);
+    const CAutoLock three(&locks->position);
+    const CAutoLock four(&locks->unranked);
+    TakeAndGiveBack(&locks->filter);
+    TakeAndGiveBack(&locks->seek);
   }
 }
 
-TEST(CritSec, AnUnrankedLockMayBeHeldAroundAnyOther) {
-  CCritSec unranked;
-  CCritSec seek(LockRank::Seek);
-  const CAutoLock outer(&unranked);
-  const CAutoLock inner(&seek);
+TEST_F(CritSec, AnUnrankedLockMayBeHeldAroundAnyOther) {
+  const CAutoLock outer(&locks->unranked);
+  const CAutoLock inner(&locks->seek);
 }
 
-TEST(CritSec, TheLocksOfTwoFiltersMayNest) {
-  CCritSec one(LockRank::Filter);
-  CCritSec two(LockRank::Filter);
-  const CAutoLock outer(&one);
-  const CAutoLock inner(&two);
+TEST_F(CritSec, TheLocksOfTwoFiltersMayNest) {
+  const CAutoLock outer(&locks->filter);
+  const CAutoLock inner(&locks->other_filter);
 }
 
-TEST(CritSec, RanksOfAnotherThreadDoNotCount) {
-  CCritSec position(LockRank::Position);
-  CCritSec seek(LockRank::Seek);
-  const CAutoLock held(&position);
-  std::thread([&] { const CAutoLock other(&seek); }).join();
+TEST_F(CritSec, RanksOfAnotherThreadDoNotCount) {
+  const CAutoLock held(&locks->position);
+  std::thread([&] { const CAutoLock other(&locks->seek); }).join();
 }
 
 #ifndef NDEBUG
-TEST(CritSecDeathTest, ALowerRankUnderAHigherEndsTheProgram) {
+TEST_F(CritSecDeathTest, ALowerRankUnderAHigherEndsTheProgram) {
   testing::FLAGS_gtest_death_test_style = "threadsafe";
-  CCritSec filter(LockRank::Filter);
-  CCritSec position(LockRank::Position);
   EXPECT_DEATH(
       {
-        const CAutoLock outer(&position);
-        const CAutoLock inner(&filter);
+        const CAutoLock outer(&locks->position);
+        const CAutoLock inner(&locks->filter);
       },
       "wrong order.*holding rank 3, taking rank 2");
 }
 
-TEST(CritSecDeathTest, AnotherLockOfTheSameRankEndsTheProgram) {
+TEST_F(CritSecDeathTest, AnotherLockOfTheSameRankEndsTheProgram) {
   testing::FLAGS_gtest_death_test_style = "threadsafe";
-  CCritSec one(LockRank::Position);
-  CCritSec two(LockRank::Position);
   EXPECT_DEATH(
       {
-        const CAutoLock outer(&one);
-        const CAutoLock inner(&two);
+        const CAutoLock outer(&locks->position);
+        const CAutoLock inner(&locks->other_position);
       },
       "wrong order");
 }
