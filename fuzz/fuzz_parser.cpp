@@ -1,0 +1,73 @@
+// Arbitrary bytes through the parser alone: open, complete the cues, read every block of every cluster.
+//
+// Besides what the sanitizers find: work and memory stay in proportion to the input.
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <vector>
+
+#include "fuzz/heap_bound.h"
+#include "parser/block.h"
+#include "parser/element_ids.h"
+#include "parser/file_root.h"
+#include "support/memory_reader.h"
+
+namespace vantor::fuzz {
+
+namespace {
+
+// Bytes read from the source for each byte of input while it is opened: records, then the chain of the clusters.
+constexpr std::uint64_t kOpeningReads = 8;
+constexpr std::uint64_t kOpeningBase = 4096;
+
+void Expect(bool holds, const char* what) {
+  if (holds) return;
+  std::fprintf(stderr, "does not hold: %s\n", what);
+  std::abort();
+}
+
+void ReadBlock(const MkvElement& element, std::uint64_t length) {
+  MkvBlock block;
+  const HRESULT result =
+      element.id.value == ids::kSimpleBlock ? block.Read(element, true) : block.ReadGroup(element, true);
+  std::uint64_t total = 0;
+  for (const FrameBytes& frame : block.frames) total += frame.size();
+  Expect(result != S_OK || total <= length, "a block's frames are no larger than the file");
+}
+
+void WalkClusters(CMkvFileRoot& root) {
+  CMkvFileClone file(root);
+  const MkvElement whole = MkvElement::WholeFile(file);
+  const MkvElement segment = whole.FirstChild(ids::kSegment);
+  if (!segment) return;
+  for (MkvElement cluster = segment.FirstChild(ids::kCluster); cluster;) {
+    std::int64_t ticks = 0;
+    ReadClusterTimecode(cluster, ticks);
+    for (MkvElement block = FirstBlock(cluster); block;) {
+      ReadBlock(block, file.length);
+      const std::uint64_t before = block.start;
+      if (!NextBlock(block)) break;
+      Expect(block.start > before, "a walk moves forward");
+    }
+    const std::uint64_t before = cluster.start;
+    if (!cluster.MoveNextOfSameId()) break;
+    Expect(cluster.start > before, "a walk moves forward");
+  }
+}
+
+}  // namespace
+
+}  // namespace vantor::fuzz
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  using namespace vantor;
+  const fuzz::HeapBound bound(size);
+  test::MemoryReader reader(std::vector<std::uint8_t>(data, data + size));
+  CMkvFileRoot root(&reader, true);
+  if (FAILED(root.Open())) return 0;
+  root.SynthesiseCues();
+  fuzz::Expect(reader.BytesRead() <= fuzz::kOpeningReads * size + fuzz::kOpeningBase,
+               "opening reads in proportion to the file");
+  fuzz::WalkClusters(root);
+  return 0;
+}
