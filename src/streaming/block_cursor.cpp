@@ -61,6 +61,8 @@ bool BlockCursor::Step() {
 }
 
 void BlockCursor::EnterCluster() {
+  // Among the Clusters may stand others, a Void or the Cues: there is no block in them.
+  if (cluster_.id.value != ids::kCluster) return;
   ReadClusterTimecode(cluster_, clusterTimecode_);
   element_ = cluster_.FirstChild();
 }

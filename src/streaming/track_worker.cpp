@@ -47,7 +47,8 @@ HRESULT FillSample(IMediaSample* sample, const std::uint8_t* bytes, std::size_t 
   sample->SetPreroll(marks.preroll);
   REFERENCE_TIME start = marks.start;
   REFERENCE_TIME stop = marks.stop;
-  return sample->SetTime(&start, &stop);
+  sample->SetTime(&start, &stop);
+  return S_OK;
 }
 
 }  // namespace
@@ -66,7 +67,9 @@ TrackWorker::~TrackWorker() = default;
 HRESULT TrackWorker::StartWorker() {
   if (!Create()) return E_FAIL;
   const HRESULT result = static_cast<HRESULT>(CallWorker(CMD_INIT));
-  return FAILED(result) ? result : static_cast<HRESULT>(CallWorker(CMD_RUN));
+  if (SUCCEEDED(result)) return static_cast<HRESULT>(CallWorker(CMD_RUN));
+  Close();
+  return result;
 }
 
 HRESULT TrackWorker::StopWorker() {
@@ -241,6 +244,7 @@ HRESULT TrackWorker::DeliverFrame(const FrameBytes& frame, const FrameTimes& tim
 }
 
 TrackWorker::SampleState TrackWorker::GetSample(std::size_t size, IMediaSample** sample) {
+  bool hasGrown = false;
   for (;;) {
     if (StopPending()) return SampleState::kStopped;
     if (FAILED(pin_.GetDeliveryBuffer(sample, nullptr, nullptr, 0))) {
@@ -250,7 +254,8 @@ TrackWorker::SampleState TrackWorker::GetSample(std::size_t size, IMediaSample**
     if (static_cast<std::size_t>(std::max<LONG>((*sample)->GetSize(), 0)) >= size) return SampleState::kReady;
     (*sample)->Release();
     *sample = nullptr;
-    const SampleState grown = GrowBuffers(size);
+    const SampleState grown = hasGrown ? SampleState::kSkipped : GrowBuffers(size);
+    hasGrown = true;
     if (grown == SampleState::kReady) continue;
     if (grown == SampleState::kSkipped) playback_.NotifyGraph(EC_STREAM_ERROR_STILLPLAYING, VFW_E_BUFFER_OVERFLOW, 0);
     return grown;
