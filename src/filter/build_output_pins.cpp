@@ -100,6 +100,7 @@ HRESULT CVXMkvDmx::BuildMediaType(BuildContext& context, PinKind kind, MkvTrackE
 
 HRESULT CVXMkvDmx::CreateOutputPin(BuildContext& context, PinKind kind, const MkvTrackEntry& track,
                                    const TrackMediaType& type) {
+  outputPins_.reserve(outputPins_.size() + 1);
   const WideString name = NextPinName(kind, type.codecLabel);
   RecordFrameDuration(type.mediaType);
   HRESULT result = S_OK;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <limits>
 
 #include "filter/mkv_filter.h"
@@ -31,6 +32,7 @@ bool BelongsToRefusedDecoder(IPin* pin) {
   pinInfo.pFilter->Release();
   if (!known) return false;
   if (filterInfo.pGraph != nullptr) filterInfo.pGraph->Release();
+  filterInfo.achName[std::size(filterInfo.achName) - 1] = 0;
   return WideString(filterInfo.achName) == kRefusedDecoder;
 }
 
@@ -56,6 +58,7 @@ HRESULT CVXMkvDmxOutputPin::Active() {
   CAutoLock lock(m_pLock);
   if (!filter_->IsStopped()) return S_FALSE;
   if (!IsConnected()) return S_OK;
+  EndStrayWorker();
   const HRESULT result = CBaseOutputPin::Active();
   return FAILED(result) ? result : StartWorker();
 }
@@ -68,10 +71,14 @@ HRESULT CVXMkvDmxOutputPin::Inactive() {
 }
 
 HRESULT CVXMkvDmxOutputPin::BreakConnect() {
-  // A pin that was activated in a Pause that failed at a later pin may still be streaming.
-  if (ThreadExists()) CBaseOutputPin::Inactive();
-  StopWorker();
+  EndStrayWorker();
   return CBaseOutputPin::BreakConnect();
+}
+
+void CVXMkvDmxOutputPin::EndStrayWorker() {
+  if (!ThreadExists()) return;
+  CBaseOutputPin::Inactive();
+  StopWorker();
 }
 
 HRESULT CVXMkvDmxOutputPin::CheckMediaType(const CMediaType* type) {

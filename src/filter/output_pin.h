@@ -45,6 +45,9 @@ class CVXMkvDmxOutputPin final : private OutputPinType,
   HRESULT GetMediaType(int position, CMediaType* type) override;
   HRESULT DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* request) override;
 
+  // Ends the worker of a pin that a failed Pause or Stop left streaming in a stopped filter.
+  void EndStrayWorker();
+
   HRESULT STDMETHODCALLTYPE GetCapabilities(DWORD* capabilities) override;
   HRESULT STDMETHODCALLTYPE CheckCapabilities(DWORD* capabilities) override;
   HRESULT STDMETHODCALLTYPE IsFormatSupported(const GUID* format) override;

@@ -82,6 +82,8 @@ HRESULT CVXMkvDmx::SetTimeFormat(const GUID* format) {
     frameFormatInUse_ = false;
     return S_OK;
   }
+  // Frames may become unavailable at any time; nobody shall divide by the frame time they left.
+  CAutoLock lock(&positionLock_);
   if (!IsFrame(*format) || !frameFormatAvailable_) return E_INVALIDARG;
   frameFormatInUse_ = true;
   return S_OK;
@@ -201,6 +203,8 @@ void CVXMkvDmx::Reposition(std::int64_t current, std::int64_t stop) {
   if (!IsStopped()) {
     for (CVXMkvDmxOutputPin* pin : outputPins_) pin->DeliverBeginFlush();
     for (CVXMkvDmxOutputPin* pin : outputPins_) pin->SendCommand(CMD_STOP);
+  } else {
+    for (CVXMkvDmxOutputPin* pin : outputPins_) pin->EndStrayWorker();
   }
 
   current = current < 0 ? 0 : std::min<std::int64_t>(current, duration_);
