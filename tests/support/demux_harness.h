@@ -149,9 +149,15 @@ class Demux {
   }
 
   // Sinks first, like a graph.
-  HRESULT Pause() { return OnAll([](IBaseFilter& filter) { return filter.Pause(); }); }
-  HRESULT Run() { return OnAll([](IBaseFilter& filter) { return filter.Run(0); }); }
-  HRESULT Stop() { return OnAll([](IBaseFilter& filter) { return filter.Stop(); }); }
+  HRESULT Pause() {
+    return OnAll([](IBaseFilter& filter) { return filter.Pause(); });
+  }
+  HRESULT Run() {
+    return OnAll([](IBaseFilter& filter) { return filter.Run(0); });
+  }
+  HRESULT Stop() {
+    return OnAll([](IBaseFilter& filter) { return filter.Stop(); });
+  }
 
   // Plays until every sink has had one end of stream more, and stops.
   void PlayToEnd() {

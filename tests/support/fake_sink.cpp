@@ -32,7 +32,9 @@ ReceivedSample Copy(IMediaSample* sample) {
 FakeSinkPin::FakeSinkPin(FakeSink* sink, CCritSec* lock, HRESULT* result)
     : CBaseInputPin(OLESTR("fake sink pin"), sink, lock, result, OLESTR("Input")), sink_(sink) {}
 
-HRESULT FakeSinkPin::CheckMediaType(const CMediaType* type) { return sink_->checkType ? sink_->checkType(*type) : S_OK; }
+HRESULT FakeSinkPin::CheckMediaType(const CMediaType* type) {
+  return sink_->checkType ? sink_->checkType(*type) : S_OK;
+}
 
 HRESULT FakeSinkPin::CompleteConnect(IPin* connector) {
   const HRESULT result = CBaseInputPin::CompleteConnect(connector);
@@ -84,7 +86,6 @@ STDMETHODIMP FakeSinkPin::NewSegment(REFERENCE_TIME start, REFERENCE_TIME stop, 
   }
   sink_->Record("segment " + std::to_string(start) + "-" + std::to_string(stop) + " x" +
                 std::to_string(static_cast<int>(rate)));
-  if (sink_->onSegment) sink_->onSegment(start, stop);
   if (FAILED(sink_->newSegmentResult)) return sink_->newSegmentResult;
   return CBaseInputPin::NewSegment(start, stop, rate);
 }

@@ -66,14 +66,13 @@ class FakeSink final : public CBaseFilter {
   CBasePin* GetPin(int n) override { return n == 0 ? pin_ : nullptr; }
   STDMETHODIMP QueryFilterInfo(FILTER_INFO* info) override;
 
-  std::function<HRESULT(const CMediaType&)> checkType;          // absent: every type is accepted
-  std::function<HRESULT(IPin*)> onConnect;                      // inside the peer's Connect; its result is the step's
-  std::function<HRESULT(IMediaSample*)> onReceive;              // after recording, on the worker; its result is Receive's
-  std::function<void(REFERENCE_TIME, REFERENCE_TIME)> onSegment;
+  std::function<HRESULT(const CMediaType&)> checkType;  // absent: every type is accepted
+  std::function<HRESULT(IPin*)> onConnect;              // inside the peer's Connect; its result is the step's
+  std::function<HRESULT(IMediaSample*)> onReceive;      // after recording, on the worker; its result is Receive's
   std::function<void()> onBeginFlush;
-  std::function<void(const std::string&)> onCall;               // with the name of each entry of the log
-  ComPtr<IMemAllocator> allocator;                              // offered in place of the framework's own
-  bool keepsSamples = true;                                     // false: samples are only counted, without memory
+  std::function<void(const std::string&)> onCall;  // with the name of each entry of the log
+  ComPtr<IMemAllocator> allocator;                 // offered in place of the framework's own
+  bool keepsSamples = true;                        // false: samples are only counted, without memory
   HRESULT notifyAllocatorResult = S_OK;
   HRESULT newSegmentResult = S_OK;
   HRESULT pinInfoResult = S_OK;

@@ -35,8 +35,8 @@ class FakeSource final : public CBaseFilter {
   int GetPinCount() override { return 1; }
   CBasePin* GetPin(int n) override { return n == 0 ? pin_ : nullptr; }
 
-  CMediaType type;               // a stream of the widely used Matroska subtype unless changed
-  HRESULT readerResult = S_OK;   // what asking for IAsyncReader gives
+  CMediaType type;              // a stream of the widely used Matroska subtype unless changed
+  HRESULT readerResult = S_OK;  // what asking for IAsyncReader gives
 
  private:
   friend class FakeSourcePin;
