@@ -1,0 +1,235 @@
+// Where a cursor stands after a seek.
+#include "streaming/opened_file.h"
+#include "support/demux_harness.h"
+
+namespace vantor::test {
+namespace {
+
+constexpr std::int64_t kSecond = 10'000'000;
+
+// Video key frames at 0 and 1 s (of each cluster), frames of 200 ms, sound between them; clusters of 2 s.
+Raw TwoTrackFile() {
+  const auto cluster = [](std::uint8_t base) {
+    const auto byte = [&](int offset) { return Raw{static_cast<std::uint8_t>(base + offset)}; };
+    return std::vector<Raw>{SimpleBlock(1, 0, kKey, byte(0)),    SimpleBlock(2, 0, kKey, byte(8)),
+                            SimpleBlock(1, 200, 0, byte(1)),     SimpleBlock(1, 1000, kKey, byte(2)),
+                            SimpleBlock(2, 1000, kKey, byte(9)), SimpleBlock(1, 1200, 0, byte(3))};
+  };
+  return MediaFile(6000, {VideoTrack(1), AudioTrack(2)}, {{0, cluster(10)}, {2000, cluster(20)}, {4000, cluster(30)}});
+}
+
+struct Stand {
+  bool found;
+  Raw video;
+};
+
+Stand SeekVideo(OpenedFile& file, std::int64_t target) {
+  BlockCursor cursor(file.root, file.first, file.TrackAt(0));
+  const bool found = cursor.SeekCursor(target);
+  return {found, FirstBytes(cursor)};
+}
+
+TEST(SeekCursor, ToZeroStandsAtTheFirstCluster) {
+  OpenedFile file(TwoTrackFile());
+  BlockCursor cursor(file.root, file.first, file.TrackAt(0));
+  FirstBytes(cursor);
+  EXPECT_TRUE(cursor.SeekCursor(0));
+  EXPECT_EQ(FirstBytes(cursor), (Raw{10, 11, 12, 13, 20, 21, 22, 23, 30, 31, 32, 33}));
+}
+
+TEST(SeekCursor, BelowZeroFailsAtTheFirstCluster) {
+  OpenedFile file(TwoTrackFile());
+  const Stand stand = SeekVideo(file, -1);
+  EXPECT_FALSE(stand.found);
+  EXPECT_EQ(stand.video.front(), 10);
+}
+
+TEST(SeekCursor, StandsAtTheLastKeyFrameAtOrBeforeTheTarget) {
+  OpenedFile file(TwoTrackFile());
+  const struct {
+    std::int64_t target;
+    std::uint8_t first;
+  } kCases[] = {{1, 10},           {kSecond - 1, 10}, {kSecond, 12},     {2 * kSecond - 1, 12}, {2 * kSecond, 20},
+                {3 * kSecond, 22}, {4 * kSecond, 30}, {5 * kSecond, 32}, {100 * kSecond, 32}};
+  for (const auto& item : kCases) {
+    const Stand stand = SeekVideo(file, item.target);
+    EXPECT_TRUE(stand.found) << item.target;
+    EXPECT_EQ(stand.video.front(), item.first) << item.target;
+  }
+}
+
+TEST(SeekCursor, BlocksOfOtherTracksBeforeTheKeyFrameAreNotReplayed) {
+  OpenedFile file(TwoTrackFile());
+  BlockCursor audio(file.root, file.first, file.TrackAt(1));
+  EXPECT_TRUE(audio.SeekCursor(3 * kSecond));
+  EXPECT_EQ(FirstBytes(audio), (Raw{29, 38, 39}));
+}
+
+TEST(SeekCursor, EmptiesTheQueue) {
+  OpenedFile file(TwoTrackFile());
+  BlockCursor cursor(file.root, file.first, file.TrackAt(0));
+  ASSERT_EQ(cursor.FillQueue(NeverStop), 1u);
+  EXPECT_TRUE(cursor.SeekCursor(4 * kSecond));
+  EXPECT_EQ(FirstBytes(cursor).front(), 30);
+}
+
+TEST(SeekCursor, SetsTheClusterTimeOfWhereItStands) {
+  OpenedFile file(TwoTrackFile());
+  BlockCursor cursor(file.root, file.first, file.TrackAt(0));
+  EXPECT_TRUE(cursor.SeekCursor(3 * kSecond));
+  EXPECT_EQ(cursor.TimeOf(0), 2 * kSecond);
+}
+
+TEST(SeekCursor, CountsFromTheFirstClustersTime) {
+  OpenedFile file(MediaFile(6000, {VideoTrack(1)},
+                            {{5000, {SimpleBlock(1, 0, kKey, {1})}}, {6000, {SimpleBlock(1, 0, kKey, {2})}}}));
+  EXPECT_EQ(SeekVideo(file, kSecond - 1).video.front(), 1);
+  EXPECT_EQ(SeekVideo(file, kSecond).video.front(), 2);
+}
+
+TEST(SeekCursor, FailsAtTheFirstClusterWithoutCues) {
+  OpenedFile file(MkvFile({Info(), Tracks({VideoTrack(1)}), Cluster(0, {SimpleBlock(1, 0, kKey, {1})}),
+                           Cluster(1000, {SimpleBlock(1, 0, kKey, {2})})}));
+  const Stand stand = SeekVideo(file, kSecond);
+  EXPECT_FALSE(stand.found);
+  EXPECT_EQ(stand.video, (Raw{1, 2}));
+  EXPECT_TRUE(SeekVideo(file, 0).found);
+}
+
+TEST(SeekCursor, WorksWithSynthesisedCues) {
+  OpenedFile file(MkvFile({Info(), Tracks({VideoTrack(1)}), Cluster(0, {SimpleBlock(1, 0, kKey, {1})}),
+                           Cluster(1000, {SimpleBlock(1, 0, kKey, {2})})}));
+  ASSERT_EQ(file.root.SynthesiseCues(), S_OK);
+  const Stand stand = SeekVideo(file, kSecond);
+  EXPECT_TRUE(stand.found);
+  EXPECT_EQ(stand.video, (Raw{2}));
+}
+
+// Two clusters at 0 and 1 s, with the cue points given.
+Raw FileWithCues(const std::function<std::vector<Raw>(const Positions&)>& points,
+                 const std::vector<Raw>& second = {SimpleBlock(1, 0, kKey, {2})}) {
+  return MkvFile({Info(1000000, 2000),
+                  Tracks({VideoTrack(1), AudioTrack(2)}),
+                  {"first", Cluster(0, {SimpleBlock(1, 0, kKey, {1})})},
+                  {"second", Cluster(1000, second)},
+                  {"cues", [points](const Positions& at) { return Cues(points(at)); }}});
+}
+
+TEST(SeekCursor, FollowsPositionsOfTheReferenceTrackOnly) {
+  OpenedFile file(FileWithCues([](const Positions& at) {
+    return std::vector<Raw>{CuePoint(0, 1, at["first"]), CuePoint(1000, 2, at["second"])};
+  }));
+  EXPECT_EQ(SeekVideo(file, kSecond).video.front(), 1);
+}
+
+TEST(SeekCursor, TakesTheFileOrderOfCuePointsFromTheBack) {
+  OpenedFile file(FileWithCues([](const Positions& at) {
+    return std::vector<Raw>{CuePoint(1000, 1, at["second"]), CuePoint(0, 1, at["first"])};
+  }));
+  EXPECT_EQ(SeekVideo(file, kSecond).video.front(), 1) << "the last suitable point of the list wins, not the latest";
+}
+
+TEST(SeekCursor, GoesBackToAnEarlierPointWhenAClusterHasNoKeyFrame) {
+  OpenedFile file(FileWithCues(
+      [](const Positions& at) {
+        return std::vector<Raw>{CuePoint(0, 1, at["first"]), CuePoint(1000, 1, at["second"])};
+      },
+      {SimpleBlock(1, 0, 0, {2}), SimpleBlock(2, 0, kKey, {3})}));
+  const Stand stand = SeekVideo(file, kSecond);
+  EXPECT_TRUE(stand.found);
+  EXPECT_EQ(stand.video, (Raw{1, 2}));
+}
+
+TEST(SeekCursor, PassesOverPositionsThatHoldNothing) {
+  OpenedFile file(FileWithCues([](const Positions& at) {
+    return std::vector<Raw>{CuePoint(0, 1, at["first"]), CuePoint(1000, 1, 1u << 30), CuePoint(1000, 1, ~0ull),
+                            CuePoint(1000, 1, ~0ull - 40)};
+  }));
+  const Stand stand = SeekVideo(file, kSecond);
+  EXPECT_TRUE(stand.found);
+  EXPECT_EQ(stand.video.front(), 1);
+}
+
+TEST(SeekCursor, FailsWhenNoPointIsEarlyEnough) {
+  OpenedFile file(FileWithCues([](const Positions& at) { return std::vector<Raw>{CuePoint(1000, 1, at["second"])}; }));
+  const Stand stand = SeekVideo(file, kSecond - 1);
+  EXPECT_FALSE(stand.found);
+  EXPECT_EQ(stand.video.front(), 1);
+}
+
+TEST(SeekCursor, TriesTheSamePositionOnce) {
+  const auto reads = [](int points) {
+    OpenedFile file(FileWithCues(
+        [points](const Positions& at) {
+          return std::vector<Raw>(static_cast<std::size_t>(points), CuePoint(1000, 1, at["second"]));
+        },
+        {SimpleBlock(1, 0, 0, {2})}));
+    BlockCursor cursor(file.root, file.first, file.TrackAt(0));
+    file.reader.ResetCounters();
+    EXPECT_FALSE(cursor.SeekCursor(kSecond));
+    return file.reader.Reads();
+  };
+  EXPECT_EQ(reads(1), reads(50));
+}
+
+TEST(SeekCursor, LooksNoFurtherThanHalfASecondPastTheTarget) {
+  // A sound block of 1.5 s ends the search for a target of 1 s, one unit less does not.
+  const auto found = [](int late) {
+    OpenedFile file(FileWithCues([](const Positions& at) { return std::vector<Raw>{CuePoint(1000, 1, at["second"])}; },
+                                 {SimpleBlock(2, late, kKey, {9}), SimpleBlock(1, 0, kKey, {2})}));
+    return SeekVideo(file, kSecond).found;
+  };
+  EXPECT_TRUE(found(500));
+  EXPECT_FALSE(found(501));
+}
+
+TEST(SeekCursor, ABlockOfTheReferenceTrackPastTheTargetEndsTheSearch) {
+  OpenedFile file(FileWithCues([](const Positions& at) { return std::vector<Raw>{CuePoint(1000, 1, at["second"])}; },
+                               {SimpleBlock(1, 10, 0, {2}), SimpleBlock(1, 0, kKey, {3})}));
+  EXPECT_FALSE(SeekVideo(file, kSecond).found);
+}
+
+TEST(SeekCursor, KeyFramesInBlockGroupsCount) {
+  OpenedFile file(
+      FileWithCues([](const Positions& at) { return std::vector<Raw>{CuePoint(1000, 1, at["second"])}; },
+                   {BlockGroup({Block(1, 0, 0, {2}), ReferenceBlock(-5)}), BlockGroup({Block(1, 0, 0, {3})}),
+                    BlockGroup({}), BlockGroup({Block(1, 0, 0, {4}), ReferenceBlock(-5)})}));
+  const Stand stand = SeekVideo(file, kSecond);
+  EXPECT_TRUE(stand.found);
+  EXPECT_EQ(stand.video, (Raw{3, 4}));
+}
+
+TEST(SeekCursor, FollowsTheFirstAudioTrackWithoutVideoAndTrackOneWithoutEither) {
+  const auto seek = [](const Raw& track, std::uint64_t cueTrack) {
+    OpenedFile file(MkvFile(
+        {Info(1000000, 2000),
+         Tracks({track}),
+         {"first", Cluster(0, {SimpleBlock(7, 0, kKey, {1})})},
+         {"second", Cluster(1000, {SimpleBlock(cueTrack, 0, kKey, {2})})},
+         {"cues", [cueTrack](const Positions& at) { return Cues({CuePoint(1000, cueTrack, at["second"])}); }}}));
+    BlockCursor cursor(file.root, file.first, file.TrackAt(0));
+    return cursor.SeekCursor(kSecond);
+  };
+  EXPECT_TRUE(seek(AudioTrack(7), 7));
+  EXPECT_FALSE(seek(SubtitleTrack(7), 7));
+  EXPECT_TRUE(seek(SubtitleTrack(7), 1));
+}
+
+TEST(SeekCursor, TriesEveryCuesElementInOrder) {
+  OpenedFile file(MkvFile({Info(1000000, 2000),
+                           Tracks({VideoTrack(1)}),
+                           {"first", Cluster(0, {SimpleBlock(1, 0, kKey, {1})})},
+                           {"second", Cluster(1000, {SimpleBlock(1, 0, kKey, {2})})},
+                           {"a", [](const Positions& at) { return Cues({CuePoint(0, 1, at["first"])}); }},
+                           {"b", [](const Positions& at) { return Cues({CuePoint(1000, 1, at["second"])}); }}}));
+  ASSERT_EQ(file.root.GetSegment()->cues.size(), 2u);
+  EXPECT_EQ(SeekVideo(file, kSecond).video.front(), 1) << "the first Cues element that leads to a key frame";
+}
+
+TEST(SeekCursor, TargetsThatWouldOverflowDoNoHarm) {
+  OpenedFile file(MediaFile(6000, {VideoTrack(1)}, {{5000, {SimpleBlock(1, 0, kKey, {1})}}}));
+  EXPECT_FALSE(SeekVideo(file, INT64_MAX).found);
+}
+
+}  // namespace
+}  // namespace vantor::test
