@@ -88,8 +88,8 @@ std::int64_t ExpectedDuration(const PacketList& list) {
   if (list.cues) {
     return static_cast<std::int64_t>(static_cast<double>(list.tick) * list.duration / 100);
   }
-  const auto first_in_milliseconds = static_cast<float>(Units(list, list.first_cluster) / 10000);
-  const double ticks = static_cast<float>(list.last_cluster) - first_in_milliseconds;
+  const std::int64_t first_in_milliseconds = Units(list, list.first_cluster) / 10000;
+  const double ticks = static_cast<float>(list.last_cluster) - static_cast<float>(first_in_milliseconds);
   return static_cast<std::int64_t>(static_cast<double>(list.tick) * ticks / 100);
 }
 

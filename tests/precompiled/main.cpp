@@ -1,0 +1,2 @@
+// Holds the precompiled headers that the test programs share.
+int main() { return 0; }
