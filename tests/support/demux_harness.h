@@ -180,6 +180,7 @@ class Demux {
   void Close() {
     if (!filter_) return;
     Stop();
+    for (const auto& sink : sinks_) sink->ForgetHooks();
     DisconnectInput();
     for (const auto& sink : sinks_) sink->Pin()->Disconnect();
     sinks_.clear();

@@ -149,6 +149,14 @@ STDMETHODIMP FakeSink::QueryFilterInfo(FILTER_INFO* info) {
   return result;
 }
 
+void FakeSink::ForgetHooks() {
+  checkType = nullptr;
+  onConnect = nullptr;
+  onReceive = nullptr;
+  onBeginFlush = nullptr;
+  onCall = nullptr;
+}
+
 void FakeSink::Record(const std::string& entry) {
   {
     const std::lock_guard<std::mutex> hold(recordLock_);

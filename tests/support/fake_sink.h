@@ -80,6 +80,9 @@ class FakeSink final : public CBaseFilter {
   HRESULT filterInfoResult = S_OK;
   WideString filterName;
 
+  // What the hooks refer to may go now; nothing streams any more.
+  void ForgetHooks();
+
   // The agreed allocator; counted for the caller.
   ComPtr<IMemAllocator> Agreed() const;
   std::vector<ReceivedSample> Samples() const;
