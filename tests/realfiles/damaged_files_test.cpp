@@ -93,6 +93,7 @@ void FailEveryRead(const std::string& name, bool and_later) {
   const RecordedRun whole = Record(MakeMemoryStore(bytes));
   ASSERT_EQ(whole.connect, S_OK);
   bool failed = true;
+  bool accepted = false;
   std::uint64_t number = 1;
   for (; failed; ++number) {
     SCOPED_TRACE(name + (and_later ? " failing from read " : " failing at read ") + std::to_string(number));
@@ -104,6 +105,10 @@ void FailEveryRead(const std::string& name, bool and_later) {
     if (number == 1) {
       EXPECT_EQ(run.connect, E_FAIL) << "the first read is that of the file's first four bytes";
     }
+    if (and_later && accepted) {
+      EXPECT_EQ(run.connect, S_OK) << "with one more read answered the file was accepted before";
+    }
+    accepted = SUCCEEDED(run.connect);
     if (!failed) {
       EXPECT_TRUE(run.pins == whole.pins) << "a run without a failed read is whole";
     }
