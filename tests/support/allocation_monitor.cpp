@@ -17,9 +17,12 @@ std::atomic<std::size_t> peak{0};
 constexpr std::size_t kHead = alignof(std::max_align_t);
 static_assert(kHead >= sizeof(std::size_t));
 
+// Larger blocks are refused here: for those a sanitizer would end the program.
+constexpr std::size_t kLargest = std::size_t{1} << (sizeof(std::size_t) == 8 ? 40 : 31);
+
 void* Allocate(std::size_t size) {
   if (++count == failAt) throw std::bad_alloc();
-  void* memory = size <= SIZE_MAX - kHead ? std::malloc(size + kHead) : nullptr;
+  void* memory = size <= kLargest ? std::malloc(size + kHead) : nullptr;
   if (memory == nullptr) throw std::bad_alloc();
   *static_cast<std::size_t*>(memory) = size;
   const std::size_t now = live += size;
@@ -27,6 +30,14 @@ void* Allocate(std::size_t size) {
   while (highest < now && !peak.compare_exchange_weak(highest, now)) {
   }
   return static_cast<char*>(memory) + kHead;
+}
+
+void* AllocateOrNull(std::size_t size) noexcept {
+  try {
+    return Allocate(size);
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
 }
 
 void Free(void* block) noexcept {
@@ -46,6 +57,14 @@ void FailAllocation(std::uint64_t n) { failAt = n == 0 ? 0 : count + n; }
 
 }  // namespace vantor::test
 
+// Every form that the others would otherwise not reach: a sanitizer's own ones do not call each other.
 void* operator new(std::size_t size) { return vantor::test::Allocate(size); }
+void* operator new[](std::size_t size) { return vantor::test::Allocate(size); }
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return vantor::test::AllocateOrNull(size); }
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept { return vantor::test::AllocateOrNull(size); }
 void operator delete(void* block) noexcept { vantor::test::Free(block); }
+void operator delete[](void* block) noexcept { vantor::test::Free(block); }
 void operator delete(void* block, std::size_t) noexcept { vantor::test::Free(block); }
+void operator delete[](void* block, std::size_t) noexcept { vantor::test::Free(block); }
+void operator delete(void* block, const std::nothrow_t&) noexcept { vantor::test::Free(block); }
+void operator delete[](void* block, const std::nothrow_t&) noexcept { vantor::test::Free(block); }
