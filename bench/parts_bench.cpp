@@ -1,7 +1,11 @@
 // The parts that a sample's cost is made of, each alone: a read of the source, walking the blocks, a sample's life.
 #include <benchmark/benchmark.h>
 
+#include <filesystem>
+#include <fstream>
+#include <list>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "baseclasses/allocator.h"
@@ -22,21 +26,55 @@ ComPtr<FileSourceFilter> SourceOf(const std::shared_ptr<ByteStore>& bytes) {
   return source;
 }
 
-// One SyncRead of as many bytes as the argument says.
-void SourceRead(benchmark::State& state) {
-  const auto size = static_cast<LONG>(state.range(0));
-  const LONGLONG length = 64 << 20;
-  const ComPtr<FileSourceFilter> source = SourceOf(MakeMemoryStore(std::vector<unsigned char>(length)));
+// A file in the folder for temporary files, gone with the object.
+class TemporaryFile {
+ public:
+  explicit TemporaryFile(const std::vector<unsigned char>& bytes) {
+    std::ofstream(path_, std::ios::binary)
+        .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+  }
+  ~TemporaryFile() {
+    std::error_code ignored;
+    std::filesystem::remove(path_, ignored);
+  }
+  TemporaryFile(const TemporaryFile&) = delete;
+  TemporaryFile& operator=(const TemporaryFile&) = delete;
+  std::string Path() const { return path_.string(); }
+
+ private:
+  const std::filesystem::path path_ = std::filesystem::temp_directory_path() / "vantor_bench_source";
+};
+
+// One SyncRead of as many bytes as the argument says, going forward through a file in which every second byte is zero
+// (the high bytes of sizes and times, and the flags of most blocks, are).
+void SourceRead(benchmark::State& state, StoreKind kind) {
+  std::vector<unsigned char> bytes(std::size_t{16} << 20);
+  for (std::size_t i = 0; i < bytes.size(); i += 2) bytes[i] = static_cast<unsigned char>(i / 2 % 255 + 1);
+  const TemporaryFile file(bytes);
+  FileError error = FileError::kNone;
+  const std::shared_ptr<ByteStore> store = OpenStore(file.Path(), kind, error);
+  if (!store) {
+    state.SkipWithError("the temporary file cannot be opened");
+    return;
+  }
+  const ComPtr<FileSourceFilter> source = SourceOf(store);
   IAsyncReader* const reader = source->OutputPin();
+  const auto size = static_cast<LONG>(state.range(0));
   std::vector<BYTE> buffer(static_cast<std::size_t>(size));
   LONGLONG position = 0;
   for ([[maybe_unused]] auto iteration : state) {
     reader->SyncRead(position, size, buffer.data());
     benchmark::DoNotOptimize(buffer.data());
-    position = position + size < length - size ? position + size : 0;
+    position += size;
+    if (position + size > store->Length()) position = 0;
   }
 }
-BENCHMARK(SourceRead)->ArgName("bytes")->Arg(1)->Arg(50)->Arg(1 << 20);
+void SourceReadMemory(benchmark::State& state) { SourceRead(state, StoreKind::kMemory); }
+BENCHMARK(SourceReadMemory)->ArgName("bytes")->Arg(1)->Arg(50)->Arg(1 << 20);
+void SourceReadMapped(benchmark::State& state) { SourceRead(state, StoreKind::kMapped); }
+BENCHMARK(SourceReadMapped)->ArgName("bytes")->Arg(1)->Arg(50)->Arg(1 << 20);
+void SourceReadCached(benchmark::State& state) { SourceRead(state, StoreKind::kCached); }
+BENCHMARK(SourceReadCached)->ArgName("bytes")->Arg(1)->Arg(50)->Arg(1 << 20);
 
 // Every block of a file of 50-byte blocks on one track, read without thread, pin or sample.
 void WalkBlocks(benchmark::State& state) {

@@ -14,11 +14,35 @@ namespace vantor::bench {
 
 namespace {
 
-// Seconds that copying every frame to a buffer and from there to another takes.
-double CopyFramesTwice(const SyntheticFile& file, const FileShape& shape) {
+// Time by the wall and time spent by all threads together, which a busy machine does not disturb.
+struct Spent {
+  double seconds = 0;
+  double processorSeconds = 0;
+
+  Spent& operator+=(const Spent& more) {
+    seconds += more.seconds;
+    processorSeconds += more.processorSeconds;
+    return *this;
+  }
+};
+
+class Stopwatch {
+ public:
+  Spent Stop() const {
+    const std::clock_t processor = std::clock() - processorStart_;
+    return {SecondsSince(start_), static_cast<double>(processor) / CLOCKS_PER_SEC};
+  }
+
+ private:
+  std::clock_t processorStart_ = std::clock();
+  Clock::time_point start_ = Clock::now();
+};
+
+// Copies every frame to a buffer and from there to another.
+Spent CopyFramesTwice(const SyntheticFile& file, const FileShape& shape) {
   std::vector<std::uint8_t> frame(shape.frameSize);
   std::vector<std::uint8_t> sample(shape.frameSize);
-  const auto start = Clock::now();
+  const Stopwatch stopwatch;
   for (std::size_t block = 0; block < shape.Blocks(); ++block) {
     std::memcpy(frame.data(), file.Frame(block), shape.frameSize);
     benchmark::DoNotOptimize(frame.data());
@@ -27,27 +51,28 @@ double CopyFramesTwice(const SyntheticFile& file, const FileShape& shape) {
     benchmark::DoNotOptimize(sample.data());
     benchmark::ClobberMemory();
   }
-  return SecondsSince(start);
+  return stopwatch.Stop();
 }
 
 struct Measured {
-  double seconds = 0;
-  double processorSeconds = 0;  // of all threads
-  double copySeconds = 0;
+  Spent streaming;
+  Spent copying;
   double samples = 0;
   double reads = 0;
   double bytes = 0;
 };
 
 void Report(benchmark::State& state, const Measured& total) {
-  state.counters["bytes/s"] =
-      benchmark::Counter(total.bytes / total.seconds, benchmark::Counter::kDefaults, benchmark::Counter::OneK::kIs1024);
-  state.counters["samples/s"] = total.samples / total.seconds;
+  const auto perSample = [&](double seconds) { return seconds * 1e9 / total.samples; };
+  state.counters["bytes/s"] = benchmark::Counter(total.bytes / total.streaming.seconds, benchmark::Counter::kDefaults,
+                                                 benchmark::Counter::OneK::kIs1024);
+  state.counters["samples/s"] = total.samples / total.streaming.seconds;
   state.counters["reads/sample"] = total.reads / total.samples;
-  state.counters["ns/sample"] = total.seconds * 1e9 / total.samples;
-  state.counters["cpu_ns/sample"] = total.processorSeconds * 1e9 / total.samples;
-  state.counters["copy_ns/sample"] = total.copySeconds * 1e9 / total.samples;
-  state.counters["x_copies"] = total.seconds / total.copySeconds;
+  state.counters["ns/sample"] = perSample(total.streaming.seconds);
+  state.counters["cpu_ns/sample"] = perSample(total.streaming.processorSeconds);
+  state.counters["copy_ns/sample"] = perSample(total.copying.seconds);
+  state.counters["x_copies"] = total.streaming.seconds / total.copying.seconds;
+  state.counters["cpu_x_copies"] = total.streaming.processorSeconds / total.copying.processorSeconds;
 }
 
 void Stream(benchmark::State& state, const FileShape& shape) {
@@ -60,24 +85,21 @@ void Stream(benchmark::State& state, const FileShape& shape) {
       return;
     }
     const std::uint64_t readsToOpen = graph->Totals().reads;
-    const std::clock_t processorStart = std::clock();
-    const auto start = Clock::now();
+    const Stopwatch stopwatch;
     graph->Run();
     graph->Wait();
-    const double seconds = SecondsSince(start);
-    const std::clock_t processorStop = std::clock();
+    const Spent spent = stopwatch.Stop();
     graph->Stop();
     if (graph.Samples() != shape.Blocks()) {
       state.SkipWithError("not every block came out as a sample");
       return;
     }
-    state.SetIterationTime(seconds);
-    total.seconds += seconds;
-    total.processorSeconds += static_cast<double>(processorStop - processorStart) / CLOCKS_PER_SEC;
+    state.SetIterationTime(spent.seconds);
+    total.streaming += spent;
     total.samples += static_cast<double>(shape.Blocks());
     total.bytes += static_cast<double>(shape.FrameBytes());
     total.reads += static_cast<double>(graph->Totals().reads - readsToOpen);
-    total.copySeconds += CopyFramesTwice(*file, shape);
+    total.copying += CopyFramesTwice(*file, shape);
   }
   Report(state, total);
 }

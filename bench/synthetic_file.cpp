@@ -21,10 +21,10 @@ constexpr std::uint32_t kSimpleBlock = 0xA3;
 constexpr std::uint32_t kTimecode = 0xE7;
 constexpr std::size_t kTimecodeSize = 8;
 
-Raw BlockHeader(const FileShape& shape, int track, std::size_t place) {
-  const bool key = track != 1 || !shape.video || place == 0;
-  const int relative = static_cast<int>(place) * shape.ticksPerBlock;
-  const Raw header = test::BlockPayload(static_cast<std::uint64_t>(track), relative, key ? test::kKey : 0, {});
+// A SimpleBlock's bytes before its frame: a key frame at its cluster's time. Tracks have one byte, so the last three
+// bytes are the relative time and the flags.
+Raw BlockHeader(const FileShape& shape, int track) {
+  const Raw header = test::BlockPayload(static_cast<std::uint64_t>(track), 0, test::kKey, {});
   return test::Join({test::IdBytes(kSimpleBlock), test::Vint(header.size() + shape.frameSize), header});
 }
 
@@ -80,7 +80,7 @@ std::shared_ptr<SyntheticFile> SyntheticFile::Make(const FileShape& shape) {
 }
 
 SyntheticFile::SyntheticFile(const FileShape& shape) : shape_(shape) {
-  blockHeaderSize_ = BlockHeader(shape, 1, 0).size();
+  blockHeaderSize_ = BlockHeader(shape, 1).size();
   clusterHeaderSize_ = ClusterHeader(0, 0).size();
   clusterSize_ = clusterHeaderSize_ + shape.blocksPerCluster * (blockHeaderSize_ + shape.frameSize);
   ringClusters_ = shape.ringClusters == 0 ? shape.clusters : std::min(shape.ringClusters, shape.clusters);
@@ -88,60 +88,63 @@ SyntheticFile::SyntheticFile(const FileShape& shape) : shape_(shape) {
   // Cue points take the same number of bytes wherever they point.
   const std::size_t headSize = SegmentHead(shape, 0, clusterSize_).size();
   const Raw head = SegmentHead(shape, headSize, clusterSize_);
-  head_ = test::Join(
+  resident_ = test::Join(
       {test::EbmlHeader(), test::IdBytes(kSegment), test::Vint(head.size() + shape.clusters * clusterSize_, 8), head});
+  headSize_ = resident_.size();
   MakeRing();
+  length_ = static_cast<std::int64_t>(headSize_ + shape.clusters * clusterSize_);
 }
 
 void SyntheticFile::MakeRing() {
-  ring_.resize(ringClusters_ * clusterSize_);
-  const Raw clusterHeader = ClusterHeader(clusterSize_ - clusterHeaderSize_, 0);
-  std::uint8_t* to = ring_.data();
+  resident_.resize(headSize_ + ringClusters_ * clusterSize_);
+  std::vector<Raw> blockHeaders;
+  for (const int track : shape_.blockTracks) blockHeaders.push_back(BlockHeader(shape_, track));
+  std::uint8_t* to = resident_.data() + headSize_;
   std::uint32_t noise = 1;
   for (std::size_t k = 0; k < ringClusters_; ++k) {
-    to = std::ranges::copy(clusterHeader, to).out;
+    to = std::ranges::copy(ClusterHeader(clusterSize_ - clusterHeaderSize_, ClusterTime(k)), to).out;
     for (std::size_t place = 0; place < shape_.blocksPerCluster; ++place) {
-      to = std::ranges::copy(BlockHeader(shape_, shape_.blockTracks[place % shape_.blockTracks.size()], place), to).out;
-      std::generate_n(to, shape_.frameSize, [&] {
+      const std::size_t turn = place % blockHeaders.size();
+      to = std::ranges::copy(blockHeaders[turn], to).out;
+      const auto relative = static_cast<std::uint16_t>(place * static_cast<std::size_t>(shape_.ticksPerBlock));
+      to[-3] = static_cast<std::uint8_t>(relative >> 8);
+      to[-2] = static_cast<std::uint8_t>(relative);
+      if (shape_.video && shape_.blockTracks[turn] == 1 && place != 0) to[-1] = 0;
+      for (std::size_t i = 0; i < shape_.frameSize; ++i) {
         noise = noise * 1664525 + 1013904223;
-        return static_cast<std::uint8_t>(noise >> 24);
-      });
-      to += shape_.frameSize;
+        *to++ = static_cast<std::uint8_t>(noise >> 24);
+      }
     }
   }
 }
 
-std::int64_t SyntheticFile::Length() const noexcept {
-  return static_cast<std::int64_t>(head_.size() + shape_.clusters * clusterSize_);
+std::uint64_t SyntheticFile::ClusterTime(std::size_t cluster) const noexcept {
+  return cluster * shape_.blocksPerCluster * static_cast<std::size_t>(shape_.ticksPerBlock);
 }
 
+std::int64_t SyntheticFile::Length() const noexcept { return length_; }
+
 bool SyntheticFile::Read(std::int64_t position, void* buffer, std::size_t size) noexcept {
-  auto offset = static_cast<std::size_t>(position);
-  auto* to = static_cast<std::uint8_t*>(buffer);
-  if (offset < head_.size()) {
-    const std::size_t part = std::min(size, head_.size() - offset);
-    std::memcpy(to, head_.data() + offset, part);
-    to += part;
-    offset += part;
-    size -= part;
+  const auto offset = static_cast<std::size_t>(position);
+  if (offset + size <= resident_.size()) {
+    std::memcpy(buffer, resident_.data() + offset, size);
+  } else {
+    ReadBeyondRing(offset, static_cast<std::uint8_t*>(buffer), size);
   }
-  ReadClusters(offset - head_.size(), to, size);
   return true;
 }
 
-void SyntheticFile::ReadClusters(std::size_t offset, std::uint8_t* buffer, std::size_t size) const noexcept {
+void SyntheticFile::ReadBeyondRing(std::size_t offset, std::uint8_t* buffer, std::size_t size) const noexcept {
   while (size > 0) {
-    const std::size_t cluster = offset / clusterSize_;
-    const std::size_t within = offset % clusterSize_;
-    const std::size_t part = std::min(size, clusterSize_ - within);
-    std::memcpy(buffer, ring_.data() + cluster % ringClusters_ * clusterSize_ + within, part);
-    if (within < clusterHeaderSize_) {
-      const std::uint64_t time = cluster * shape_.blocksPerCluster * static_cast<std::size_t>(shape_.ticksPerBlock);
-      for (std::size_t i = 0; i < kTimecodeSize; ++i) {
-        const std::size_t at = clusterHeaderSize_ - kTimecodeSize + i;
-        if (at < within || at >= within + part) continue;
-        buffer[at - within] = static_cast<std::uint8_t>(time >> (8 * (kTimecodeSize - 1 - i)));
-      }
+    const std::size_t cluster = offset < headSize_ ? 0 : (offset - headSize_) / clusterSize_;
+    const std::size_t clusterStart = headSize_ + cluster * clusterSize_;
+    const std::size_t lap = cluster / ringClusters_ * ringClusters_ * clusterSize_;
+    const std::size_t part = std::min(size, clusterStart + clusterSize_ - offset);
+    std::memcpy(buffer, resident_.data() + offset - lap, part);
+    for (std::size_t i = 0; i < kTimecodeSize; ++i) {
+      const std::size_t at = clusterStart + clusterHeaderSize_ - kTimecodeSize + i;
+      if (at < offset || at >= offset + part) continue;
+      buffer[at - offset] = static_cast<std::uint8_t>(ClusterTime(cluster) >> (8 * (kTimecodeSize - 1 - i)));
     }
     buffer += part;
     offset += part;
@@ -152,8 +155,8 @@ void SyntheticFile::ReadClusters(std::size_t offset, std::uint8_t* buffer, std::
 const std::uint8_t* SyntheticFile::Frame(std::size_t block) const noexcept {
   const std::size_t cluster = block / shape_.blocksPerCluster % ringClusters_;
   const std::size_t place = block % shape_.blocksPerCluster;
-  return ring_.data() + cluster * clusterSize_ + clusterHeaderSize_ + place * (blockHeaderSize_ + shape_.frameSize) +
-         blockHeaderSize_;
+  return resident_.data() + headSize_ + cluster * clusterSize_ + clusterHeaderSize_ +
+         place * (blockHeaderSize_ + shape_.frameSize) + blockHeaderSize_;
 }
 
 }  // namespace vantor::bench

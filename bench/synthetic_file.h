@@ -47,15 +47,17 @@ class SyntheticFile final : public ByteStore {
  private:
   explicit SyntheticFile(const FileShape& shape);
   void MakeRing();
-  void ReadClusters(std::size_t offset, std::uint8_t* buffer, std::size_t size) const noexcept;
+  void ReadBeyondRing(std::size_t offset, std::uint8_t* buffer, std::size_t size) const noexcept;
+  std::uint64_t ClusterTime(std::size_t cluster) const noexcept;  // ticks
 
   const FileShape shape_;
   std::size_t blockHeaderSize_ = 0;
   std::size_t clusterHeaderSize_ = 0;
   std::size_t clusterSize_ = 0;
   std::size_t ringClusters_ = 0;
-  std::vector<std::uint8_t> head_;
-  std::vector<std::uint8_t> ring_;
+  std::size_t headSize_ = 0;
+  std::int64_t length_ = 0;
+  std::vector<std::uint8_t> resident_;  // the head, then the ring as it is on its first lap
 };
 
 }  // namespace vantor::bench

@@ -160,8 +160,7 @@ STDMETHODIMP FileSourcePin::SyncReadAligned(IMediaSample* sample) {
   if (position < 0 || wanted < 0 || wanted > sample->GetSize()) {
     return E_INVALIDARG;
   }
-  const LONGLONG length = bytes_ ? bytes_->Length() : 0;
-  const LONGLONG held = std::clamp<LONGLONG>(length - position, 0, wanted);
+  const LONGLONG held = std::clamp<LONGLONG>(length_ - position, 0, wanted);
   hr = SyncRead(position, static_cast<LONG>(wanted), buffer);
   const HRESULT sized = sample->SetActualDataLength(FAILED(hr) ? 0 : static_cast<LONG>(held));
   return FAILED(sized) ? sized : hr;
@@ -178,7 +177,7 @@ STDMETHODIMP FileSourcePin::SyncRead(LONGLONG position, LONG length, BYTE* buffe
   if (bytes == nullptr) {
     return E_UNEXPECTED;
   }
-  const auto held = static_cast<LONG>(std::clamp<LONGLONG>(bytes->Length() - position, 0, length));
+  const auto held = static_cast<LONG>(std::clamp<LONGLONG>(length_ - position, 0, length));
   if (!bytes->Read(position, buffer, static_cast<std::size_t>(held))) {
     statistics_.Count(0);
     return HRESULT_FROM_WIN32(ERROR_READ_FAULT);
@@ -191,12 +190,11 @@ STDMETHODIMP FileSourcePin::Length(LONGLONG* total, LONGLONG* available) {
   if (!bytes_) {
     return E_UNEXPECTED;
   }
-  const LONGLONG length = bytes_->Length();
   if (total != nullptr) {
-    *total = length;
+    *total = length_;
   }
   if (available != nullptr) {
-    *available = length;
+    *available = length_;
   }
   return S_OK;
 }

@@ -30,7 +30,10 @@ class FileSourcePin final : public CBasePin, public IAsyncReader {
   STDMETHODIMP NonDelegatingQueryInterface(REFIID riid, void** object) override;
 
   // Not while the pin is connected.
-  void SetBytes(std::shared_ptr<ByteStore> bytes) noexcept { bytes_ = std::move(bytes); }
+  void SetBytes(std::shared_ptr<ByteStore> bytes) noexcept {
+    bytes_ = std::move(bytes);
+    length_ = bytes_ ? bytes_->Length() : 0;
+  }
   const std::shared_ptr<ByteStore>& Bytes() const noexcept { return bytes_; }
   ReadTotals Totals() const noexcept { return statistics_.Totals(); }
 
@@ -58,6 +61,7 @@ class FileSourcePin final : public CBasePin, public IAsyncReader {
 
   const AM_MEDIA_TYPE* const type_;
   std::shared_ptr<ByteStore> bytes_;
+  LONGLONG length_ = 0;
   ReadStatistics statistics_;
   std::mutex request_lock_;
   std::condition_variable request_ready_;

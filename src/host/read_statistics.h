@@ -1,9 +1,10 @@
 // ReadStatistics: how many reads a byte source answered and how many bytes it gave, counted by many threads at once.
 //
-//   statistics.Count(length);                      // in the read, a few nanoseconds
+//   statistics.Count(length);                      // in the read, about a nanosecond
 //   ReadTotals totals = statistics.Totals();       // exact once the readers have stopped
 //
-// Threads count in slots of their own, a cache line each, so that counting costs no traffic between them.
+// The first threads to count have slots of their own, a cache line each, so that counting costs them neither traffic
+// nor an atomic operation that locks the line; later ones share a slot.
 #pragma once
 
 #include <array>
@@ -23,13 +24,19 @@ struct ReadTotals {
 class ReadStatistics {
  public:
   void Count(std::uint64_t bytes) noexcept {
-    Slot& slot = slots_[ThreadSlot() % kSlots];
-    slot.reads.fetch_add(1, std::memory_order_relaxed);
-    slot.bytes.fetch_add(bytes, std::memory_order_relaxed);
+    const std::size_t thread = ThreadSlot();
+    Slot& slot = slots_[thread % kSlots];
+    if (IsOwn(slot, thread + 1)) {
+      slot.reads.store(slot.reads.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+      slot.bytes.store(slot.bytes.load(std::memory_order_relaxed) + bytes, std::memory_order_relaxed);
+    } else {
+      shared_.reads.fetch_add(1, std::memory_order_relaxed);
+      shared_.bytes.fetch_add(bytes, std::memory_order_relaxed);
+    }
   }
 
   ReadTotals Totals() const noexcept {
-    ReadTotals totals;
+    ReadTotals totals = {shared_.reads.load(std::memory_order_relaxed), shared_.bytes.load(std::memory_order_relaxed)};
     for (const Slot& slot : slots_) {
       totals.reads += slot.reads.load(std::memory_order_relaxed);
       totals.bytes += slot.bytes.load(std::memory_order_relaxed);
@@ -42,7 +49,18 @@ class ReadStatistics {
   struct alignas(64) Slot {
     std::atomic<std::uint64_t> reads{0};
     std::atomic<std::uint64_t> bytes{0};
+    std::atomic<std::size_t> owner{0};  // 0, or the one thread that counts here
   };
+
+  static bool IsOwn(Slot& slot, std::size_t thread) noexcept {
+    std::size_t owner = slot.owner.load(std::memory_order_relaxed);
+    if (owner == 0 && slot.owner.compare_exchange_strong(owner, thread, std::memory_order_relaxed)) {
+      return true;
+    }
+    return owner == thread;
+  }
+
+  Slot shared_;
   std::array<Slot, kSlots> slots_;
 };
 

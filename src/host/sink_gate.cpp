@@ -6,21 +6,25 @@ void SinkGate::Answer(HRESULT result, std::uint64_t from_sample) {
   const std::lock_guard<std::mutex> hold(lock_);
   answer_ = result;
   answer_from_ = from_sample;
+  Update();
 }
 
 void SinkGate::Delay(std::chrono::milliseconds delay) {
   const std::lock_guard<std::mutex> hold(lock_);
   delay_ = delay;
+  Update();
 }
 
 void SinkGate::Hold() {
   const std::lock_guard<std::mutex> hold(lock_);
   hold_ = true;
+  Update();
 }
 
 void SinkGate::LetGo() {
   const std::lock_guard<std::mutex> hold(lock_);
   hold_ = false;
+  Update();
   changed_.notify_all();
 }
 
@@ -30,6 +34,9 @@ void SinkGate::WaitUntilHeld(int threads) {
 }
 
 HRESULT SinkGate::Pass(std::uint64_t sample) {
+  if (lets_all_pass_) {
+    return S_OK;
+  }
   std::unique_lock<std::mutex> hold(lock_);
   if (answer_ != S_OK && sample >= answer_from_) {
     return answer_;
@@ -49,11 +56,13 @@ HRESULT SinkGate::Pass(std::uint64_t sample) {
 void SinkGate::Open() {
   const std::lock_guard<std::mutex> hold(lock_);
   open_ = true;
+  Update();
 }
 
 void SinkGate::Close() {
   const std::lock_guard<std::mutex> hold(lock_);
   open_ = false;
+  Update();
   changed_.notify_all();
 }
 

@@ -9,6 +9,7 @@
 // A flush or a stop of the sink also frees the held threads. All members may be called from any thread.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
@@ -30,14 +31,18 @@ class SinkGate {
   // Waits until that many threads are held.
   void WaitUntilHeld(int threads);
 
-  // The sink's side. Pass gives S_OK for a sample that is to reach the listener, else what to answer: VFW_E_WRONG_STATE
-  // when the gate closed while the thread was held.
+  // The sink's side. Pass costs no lock while the gate is open and does nothing to samples. It gives S_OK for a sample
+  // that is to reach the listener, else what to answer: VFW_E_WRONG_STATE when the gate closed while the thread was
+  // held.
   HRESULT Pass(std::uint64_t sample);
   // A closed gate holds and delays nobody.
   void Open();
   void Close();
 
  private:
+  // Called with the lock held after every change.
+  void Update() noexcept { lets_all_pass_ = open_ && !hold_ && answer_ == S_OK && delay_.count() == 0; }
+
   std::mutex lock_;
   std::condition_variable changed_;
   HRESULT answer_ = S_OK;
@@ -46,6 +51,7 @@ class SinkGate {
   bool hold_ = false;
   bool open_ = false;
   int held_ = 0;
+  std::atomic<bool> lets_all_pass_{false};
 };
 
 }  // namespace vantor

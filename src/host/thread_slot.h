@@ -12,9 +12,13 @@
 namespace vantor {
 
 inline std::size_t ThreadSlot() noexcept {
-  static std::atomic<std::size_t> next{0};
-  thread_local const std::size_t slot = next.fetch_add(1, std::memory_order_relaxed);
-  return slot;
+  static std::atomic<std::size_t> last{0};
+  // Constant at start, so that reading it needs no check for a constructor; 0 until the thread has its number.
+  static constinit thread_local std::size_t number = 0;
+  if (number == 0) {
+    number = last.fetch_add(1, std::memory_order_relaxed) + 1;
+  }
+  return number - 1;
 }
 
 }  // namespace vantor

@@ -18,17 +18,19 @@ HRESULT CMkvFileReader::Read(void* buffer, std::uint64_t size) {
   if (size == 0) return S_OK;
   if (size > allowance) return E_FAIL;
   allowance -= size;
+  constexpr std::uint64_t kLargestChunk = 0x7FFFFFFF;
   auto* to = static_cast<BYTE*>(buffer);
+  std::uint64_t chunk = std::min(size, kLargestChunk);
   for (;;) {
-    constexpr std::uint64_t kLargestChunk = 0x7FFFFFFF;
-    const std::uint64_t chunk = std::min({size, Remaining(), kLargestChunk});
-    if (chunk == 0) return E_FAIL;
+    if (chunk > length - position) chunk = length - position;
     const HRESULT result = reader->SyncRead(static_cast<LONGLONG>(position), static_cast<LONG>(chunk), to);
     if (result != S_OK) return result;
     position += chunk;
+    if (chunk == size) return S_OK;
+    if (position >= length) return E_FAIL;
     to += chunk;
     size -= chunk;
-    if (size == 0) return S_OK;
+    chunk = std::min(size, kLargestChunk);
   }
 }
 

@@ -1,5 +1,7 @@
 #include "parser/lacing.h"
 
+#include <algorithm>
+
 namespace vantor {
 
 namespace {
@@ -81,7 +83,7 @@ HRESULT ReadLaceSizes(const MkvElement& element, std::uint8_t flags, LaceSizes& 
     case Lacing::kFixed: {
       std::uint64_t rest = 0;
       if (head.value == 255 || !Rest(element, rest)) return E_FAIL;
-      sizes.size.fill(rest / sizes.count);
+      std::fill_n(sizes.size.begin(), sizes.count, rest / sizes.count);
       return S_OK;
     }
     case Lacing::kNone:

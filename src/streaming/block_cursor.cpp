@@ -1,5 +1,6 @@
 #include "streaming/block_cursor.h"
 
+#include <iterator>
 #include <limits>
 
 #include "parser/element_ids.h"
@@ -95,7 +96,9 @@ void BlockCursor::TakeBlock(std::list<MkvBlock>& taken) {
 }
 
 void BlockCursor::Recycle(std::list<MkvBlock>& records) {
-  records.remove_if([](const MkvBlock& block) { return block.frames.Capacity() > kLargestRecycled; });
+  for (auto record = records.begin(); record != records.end();) {
+    record = record->frames.Capacity() > kLargestRecycled ? records.erase(record) : std::next(record);
+  }
   free_.splice(free_.end(), records);
 }
 

@@ -22,7 +22,8 @@ std::int64_t WrappingSubtract(std::int64_t left, std::int64_t right) {
 
 std::int64_t FrameDuration(std::int64_t start, std::int64_t stop, std::size_t frames) {
   const auto span = static_cast<std::uint64_t>(stop) - static_cast<std::uint64_t>(start);
-  return std::max<std::int64_t>(static_cast<std::int64_t>(span / frames), 1);
+  const std::uint64_t duration = frames == 1 ? span : span / frames;
+  return std::max<std::int64_t>(static_cast<std::int64_t>(duration), 1);
 }
 
 struct SampleMarks {

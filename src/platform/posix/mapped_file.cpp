@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <csetjmp>
@@ -61,20 +62,38 @@ const unsigned char* PageStart(const unsigned char* address) noexcept {
   return address - (reinterpret_cast<std::uintptr_t>(address) % kPage);
 }
 
-bool GuardedCopy(void* to, const unsigned char* from, std::size_t size) noexcept {
+// How far behind a copy that ends in a zero byte is looked for a byte that is not zero.
+constexpr std::ptrdiff_t kProofDistance = 64;
+
+// Whether a byte from the last copied one on is not zero, within its page and the mapping.
+bool HasNonZero(const unsigned char* last, const unsigned char* mapping_end) noexcept {
+  const unsigned char* const page_end = PageStart(last) + kPage;
+  const unsigned char* end = page_end < mapping_end ? page_end : mapping_end;
+  if (end - last > kProofDistance) {
+    end = last + kProofDistance;
+  }
+  return std::any_of(last, end, [](unsigned char byte) { return byte != 0; });
+}
+
+enum class Copied { kFailed, kInDoubt, kSurely };
+
+// A shortened file raises no signal within its last page, where the bytes behind the new end read as zero instead. So
+// a copy is certain when a byte that is not zero stands at its end, or behind it in the same page.
+Copied GuardedCopy(void* to, const unsigned char* from, std::size_t size, const unsigned char* mapping_end) noexcept {
   CopyGuard guard;
   guard.begin = PageStart(from);
   guard.end = PageStart(from + size) + kPage;
   if (sigsetjmp(guard.recovery, 0) != 0) {
     active_guard = nullptr;
-    return false;
+    return Copied::kFailed;
   }
   active_guard = &guard;
   std::atomic_signal_fence(std::memory_order_seq_cst);
   std::memcpy(to, from, size);
+  const bool certain = HasNonZero(from + size - 1, mapping_end);
   std::atomic_signal_fence(std::memory_order_seq_cst);
   active_guard = nullptr;
-  return true;
+  return certain ? Copied::kSurely : Copied::kInDoubt;
 }
 
 FileError ErrorOf(int code) noexcept {
@@ -170,19 +189,15 @@ bool MappedBytes::Map(const ReadableFile& file) noexcept {
   return true;
 }
 
-// A shortened file raises no signal within its last page, where the bytes behind the new end read as zero instead. So
-// a copy that ends in a zero byte is believed only when the file still reaches that far.
 bool MappedBytes::Copy(std::int64_t position, void* buffer, std::size_t size) const noexcept {
   if (size == 0) {
     return true;
   }
-  if (!GuardedCopy(buffer, bytes_ + position, size)) {
-    return false;
+  const Copied copied = GuardedCopy(buffer, bytes_ + position, size, bytes_ + length_);
+  if (copied == Copied::kInDoubt) {
+    return file_->Length() >= position + static_cast<std::int64_t>(size);
   }
-  if (static_cast<const unsigned char*>(buffer)[size - 1] != 0) {
-    return true;
-  }
-  return file_->Length() >= position + static_cast<std::int64_t>(size);
+  return copied == Copied::kSurely;
 }
 
 }  // namespace vantor::platform
