@@ -1,7 +1,6 @@
 #include "baseclasses/media_sample.h"
 
 #include <algorithm>
-#include <cstddef>
 #include <cstring>
 
 #include "baseclasses/allocator.h"
@@ -172,25 +171,26 @@ STDMETHODIMP CMediaSample::SetProperties(DWORD cbProperties, const BYTE* pbPrope
   if (!pbProperties && cbProperties != 0) return E_POINTER;
   AM_SAMPLE2_PROPERTIES given = {};
   std::memcpy(&given, pbProperties, std::min<DWORD>(cbProperties, sizeof(given)));
-  const auto covers = [cbProperties](std::size_t offset, std::size_t size) { return offset + size <= cbProperties; };
-#define VANTOR_COVERS(field) covers(offsetof(AM_SAMPLE2_PROPERTIES, field), sizeof(given.field))
+  const auto covers = [&](const auto& field) {
+    const auto end = reinterpret_cast<const BYTE*>(&field + 1) - reinterpret_cast<const BYTE*>(&given);
+    return static_cast<DWORD>(end) <= cbProperties;
+  };
 
   // Everything that can be refused comes first: a refused call changes nothing.
-  if (VANTOR_COVERS(lActual) && (given.lActual < 0 || given.lActual > m_cbBuffer)) return VFW_E_BUFFER_OVERFLOW;
-  if (VANTOR_COVERS(pbBuffer) && given.pbBuffer && given.pbBuffer != m_pBuffer) return E_INVALIDARG;
-  if (VANTOR_COVERS(cbBuffer) && given.cbBuffer != 0 && given.cbBuffer != m_cbBuffer) return E_INVALIDARG;
-  if (VANTOR_COVERS(pMediaType) && given.pMediaType != m_pMediaType) {
+  if (covers(given.lActual) && (given.lActual < 0 || given.lActual > m_cbBuffer)) return VFW_E_BUFFER_OVERFLOW;
+  if (covers(given.pbBuffer) && given.pbBuffer && given.pbBuffer != m_pBuffer) return E_INVALIDARG;
+  if (covers(given.cbBuffer) && given.cbBuffer != 0 && given.cbBuffer != m_cbBuffer) return E_INVALIDARG;
+  if (covers(given.pMediaType) && given.pMediaType != m_pMediaType) {
     const HRESULT hr = SetMediaType(given.pMediaType);
     if (FAILED(hr)) return hr;
   }
-  if (VANTOR_COVERS(dwTypeSpecificFlags)) m_dwTypeSpecificFlags = given.dwTypeSpecificFlags;
-  if (VANTOR_COVERS(dwSampleFlags)) {
+  if (covers(given.dwTypeSpecificFlags)) m_dwTypeSpecificFlags = given.dwTypeSpecificFlags;
+  if (covers(given.dwSampleFlags)) {
     m_dwFlags = (given.dwSampleFlags & ~AM_SAMPLE_TYPECHANGED) | (m_dwFlags & AM_SAMPLE_TYPECHANGED);
   }
-  if (VANTOR_COVERS(lActual)) m_lActual = given.lActual;
-  if (VANTOR_COVERS(tStart)) m_Start = given.tStart;
-  if (VANTOR_COVERS(tStop)) m_End = given.tStop;
-  if (VANTOR_COVERS(dwStreamId)) m_dwStreamId = given.dwStreamId;
-#undef VANTOR_COVERS
+  if (covers(given.lActual)) m_lActual = given.lActual;
+  if (covers(given.tStart)) m_Start = given.tStart;
+  if (covers(given.tStop)) m_End = given.tStop;
+  if (covers(given.dwStreamId)) m_dwStreamId = given.dwStreamId;
   return S_OK;
 }

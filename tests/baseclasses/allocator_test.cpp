@@ -168,6 +168,7 @@ TEST_F(Allocator, DecommitEndsEveryWait) {
   ASSERT_EQ(Get(first), S_OK);
   std::vector<HRESULT> results(3, E_FAIL);
   std::vector<std::thread> waiting;
+  waiting.reserve(results.size());
   for (HRESULT& result : results) {
     waiting.emplace_back([&] {
       ComPtr<IMediaSample> second;
@@ -271,6 +272,7 @@ TEST_F(Allocator, TwoThreadsPassSamplesThroughASmallPool) {
   SetAndCommit(2, 64);
   constexpr int kRounds = 500;
   std::vector<std::thread> threads;
+  threads.reserve(3);
   for (int i = 0; i < 3; ++i) {
     threads.emplace_back([&] {
       for (int n = 0; n < kRounds; ++n) {

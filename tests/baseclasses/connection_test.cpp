@@ -1,11 +1,13 @@
 // How two pins connect, fail to connect, and part.
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <new>
 #include <stdexcept>
 
 #include "baseclasses/fakes.h"
 #include "platform/result.h"
+#include "support/allocation_monitor.h"
 
 using namespace vantor::test;
 using vantor::ComPtr;
@@ -22,7 +24,7 @@ class Connection : public PinPair {
   static std::string TypeOf(IPin* pin) {
     AM_MEDIA_TYPE mt;
     if (pin->ConnectionMediaType(&mt) != S_OK) return "none";
-    const std::string name = TypeName(CMediaType(mt));
+    std::string name = TypeName(CMediaType(mt));
     FreeMediaType(mt);
     return name;
   }
@@ -240,6 +242,24 @@ TEST_F(Connection, AfterAFailureItCanBeMade) {
   EXPECT_EQ(Connect(), VFW_E_NO_ACCEPTABLE_TYPES);
   in->complete = [](IPin*) { return S_OK; };
   EXPECT_EQ(Connect(), S_OK);
+}
+
+TEST_F(Connection, WhicheverAllocationFailsBothAreAsBefore) {
+  out->log = in->log = nullptr;
+  const CMediaType mt = MakeType(kTypeA);
+  HRESULT hr = E_FAIL;
+  std::uint64_t n = 0;
+  while (FAILED(hr)) {
+    FailAllocation(++n);
+    hr = Connect(&mt);
+    FailAllocation(0);
+    if (FAILED(hr)) {
+      EXPECT_EQ(hr, E_OUTOFMEMORY) << "allocation " << n;
+      ExpectNothingConnected();
+    }
+    ASSERT_LT(n, 1000u);
+  }
+  EXPECT_GT(n, 1u);
 }
 
 TEST_F(Connection, ThePeersAllocatorIsPreferred) {

@@ -133,7 +133,7 @@ class TypeEnumerator : public testing::Test {
   std::string Next(IEnumMediaTypes* from) {
     AM_MEDIA_TYPE* mt = nullptr;
     if (from->Next(1, &mt, nullptr) != S_OK) return "end";
-    const std::string name = TypeName(CMediaType(*mt));
+    std::string name = TypeName(CMediaType(*mt));
     DeleteMediaType(mt);
     return name;
   }

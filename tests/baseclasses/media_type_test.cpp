@@ -49,6 +49,8 @@ TEST(MediaType, ACopyHasAFormatBlockOfItsOwn) {
   const CMediaType original = MakeType(kTypeA);
   CMediaType copy(original);
   EXPECT_EQ(copy, original);
+  copy.SetVariableSize();
+  EXPECT_TRUE(original.IsFixedSize());
   EXPECT_NE(copy.Format(), original.Format());
   copy.Format()[0] = 'X';
   EXPECT_NE(copy, original);

@@ -244,8 +244,8 @@ class DispatchFilter final : public FakeFilter, public CFilterDispatchImpl<IDisp
 class Dispatch : public testing::Test {
  protected:
   Dispatch() {
-    const ComPtr<IBaseFilter> filter(new DispatchFilter);
-    EXPECT_EQ(filter->QueryInterface(IID_IDispatch, dispatch.Void()), S_OK);
+    auto* filter = new DispatchFilter;
+    EXPECT_EQ(filter->NonDelegatingQueryInterface(IID_IDispatch, dispatch.Void()), S_OK);
   }
   ~Dispatch() override {
     dispatch.Reset();

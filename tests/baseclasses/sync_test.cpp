@@ -37,6 +37,7 @@ TEST_F(CritSec, TheSameThreadMayTakeItAgain) {
 TEST_F(CritSec, OneThreadAtATimeIsInside) {
   int count = 0;
   std::vector<std::thread> threads;
+  threads.reserve(4);
   for (int i = 0; i < 4; ++i) {
     threads.emplace_back([&] {
       for (int n = 0; n < 1000; ++n) {
@@ -126,6 +127,7 @@ TEST(Event, AWaitWithALimitEndsWithoutTheEvent) {
 TEST(Event, AManualEventEndsTheWaitsOfAllThreads) {
   CAMEvent event(TRUE);
   std::vector<std::thread> threads;
+  threads.reserve(4);
   for (int i = 0; i < 3; ++i) threads.emplace_back([&] { EXPECT_TRUE(event.Wait()); });
   event.Set();
   for (std::thread& thread : threads) thread.join();

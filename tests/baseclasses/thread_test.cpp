@@ -5,6 +5,8 @@
 #include <atomic>
 #include <functional>
 #include <stdexcept>
+#include <thread>
+#include <vector>
 
 #include "baseclasses/unknown.h"
 
@@ -165,6 +167,7 @@ TEST(Thread, CallsFromSeveralThreadsTakeTurns) {
   Worker worker;
   ASSERT_TRUE(worker.Create());
   std::vector<std::thread> callers;
+  callers.reserve(3);
   for (int i = 0; i < 3; ++i) {
     callers.emplace_back([&] {
       for (int n = 0; n < 100; ++n) EXPECT_EQ(worker.CallWorker(CMD_ECHO), 100u);

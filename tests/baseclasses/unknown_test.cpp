@@ -16,8 +16,8 @@ class Object : public CUnknown, public IPersist {
       : CUnknown(OLESTR("object"), outer), m_pDestroyed(destroyed) {}
   ~Object() override {
     // A destructor may use the object like anybody else.
-    AddRef();
-    Release();
+    Object::AddRef();
+    Object::Release();
     *m_pDestroyed = true;
   }
 
@@ -31,6 +31,13 @@ class Object : public CUnknown, public IPersist {
  private:
   bool* m_pDestroyed;
 };
+
+// With its first reference, as its maker takes it.
+Object* Make(bool* destroyed) {
+  auto* object = new Object(destroyed);
+  object->NonDelegatingAddRef();
+  return object;
+}
 
 // Aggregates an Object.
 class Outer final : public IUnknown {
@@ -50,8 +57,7 @@ class Outer final : public IUnknown {
 
 TEST(Unknown, TheLastReleaseDestroysAndGivesZero) {
   bool destroyed = false;
-  auto* object = new Object(&destroyed);
-  EXPECT_EQ(object->AddRef(), 1u);
+  Object* object = Make(&destroyed);
   EXPECT_EQ(object->AddRef(), 2u);
   EXPECT_EQ(object->Release(), 1u);
   EXPECT_FALSE(destroyed);
@@ -62,17 +68,15 @@ TEST(Unknown, TheLastReleaseDestroysAndGivesZero) {
 TEST(Unknown, LiveObjectsAreCounted) {
   bool destroyed = false;
   const LONG before = CBaseObject::ObjectsActive();
-  auto* object = new Object(&destroyed);
+  Object* object = Make(&destroyed);
   EXPECT_EQ(CBaseObject::ObjectsActive(), before + 1);
-  object->AddRef();
   object->Release();
   EXPECT_EQ(CBaseObject::ObjectsActive(), before);
 }
 
 TEST(Unknown, EveryInterfaceAnswersWithTheSameIdentity) {
   bool destroyed = false;
-  auto* object = new Object(&destroyed);
-  object->AddRef();
+  Object* object = Make(&destroyed);
   IUnknown* identity = nullptr;
   IPersist* persist = nullptr;
   IUnknown* again = nullptr;
@@ -89,8 +93,7 @@ TEST(Unknown, EveryInterfaceAnswersWithTheSameIdentity) {
 
 TEST(Unknown, AnUnknownInterfaceNullsTheOutPointer) {
   bool destroyed = false;
-  auto* object = new Object(&destroyed);
-  object->AddRef();
+  Object* object = Make(&destroyed);
   void* out = &out;
   EXPECT_EQ(object->QueryInterface(IID_IClassFactory, &out), E_NOINTERFACE);
   EXPECT_EQ(out, nullptr);
@@ -132,9 +135,9 @@ TEST(Unknown, TheOwnUnknownOfAnAggregatedObjectIsNotTheOuter) {
 
 TEST(Unknown, CountsAreAtomic) {
   bool destroyed = false;
-  auto* object = new Object(&destroyed);
-  object->AddRef();
+  Object* object = Make(&destroyed);
   std::vector<std::thread> threads;
+  threads.reserve(4);
   for (int i = 0; i < 4; ++i) {
     threads.emplace_back([object] {
       for (int n = 0; n < 2000; ++n) {
@@ -151,8 +154,7 @@ TEST(Unknown, CountsAreAtomic) {
 
 TEST(Unknown, ReleaseInterfaceNullsThePointer) {
   bool destroyed = false;
-  IPersist* persist = new Object(&destroyed);
-  persist->AddRef();
+  IPersist* persist = Make(&destroyed);
   ReleaseInterface(persist);
   EXPECT_EQ(persist, nullptr);
   EXPECT_TRUE(destroyed);

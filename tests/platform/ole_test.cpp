@@ -11,10 +11,10 @@ namespace {
 TEST(Ole, TaskMemoryGrowsAndKeepsItsContent) {
   auto* block = static_cast<BYTE*>(CoTaskMemAlloc(4));
   ASSERT_NE(block, nullptr);
-  std::memcpy(block, "abcd", 4);
+  std::memset(block, 0x5A, 4);
   block = static_cast<BYTE*>(CoTaskMemRealloc(block, 100000));
   ASSERT_NE(block, nullptr);
-  EXPECT_EQ(std::memcmp(block, "abcd", 4), 0);
+  EXPECT_EQ(std::memcmp(block, "ZZZZ", 4), 0);
   CoTaskMemFree(block);
 }
 
