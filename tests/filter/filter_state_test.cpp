@@ -1,4 +1,8 @@
 // Stop, Pause and Run, and what they do to the pins.
+#include <string>
+#include <vector>
+
+#include "support/allocation_monitor.h"
 #include "support/demux_harness.h"
 #include "support/fake_allocator.h"
 
@@ -188,6 +192,37 @@ TEST_F(FilterStateTest, AFailureToDeactivateAPinIsReturnedAndTheOthersAreStopped
   const std::size_t before = second.sink->SampleCount();
   demux.PlayToEnd();
   EXPECT_EQ(second.sink->SampleCount() - before, 20u);
+}
+
+TEST_F(FilterStateTest, EveryAllocationOfAStartMayFail) {
+  bool done = false;
+  int refused = 0;
+  for (std::uint64_t n = 1; !done; ++n) {
+    SCOPED_TRACE("allocation " + std::to_string(n));
+    Demux demux(ThreeTrackFile());
+    ASSERT_EQ(demux.Connect(), S_OK);
+    std::vector<FakeSink*> sinks;
+    for (const int pin : {1, 2, 3}) sinks.push_back(&demux.AddSink(pin));
+    for (FakeSink* sink : sinks) ASSERT_EQ(sink->Pause(), S_OK);
+    FailAllocation(n);
+    const HRESULT result = demux.Filter().Pause();
+    FailAllocation(0);
+    done = result == S_OK;
+    if (!done) {
+      ++refused;
+      EXPECT_TRUE(result == E_OUTOFMEMORY || result == E_FAIL) << result;
+      EXPECT_EQ(StateOf(demux), State_Stopped);
+    }
+    EXPECT_EQ(demux.Stop(), S_OK);
+    ASSERT_EQ(demux.Seek(1), S_OK);
+    ASSERT_EQ(demux.Seek(0), S_OK);
+    for (FakeSink* sink : sinks) ASSERT_EQ(sink->Pause(), S_OK);
+    std::vector<std::size_t> before;
+    for (FakeSink* sink : sinks) before.push_back(sink->SampleCount());
+    demux.PlayToEnd();
+    for (std::size_t i = 0; i < sinks.size(); ++i) EXPECT_EQ(sinks[i]->SampleCount() - before[i], 20u);
+  }
+  EXPECT_GE(refused, 3) << "buffers and thread of the first pin at least";
 }
 
 TEST_F(FilterStateTest, StoppingAStoppedFilterLeavesThePinsAlone) {

@@ -154,8 +154,8 @@ TEST_F(InputConnectionTest, ASourceThatCannotTellItsLengthIsRefused) {
   ExpectUntouched(demux);
 }
 
-TEST_F(InputConnectionTest, EveryAllocationMayFailOnTheWay) {
-  const Raw file = SmallFile();
+// Connects with the first allocation failing, then with the second, until all are there.
+void FailEveryAllocation(const Raw& file) {
   std::uint64_t n = 0;
   for (bool done = false; !done;) {
     SCOPED_TRACE("allocation " + std::to_string(++n));
@@ -173,6 +173,12 @@ TEST_F(InputConnectionTest, EveryAllocationMayFailOnTheWay) {
     EXPECT_LE(demux.Filter().GetPinCount(), 4);
   }
   EXPECT_GT(n, 20u);
+}
+
+TEST_F(InputConnectionTest, EveryAllocationMayFailOnTheWay) { FailEveryAllocation(SmallFile()); }
+
+TEST_F(InputConnectionTest, EveryAllocationMayFailWhileCuesAreMade) {
+  FailEveryAllocation(MkvFile({Info(), Tracks(kTracks), kCluster, Cluster(10, {}), Cluster(20, {})}));
 }
 
 TEST_F(InputConnectionTest, AFileWithCuesKeepsItsDurationAndGetsNoOthers) {

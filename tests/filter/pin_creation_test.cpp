@@ -4,6 +4,8 @@
 #include <set>
 #include <utility>
 
+#include "parser/file_root.h"
+#include "platform/result.h"
 #include "support/demux_harness.h"
 
 namespace vantor::test {
@@ -118,6 +120,32 @@ TEST_F(PinCreationTest, AFailedBuilderEndsTheConnectionWithItsResult) {
   EXPECT_EQ(demux.Connect(), E_INVALIDARG);
   EXPECT_EQ(demux.Filter().GetPinCount(), 1);
   EXPECT_EQ(demux.Filter().IsFormatSupported(&TIME_FORMAT_FRAME), S_FALSE);
+}
+
+TEST_F(PinCreationTest, PinsMadeBeforeAFailureStay) {
+  MemoryReader reader(
+      MediaFile(100, {VideoTrack(1), AudioTrack(2, "A_VORBIS", {CodecPrivate({2, 255, 255})})}, kOneCluster));
+  {
+    const auto filter = Demux::NewFilter();
+    CMkvFileRoot root(&reader, true);
+    ASSERT_EQ(root.Open(), S_OK);
+    EXPECT_EQ(Guarded([&] { return filter->BuildOutputPins(root, nullptr); }), E_INVALIDARG);
+    EXPECT_EQ(filter->GetPinCount(), 2);
+    EXPECT_EQ(NameOf(filter->GetPin(1)), "VP8 video 1");
+    filter->RemoveOutputPins();
+    EXPECT_EQ(filter->GetPinCount(), 1);
+  }
+}
+
+TEST_F(PinCreationTest, WithoutAClusterNoPinIsAdded) {
+  MemoryReader reader(MkvFile({Info(), Tracks({VideoTrack(1)})}));
+  {
+    const auto filter = Demux::NewFilter();
+    CMkvFileRoot root(&reader, true);
+    ASSERT_EQ(root.Open(), S_OK);
+    EXPECT_EQ(filter->BuildOutputPins(root, nullptr), E_UNEXPECTED);
+    EXPECT_EQ(filter->GetPinCount(), 1);
+  }
 }
 
 // ---- Frame time ----

@@ -6,6 +6,7 @@
 
 #include "platform/result.h"
 #include "streaming/worker_harness.h"
+#include "support/allocation_monitor.h"
 
 namespace vantor::test {
 namespace {
@@ -99,6 +100,18 @@ TEST_F(ThreadProtocolTest, ASecondThreadIsNotToBeHad) {
   ASSERT_EQ(at.worker->StartWorker(), S_OK);
   EXPECT_EQ(at.worker->StartWorker(), E_FAIL);
   EXPECT_EQ(at.worker->StopWorker(), S_OK);
+}
+
+TEST_F(ThreadProtocolTest, WhereNoThreadIsToBeHadTheStartFails) {
+  WorkerHarness at(SmallFile());
+  for (const std::uint64_t allocation : {1, 2}) {
+    FailAllocation(allocation);
+    EXPECT_EQ(at.worker->StartWorker(), E_FAIL) << allocation;
+    FailAllocation(0);
+    EXPECT_FALSE(at.worker->ThreadExists());
+  }
+  EXPECT_EQ(at.worker->StartWorker(), S_OK);
+  at.sink->WaitForEnds(1);
 }
 
 TEST_F(ThreadProtocolTest, WithoutAThreadCommandsDoNothing) {

@@ -1,0 +1,97 @@
+// An AVC track that is described by a file beside the media file, from the file to the samples.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <string>
+
+#include "host/graph.h"
+#include "support/demux_harness.h"
+
+namespace vantor::test {
+namespace {
+
+// A folder that goes with the test.
+class TemporaryFolder {
+ public:
+  TemporaryFolder()
+      : path_(std::filesystem::temp_directory_path() /
+              ("vantor-description-" + std::to_string(reinterpret_cast<std::uintptr_t>(this)))) {
+    std::filesystem::create_directories(path_);
+  }
+  ~TemporaryFolder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+  }
+  TemporaryFolder(const TemporaryFolder&) = delete;
+  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+  std::string Write(const std::string& name, const std::string& text) const {
+    std::ofstream(path_ / name, std::ios::binary) << text;
+    return (path_ / name).string();
+  }
+  WideString PathOf(const std::string& name) const {
+    const std::string path = (path_ / name).string();
+    return WideString(path.begin(), path.end());
+  }
+
+ private:
+  const std::filesystem::path path_;
+};
+
+class FirstSample final : public SampleListener {
+ public:
+  HRESULT OnSample(IMediaSample* sample) noexcept override {
+    BYTE* data = nullptr;
+    if (bytes.empty() && SUCCEEDED(sample->GetPointer(&data))) bytes.assign(data, data + sample->GetActualDataLength());
+    return S_OK;
+  }
+  Raw bytes;
+};
+
+class StreamDescriptionTest : public DemuxTest {};
+
+const Raw kFrame{0, 0, 0, 1, 0x65, 0xAA, 0xBB, 0, 0, 0, 1, 0x65, 0xCC};
+
+Raw AvcFileWithoutConfiguration() {
+  return MediaFile(100, {Track(1, 1, "V_MPEG4/ISO/AVC", {Video(16, 16), Str(0x536E, "Main")})},
+                   {{0, {SimpleBlock(1, 0, kKey, kFrame)}}});
+}
+
+// The names of the output pins and what the first of them delivers first.
+Raw Play(const WideString& path, std::size_t pins) {
+  HRESULT result = S_OK;
+  const ComPtr<IBaseFilter> filter(static_cast<CVXMkvDmx*>(CVXMkvDmx::CreateInstance(nullptr, &result)));
+  Graph graph;
+  EXPECT_EQ(graph.Adopt(filter.Get()), S_OK);
+  EXPECT_EQ(graph.ConnectInput(MakeMemoryStore(AvcFileWithoutConfiguration()), path), S_OK);
+  EXPECT_EQ(graph.Pins().size(), pins);
+  const auto listener = std::make_shared<FirstSample>();
+  EXPECT_EQ(graph.ConnectSinks([&](const GraphPin&) { return listener; }), S_OK);
+  EXPECT_EQ(graph.Run(), S_OK);
+  EXPECT_EQ(graph.Wait(), WaitResult::kEnded);
+  EXPECT_EQ(graph.Stop(), S_OK);
+  graph.Close();
+  return listener->bytes;
+}
+
+TEST_F(StreamDescriptionTest, GivesTheTrackAPinAndItsFramesLengthsInPlaceOfStartCodes) {
+  const TemporaryFolder folder;
+  folder.Write("movie.conf", "[Stream.Main]\r\nCodecData=AAAAAWdkACgRAAAAAWjuPIA=\r\n");
+  EXPECT_EQ(Play(folder.PathOf("movie.mkv"), 1), (Raw{0, 0, 0, 3, 0x65, 0xAA, 0xBB, 0, 0, 0, 2, 0x65, 0xCC}));
+}
+
+TEST_F(StreamDescriptionTest, IsLookedForUnderTheTracksName) {
+  const TemporaryFolder folder;
+  folder.Write("movie.conf", "[Stream.Other]\r\nCodecData=AAAAAWdkACgRAAAAAWjuPIA=\r\n");
+  EXPECT_TRUE(Play(folder.PathOf("movie.mkv"), 0).empty());
+}
+
+TEST_F(StreamDescriptionTest, MayBeMissing) {
+  const TemporaryFolder folder;
+  EXPECT_TRUE(Play(folder.PathOf("movie.mkv"), 0).empty());
+}
+
+}  // namespace
+}  // namespace vantor::test
