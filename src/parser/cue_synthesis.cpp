@@ -9,6 +9,9 @@ namespace vantor {
 
 namespace {
 
+// Clusters without content take more memory than their own size allows; this many bytes of it are no matter.
+constexpr std::uint64_t kSlack = 65536;
+
 MkvCuePoint MakeCuePoint(std::uint64_t time, std::uint64_t track, std::uint64_t clusterPosition) {
   MkvCuePoint point;
   point.CueTime = CMkvUInt(time);
@@ -32,7 +35,7 @@ HRESULT CMkvFileRoot::SynthesiseCues() {
   FindReferenceTrackNumber(segment, track);
   // Ticks less milliseconds, in single precision: durations are compared with what such files always showed.
   const auto startMilliseconds = static_cast<float>(startTime / 10000);
-  RecordRoom room(first);
+  RecordRoom room(first, kSlack);
   MkvCueList cues;
   for (; cluster; cluster.MoveNextOfSameId()) {
     std::int64_t ticks = 0;

@@ -6,13 +6,13 @@
 
 namespace vantor {
 
-RecordRoom::RecordRoom(const MkvElement& element) {
+RecordRoom::RecordRoom(const MkvElement& element, std::uint64_t slack) : left_(slack) {
   constexpr std::uint64_t kBytesPerByte = 16;
   std::uint64_t end = element.file->length;
   for (const MkvElement* around = &element; around != nullptr; around = around->parent) {
     end = std::min(end, around->DataEnd());
   }
-  left_ = end > element.dataStart ? (end - element.dataStart) * kBytesPerByte : 0;
+  if (end > element.dataStart) left_ += (end - element.dataStart) * kBytesPerByte;
 }
 
 }  // namespace vantor

@@ -12,8 +12,9 @@ class MkvElement;
 
 class RecordRoom {
  public:
-  // Room for the records of the element: 16 times the part of it that lies within its parents and the source.
-  explicit RecordRoom(const MkvElement& element);
+  // Room for the records of the element: 16 times the part of it that lies within its parents and the source, and the
+  // slack, in bytes.
+  explicit RecordRoom(const MkvElement& element, std::uint64_t slack = 0);
 
   // Takes room for a record of that many bytes; false, and nothing taken, when it is used up.
   bool Take(std::size_t size) {

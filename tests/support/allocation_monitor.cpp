@@ -4,6 +4,14 @@
 #include <cstdlib>
 #include <new>
 
+#define VANTOR_WATCHES_ALLOCATIONS 1
+#if defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#undef VANTOR_WATCHES_ALLOCATIONS
+#define VANTOR_WATCHES_ALLOCATIONS 0
+#endif
+#endif
+
 namespace vantor::test {
 
 namespace {
@@ -32,7 +40,7 @@ void* Allocate(std::size_t size) {
   return static_cast<char*>(memory) + kHead;
 }
 
-void* AllocateOrNull(std::size_t size) noexcept {
+[[maybe_unused]] void* AllocateOrNull(std::size_t size) noexcept {
   try {
     return Allocate(size);
   } catch (const std::bad_alloc&) {
@@ -40,7 +48,7 @@ void* AllocateOrNull(std::size_t size) noexcept {
   }
 }
 
-void Free(void* block) noexcept {
+[[maybe_unused]] void Free(void* block) noexcept {
   if (block == nullptr) return;
   void* memory = static_cast<char*>(block) - kHead;
   live -= *static_cast<std::size_t*>(memory);
@@ -49,6 +57,7 @@ void Free(void* block) noexcept {
 
 }  // namespace
 
+bool WatchesAllocations() { return VANTOR_WATCHES_ALLOCATIONS != 0; }
 std::uint64_t Allocations() { return count; }
 std::size_t LiveBytes() { return live; }
 std::size_t PeakBytes() { return peak; }
@@ -57,6 +66,7 @@ void FailAllocation(std::uint64_t n) { failAt = n == 0 ? 0 : count + n; }
 
 }  // namespace vantor::test
 
+#if VANTOR_WATCHES_ALLOCATIONS
 // Every form that the others would otherwise not reach: a sanitizer's own ones do not call each other.
 void* operator new(std::size_t size) { return vantor::test::Allocate(size); }
 void* operator new[](std::size_t size) { return vantor::test::Allocate(size); }
@@ -68,3 +78,4 @@ void operator delete(void* block, std::size_t) noexcept { vantor::test::Free(blo
 void operator delete[](void* block, std::size_t) noexcept { vantor::test::Free(block); }
 void operator delete(void* block, const std::nothrow_t&) noexcept { vantor::test::Free(block); }
 void operator delete[](void* block, const std::nothrow_t&) noexcept { vantor::test::Free(block); }
+#endif

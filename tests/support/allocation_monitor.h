@@ -11,6 +11,10 @@
 
 namespace vantor::test {
 
+// False where the race detector keeps operator new to itself. Nothing is counted and nothing fails there: skip the
+// test.
+bool WatchesAllocations();
+
 // Calls of operator new since the program started.
 std::uint64_t Allocations();
 // Bytes allocated and not yet freed.
