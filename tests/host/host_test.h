@@ -1,0 +1,59 @@
+// What the host's tests share.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "baseclasses/unknown.h"
+#include "platform/file_path.h"
+
+namespace vantor::test {
+
+// Every test ends with no object of the framework alive.
+class HostTest : public testing::Test {
+ protected:
+  void TearDown() override { EXPECT_EQ(CBaseObject::ObjectsActive(), 0); }
+};
+
+// A file in the temporary folder, removed at the end.
+class TemporaryFile {
+ public:
+  explicit TemporaryFile(const std::vector<unsigned char>& bytes) {
+    const auto* test = testing::UnitTest::GetInstance()->current_test_info();
+    std::string name = std::string("vantor_") + test->test_suite_name() + "_" + test->name() + ".bin";
+    std::replace(name.begin(), name.end(), '/', '_');
+    path_ = std::filesystem::temp_directory_path() / name;
+    std::ofstream file(path_, std::ios::binary | std::ios::trunc);
+    file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+  }
+  ~TemporaryFile() {
+    std::error_code error;
+    std::filesystem::remove(path_, error);
+    EXPECT_FALSE(std::filesystem::exists(path_)) << "still held open";
+  }
+  TemporaryFile(const TemporaryFile&) = delete;
+  TemporaryFile& operator=(const TemporaryFile&) = delete;
+
+  std::string Path() const { return platform::FromPath(path_); }
+  void Truncate(std::uintmax_t size) const { std::filesystem::resize_file(path_, size); }
+
+ private:
+  std::filesystem::path path_;
+};
+
+// Bytes none of which is zero, different at every position of a wide range.
+inline std::vector<unsigned char> PatternBytes(std::size_t size) {
+  std::vector<unsigned char> bytes(size);
+  for (std::size_t i = 0; i < size; ++i) {
+    bytes[i] = static_cast<unsigned char>(1 + (i * 2654435761u >> 7) % 255);
+  }
+  return bytes;
+}
+
+}  // namespace vantor::test
