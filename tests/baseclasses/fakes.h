@@ -99,8 +99,10 @@ struct PinScript {
   HRESULT run = S_OK;
   HRESULT break_result = S_OK;
   std::function<HRESULT(IPin*)> complete = [](IPin*) { return S_OK; };
+  std::function<void()> before_step = [] {};
 
   void Note(const std::string& call) const {
+    before_step();
     if (log) log->Add(name + "." + call);
   }
   HRESULT Check(const CMediaType& mt) const {
