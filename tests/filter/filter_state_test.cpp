@@ -195,6 +195,7 @@ TEST_F(FilterStateTest, AFailureToDeactivateAPinIsReturnedAndTheOthersAreStopped
 }
 
 TEST_F(FilterStateTest, EveryAllocationOfAStartMayFail) {
+  if (!WatchesAllocations()) GTEST_SKIP();
   bool done = false;
   int refused = 0;
   for (std::uint64_t n = 1; !done; ++n) {
@@ -222,7 +223,7 @@ TEST_F(FilterStateTest, EveryAllocationOfAStartMayFail) {
     demux.PlayToEnd();
     for (std::size_t i = 0; i < sinks.size(); ++i) EXPECT_EQ(sinks[i]->SampleCount() - before[i], 20u);
   }
-  EXPECT_GE(refused, 3) << "buffers and thread of the first pin at least";
+  EXPECT_GE(refused, 2) << "the thread of the first pin at least";
 }
 
 TEST_F(FilterStateTest, StoppingAStoppedFilterLeavesThePinsAlone) {

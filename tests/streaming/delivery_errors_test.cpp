@@ -196,6 +196,7 @@ void StarveFrame(Demux& demux, const Raw& file, const Raw& frame) {
 }
 
 TEST_F(DeliveryErrorsTest, OutOfMemoryOnAWorkerEndsItsStreamWithAnError) {
+  if (!WatchesAllocations()) GTEST_SKIP();
   const Raw large = Fill(100000, 0x77);
   const Raw file = MediaFile(10000, {AudioTrack(1), AudioTrack(2)},
                              {{0,
@@ -225,6 +226,7 @@ TEST_F(DeliveryErrorsTest, OutOfMemoryOnAWorkerEndsItsStreamWithAnError) {
 }
 
 TEST_F(DeliveryErrorsTest, WithoutAGraphToTellAnErrorOnlyEndsTheStream) {
+  if (!WatchesAllocations()) GTEST_SKIP();
   const Raw large = Fill(100000, 0x77);
   const Raw file = MediaFile(10000, {AudioTrack(1)}, {{0, {SimpleBlock(1, 0, kKey, large)}}});
   Demux demux(file);

@@ -103,6 +103,7 @@ TEST_F(ThreadProtocolTest, ASecondThreadIsNotToBeHad) {
 }
 
 TEST_F(ThreadProtocolTest, WhereNoThreadIsToBeHadTheStartFails) {
+  if (!WatchesAllocations()) GTEST_SKIP();
   WorkerHarness at(SmallFile());
   for (const std::uint64_t allocation : {1, 2}) {
     FailAllocation(allocation);
