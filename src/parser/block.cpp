@@ -12,10 +12,11 @@ namespace vantor {
 namespace {
 
 // Reads the frame at the cursor: as much of it as the source holds, nothing when the read fails.
-void ReadFrame(CMkvFile& file, std::uint64_t size, FrameBytes& frame) {
+void ReadFrame(CMkvFile& file, std::uint64_t size, FrameList& frames) {
   const std::uint64_t there = std::min(size, file.Remaining());
+  if (there > MkvBlock::kLargestFrame) return frames.AppendLost();
+  FrameBytes& frame = frames.Append();
   if (there == 0) return;
-  if (there > frame.max_size()) throw std::bad_alloc();
   frame.resize(static_cast<std::size_t>(there));
   const std::uint64_t before = file.position;
   if (file.Read(frame.data(), there) != S_OK) frame.resize(static_cast<std::size_t>(file.position - before));
@@ -57,7 +58,7 @@ HRESULT MkvBlock::ReadFrames(const MkvElement& element) {
   std::uint64_t next = file.position;
   for (std::size_t i = 0; i < sizes.count; ++i) {
     file.position = next;
-    ReadFrame(file, sizes.size[i], frames.Append());
+    ReadFrame(file, sizes.size[i], frames);
     next += sizes.size[i];
   }
   return S_OK;

@@ -14,6 +14,9 @@
 namespace vantor {
 
 struct MkvBlock {
+  // A frame larger than this is not read but counted as lost, bytes.
+  static constexpr std::uint64_t kLargestFrame = std::uint64_t{256} << 20;
+
   CMkvLength trackNumber;
   CMkvInt timecode;  // relative to the cluster's, TimecodeScale ticks
   CMkvByte flags;

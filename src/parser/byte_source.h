@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 
 #include "platform/com.h"
 
@@ -34,6 +35,8 @@ class CMkvFileReader {
   // Bytes that may still be read; a larger Read fails with E_FAIL and reads nothing. Opening limits itself with it, so
   // that elements which claim each other's bytes cannot make its work grow beyond the file's length.
   std::uint64_t allowance = ~std::uint64_t{0};
+  // Asked from time to time during a scan that may take long; true makes it give up. May be empty.
+  std::function<bool()> interrupted;
 };
 
 class CMkvFile : public CMkvFileReader {

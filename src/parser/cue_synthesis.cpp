@@ -34,16 +34,16 @@ HRESULT CMkvFileRoot::SynthesiseCues() {
   std::uint64_t track = 0;
   FindReferenceTrackNumber(segment, track);
   // Ticks less milliseconds, in single precision: durations are compared with what such files always showed.
-  const auto startMilliseconds = static_cast<float>(startTime / 10000);
+  const std::int64_t startMilliseconds = startTime / 10000;
   RecordRoom room(first, kSlack);
   MkvCueList cues;
   for (; cluster; cluster.MoveNextOfSameId()) {
     std::int64_t ticks = 0;
     ReadClusterTimecode(cluster, ticks);
-    const float duration = static_cast<float>(ticks) - startMilliseconds;
+    const float duration = static_cast<float>(ticks) - static_cast<float>(startMilliseconds);
     segment.info.Duration = CMkvFloat(duration);
     if (!room.Take(sizeof(MkvCuePoint) + sizeof(MkvCueTrackPosition))) continue;
-    cues.push_back(MakeCuePoint(static_cast<std::uint64_t>(ticks), track, cluster.start - first.dataStart));
+    cues.push_back(MakeCuePoint(static_cast<std::uint64_t>(ticks), track, cluster.start - segment.dataStart));
   }
   cues.shrink_to_fit();
   segment.cues.push_back(std::move(cues));

@@ -42,8 +42,7 @@ HRESULT ReadPayload(const MkvElement& element, Buffer& buffer) {
   const std::uint64_t size = element.size.value;
   Buffer read;
   if (size != 0) {
-    if (size > element.file->Remaining()) return E_FAIL;
-    if (size > read.max_size()) throw std::bad_alloc();
+    if (size > element.file->Remaining() || size > kLargestPayload) return E_FAIL;
     read.resize(static_cast<std::size_t>(size));
     if (const HRESULT result = element.file->Read(read.data(), size); result != S_OK) return result;
   }

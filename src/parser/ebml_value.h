@@ -60,7 +60,6 @@ class CMkvID final : public CMkvVar<std::uint32_t, CMkvID> {
 class CMkvLength : public CMkvVar<std::uint64_t, CMkvLength> {
  public:
   using CMkvVar::CMkvVar;
-  virtual ~CMkvLength() = default;
   CMkvLength(const CMkvLength&) = default;
   CMkvLength& operator=(const CMkvLength&) = default;
   CMkvLength() = default;
@@ -98,8 +97,9 @@ class CMkvFloat final : public CMkvVar<double, CMkvFloat> {
 
 using Bytes = std::vector<std::uint8_t>;
 
-// Payload readers. Each is bounded by what the source still holds: a payload that runs past the end fails and leaves
-// the destination unchanged.
+// Payload readers. Each is bounded by what the source still holds: a payload that runs past the end, or is larger than
+// kLargestPayload, fails and leaves the destination unchanged.
+inline constexpr std::uint64_t kLargestPayload = std::uint64_t{64} << 20;
 HRESULT ReadAsciiString(const MkvElement& element, std::string& text);  // up to the first zero byte
 HRESULT ReadUtf8String(const MkvElement& element, WideString& text);    // up to the first zero byte, as UTF-16
 HRESULT ReadBytes(const MkvElement& element, Bytes& bytes);

@@ -134,8 +134,10 @@ HRESULT MkvElement::ReadHeader(std::uint64_t at) {
 // After a damaged header at `start`: moves onto the next of the top-level identifiers, found by scanning byte by byte.
 bool MkvElement::Resynchronise() {
   if (!IsSegment(parent)) return false;
+  constexpr std::uint64_t kScanStep = 4096;
   file->position = start;
-  for (;;) {
+  for (std::uint64_t scanned = 0;; ++scanned) {
+    if (scanned % kScanStep == 0 && file->interrupted && file->interrupted()) return false;
     std::uint8_t bytes[4];
     if (file->Read(bytes, 1) != S_OK) return false;
     if ((bytes[0] & 0xF0) != 0x10) continue;

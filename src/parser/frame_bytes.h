@@ -43,11 +43,21 @@ class FrameList {
 
   // Appends a frame and returns its buffer, empty but perhaps with capacity from an earlier use.
   FrameBytes& Append() {
-    if (count_ == buffers_.size()) buffers_.emplace_back();
+    if (count_ == buffers_.size()) {
+      buffers_.emplace_back();
+      lost_.resize(buffers_.size());
+    }
+    lost_[count_] = false;
     FrameBytes& buffer = buffers_[count_++];
     buffer.clear();
     return buffer;
   }
+  // Appends a frame that is there in the file but was not read.
+  void AppendLost() {
+    Append();
+    lost_[count_ - 1] = true;
+  }
+  bool IsLost(std::size_t index) const { return lost_[index]; }
   // Forgets the frames and keeps their memory.
   void Clear() { count_ = 0; }
   // Bytes held in buffers, used or not.
@@ -59,6 +69,7 @@ class FrameList {
 
  private:
   std::vector<FrameBytes> buffers_;
+  std::vector<bool> lost_;  // as long as buffers_
   std::size_t count_ = 0;
 };
 

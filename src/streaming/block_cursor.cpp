@@ -1,5 +1,6 @@
 #include "streaming/block_cursor.h"
 
+#include <algorithm>
 #include <iterator>
 #include <limits>
 
@@ -10,6 +11,7 @@ namespace vantor {
 
 namespace {
 
+constexpr std::uint64_t kUnlimited = std::numeric_limits<std::uint64_t>::max();
 constexpr std::uint8_t kKeyFrameFlag = 0x80;
 // Frame memory that a recycled record may keep, bytes.
 constexpr std::size_t kLargestRecycled = std::size_t{16} << 20;
@@ -52,7 +54,13 @@ BlockCursor::BlockCursor(CMkvFile& root, const FirstCluster& first, const MkvTra
 
 bool BlockCursor::Step() {
   if (!element_) {
-    if (!cluster_ || !cluster_.MoveNext()) return false;
+    const MkvElement before = cluster_;
+    if (!cluster_) return false;
+    if (!cluster_.MoveNext()) {
+      // A scan that was given up begins anew when the walk goes on.
+      if (file_.interrupted && file_.interrupted()) cluster_ = before;
+      return false;
+    }
     EnterCluster();
     return true;
   }
@@ -110,7 +118,14 @@ std::int64_t BlockCursor::DurationOf(std::uint64_t ticks) const {
   return records_.TicksToTime(static_cast<std::int64_t>(ticks));
 }
 
+void BlockCursor::RenewAllowance() {
+  constexpr std::uint64_t kTimes = 64;
+  constexpr std::uint64_t kAtLeast = std::uint64_t{64} << 20;
+  file_.allowance = file_.length > kUnlimited / kTimes ? kUnlimited : std::max(file_.length * kTimes, kAtLeast);
+}
+
 bool BlockCursor::SeekCursor(std::int64_t target) {
+  RenewAllowance();
   cluster_ = firstCluster_;
   element_ = MkvElement();
   free_.splice(free_.end(), queue_);
@@ -133,7 +148,6 @@ bool BlockCursor::FindByCues(std::int64_t target) {
       for (const MkvCueTrackPosition& place : point->trackPositions) {
         if (place.CueTrack.value != track || place.CueClusterPosition.value == lastTried) continue;
         lastTried = place.CueClusterPosition.value;
-        if (lastTried > file_.length || records_.dataStart > file_.length - lastTried) continue;
         cluster_ = MkvElement::At(file_, &segment_, records_.dataStart + lastTried);
         if (cluster_ && FindKeyFrame(track, target)) return true;
       }

@@ -9,7 +9,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <list>
+#include <utility>
 
 #include "parser/block.h"
 #include "parser/byte_source.h"
@@ -33,6 +35,13 @@ class BlockCursor {
   BlockCursor(CMkvFile& root, const FirstCluster& first, const MkvTrackEntry& track);
   BlockCursor(const BlockCursor&) = delete;
   BlockCursor& operator=(const BlockCursor&) = delete;
+
+  // Asked during long scans of FillQueue, which then give up where they can be taken up again.
+  void InterruptWith(std::function<bool()> interrupted) { file_.interrupted = std::move(interrupted); }
+
+  // Lets the cursor read on: at most a multiple of the file's length, so that elements which claim each other's bytes
+  // cannot keep it reading for long. Called at every start; SeekCursor does it too.
+  void RenewAllowance();
 
   // Whether the file has a Cluster to start from.
   bool HasCluster() const { return static_cast<bool>(firstCluster_); }

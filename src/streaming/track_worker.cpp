@@ -12,6 +12,9 @@ namespace vantor {
 
 namespace {
 
+// Memory that a frame of a lace may keep after its delivery, bytes.
+constexpr std::size_t kLargestKept = 65536;
+
 std::int64_t WrappingAdd(std::int64_t left, std::int64_t right) {
   return static_cast<std::int64_t>(static_cast<std::uint64_t>(left) + static_cast<std::uint64_t>(right));
 }
@@ -61,7 +64,9 @@ TrackWorker::TrackWorker(CBaseOutputPin& pin, Playback& playback, CMkvFile& root
       track_(track),
       ownType_(ownType),
       convertStartCodes_(convertStartCodes),
-      cursor_(root, first, track) {}
+      cursor_(root, first, track) {
+  cursor_.InterruptWith([this] { return StopPending(); });
+}
 
 TrackWorker::~TrackWorker() = default;
 
@@ -138,6 +143,7 @@ HRESULT TrackWorker::DoBufferProcessingLoop() {
 
 HRESULT TrackWorker::OnThreadStartPlay() {
   discontinuity_ = true;
+  cursor_.RenewAllowance();
   const PlaybackRange range = playback_.Range();
   const HRESULT result = pin_.DeliverNewSegment(range.start, range.stop, range.rate);
   if (FAILED(result)) return result;
@@ -163,6 +169,8 @@ void TrackWorker::DeliverCodecHeaders() {
     if (FAILED(result)) return;
   }
 }
+
+void TrackWorker::ReportLostFrame() { playback_.NotifyGraph(EC_STREAM_ERROR_STILLPLAYING, VFW_E_BUFFER_OVERFLOW, 0); }
 
 bool TrackWorker::StopPending() {
   DWORD request = 0;
@@ -204,11 +212,14 @@ HRESULT TrackWorker::DeliverBlock(MkvBlock& block) {
 
   const std::int64_t rangeLength = WrappingSubtract(range.stop, range.start);
   const std::int64_t duration = FrameDuration(start, stop, block.frames.size());
-  for (FrameBytes& frame : block.frames) {
-    ApplyContentEncodings(track_, frame, MkvContentEncoding::kScopeFrames);
+  for (std::size_t i = 0; i < block.frames.size(); ++i) {
+    FrameBytes& frame = block.frames[i];
     IMediaSample* sample = nullptr;
     SampleState state = SampleState::kSkipped;
-    if (pin_.IsConnected()) {
+    if (block.frames.IsLost(i)) {
+      ReportLostFrame();
+    } else if (pin_.IsConnected()) {
+      ApplyContentEncodings(track_, frame, MkvContentEncoding::kScopeFrames);
       state = GetSample(frame.size(), &sample);
       if (state == SampleState::kStopped) return S_OK;
     }
@@ -218,6 +229,8 @@ HRESULT TrackWorker::DeliverBlock(MkvBlock& block) {
     if (keyFrame && start >= rangeLength) return S_FALSE;
     keyFrame = false;
     start = times.stop;
+    // A prefix restored to every frame of a lace must not add up.
+    if (frame.capacity() > kLargestKept && block.frames.size() > 1) FrameBytes().swap(frame);
   }
   return S_OK;
 }
@@ -258,7 +271,7 @@ TrackWorker::SampleState TrackWorker::GetSample(std::size_t size, IMediaSample**
     const SampleState grown = hasGrown ? SampleState::kSkipped : GrowBuffers(size);
     hasGrown = true;
     if (grown == SampleState::kReady) continue;
-    if (grown == SampleState::kSkipped) playback_.NotifyGraph(EC_STREAM_ERROR_STILLPLAYING, VFW_E_BUFFER_OVERFLOW, 0);
+    if (grown == SampleState::kSkipped) ReportLostFrame();
     return grown;
   }
 }

@@ -27,7 +27,7 @@ enum WorkerCommand : DWORD { CMD_INIT = 0, CMD_RUN = 1, CMD_STOP = 2, CMD_EXIT =
 class TrackWorker : public CAMThread {
  public:
   // A frame larger than this is never delivered, bytes.
-  static constexpr std::size_t kLargestFrame = std::size_t{256} << 20;
+  static constexpr std::size_t kLargestFrame = MkvBlock::kLargestFrame;
 
   // The pin delivers; root, playback and track outlive the worker. `ownType` is the pin's own media type.
   TrackWorker(CBaseOutputPin& pin, Playback& playback, CMkvFile& root, const FirstCluster& first,
@@ -73,6 +73,7 @@ class TrackWorker : public CAMThread {
   SampleState GrowBuffers(std::size_t size);
   HRESULT DeliverFrame(const FrameBytes& frame, const FrameTimes& times, bool keyFrame, IMediaSample* sample);
   void DeliverCodecHeaders();
+  void ReportLostFrame();
 
   CBaseOutputPin& pin_;
   Playback& playback_;
