@@ -18,6 +18,7 @@ Raw OneCue(std::uint64_t time) { return Cues({CuePoint(time, 1, 0)}); }
 Part Index(const std::vector<std::pair<std::uint32_t, std::string>>& targets) {
   return {"index", [targets](const Positions& at) {
             std::vector<Raw> entries;
+            entries.reserve(targets.size());
             for (const auto& [id, name] : targets) entries.push_back(SeekEntry(id, at[name]));
             return SeekHead(entries);
           }};
