@@ -22,6 +22,7 @@ HRESULT ResultOf(FileError error) noexcept {
     case FileError::kDirectory:
     case FileError::kDenied:
       return HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED);
+    case FileError::kPipe:
     case FileError::kOther:
       break;
   }

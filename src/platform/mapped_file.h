@@ -15,7 +15,8 @@
 
 namespace vantor::platform {
 
-enum class FileError { kNone, kMissing, kDirectory, kDenied, kOther };
+// A pipe is anything that cannot be read from any position.
+enum class FileError { kNone, kMissing, kDirectory, kDenied, kPipe, kOther };
 
 class ReadableFile {
  public:

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 namespace vantor::tools {
 namespace {
@@ -101,6 +102,11 @@ ParseResult ParseCommandLine(int argc, const char* const* argv) {
   } catch (const CLI::CallForVersion& version) {
     return Stop(kExitDone, std::string(version.what()) + "\n");
   } catch (const CLI::ParseError& error) {
+    if (app.get_subcommands().empty()) {
+      const std::vector<std::string> unknown = app.remaining();
+      return WrongUse(unknown.empty() ? "a command is wanted: info, samples or play"
+                                      : "there is no \"" + unknown.front() + "\": info, samples or play is wanted");
+    }
     return WrongUse(error.what());
   }
 

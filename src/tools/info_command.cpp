@@ -9,6 +9,7 @@
 #include "tools/json_text.h"
 #include "tools/listing.h"
 #include "tools/media_type_words.h"
+#include "tools/output.h"
 #include "tools/session.h"
 #include "tools/text_table.h"
 #include "tools/time_text.h"
@@ -98,7 +99,7 @@ int RunInfo(const Options& options, std::FILE* out, std::FILE* messages) {
   const FilterSummary summary = Summarize(session.graph(), session.connect_result());
   const std::string text = options.json ? InfoObject(options.file, summary, session.graph())
                                         : InfoText(options.file, summary, session.graph());
-  if (std::fwrite(text.data(), 1, text.size(), out) != text.size() || std::fflush(out) != 0) {
+  if (!Print(out, text)) {
     session.Say("cannot write the answer");
     return kExitUsage;
   }

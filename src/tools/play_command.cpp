@@ -10,6 +10,7 @@
 #include "platform/text.h"
 #include "tools/commands.h"
 #include "tools/listing.h"
+#include "tools/output.h"
 #include "tools/play_counter.h"
 #include "tools/progress_bar.h"
 #include "tools/session.h"
@@ -128,8 +129,10 @@ int RunPlay(const Options& options, std::FILE* out, std::FILE* messages) {
   for (const auto& counter : counters) {
     played = std::max(played, counter->Totals().duration);
   }
-  fmt::print(out, "{}{}", Table(graph.Pins(), counters), SpeedLine(played, graph.Totals().bytes, seconds));
-  std::fflush(out);
+  if (!Print(out, Table(graph.Pins(), counters) + SpeedLine(played, graph.Totals().bytes, seconds))) {
+    session.Say("cannot write the table");
+    return kExitUsage;
+  }
   if (!completed) {
     session.Say("interrupted");
     return kExitInterrupted;

@@ -1,10 +1,12 @@
 #include <algorithm>
 #include <memory>
+#include <string_view>
 #include <tuple>
 #include <vector>
 
 #include "tools/commands.h"
 #include "tools/listing.h"
+#include "tools/output.h"
 #include "tools/sample_log.h"
 #include "tools/session.h"
 
@@ -15,7 +17,7 @@ namespace {
 constexpr std::size_t kPiece = 1 << 16;
 
 bool Write(Buffer& out, std::FILE* file) {
-  const bool written = std::fwrite(out.data(), 1, out.size(), file) == out.size();
+  const bool written = Print(file, std::string_view(out.data(), out.size()));
   out.clear();
   return written;
 }
@@ -97,7 +99,7 @@ int RunSamples(const Options& options, std::FILE* out, std::FILE* messages) {
   for (const GraphEvent& event : InOrder(graph.Events())) {
     AppendEventLine(text, event);
   }
-  written = Write(text, out) && std::fflush(out) == 0 && written;
+  written = Write(text, out) && written;
   if (!written) {
     session.Say("cannot write the listing");
     return kExitUsage;

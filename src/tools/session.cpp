@@ -21,6 +21,8 @@ const char* Words(FileError error) {
       return "is a directory";
     case FileError::kDenied:
       return "no permission to read it";
+    case FileError::kPipe:
+      return "is a pipe or a device, which cannot be read from any position";
     case FileError::kNone:
     case FileError::kOther:
       break;

@@ -1,5 +1,6 @@
 #include "host/fake_splitter.h"
 
+#include <csignal>
 #include <string>
 
 #include "baseclasses/class_factory.h"
@@ -93,6 +94,10 @@ void ToyOutputPin::Work() {
   DeliverNewSegment(0, splitter_->Frames() * kFrame, 1.0);
   if (first && splitter_->Mode() == 's') {
     splitter_->NotifyEvent(EC_ERRORABORT, kRefusal, 0);
+    return;
+  }
+  if (first && splitter_->Mode() == 'i') {
+    std::raise(SIGINT);
     return;
   }
   for (int frame = 0; frame < splitter_->Frames(); ++frame) {

@@ -6,6 +6,7 @@
 //   'n'  every pin delivers its frames and ends its stream
 //   'e'  the same, and the first pin announces EC_ERRORABORT when it has ended
 //   's'  the first pin announces EC_ERRORABORT and goes silent without ending its stream
+//   'i'  the first pin interrupts the program (SIGINT) and goes silent
 //   'f'  the filter fails to pause
 // Anything else in front is refused with kRefusal.
 #pragma once

@@ -111,6 +111,18 @@ FileError ErrorOf(int code) noexcept {
   }
 }
 
+// Why what was opened is of no use.
+FileError KindError(int descriptor) noexcept {
+  struct stat status = {};
+  if (fstat(descriptor, &status) != 0) {
+    return FileError::kOther;
+  }
+  if (S_ISDIR(status.st_mode)) {
+    return FileError::kDirectory;
+  }
+  return lseek(descriptor, 0, SEEK_CUR) < 0 ? FileError::kPipe : FileError::kNone;
+}
+
 }  // namespace
 
 ReadableFile::~ReadableFile() {
@@ -120,13 +132,13 @@ ReadableFile::~ReadableFile() {
 }
 
 FileError ReadableFile::Open(const std::string& path) noexcept {
-  const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  // Not blocking: a pipe without a writer would be waited for.
+  const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   if (descriptor < 0) {
     return ErrorOf(errno);
   }
-  struct stat status = {};
-  if (fstat(descriptor, &status) != 0 || S_ISDIR(status.st_mode)) {
-    const FileError error = S_ISDIR(status.st_mode) ? FileError::kDirectory : FileError::kOther;
+  const FileError error = KindError(descriptor);
+  if (error != FileError::kNone) {
     close(descriptor);
     return error;
   }
@@ -142,7 +154,7 @@ std::int64_t ReadableFile::Length() const noexcept {
   if (S_ISREG(status.st_mode)) {
     return status.st_size;
   }
-  // Devices tell their size by seeking; pipes cannot be read from any position at all.
+  // Devices tell their size by seeking.
   return lseek(static_cast<int>(handle_), 0, SEEK_END);
 }
 

@@ -68,6 +68,10 @@ FileError ReadableFile::Open(const std::string& path) noexcept {
     if (file == INVALID_HANDLE_VALUE) {
       return ErrorOf(GetLastError());
     }
+    if (GetFileType(file) != FILE_TYPE_DISK) {
+      CloseHandle(file);
+      return FileError::kPipe;
+    }
     handle_ = reinterpret_cast<std::intptr_t>(file);
     return FileError::kNone;
   } catch (...) {

@@ -1,0 +1,118 @@
+#include "tools/command_line.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <vector>
+
+namespace vantor::tools {
+namespace {
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+ParseResult Parse(std::vector<const char*> words) {
+  words.insert(words.begin(), "vantor-mkv");
+  return ParseCommandLine(static_cast<int>(words.size()), words.data());
+}
+
+void ExpectWrongUse(const std::vector<const char*>& words, const char* part) {
+  const ParseResult result = Parse(words);
+  EXPECT_FALSE(result.options);
+  EXPECT_EQ(result.exit_status, kExitUsage);
+  EXPECT_THAT(result.message, StartsWith("vantor-mkv: "));
+  EXPECT_THAT(result.message, HasSubstr(part));
+  EXPECT_EQ(result.message.find('\n'), result.message.size() - 1) << "one line: " << result.message;
+}
+
+TEST(CommandLine, TellsTheThreeCommandsApart) {
+  EXPECT_EQ(Parse({"info", "a.mkv"}).options->command, Command::kInfo);
+  EXPECT_EQ(Parse({"samples", "a.mkv"}).options->command, Command::kSamples);
+  EXPECT_EQ(Parse({"play", "a.mkv"}).options->command, Command::kPlay);
+  EXPECT_EQ(Parse({"play", "a.mkv"}).options->file, "a.mkv");
+}
+
+TEST(CommandLine, WithoutOptionsNothingIsSet) {
+  const Options options = *Parse({"samples", "a.mkv"}).options;
+  EXPECT_FALSE(options.json);
+  EXPECT_FALSE(options.seek);
+  EXPECT_FALSE(options.rate);
+  EXPECT_EQ(options.component, "");
+}
+
+TEST(CommandLine, TakesOptionsBeforeAndBehindTheFile) {
+  EXPECT_TRUE(Parse({"info", "--json", "a.mkv"}).options->json);
+  EXPECT_TRUE(Parse({"info", "a.mkv", "--json"}).options->json);
+  EXPECT_EQ(Parse({"--component", "x.so", "play", "a.mkv"}).options->component, "x.so");
+  EXPECT_EQ(Parse({"play", "a.mkv", "--component", "x.so"}).options->component, "x.so");
+}
+
+TEST(CommandLine, TakesASeekWithAndWithoutStop) {
+  const Options start_only = *Parse({"samples", "a.mkv", "--seek", "50000000"}).options;
+  EXPECT_EQ(start_only.seek->start, 50000000);
+  EXPECT_FALSE(start_only.seek->stop);
+  const Options both = *Parse({"samples", "a.mkv", "--seek", "1:2"}).options;
+  EXPECT_EQ(both.seek->start, 1);
+  EXPECT_EQ(both.seek->stop, 2);
+}
+
+TEST(CommandLine, TakesASeekBelowZero) {
+  EXPECT_EQ(Parse({"samples", "a.mkv", "--seek=-5"}).options->seek->start, -5);
+  EXPECT_EQ(Parse({"samples", "a.mkv", "--seek", "-5:-1"}).options->seek->stop, -1);
+}
+
+TEST(CommandLine, TakesARate) { EXPECT_EQ(Parse({"samples", "a.mkv", "--rate", "2.5"}).options->rate, 2.5); }
+
+TEST(CommandLine, RefusesSeeksThatAreNoNumbers) {
+  for (const char* seek : {"x", "", "1:", ":2", "1:2:3", "1.5", "1 ", "99999999999999999999"}) {
+    EXPECT_FALSE(ParseSeek(seek)) << seek;
+  }
+  ExpectWrongUse({"samples", "a.mkv", "--seek", "soon"}, "\"soon\"");
+}
+
+TEST(CommandLine, ReadsTheWholeRangeOfPositions) {
+  EXPECT_EQ(ParseSeek("9223372036854775807")->start, INT64_MAX);
+  EXPECT_EQ(ParseSeek("-9223372036854775808")->start, INT64_MIN);
+}
+
+TEST(CommandLine, RefusesRatesThatAreNotAboveZero) {
+  for (const char* rate : {"0", "-1", "nan", "inf"}) {
+    ExpectWrongUse({"samples", "a.mkv", "--rate", rate}, "--rate");
+  }
+  ExpectWrongUse({"samples", "a.mkv", "--rate", "fast"}, "rate");
+}
+
+TEST(CommandLine, RefusesWhatItDoesNotKnow) {
+  ExpectWrongUse({}, "a command is wanted");
+  ExpectWrongUse({"--bogus", "info", "a.mkv"}, "--bogus");
+  ExpectWrongUse({"encode", "a.mkv"}, "no \"encode\"");
+  ExpectWrongUse({"info"}, "FILE");
+  ExpectWrongUse({"info", "a.mkv", "b.mkv"}, "b.mkv");
+  ExpectWrongUse({"info", "a.mkv", "--seek", "1"}, "--seek");
+  ExpectWrongUse({"play", "a.mkv", "--json"}, "--json");
+}
+
+TEST(CommandLine, HelpBeginsWithExamples) {
+  const ParseResult result = Parse({"--help"});
+  EXPECT_EQ(result.exit_status, kExitDone);
+  EXPECT_LT(result.message.find("Examples:"), result.message.find("Options:"));
+  for (const char* command : {"info", "samples", "play", "Exit status"}) {
+    EXPECT_THAT(result.message, HasSubstr(command));
+  }
+}
+
+TEST(CommandLine, EveryCommandHasHelp) {
+  EXPECT_THAT(Parse({"samples", "--help"}).message, HasSubstr("START[:STOP]"));
+  EXPECT_THAT(Parse({"info", "--help"}).message, HasSubstr("--json"));
+  EXPECT_EQ(Parse({"play", "--help"}).exit_status, kExitDone);
+}
+
+TEST(CommandLine, TellsItsVersion) {
+  const ParseResult result = Parse({"--version"});
+  EXPECT_EQ(result.exit_status, kExitDone);
+  EXPECT_THAT(result.message, testing::MatchesRegex("vantor-mkv [0-9]+\\.[0-9]+\\.[0-9]+\n"));
+}
+
+}  // namespace
+}  // namespace vantor::tools

@@ -1,0 +1,76 @@
+#include "tools/json_text.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <nlohmann/json.hpp>
+
+namespace vantor::tools {
+namespace {
+
+std::string Quoted(const WideString& text) {
+  Buffer out;
+  AppendJsonString(out, text);
+  return fmt::to_string(out);
+}
+
+std::string Real(double value) {
+  Buffer out;
+  AppendReal(out, value);
+  return fmt::to_string(out);
+}
+
+TEST(JsonText, EscapesQuotesBackslashesAndControlCharacters) {
+  Buffer out;
+  AppendJsonString(out, std::string_view("a\"b\\c\n\x01\x7f", 8));
+  EXPECT_EQ(fmt::to_string(out), R"("a\"b\\c\u000a\u0001\u007f")");
+}
+
+TEST(JsonText, KeepsTextOfEveryPlane) {
+  const WideString text = OLESTR("\u00e9\u4e16\U0001F600");
+  EXPECT_EQ(Quoted(text), "\"\xc3\xa9\xe4\xb8\x96\xf0\x9f\x98\x80\"");
+}
+
+TEST(JsonText, EveryWideCharacterAloneGivesValidJson) {
+  for (unsigned unit = 1; unit <= 0xFFFF; ++unit) {
+    const WideString text = {static_cast<WCHAR>('a'), static_cast<WCHAR>(unit), static_cast<WCHAR>('b')};
+    ASSERT_TRUE(nlohmann::json::accept(Quoted(text))) << unit;
+  }
+}
+
+TEST(JsonText, ALoneSurrogateBecomesTheReplacementCharacter) {
+  EXPECT_EQ(Quoted({static_cast<WCHAR>(0xD800)}), "\"\xef\xbf\xbd\"");
+}
+
+TEST(JsonText, RealsReadBackAndAlwaysLookLikeReals) {
+  EXPECT_EQ(Real(1.0), "1.0");
+  EXPECT_EQ(Real(-2.0), "-2.0");
+  EXPECT_EQ(Real(0.1), "0.1");
+  EXPECT_EQ(nlohmann::json::parse(Real(1e300)).get<double>(), 1e300);
+  EXPECT_EQ(nlohmann::json::parse(Real(1.0 / 3)).get<double>(), 1.0 / 3);
+}
+
+TEST(JsonText, NumbersThatJsonHasNotGotAreNull) {
+  EXPECT_EQ(Real(std::numeric_limits<double>::infinity()), "null");
+  EXPECT_EQ(Real(std::numeric_limits<double>::quiet_NaN()), "null");
+}
+
+TEST(JsonText, BytesAreLowerCaseHexadecimal) {
+  Buffer out;
+  const unsigned char bytes[] = {0x00, 0x0A, 0xFF};
+  AppendHex(out, bytes, sizeof bytes);
+  EXPECT_EQ(fmt::to_string(out), "000aff");
+}
+
+TEST(JsonText, GuidsAreInRegistryFormInUpperCase) {
+  const GUID guid = {0x1ac0bebd, 0x4d2b, 0x45ad, {0xbc, 0xeb, 0xf2, 0xc4, 0x1c, 0x5e, 0x37, 0x88}};
+  EXPECT_EQ(GuidText(guid), "{1AC0BEBD-4D2B-45AD-BCEB-F2C41C5E3788}");
+}
+
+TEST(JsonText, ResultsHaveEightDigits) {
+  EXPECT_EQ(ResultText(S_OK), "0x00000000");
+  EXPECT_EQ(ResultText(E_FAIL), "0x80004005");
+}
+
+}  // namespace
+}  // namespace vantor::tools

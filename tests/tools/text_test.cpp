@@ -1,0 +1,97 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <string>
+
+#include "tools/progress_bar.h"
+#include "tools/text_table.h"
+#include "tools/time_text.h"
+
+namespace vantor::tools {
+namespace {
+
+TEST(TimeTextTest, ShowsHoursMinutesSecondsAndMilliseconds) {
+  EXPECT_EQ(TimeText(0), "0:00:00.000");
+  EXPECT_EQ(TimeText(9999), "0:00:00.000");
+  EXPECT_EQ(TimeText(37234560000), "1:02:03.456");
+  EXPECT_EQ(TimeText(3600000LL * 10000 * 123), "123:00:00.000");
+}
+
+TEST(TimeTextTest, TimesBelowZeroHaveASign) {
+  EXPECT_EQ(TimeText(-15000000), "-0:00:01.500");
+  EXPECT_EQ(TimeText(INT64_MIN).front(), '-');
+}
+
+TEST(TimeTextTest, SizesAndRatesGoUpTheUnits) {
+  EXPECT_EQ(SizeText(0), "0 B");
+  EXPECT_EQ(SizeText(1023), "1023 B");
+  EXPECT_EQ(SizeText(1536), "1.50 KiB");
+  EXPECT_EQ(SizeText(UINT64_MAX), "16777216.00 TiB");
+  EXPECT_EQ(BitRateText(125, 10000000), "1.00 kb/s");
+  EXPECT_EQ(BitRateText(100, 10000000), "800 b/s");
+  EXPECT_EQ(BitRateText(100, 0), "-");
+}
+
+TEST(TextTableTest, ColumnsAreAsWideAsTheirWidestCell) {
+  TextTable table({{"N", Align::kRight}, {"Name"}, {"End"}});
+  table.Add({"1", "short", "x"});
+  table.Add({"100", "a longer name", ""});
+  EXPECT_EQ(table.Text(),
+            "  N  Name           End\n"
+            "  1  short          x\n"
+            "100  a longer name\n");
+}
+
+TEST(TextTableTest, CountsCharactersNotBytes) {
+  TextTable table({{"A"}, {"B"}});
+  table.Add({"\xc3\xa9\xc3\xa9", "x"});
+  table.Add({"ee", "y"});
+  EXPECT_EQ(table.Text(), "A   B\n\xc3\xa9\xc3\xa9  x\nee  y\n");
+}
+
+TEST(TextTableTest, ControlCharactersNeverReachTheTerminal) {
+  TextTable table({{"A"}});
+  table.Add({"a\x1b[31m\nb"});
+  EXPECT_EQ(table.Text(), "A\na?[31m?b\n");
+}
+
+TEST(ProgressLineTest, FillsTheWidthToTheShare) {
+  const std::string half = ProgressLine(50000000, 100000000, 80, false);
+  EXPECT_EQ(half.size(), 79u);
+  EXPECT_EQ(half.front(), '[');
+  EXPECT_NE(half.find(" 50%  0:00:05.000 / 0:00:10.000"), std::string::npos);
+  EXPECT_NEAR(std::count(half.begin(), half.end(), '#'), std::count(half.begin(), half.end(), '-'), 1);
+}
+
+TEST(ProgressLineTest, StaysWithinTheBarWhateverThePosition) {
+  EXPECT_NE(ProgressLine(500, 100, 80, false).find("100%"), std::string::npos);
+  EXPECT_NE(ProgressLine(-500, 100, 80, false).find("  0%"), std::string::npos);
+}
+
+TEST(ProgressLineTest, LeavesTheBarOutOnANarrowTerminal) {
+  EXPECT_EQ(ProgressLine(0, 10000000, 20, false), "   0%  0:00:00.000 / 0:00:01.000");
+}
+
+TEST(ProgressLineTest, WithoutADurationShowsTheTimeAlone) {
+  EXPECT_EQ(ProgressLine(15000000, 0, 80, true), "0:00:01.500");
+}
+
+TEST(ProgressLineTest, ColoursOnlyWhenAsked) {
+  EXPECT_EQ(ProgressLine(1, 2, 80, false).find('\x1b'), std::string::npos);
+  EXPECT_NE(ProgressLine(1, 2, 80, true).find("\x1b[32m"), std::string::npos);
+}
+
+TEST(ProgressBarTest, PrintsNothingWhereThereIsNoTerminal) {
+  std::FILE* const file = std::tmpfile();
+  ASSERT_NE(file, nullptr);
+  ProgressBar bar(file);
+  bar.Draw(1, 2);
+  bar.Clear();
+  EXPECT_EQ(std::ftell(file), 0);
+  std::fclose(file);
+}
+
+}  // namespace
+}  // namespace vantor::tools

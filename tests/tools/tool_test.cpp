@@ -1,0 +1,334 @@
+// The built program, from its command line to its exit status.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "host/fake_splitter.h"
+
+namespace vantor::tools {
+namespace {
+
+using nlohmann::json;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+struct Outcome {
+  int status = -1;
+  std::string out;
+  std::string messages;
+
+  // The lines of the listing, each read as JSON.
+  std::vector<json> Lines() const {
+    std::vector<json> lines;
+    std::istringstream stream(out);
+    for (std::string line; std::getline(stream, line);) {
+      lines.push_back(json::parse(line));
+    }
+    return lines;
+  }
+  std::vector<json> Lines(const std::string& type) const {
+    std::vector<json> chosen;
+    for (const json& line : Lines()) {
+      if (line.at("type") == type) {
+        chosen.push_back(line);
+      }
+    }
+    return chosen;
+  }
+};
+
+class Tool : public testing::Test {
+ protected:
+  void SetUp() override {
+    const auto* test = testing::UnitTest::GetInstance()->current_test_info();
+    folder_ = std::filesystem::temp_directory_path() / (std::string("vantor_tool_") + test->name());
+    std::filesystem::remove_all(folder_);
+    std::filesystem::create_directory(folder_);
+  }
+  void TearDown() override { std::filesystem::remove_all(folder_); }
+
+  Outcome Run(const std::string& arguments, const std::string& program = VANTOR_TOOL) {
+    const std::string out = (folder_ / "out").string();
+    const std::string messages = (folder_ / "messages").string();
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): the test has one thread
+    const int ended = std::system(("'" + program + "' " + arguments + " >'" + out + "' 2>'" + messages + "'").c_str());
+    Outcome outcome;
+    outcome.status = WIFEXITED(ended) ? WEXITSTATUS(ended) : -1;
+    outcome.out = Content(out);
+    outcome.messages = Content(messages);
+    return outcome;
+  }
+
+  std::string Write(const std::string& name, const std::string& bytes) const {
+    const std::string path = (folder_ / name).string();
+    std::ofstream(path, std::ios::binary) << bytes;
+    return path;
+  }
+  std::string WriteToy(char mode, int pins, int frames) const {
+    const auto bytes = test::ToyStream(mode, pins, frames);
+    return Write("toy", std::string(bytes.begin(), bytes.end()));
+  }
+  Outcome RunToy(const std::string& command, char mode, int pins, int frames) {
+    return Run("--component " VANTOR_TOY_COMPONENT " " + command + " " + WriteToy(mode, pins, frames));
+  }
+
+  static std::string Media(const std::string& name) { return VANTOR_TEST_MEDIA "/" + name; }
+  static std::string Content(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    std::ostringstream text;
+    text << file.rdbuf();
+    return text.str();
+  }
+
+  std::filesystem::path folder_;
+};
+
+void ExpectOneMessage(const Outcome& outcome, const std::string& part) {
+  EXPECT_THAT(outcome.messages, StartsWith("vantor-mkv: "));
+  EXPECT_THAT(outcome.messages, HasSubstr(part));
+  EXPECT_EQ(outcome.messages.find('\n'), outcome.messages.size() - 1) << outcome.messages;
+}
+
+std::vector<std::string> Keys(const std::string& line) {
+  std::vector<std::string> keys;
+  for (const auto& item : nlohmann::ordered_json::parse(line).items()) {
+    keys.push_back(item.key());
+  }
+  return keys;
+}
+
+TEST_F(Tool, ListsWhatTheFilterDelivers) {
+  const Outcome outcome = Run("samples " + Media("avc_aac.mkv"));
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.messages, "");
+  const std::vector<json> lines = outcome.Lines();
+  ASSERT_GT(lines.size(), 6u);
+  EXPECT_EQ(lines[0].at("connect"), "0x00000000");
+  EXPECT_EQ(lines[0].at("pins"), 3);
+  EXPECT_EQ(outcome.Lines("pin").size(), 2u);
+  EXPECT_EQ(outcome.Lines("segment").size(), 2u);
+  EXPECT_EQ(outcome.Lines("eos").size(), 2u);
+  EXPECT_EQ(outcome.Lines("event").size(), 0u);
+  EXPECT_EQ(outcome.Lines("pin")[0].at("buffers"), 2);
+}
+
+TEST_F(Tool, ListsPinAfterPinWhateverTheThreadsDid) {
+  const std::string media = Media("languages.mkv");
+  const Outcome outcome = Run("samples " + media);
+  int pin = 0;
+  for (const json& line : outcome.Lines()) {
+    const std::string type = line.at("type");
+    if (type == "segment" || type == "sample" || type == "eos") {
+      EXPECT_GE(line.at("pin"), pin);
+      pin = line.at("pin");
+    }
+  }
+  for (int again = 0; again < 5; ++again) {
+    EXPECT_EQ(Run("samples " + media).out, outcome.out);
+  }
+}
+
+TEST_F(Tool, ListsFieldsInOneOrder) {
+  const Outcome outcome = Run("samples " + Media("avc_aac.mkv"));
+  std::istringstream stream(outcome.out);
+  std::string line;
+  std::getline(stream, line);
+  EXPECT_THAT(Keys(line), ElementsAre("type", "name", "connect", "pins", "duration", "stop", "frame_duration"));
+  std::getline(stream, line);
+  EXPECT_THAT(Keys(line), ElementsAre("type", "pin", "name", "types", "buffers", "buffer_size"));
+}
+
+TEST_F(Tool, SeeksBeforeItRuns) {
+  const Outcome outcome = Run("samples --seek 10000000:15000000 --rate 2.5 " + Media("avc_aac.mkv"));
+  EXPECT_EQ(outcome.status, 0);
+  const std::vector<json> seeks = outcome.Lines("seek");
+  ASSERT_EQ(seeks.size(), 1u);
+  EXPECT_EQ(seeks[0].at("result"), "0x00000000");
+  EXPECT_EQ(seeks[0].at("current"), 10000000);
+  EXPECT_EQ(seeks[0].at("stop"), 15000000);
+  const json segment = outcome.Lines("segment").at(0);
+  EXPECT_EQ(segment.at("start"), 10000000);
+  EXPECT_EQ(segment.at("stop"), 15000000);
+  EXPECT_EQ(segment.at("rate"), 2.5);
+  EXPECT_LT(outcome.Lines("sample").size(), Run("samples " + Media("avc_aac.mkv")).Lines("sample").size());
+}
+
+TEST_F(Tool, ARefusedFileGivesTheFilterLineAlone) {
+  const Outcome outcome = Run("samples " + Write("text.mkv", "no media at all"));
+  EXPECT_EQ(outcome.status, 1);
+  ExpectOneMessage(outcome, "EBML header");
+  const std::vector<json> lines = outcome.Lines();
+  ASSERT_EQ(lines.size(), 1u);
+  EXPECT_EQ(lines[0].at("connect"), "0x80004005");
+  EXPECT_EQ(lines[0].at("pins"), 1);
+  EXPECT_EQ(lines[0].at("duration"), 0);
+  EXPECT_EQ(lines[0].at("stop"), 0);
+  EXPECT_EQ(lines[0].at("frame_duration"), 0);
+}
+
+TEST_F(Tool, TellsUnusableFilesApart) {
+  const std::string header("\x1A\x45\xDF\xA3\x8B\x42\x82\x88matroska", 16);
+  const auto expect = [&](const std::string& file, int status, const std::string& words) {
+    for (const char* command : {"info ", "samples ", "play "}) {
+      const Outcome outcome = Run(command + file);
+      EXPECT_EQ(outcome.status, status) << command << file;
+      ExpectOneMessage(outcome, words);
+      EXPECT_EQ(outcome.out.empty(), status == 2 || std::string(command) != "samples ");
+    }
+  };
+  expect((folder_ / "missing.mkv").string(), 2, "no such file");
+  expect(folder_.string(), 2, "is a directory");
+  expect(Write("empty.mkv", ""), 1, "empty");
+  expect(Write("text.mkv", "hello"), 1, "does not begin with an EBML header");
+  expect(Write("header.mkv", header), 1, "no Segment");
+  expect(Write("other.mkv", std::string("\x1A\x45\xDF\xA3\x86\x42\x82\x83xml", 11)), 1, "\"xml\"");
+}
+
+TEST_F(Tool, DoesNotWaitForAPipe) {
+  const std::string pipe = (folder_ / "pipe").string();
+  ASSERT_EQ(std::system(("mkfifo '" + pipe + "'").c_str()), 0);  // NOLINT(concurrency-mt-unsafe): one thread
+  const Outcome outcome = Run("info " + pipe);
+  EXPECT_EQ(outcome.status, 2);
+  ExpectOneMessage(outcome, "pipe");
+}
+
+TEST_F(Tool, WarnsOfATruncatedFileAndPlaysWhatIsThere) {
+  const std::string whole = Content(Media("avc_aac.mkv"));
+  const std::string file = Write("cut.mkv", whole.substr(0, whole.size() * 3 / 4));
+  for (const char* command : {"info ", "play "}) {
+    const Outcome outcome = Run(command + file);
+    EXPECT_EQ(outcome.status, 0);
+    ExpectOneMessage(outcome, "truncated");
+    EXPECT_THAT(outcome.out, HasSubstr("AVC video 1"));
+  }
+  EXPECT_EQ(Run("info " + Media("avc_aac.mkv")).messages, "");
+}
+
+TEST_F(Tool, DescribesStreamsInWords) {
+  const Outcome outcome = Run("info " + Media("avc_aac.mkv"));
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_THAT(outcome.out, HasSubstr("AVC (H.264)"));
+  EXPECT_THAT(outcome.out, HasSubstr("AAC"));
+  EXPECT_THAT(outcome.out, HasSubstr("2 streams"));
+  EXPECT_THAT(outcome.out, HasSubstr("25 fps"));
+}
+
+TEST_F(Tool, DescribesStreamsForPrograms) {
+  const Outcome outcome = Run("info --json " + Media("avc_aac.mkv"));
+  EXPECT_EQ(outcome.status, 0);
+  const json info = json::parse(outcome.out);
+  EXPECT_EQ(info.at("pins").size(), 2u);
+  EXPECT_EQ(info.at("pins")[0].at("codec"), "AVC (H.264)");
+  EXPECT_EQ(info.at("pins")[0].at("kind"), "video");
+  EXPECT_GT(info.at("pins")[0].at("width"), 0);
+  EXPECT_EQ(info.at("frame_duration"), 400000);
+  EXPECT_GT(info.at("duration"), 0);
+}
+
+TEST_F(Tool, PrintsValidJsonForAFileNameThatIsNoText) {
+  const std::string file = Write("bad\xFF\x01name.mkv", Content(Media("vorbis.mka")));
+  const Outcome outcome = Run("info --json '" + file + "'");
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_TRUE(json::accept(outcome.out));
+}
+
+TEST_F(Tool, PlaysToTheEndAndSumsUp) {
+  const Outcome outcome = Run("play " + Media("avc_aac.mkv"));
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.messages, "") << "no progress where there is no terminal";
+  EXPECT_THAT(outcome.out, HasSubstr("Key frames"));
+  EXPECT_THAT(outcome.out, HasSubstr("reached"));
+  EXPECT_THAT(outcome.out, HasSubstr("times real time"));
+}
+
+TEST_F(Tool, AnErrorEventIsListedAndEndsWithStatusOne) {
+  const Outcome outcome = RunToy("samples", 'e', 2, 3);
+  EXPECT_EQ(outcome.status, 1);
+  const std::vector<json> events = outcome.Lines("event");
+  ASSERT_EQ(events.size(), 1u);
+  EXPECT_EQ(events[0].at("code"), "EC_ERRORABORT");
+  EXPECT_EQ(events[0].at("param1"), "0x80040ABC");
+  EXPECT_EQ(outcome.Lines("sample").size(), 6u);
+  EXPECT_EQ(RunToy("play", 'e', 2, 3).status, 1);
+}
+
+TEST_F(Tool, AFilterThatDoesNotRunIsSaidSo) {
+  for (const char* command : {"samples", "play"}) {
+    const Outcome outcome = RunToy(command, 'f', 1, 1);
+    EXPECT_EQ(outcome.status, 1);
+    ExpectOneMessage(outcome, "does not run");
+  }
+}
+
+TEST_F(Tool, AnInterruptStopsPlayingCleanly) {
+  const Outcome outcome = RunToy("play", 'i', 2, 3);
+  EXPECT_EQ(outcome.status, 130);
+  ExpectOneMessage(outcome, "interrupted");
+  EXPECT_THAT(outcome.out, HasSubstr("not reached"));
+}
+
+TEST_F(Tool, ListsHundredsOfPins) {
+  const Outcome outcome = RunToy("samples", 'n', 500, 2);
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.Lines("pin").size(), 500u);
+  EXPECT_EQ(outcome.Lines("sample").size(), 1000u);
+}
+
+TEST_F(Tool, AComponentThatCannotBeLoadedIsSaidSo) {
+  const std::string media = Media("vorbis.mka");
+  Outcome outcome = Run("--component /no/such/thing.so info " + media);
+  EXPECT_EQ(outcome.status, 2);
+  ExpectOneMessage(outcome, "thing.so");
+  outcome = Run("--component " + Write("text.so", "not a library") + " info " + media);
+  EXPECT_EQ(outcome.status, 2);
+  ExpectOneMessage(outcome, "cannot load the component");
+}
+
+TEST_F(Tool, FindsTheComponentBesideItselfOnly) {
+  const std::string lonely = (folder_ / "vantor-mkv").string();
+  std::filesystem::copy_file(VANTOR_TOOL, lonely);
+  const Outcome outcome = Run("info " + Media("vorbis.mka"), lonely);
+  EXPECT_EQ(outcome.status, 2);
+  ExpectOneMessage(outcome, folder_.string());
+}
+
+TEST_F(Tool, WrongUseIsOneLineAndStatusTwo) {
+  for (const char* arguments : {"", "info", "dance a.mkv", "samples --seek x a.mkv", "info --no-such-option a.mkv"}) {
+    const Outcome outcome = Run(arguments);
+    EXPECT_EQ(outcome.status, 2) << arguments;
+    EXPECT_EQ(outcome.out, "");
+    ExpectOneMessage(outcome, "--help");
+  }
+}
+
+TEST_F(Tool, HelpAndVersionGoToStandardOutput) {
+  for (const char* arguments : {"--help", "play --help", "--version"}) {
+    const Outcome outcome = Run(arguments);
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_NE(outcome.out, "");
+    EXPECT_EQ(outcome.messages, "");
+  }
+}
+
+TEST_F(Tool, AFullDiskIsSaidSo) {
+  if (!std::filesystem::exists("/dev/full")) {
+    GTEST_SKIP();
+  }
+  for (const char* command : {"samples", "info", "play"}) {
+    // The rest of the line is a comment to the shell.
+    const Outcome outcome = Run(std::string(command) + " " + Media("avc_aac.mkv") + " >/dev/full 2>/dev/null #");
+    EXPECT_EQ(outcome.status, 2) << command;
+  }
+}
+
+}  // namespace
+}  // namespace vantor::tools

@@ -1,0 +1,10 @@
+// A component for the tool to load in place of the real one: the toy splitter under the demultiplexer's class id.
+#include "host/component.h"
+#include "host/fake_splitter.h"
+
+STDAPI DllGetClassObject(REFCLSID class_id, REFIID riid, LPVOID* object) {
+  const bool known = vantor::SameGuid(class_id, vantor::kComponentClassId);
+  return vantor::test::ToyGetClassObject(known ? vantor::test::FakeSplitter::kClassId : GUID{}, riid, object);
+}
+
+STDAPI DllCanUnloadNow() { return vantor::test::ToyCanUnloadNow(); }
