@@ -6,6 +6,8 @@ if(VANTOR_MINGW MATCHES "^i686")
 else()
   set(CMAKE_SYSTEM_PROCESSOR AMD64)
 endif()
+# GoogleTest, built from source for this system, is a C project too.
+set(CMAKE_C_COMPILER ${VANTOR_MINGW}-gcc-posix)
 set(CMAKE_CXX_COMPILER ${VANTOR_MINGW}-g++-posix)
 set(CMAKE_RC_COMPILER ${VANTOR_MINGW}-windres)
 set(CMAKE_FIND_ROOT_PATH /usr/${VANTOR_MINGW})
