@@ -1,0 +1,253 @@
+#include "mediatypes/stream_description.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "mediatypes/base64.h"
+#include "platform/text.h"
+#include "support/mkv_builder.h"
+
+namespace vantor::test {
+namespace {
+
+const Raw kSequence = {0x67, 0x64, 0x00, 0x28, 0xAC, 0xD9};
+const Raw kPicture = {0x68, 0xEB, 0xE3};
+const Raw kAnnexB = Join({{0, 0, 0, 1}, kSequence, {0, 0, 0, 1}, kPicture});
+// The record of these two sets.
+const Raw kRecord = Join({{1, 0x64, 0x00, 0x28, 0xFF, 0xE1, 0, 6}, kSequence, {1, 0, 3}, kPicture});
+
+std::string Base64(const Raw& bytes) {
+  CVKBase64Encoder encoder;
+  std::string text;
+  for (std::size_t at = 0; at < bytes.size(); at += 57) {
+    encoder.Reset();
+    const std::size_t count = std::min<std::size_t>(57, bytes.size() - at);
+    encoder.Encode(bytes.data() + at, static_cast<std::int32_t>(count));
+    text.append(encoder.Data(), encoder.Data() + encoder.Length());
+  }
+  return text;
+}
+
+// An upstream pin with its filter, in one object on the stack; only what the lookup asks for is there. References taken
+// on it must be back at the end.
+class FakeUpstream final : public IPin, public IBaseFilter, public IFileSourceFilter {
+ public:
+  virtual ~FakeUpstream() { EXPECT_EQ(references_, 0); }
+
+  // What the steps of the lookup answer.
+  HRESULT pinInfo = S_OK;
+  bool hasFilter = true;
+  bool isFileSource = true;
+  HRESULT currentFile = S_OK;
+  bool hasName = true;
+  WideString name;
+  bool gavePinInfo = false;
+
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
+    *object = nullptr;
+    if (!SameGuid(iid, IID_IFileSourceFilter) || !isFileSource) return E_NOINTERFACE;
+    *object = static_cast<IFileSourceFilter*>(this);
+    AddRef();
+    return S_OK;
+  }
+  ULONG STDMETHODCALLTYPE AddRef() override { return static_cast<ULONG>(++references_); }
+  ULONG STDMETHODCALLTYPE Release() override { return static_cast<ULONG>(--references_); }
+
+  HRESULT STDMETHODCALLTYPE QueryPinInfo(PIN_INFO* info) override {
+    if (FAILED(pinInfo)) return pinInfo;
+    info->pFilter = hasFilter ? static_cast<IBaseFilter*>(this) : nullptr;
+    if (hasFilter) AddRef();
+    return pinInfo;
+  }
+  HRESULT STDMETHODCALLTYPE GetCurFile(LPOLESTR* file, AM_MEDIA_TYPE* type) override {
+    *file = nullptr;
+    if (type != nullptr) {
+      // Callers own the format block.
+      *type = {};
+      type->cbFormat = 100;
+      type->pbFormat = static_cast<BYTE*>(CoTaskMemAlloc(100));
+    }
+    if (FAILED(currentFile) || !hasName) return currentFile;
+    const std::size_t size = (name.size() + 1) * sizeof(WCHAR);
+    *file = static_cast<LPOLESTR>(CoTaskMemAlloc(size));
+    std::memcpy(*file, name.c_str(), size);
+    return currentFile;
+  }
+
+  // Never asked for.
+  HRESULT STDMETHODCALLTYPE Load(LPCOLESTR, const AM_MEDIA_TYPE*) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE GetClassID(CLSID*) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE Stop() override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE Pause() override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE Run(REFERENCE_TIME) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE GetState(DWORD, FILTER_STATE*) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE SetSyncSource(IReferenceClock*) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE GetSyncSource(IReferenceClock**) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE EnumPins(IEnumPins**) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE FindPin(LPCWSTR, IPin**) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE QueryFilterInfo(FILTER_INFO*) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE JoinFilterGraph(IFilterGraph*, LPCWSTR) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE QueryVendorInfo(LPWSTR*) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE Connect(IPin*, const AM_MEDIA_TYPE*) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE ReceiveConnection(IPin*, const AM_MEDIA_TYPE*) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE Disconnect() override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE ConnectedTo(IPin**) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE ConnectionMediaType(AM_MEDIA_TYPE*) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE QueryDirection(PIN_DIRECTION*) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE QueryId(LPWSTR*) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE QueryAccept(const AM_MEDIA_TYPE*) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE EnumMediaTypes(IEnumMediaTypes**) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE QueryInternalConnections(IPin**, ULONG*) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE EndOfStream() override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE BeginFlush() override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE EndFlush() override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE NewSegment(REFERENCE_TIME, REFERENCE_TIME, double) override { return E_NOTIMPL; }
+
+ private:
+  int references_ = 0;
+};
+
+class StreamDescription : public testing::Test {
+ protected:
+  void SetUp() override {
+    const auto* test = testing::UnitTest::GetInstance()->current_test_info();
+    folder_ = std::filesystem::temp_directory_path() / (std::string("vantor_description_") + test->name());
+    std::filesystem::remove_all(folder_);
+    std::filesystem::create_directory(folder_);
+    upstream_.name = (folder_ / "a.b.mkv").string<WCHAR>();
+    track_.Name = OLESTR("Main");
+  }
+  void TearDown() override { std::filesystem::remove_all(folder_); }
+
+  void WriteDescription(const std::string& text, const std::string& fileName = "a.b.conf") {
+    std::ofstream(folder_ / fileName, std::ios::binary) << text;
+  }
+
+  // The private data that the file gives the track, or nothing.
+  Raw Read() {
+    Bytes codecPrivate = {9, 9};
+    if (ReadStreamDescription(&upstream_, track_, codecPrivate)) return codecPrivate;
+    EXPECT_EQ(codecPrivate, (Bytes{9, 9}));
+    return {};
+  }
+
+  std::filesystem::path folder_;
+  FakeUpstream upstream_;
+  MkvTrackEntry track_;
+};
+
+TEST(StreamDescriptionPath, TextFromTheLastPointOnIsReplaced) {
+  EXPECT_EQ(StreamDescriptionPath(OLESTR("C:\\v\\a.b.mkv")), OLESTR("C:\\v\\a.b.conf"));
+  EXPECT_EQ(StreamDescriptionPath(OLESTR("movie.mkv")), OLESTR("movie.conf"));
+  EXPECT_EQ(StreamDescriptionPath(OLESTR("movie.")), OLESTR("movie.conf"));
+  EXPECT_EQ(StreamDescriptionPath(OLESTR("C:\\v.x\\movie")), OLESTR("C:\\v.conf"));
+}
+
+TEST(StreamDescriptionPath, WithoutAPointThereIsNone) {
+  EXPECT_TRUE(StreamDescriptionPath(OLESTR("C:\\v\\movie")).empty());
+  EXPECT_TRUE(StreamDescriptionPath({}).empty());
+}
+
+TEST_F(StreamDescription, SectionOfTheTracksNameGivesTheRecord) {
+  WriteDescription("[Stream.Other]\r\nCodecData=AAAA\r\n[Stream.Main]\r\nCodecData=" + Base64(kAnnexB) + "\r\n");
+  EXPECT_EQ(Read(), kRecord);
+}
+
+TEST_F(StreamDescription, StoredConfigurationBoxIsTaken) {
+  const Raw box = Join({BigEndian(kRecord.size() + 8, 4), Text("avcC"), kRecord});
+  WriteDescription("[Stream.Main]\nCodecData=" + Base64(box));
+  EXPECT_EQ(Read(), kRecord);
+}
+
+TEST_F(StreamDescription, OfTwoSequenceSetsOnlyTheFirstIsTaken) {
+  WriteDescription("[Stream.Main]\nCodecData=" + Base64(Join({kAnnexB, {0, 0, 0, 1, 0x67, 1, 2, 3, 4}})));
+  EXPECT_EQ(Read(), kRecord);
+}
+
+TEST_F(StreamDescription, TrackWithoutNameHasTheSectionWithNothingAfterThePoint) {
+  track_.Name.clear();
+  WriteDescription("[Stream.]\nCodecData=" + Base64(kAnnexB));
+  EXPECT_EQ(Read(), kRecord);
+}
+
+TEST_F(StreamDescription, MissingFileSectionOrKeyGiveNone) {
+  EXPECT_EQ(Read(), Raw{});
+  WriteDescription("[Stream.Main]\nCodecData=" + Base64(kAnnexB), "a.conf");
+  EXPECT_EQ(Read(), Raw{});
+  WriteDescription("[Stream.Mai]\nCodecData=" + Base64(kAnnexB));
+  EXPECT_EQ(Read(), Raw{});
+  WriteDescription("[Stream.Main]\nCodecDat=" + Base64(kAnnexB));
+  EXPECT_EQ(Read(), Raw{});
+  WriteDescription("[Stream.Main]\nCodecData=");
+  EXPECT_EQ(Read(), Raw{});
+}
+
+TEST_F(StreamDescription, UndecodableOrUselessTextGivesNone) {
+  for (const std::string& value : {std::string("!!!!"), Base64(Fill(40, 1)), Base64({0, 0, 0, 1, 0x67, 1, 2, 3}),
+                                   Base64(Join({{0, 0, 0, 1}, kSequence}))}) {
+    WriteDescription("[Stream.Main]\nCodecData=" + value);
+    EXPECT_EQ(Read(), Raw{}) << value;
+  }
+}
+
+TEST_F(StreamDescription, ValueIsCutTo1023Characters) {
+  // 765 bytes are 1020 characters; what follows is cut away, and with it the rest of a picture set of 2-byte lengths.
+  const Raw slice = Join({{0x65}, Fill(765 - 8 - 2 - 1, 7)});
+  const Raw fits = Join({BigEndian(6, 2), kSequence, BigEndian(slice.size(), 2), slice});
+  ASSERT_EQ(fits.size(), 765U);
+  WriteDescription("[Stream.Main]\nCodecData=" + Base64(Join({fits, {0}})));
+  EXPECT_EQ(Read(), Raw{});
+  const Raw picture = Join({{0x68}, Fill(765 - 8 - 2 - 1, 7)});
+  const Raw whole = Join({BigEndian(6, 2), kSequence, BigEndian(picture.size(), 2), picture});
+  WriteDescription("[Stream.Main]\nCodecData=" + Base64(whole));
+  EXPECT_EQ(Read().size(), 8 + kSequence.size() + 3 + picture.size());
+  const Raw longer = Join({{0x68}, Fill(768 - 8 - 2 - 1, 7)});  // 1024 characters
+  WriteDescription("[Stream.Main]\nCodecData=" +
+                   Base64(Join({BigEndian(6, 2), kSequence, BigEndian(longer.size(), 2), longer})));
+  EXPECT_EQ(Read(), Raw{});
+}
+
+TEST_F(StreamDescription, NamesBeyondAsciiNameTheirSectionInASixteenBitFile) {
+  track_.Name = Utf8ToWide("Bild \xE4\xB8\xAD");
+  const WideString text = OLESTR("[Stream.") + track_.Name + OLESTR("]\r\nCodecData=") + Utf8ToWide(Base64(kAnnexB));
+  std::string bytes = "\xFF\xFE";
+  for (const WCHAR letter : text) {
+    bytes.push_back(static_cast<char>(letter & 0xFF));
+    bytes.push_back(static_cast<char>(letter >> 8));
+  }
+  WriteDescription(bytes);
+  EXPECT_EQ(Read(), kRecord);
+}
+
+TEST_F(StreamDescription, EveryFailingStepOfFindingTheSourceGivesNone) {
+  WriteDescription("[Stream.Main]\nCodecData=" + Base64(kAnnexB));
+  ASSERT_EQ(Read(), kRecord);
+  Bytes codecPrivate;
+  EXPECT_FALSE(ReadStreamDescription(nullptr, track_, codecPrivate));
+  upstream_.pinInfo = E_FAIL;
+  EXPECT_EQ(Read(), Raw{});
+  upstream_.pinInfo = S_OK;
+  upstream_.hasFilter = false;
+  EXPECT_EQ(Read(), Raw{});
+  upstream_.hasFilter = true;
+  upstream_.isFileSource = false;
+  EXPECT_EQ(Read(), Raw{});
+  upstream_.isFileSource = true;
+  upstream_.currentFile = E_FAIL;
+  EXPECT_EQ(Read(), Raw{});
+  upstream_.currentFile = S_OK;
+  upstream_.hasName = false;
+  EXPECT_EQ(Read(), Raw{});
+  upstream_.hasName = true;
+  EXPECT_EQ(Read(), kRecord);
+}
+
+TEST_F(StreamDescription, SourceWithoutAPointInItsPathGivesNone) {
+  upstream_.name = OLESTR("movie");
+  EXPECT_EQ(Read(), Raw{});
+}
+
+}  // namespace
+}  // namespace vantor::test
