@@ -1,0 +1,157 @@
+#include "platform/profile_file.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <string_view>
+
+#include "platform/text.h"
+
+namespace vantor::test {
+namespace {
+
+// Where the system has a reader of its own, that decides how it takes 8-bit text and big-endian files.
+constexpr bool kOwnReader = sizeof(wchar_t) != sizeof(WCHAR);
+
+class ProfileFile : public testing::Test {
+ protected:
+  void SetUp() override {
+    const auto* test = testing::UnitTest::GetInstance()->current_test_info();
+    path_ = std::filesystem::temp_directory_path() / (std::string("vantor_profile_") + test->name() + ".conf");
+  }
+  void TearDown() override { std::filesystem::remove(path_); }
+
+  void Write(std::string_view text) {
+    std::ofstream stream(path_, std::ios::binary | std::ios::trunc);
+    stream.write(text.data(), static_cast<std::streamsize>(text.size()));
+  }
+
+  WideString ReadWide(std::string_view section, std::string_view key, std::size_t capacity = 1024) {
+    return platform::ReadProfileString(path_.string<WCHAR>(), Utf8ToWide(section), Utf8ToWide(key), capacity);
+  }
+  std::string Read(std::string_view section, std::string_view key, std::size_t capacity = 1024) {
+    return WideToUtf8(ReadWide(section, key, capacity));
+  }
+
+  std::filesystem::path path_;
+};
+
+TEST_F(ProfileFile, KeyOfTheSectionGivesItsValue) {
+  Write("[a]\nx=1\ny=2\n[b]\nx=3\n");
+  EXPECT_EQ(Read("a", "x"), "1");
+  EXPECT_EQ(Read("a", "y"), "2");
+  EXPECT_EQ(Read("b", "x"), "3");
+  EXPECT_EQ(Read("b", "y"), "");
+  EXPECT_EQ(Read("c", "x"), "");
+}
+
+TEST_F(ProfileFile, MissingFileHasNoValues) { EXPECT_EQ(Read("a", "x"), ""); }
+
+TEST_F(ProfileFile, FolderInPlaceOfAFileHasNoValues) {
+  std::filesystem::create_directory(path_);
+  EXPECT_EQ(Read("a", "x"), "");
+}
+
+TEST_F(ProfileFile, EmptyFileHasNoValues) {
+  Write("");
+  EXPECT_EQ(Read("a", "x"), "");
+}
+
+TEST_F(ProfileFile, NamesAreComparedWithoutRegardToCase) {
+  Write("[Stream.Main]\nCodecData=1\n");
+  EXPECT_EQ(Read("STREAM.main", "codecdata"), "1");
+}
+
+TEST_F(ProfileFile, LinesEndWithOrWithoutCarriageReturnAndTheLastMayHaveNone) {
+  Write("[a]\r\nx=1\r\ny=2\nz=3");
+  EXPECT_EQ(Read("a", "x"), "1");
+  EXPECT_EQ(Read("a", "y"), "2");
+  EXPECT_EQ(Read("a", "z"), "3");
+}
+
+TEST_F(ProfileFile, WhiteSpaceAroundNamesAndValuesIsTakenOff) {
+  Write("  [a]  \n \t x \t = \t one two \t \n");
+  EXPECT_EQ(Read("a", "x"), "one two");
+}
+
+TEST_F(ProfileFile, OnePairOfQuotesIsTakenOff) {
+  Write("[a]\nd=\" one \"\ns=' two '\nn=\"'x'\"\no=\"open\nm=\"mixed'\ne=\"\"\nq=\"\n");
+  EXPECT_EQ(Read("a", "d"), " one ");
+  EXPECT_EQ(Read("a", "s"), " two ");
+  EXPECT_EQ(Read("a", "n"), "'x'");
+  EXPECT_EQ(Read("a", "o"), "\"open");
+  EXPECT_EQ(Read("a", "m"), "\"mixed'");
+  EXPECT_EQ(Read("a", "e"), "");
+}
+
+TEST_F(ProfileFile, LinesThatBeginWithASemicolonAreComments) {
+  Write("[a]\n;x=1\n ; x=2\nx=3;4\n");
+  EXPECT_EQ(Read("a", "x"), "3;4");
+}
+
+TEST_F(ProfileFile, OnlyTheFirstEqualsSignSeparates) {
+  Write("[a]\nx=AAA=\ny==\n");
+  EXPECT_EQ(Read("a", "x"), "AAA=");
+  EXPECT_EQ(Read("a", "y"), "=");
+}
+
+TEST_F(ProfileFile, FirstOfSeveralKeysCounts) {
+  Write("[a]\nx=1\nx=2\n");
+  EXPECT_EQ(Read("a", "x"), "1");
+}
+
+TEST_F(ProfileFile, KeysBeforeAnySectionBelongToNone) {
+  Write("x=1\n[a]\nx=2\n");
+  EXPECT_EQ(Read("a", "x"), "2");
+}
+
+TEST_F(ProfileFile, LinesThatAreNeitherAreSteppedOver) {
+  Write("[a]\nnonsense\n=5\n\n\nx=1\n");
+  EXPECT_EQ(Read("a", "x"), "1");
+}
+
+TEST_F(ProfileFile, ValueIsCutToTheCapacityLessItsTerminator) {
+  Write("[a]\nx=" + std::string(3000, 'v') + "\n");
+  EXPECT_EQ(Read("a", "x"), std::string(1023, 'v'));
+  EXPECT_EQ(Read("a", "x", 3001), std::string(3000, 'v'));
+  EXPECT_EQ(Read("a", "x", 3000), std::string(2999, 'v'));
+  EXPECT_EQ(Read("a", "x", 2), "v");
+  EXPECT_EQ(Read("a", "x", 1), "");
+  EXPECT_EQ(Read("a", "x", 0), "");
+}
+
+// "[a]", "x=" and a character beyond 8 bits, after a byte order mark.
+constexpr std::string_view kLittleEndian("\xFF\xFE[\0a\0]\0\r\0\n\0x\0=\0\x2D\x4E", 18);
+constexpr std::string_view kBigEndian("\xFE\xFF\0[\0a\0]\0\r\0\n\0x\0=\x4E\x2D", 18);
+
+TEST_F(ProfileFile, SixteenBitFilesAreKnownByTheirMark) {
+  Write(kLittleEndian);
+  EXPECT_EQ(ReadWide("a", "x"), WideString(1, WCHAR{0x4E2D}));
+}
+
+TEST_F(ProfileFile, BigEndianFilesAreKnownByTheirMark) {
+  if (!kOwnReader) GTEST_SKIP() << "left to the system";
+  Write(kBigEndian);
+  EXPECT_EQ(ReadWide("a", "x"), WideString(1, WCHAR{0x4E2D}));
+}
+
+TEST_F(ProfileFile, OddByteAtTheEndOfASixteenBitFileIsDropped) {
+  if (!kOwnReader) GTEST_SKIP() << "left to the system";
+  Write(std::string(kLittleEndian) + "x");
+  EXPECT_EQ(ReadWide("a", "x"), WideString(1, WCHAR{0x4E2D}));
+}
+
+TEST_F(ProfileFile, EightBitTextIsUtf8OrElseACharacterAByte) {
+  if (!kOwnReader) GTEST_SKIP() << "left to the system";
+  Write("[a]\nx=\xE4\xB8\xAD\n");
+  EXPECT_EQ(ReadWide("a", "x"), WideString(1, WCHAR{0x4E2D}));
+  Write("\xEF\xBB\xBF[a]\nx=\xE4\xB8\xAD\n");
+  EXPECT_EQ(ReadWide("a", "x"), WideString(1, WCHAR{0x4E2D}));
+  Write("[a]\nx=\xE4\n");
+  EXPECT_EQ(ReadWide("a", "x"), WideString(1, WCHAR{0xE4}));
+}
+
+}  // namespace
+}  // namespace vantor::test
