@@ -1,7 +1,6 @@
 #include "parser/block.h"
 
 #include <algorithm>
-#include <new>
 
 #include "parser/element_ids.h"
 #include "parser/element_table.h"

@@ -2,7 +2,6 @@
 
 #include <cstddef>
 #include <cstring>
-#include <new>
 #include <string_view>
 
 #include "parser/element.h"

@@ -137,6 +137,27 @@ TEST(Block, FrameOfHugeClaimedSizeTakesOnlyWhatTheSourceHolds) {
   EXPECT_LT(PeakBytes() - before, 10000u);
 }
 
+TEST(Block, FrameOverTheLimitIsCountedAsLostAndNotRead) {
+  const std::uint64_t large = MkvBlock::kLargestFrame + 1;
+  const Raw start = BlockPayload(1, 0, kXiph, Join({{1, 5}, Ramp(5)}));
+  Source source(EbmlWithSize(0xA3, start.size() + large, start, 8));
+  source.file.length = large * 2;
+  MkvBlock block;
+  EXPECT_EQ(block.Read(source.First(), true), S_OK);
+  EXPECT_EQ(Frames(block), (std::vector<Raw>{Ramp(5), Raw{}}));
+  EXPECT_FALSE(block.frames.IsLost(0));
+  EXPECT_TRUE(block.frames.IsLost(1));
+  EXPECT_EQ(source.reader.LargestRead(), 5u);
+}
+
+TEST(Block, RecycledFrameIsNoLongerLost) {
+  FrameList frames;
+  frames.AppendLost();
+  frames.Clear();
+  frames.Append();
+  EXPECT_FALSE(frames.IsLost(0));
+}
+
 TEST(Block, FrameWhoseReadFailsIsEmptyAndTheOthersAreWhole) {
   for (const HRESULT code : {E_ABORT, S_FALSE}) {
     Source source(SimpleBlock(1, 0, kFixed, FixedLace({Fill(4, 1), Fill(4, 2), Fill(4, 3)})));

@@ -142,6 +142,13 @@ TEST(CueSynthesis, GarbageBetweenClustersIsSkipped) {
   EXPECT_EQ(file.Cues().size(), 2u);
 }
 
+TEST(CueSynthesis, PositionsCountFromTheBaseOfTheRecordAlsoWithSeveralSegments) {
+  const Synthesised file(Join({EbmlHeader(), Segment({Void(9), Cluster(3, {})}), Segment({Cluster(4, {})})}));
+  ASSERT_EQ(file.Cues().size(), 1u);
+  const std::uint64_t position = file.Cues()[0].trackPositions[0].CueClusterPosition.value;
+  EXPECT_EQ(file.root.segment.dataStart + position, EbmlHeader().size() + 12 + 9);
+}
+
 TEST(CueSynthesis, RunningOutOfMemoryIsRaised) {
   if (!WatchesAllocations()) GTEST_SKIP() << "allocations are not watched in this build";
   const Raw bytes = MkvFile({Cluster(1, {}), Cluster(2, {})});

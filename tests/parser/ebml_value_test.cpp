@@ -353,6 +353,19 @@ TEST(EbmlBytes, PayloadBeyondTheEndFailsWithoutReadingAndLeavesTheTarget) {
   }
 }
 
+TEST(EbmlBytes, PayloadOverTheLimitFailsWithoutReading) {
+  for (const bool isOver : {false, true}) {
+    Source source(EbmlWithSize(0x63A2, kLargestPayload + (isOver ? 1 : 0), {}, 8));
+    source.file.length = kLargestPayload * 2;
+    const MkvElement element = source.First();
+    source.reader.ResetCounters();
+    Bytes bytes{9};
+    EXPECT_EQ(ReadBytes(element, bytes), isOver ? E_FAIL : S_FALSE);
+    EXPECT_EQ(source.reader.LargestRead(), isOver ? 0 : kLargestPayload);
+    EXPECT_EQ(bytes, Bytes{9});
+  }
+}
+
 TEST(EbmlBytes, ReaderFailureComesBackUnchangedAndLeavesTheTarget) {
   for (const HRESULT code : {E_ABORT, S_FALSE}) {
     Source source(Ebml(0x63A2, Ramp(50)));

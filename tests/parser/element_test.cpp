@@ -180,6 +180,19 @@ TEST(Resynchronisation, ReaderFailureEndsTheWalk) {
   }
 }
 
+TEST(Resynchronisation, GivesUpWhenItIsInterrupted) {
+  const Raw bytes = Segment({Void(4), Fill(100000, 0x00), Cluster(0, {})});
+  Source source(bytes);
+  const MkvElement segment = source.First();
+  int questions = 0;
+  source.file.interrupted = [&] { return ++questions == 3; };
+  EXPECT_EQ(ChildIds(segment), Ids{0xEC});
+  EXPECT_EQ(questions, 3);
+  EXPECT_LT(source.reader.BytesRead(), bytes.size() / 4);
+  source.file.interrupted = [] { return false; };
+  EXPECT_EQ(ChildIds(segment), (Ids{0xEC, ids::kCluster}));
+}
+
 TEST(Resynchronisation, OneWalkScansEachByteOnceHoweverOftenItIsNeeded) {
   std::vector<Part> parts;
   for (int i = 0; i < 500; ++i) {
