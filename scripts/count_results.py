@@ -31,7 +31,7 @@ def main():
             result = outcome(case)
             counts[result] += 1
             if result == "failed":
-                print(f"failed: {case.get('classname')}.{case.get('name')} ({path})", file=sys.stderr)
+                print(f"failed: {case.get('name')} ({path})", file=sys.stderr)
     print(counts["passed"], counts["failed"], counts["skipped"])
 
 
