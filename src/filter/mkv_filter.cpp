@@ -102,7 +102,11 @@ HRESULT CVXMkvDmx::Run(REFERENCE_TIME start) {
 
 void CVXMkvDmx::RemoveOutputPins() {
   CAutoLock lock(&filterLock_);
-  for (CVXMkvDmxOutputPin* pin : outputPins_) {
+  // Out of the list first: a peer may look at this filter's pins while it is disconnected.
+  std::vector<CVXMkvDmxOutputPin*> removed;
+  removed.swap(outputPins_);
+  if (!removed.empty()) IncrementPinVersion();
+  for (CVXMkvDmxOutputPin* pin : removed) {
     IPin* peer = nullptr;
     if (SUCCEEDED(pin->ConnectedTo(&peer)) && peer != nullptr) {
       peer->Disconnect();
@@ -112,8 +116,6 @@ void CVXMkvDmx::RemoveOutputPins() {
     pin->ReleaseByFilter();
   }
   fontInstaller_.RemoveAll();
-  if (!outputPins_.empty()) IncrementPinVersion();
-  outputPins_.clear();
   pinNumbers_.clear();
   pinKinds_ = 0;
 

@@ -59,6 +59,7 @@ HRESULT CVXMkvDmxOutputPin::Active() {
   if (!filter_->IsStopped()) return S_FALSE;
   if (!IsConnected()) return S_OK;
   EndStrayWorker();
+  SetDeactivating(false);
   const HRESULT result = CBaseOutputPin::Active();
   return FAILED(result) ? result : StartWorker();
 }
@@ -66,6 +67,7 @@ HRESULT CVXMkvDmxOutputPin::Active() {
 HRESULT CVXMkvDmxOutputPin::Inactive() {
   CAutoLock lock(m_pLock);
   if (!IsConnected()) return S_OK;
+  SetDeactivating(true);
   const HRESULT result = CBaseOutputPin::Inactive();
   return FAILED(result) ? result : StopWorker();
 }
@@ -77,6 +79,7 @@ HRESULT CVXMkvDmxOutputPin::BreakConnect() {
 
 void CVXMkvDmxOutputPin::EndStrayWorker() {
   if (!ThreadExists()) return;
+  SetDeactivating(true);
   CBaseOutputPin::Inactive();
   StopWorker();
 }

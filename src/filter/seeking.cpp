@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include "platform/result.h"
+
 namespace vantor {
 
 namespace {
@@ -209,7 +211,9 @@ void CVXMkvDmx::Reposition(std::int64_t current, std::int64_t stop) {
 
   current = current < 0 ? 0 : std::min<std::int64_t>(current, duration_);
   stop = stop < current ? current : std::min<std::int64_t>(stop, duration_);
-  const auto positioned = [&](CVXMkvDmxOutputPin* pin) { return pin->SeekCursor(current, stop); };
+  const auto positioned = [&](CVXMkvDmxOutputPin* pin) {
+    return Guarded([&] { return pin->SeekCursor(current, stop) ? S_OK : S_FALSE; }) == S_OK;
+  };
   if (!std::all_of(outputPins_.begin(), outputPins_.end(), positioned)) {
     current = 0;
     std::for_each(outputPins_.begin(), outputPins_.end(), positioned);

@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "support/allocation_monitor.h"
 #include "support/demux_harness.h"
 
 namespace vantor::test {
@@ -416,6 +417,22 @@ TEST_F(SeekingTest, WithoutAConnectionEveryPositionIsZero) {
   const auto filter = Demux::NewFilter();
   EXPECT_EQ(Set(*filter, 5, kAbsolute, 7, kAbsolute), S_OK);
   EXPECT_EQ(PositionsOf(*filter), (Range{0, 0}));
+}
+
+TEST_F(SeekingTest, ASeekThatRunsOutOfMemoryRestartsAtZero) {
+  if (!WatchesAllocations()) GTEST_SKIP();
+  // The search reads the codec state of the block it finds.
+  Demux demux(MediaFile(
+      1000, {AudioTrack(1)},
+      {{0, {SimpleBlock(1, 0, kKey, {1})}}, {500, {BlockGroup({Block(1, 0, 0, {2}), Bin(0xA4, Fill(5000))})}}}));
+  ASSERT_EQ(demux.Connect(), S_OK);
+  FakeSink& sink = demux.AddSink(1);
+  FailAllocation(1);
+  EXPECT_EQ(demux.Seek(5000000, 9000000), S_OK);
+  FailAllocation(0);
+  EXPECT_EQ(PositionsOf(demux.Filter()), (Range{0, 9000000}));
+  demux.PlayToEnd();
+  EXPECT_EQ(sink.SampleCount(), 2u);
 }
 
 TEST_F(SeekingTest, APinsSeekMovesAllPins) {

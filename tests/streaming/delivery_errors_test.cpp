@@ -1,7 +1,6 @@
 // Refused samples, missing buffers, failing reads and missing memory.
 #include <algorithm>
 #include <atomic>
-#include <thread>
 
 #include "platform/platform.h"
 #include "support/allocation_monitor.h"
@@ -89,37 +88,6 @@ TEST_F(DeliveryErrorsTest, AStopEndsTheWaitForABufferWithoutAnEndOfStream) {
   EXPECT_EQ(sink->SampleCount(), 2u);
   EXPECT_EQ(sink->Ends(), 0);
   EXPECT_TRUE(demux.Events().empty());
-}
-
-TEST_F(DeliveryErrorsTest, AStopWhileLookingForTheNextBlockIsNoEndOfStream) {
-  std::vector<Raw> blocks{SimpleBlock(1, 0, kKey, {1})};
-  blocks.insert(blocks.end(), 1000, SimpleBlock(2, 0, kKey, {9}));
-  Demux demux(MediaFile(10000, {AudioTrack(1), AudioTrack(2)}, {{0, blocks}}));
-  ASSERT_EQ(demux.Connect(), S_OK);
-  FakeSink& sink = demux.AddSink(1);
-  // The worker is held in the middle of the blocks of the other track until the stop has been asked for.
-  CAMEvent reached(TRUE);
-  CAMEvent goOn(TRUE);
-  std::atomic<int> reads{0};
-  demux.Reader().OnRead([&](std::int64_t, std::int32_t) {
-    if (++reads != 200) return;
-    reached.Set();
-    goOn.Wait();
-  });
-  ASSERT_EQ(demux.Run(), S_OK);
-  reached.Wait();
-  std::thread stopper([&] { EXPECT_EQ(demux.Filter().Stop(), S_OK); });
-  // Stopping deactivates the allocator before it asks the worker, which is how it shows.
-  const ComPtr<IMemAllocator> allocator = sink.Agreed();
-  for (;;) {
-    ComPtr<IMediaSample> sample;
-    if (allocator->GetBuffer(sample.Out(), nullptr, nullptr, AM_GBF_NOWAIT) == VFW_E_NOT_COMMITTED) break;
-    SleepMilliseconds(1);
-  }
-  goOn.Set();
-  stopper.join();
-  EXPECT_EQ(sink.Ends(), 0);
-  EXPECT_EQ(demux.Stop(), S_OK);
 }
 
 TEST_F(DeliveryErrorsTest, EveryReadMayFailAndTheStreamStillEnds) {

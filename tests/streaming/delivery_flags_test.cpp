@@ -2,6 +2,7 @@
 #include <atomic>
 
 #include "support/demux_harness.h"
+#include "support/fake_allocator.h"
 
 namespace vantor::test {
 namespace {
@@ -72,6 +73,38 @@ TEST_F(DeliveryFlagsTest, SamplesCarryNoMediaTimeAndNoMediaType) {
     EXPECT_FALSE(sample.hasMediaTime);
     EXPECT_FALSE(sample.hasMediaType);
   }
+}
+
+TEST_F(DeliveryFlagsTest, NothingIsLeftOfWhatASampleWasUsedForBefore) {
+  const auto allocator = FakeAllocator::Create();
+  allocator->onSample = [](IMediaSample* sample) {
+    LONGLONG first = 5;
+    LONGLONG last = 6;
+    CMediaType type(&MEDIATYPE_Stream);
+    sample->SetMediaTime(&first, &last);
+    sample->SetMediaType(&type);
+    sample->SetPreroll(TRUE);
+    sample->SetSyncPoint(TRUE);
+    sample->SetDiscontinuity(TRUE);
+    sample->SetTime(&first, &last);
+  };
+  Demux demux(VideoFile({SimpleBlock(1, 0, kKey, {1}), SimpleBlock(1, 40, 0, {2})}));
+  ASSERT_EQ(demux.Connect(), S_OK);
+  const auto sink = FakeSink::Create();
+  sink->allocator = ComPtr<IMemAllocator>(allocator.Get());
+  demux.AddSink(1, sink);
+  demux.PlayToEnd();
+  const auto samples = sink->Samples();
+  ASSERT_EQ(samples.size(), 2u);
+  for (const ReceivedSample& sample : samples) {
+    EXPECT_FALSE(sample.hasMediaTime);
+    EXPECT_FALSE(sample.hasMediaType);
+    EXPECT_FALSE(sample.preroll);
+    EXPECT_EQ(sample.bytes.size(), 1u);
+  }
+  EXPECT_FALSE(samples[1].syncPoint);
+  EXPECT_FALSE(samples[1].discontinuity);
+  EXPECT_EQ(samples[1].start, 400000);
 }
 
 TEST_F(DeliveryFlagsTest, AStreamWithoutAKeyFrameDeliversOnlyItsEnd) {

@@ -155,6 +155,16 @@ TEST_F(DeliveryTimesTest, TheCurrentPositionFollowsTheStopTimesDelivered) {
   EXPECT_EQ(positions, (std::vector<std::int64_t>{200000, 450000, 450001}));
 }
 
+TEST_F(DeliveryTimesTest, ABlockWithoutLengthMovesTheCurrentPositionByOneUnit) {
+  Demux demux(AudioFile({BlockGroup({Block(1, 7, 0, {1}), BlockDuration(0)})}));
+  ASSERT_EQ(demux.Connect(), S_OK);
+  demux.AddSink(1);
+  demux.PlayToEnd();
+  LONGLONG position = -1;
+  ASSERT_EQ(demux.Filter().GetCurrentPosition(&position), S_OK);
+  EXPECT_EQ(position, 70001);
+}
+
 TEST_F(DeliveryTimesTest, TheCurrentPositionNeverGoesBackNorPastTheStopPosition) {
   Demux demux(MediaFile(30, {AudioTrack(1)},
                         {{0,

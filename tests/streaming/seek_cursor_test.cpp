@@ -1,4 +1,5 @@
 // Where a cursor stands after a seek.
+#include "parser/element_ids.h"
 #include "streaming/opened_file.h"
 #include "support/demux_harness.h"
 
@@ -148,6 +149,39 @@ TEST(SeekCursor, PassesOverPositionsThatHoldNothing) {
   const Stand stand = SeekVideo(file, kSecond);
   EXPECT_TRUE(stand.found);
   EXPECT_EQ(stand.video.front(), 1);
+}
+
+TEST(SeekCursor, PassesOverPositionsThatHoldNoCluster) {
+  // A Segment's identifier inside a Void: its children would be resynchronised.
+  const Raw fake = Ebml(0xEC, Master(ids::kSegment, {SimpleBlock(1, 0, kKey, {7}), Fill(40)}));
+  OpenedFile file(MkvFile({
+      Info(),
+      Tracks({VideoTrack(1)}),
+      {"fake", fake},
+      {"first", Cluster(0, {SimpleBlock(1, 0, kKey, {1})})},
+      {"cues",
+       [](const Positions& at) {
+         return Cues({CuePoint(0, 1, at["first"]), CuePoint(500, 1, at["fake"] + 2)});
+       }},
+  }));
+  const Stand stand = SeekVideo(file, kSecond);
+  EXPECT_TRUE(stand.found);
+  EXPECT_EQ(stand.video, (Raw{1}));
+}
+
+TEST(SeekCursor, ForgetsTheTimeOfTheClusterItLeaves) {
+  OpenedFile file(MkvFile({
+      Info(),
+      Tracks({VideoTrack(1)}),
+      {"first", Master(ids::kCluster, {SimpleBlock(1, 0, kKey, {1})})},
+      {"second", Cluster(3000, {SimpleBlock(1, 0, kKey, {2})})},
+      {"cues", [](const Positions& at) { return Cues({CuePoint(3000, 1, at["second"])}); }},
+  }));
+  BlockCursor cursor(file.root, file.first, file.TrackAt(0));
+  ASSERT_TRUE(cursor.SeekCursor(3 * kSecond));
+  EXPECT_EQ(cursor.TimeOf(0), 3 * kSecond);
+  ASSERT_TRUE(cursor.SeekCursor(0));
+  EXPECT_EQ(cursor.TimeOf(0), 0);
 }
 
 TEST(SeekCursor, FailsWhenNoPointIsEarlyEnough) {

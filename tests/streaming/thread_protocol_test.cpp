@@ -79,9 +79,15 @@ TEST_F(ThreadProtocolTest, AFailedEndOfTheThreadShowsInItsExitCode) {
   EXPECT_EQ(at.worker->GetExitCode(), 1u);
 }
 
-TEST_F(ThreadProtocolTest, AFailedStartOfTheThreadIsTheReplyAndEndsIt) {
+TEST_F(ThreadProtocolTest, NothingIsAskedOfAWorkerWithoutThread) {
   WorkerHarness at(SmallFile());
+  EXPECT_FALSE(at.worker->IsAsked());
+}
+
+TEST_F(ThreadProtocolTest, AFailedStartOfTheThreadIsTheReplyAndEndsIt) {
+  // Outlives the worker, whose thread counts until its very end.
   int destroyed = 0;
+  WorkerHarness at(SmallFile());
   at.worker->onCreate = [] { return E_ABORT; };
   at.worker->onDestroy = [&] { return ++destroyed, S_OK; };
   EXPECT_EQ(at.worker->StartWorker(), E_ABORT);
@@ -155,6 +161,32 @@ TEST_F(ThreadProtocolTest, AfterTheEndOfTheDataTheThreadIsIdleUntilTheNextRun) {
   EXPECT_EQ(at.worker->Command(77), E_NOTIMPL) << "idle, not streaming";
   EXPECT_EQ(at.sink->SampleCount(), 2u);
   EXPECT_TRUE(at.playback.Events().empty());
+}
+
+TEST_F(ThreadProtocolTest, AStopWhileTheNextBlockIsLookedForIsNoEndOfTheData) {
+  // The worker is held among the blocks of another track until the stop has been asked for, once before the first block
+  // of its own and once behind it, where the block's end is looked for.
+  for (const bool hasFirst : {false, true}) {
+    std::vector<Raw> blocks(100, SimpleBlock(2, 0, kKey, {9}));
+    if (hasFirst) blocks.insert(blocks.begin(), SimpleBlock(1, 0, kKey, {1}));
+    blocks.push_back(SimpleBlock(1, 10, kKey, {2}));
+    WorkerHarness at(MediaFile(100, {AudioTrack(1), AudioTrack(2)}, {{0, blocks}}));
+    CAMEvent reached(TRUE);
+    std::atomic<int> reads{0};
+    at.file.reader.OnRead([&](std::int64_t, std::int32_t) {
+      if (++reads != 200) return;
+      reached.Set();
+      while (!at.worker->IsAsked()) std::this_thread::yield();
+    });
+    ASSERT_EQ(at.worker->StartWorker(), S_OK);
+    reached.Wait();
+    EXPECT_EQ(at.worker->StopWorker(), S_OK);
+    EXPECT_EQ(at.sink->SampleCount(), 0u);
+    EXPECT_EQ(at.sink->Ends(), 0);
+    EXPECT_TRUE(at.playback.Events().empty());
+    EXPECT_LT(reads, 220) << "given up at once";
+    at.file.reader.OnRead(nullptr);
+  }
 }
 
 TEST_F(ThreadProtocolTest, AFailedBlockEndsTheStreamAndThenTellsTheGraph) {

@@ -78,6 +78,8 @@ class HookedWorker final : public TrackWorker {
   std::function<HRESULT()> onCreate;
   std::function<HRESULT()> onDestroy;
 
+  // Whether a command waits for its answer. Any thread.
+  bool IsAsked() const { return CheckRequest(nullptr) != FALSE; }
   HRESULT Command(DWORD command) { return static_cast<HRESULT>(CallWorker(command)); }
 
  protected:

@@ -26,6 +26,9 @@ class FakeAllocator final : public CUnknown, public IMemAllocator {
   // Changes what SetProperties says it granted.
   std::function<void(ALLOCATOR_PROPERTIES& actual)> onGranted;
 
+  // Changes a sample before it is given out.
+  std::function<void(IMediaSample*)> onSample;
+
   // Samples given out so far.
   int Buffers() const { return buffers_; }
   bool Committed() const { return committed_; }
@@ -62,7 +65,9 @@ class FakeAllocator final : public CUnknown, public IMemAllocator {
     const HRESULT refused = onGetBuffer ? onGetBuffer() : S_OK;
     if (refused != S_OK) return refused;
     const HRESULT result = inner_->GetBuffer(sample, start, stop, flags);
-    if (SUCCEEDED(result)) ++buffers_;
+    if (FAILED(result)) return result;
+    ++buffers_;
+    if (onSample) onSample(*sample);
     return result;
   }
   STDMETHODIMP ReleaseBuffer(IMediaSample* sample) override { return inner_->ReleaseBuffer(sample); }
