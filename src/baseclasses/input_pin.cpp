@@ -99,8 +99,8 @@ STDMETHODIMP CBaseInputPin::EndFlush() {
 
 HRESULT CBaseInputPin::BreakConnect() {
   if (m_pAllocator) {
-    const HRESULT hr = m_pAllocator->Decommit();
-    if (FAILED(hr)) return hr;
+    // A connection ends whole, whatever its allocator says.
+    m_pAllocator->Decommit();
     ReleaseInterface(m_pAllocator);
   }
   return S_OK;

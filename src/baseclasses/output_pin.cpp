@@ -21,8 +21,8 @@ HRESULT CBaseOutputPin::CompleteConnect(IPin*) { return DecideAllocator(m_pInput
 
 HRESULT CBaseOutputPin::BreakConnect() {
   if (m_pAllocator) {
-    const HRESULT hr = m_pAllocator->Decommit();
-    if (FAILED(hr)) return hr;
+    // A connection ends whole, whatever its allocator says.
+    m_pAllocator->Decommit();
     ReleaseInterface(m_pAllocator);
   }
   ReleaseInterface(m_pInputPin);

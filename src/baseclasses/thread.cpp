@@ -98,7 +98,7 @@ DWORD CAMThread::GetRequest() {
 }
 
 BOOL CAMThread::CheckRequest(DWORD* pParam) const {
-  if (!m_pChannel->pending.load(std::memory_order_acquire)) return FALSE;
+  if (!m_pChannel || !m_pChannel->pending.load(std::memory_order_acquire)) return FALSE;
   if (pParam) *pParam = m_pChannel->request.load(std::memory_order_relaxed);
   return TRUE;
 }

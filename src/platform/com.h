@@ -5,6 +5,8 @@
 // WCHAR is a 16-bit character type on both: write wide literals with OLESTR("...").
 #pragma once
 
+// The order matters to the headers.
+// clang-format off
 #if defined(_WIN32)
 #include <windows.h>
 #else
@@ -29,6 +31,7 @@
 #include <dvdmedia.h>
 #include <evcode.h>
 #include <vfwmsgs.h>
+// clang-format on
 
 #include <cstring>
 #include <string>
@@ -38,8 +41,6 @@ namespace vantor {
 using WideString = std::basic_string<WCHAR>;
 
 // A total order over GUIDs' equality: bytewise comparison without relying on the headers' operators.
-inline bool SameGuid(const GUID& left, const GUID& right) {
-  return std::memcmp(&left, &right, sizeof(GUID)) == 0;
-}
+inline bool SameGuid(const GUID& left, const GUID& right) { return std::memcmp(&left, &right, sizeof(GUID)) == 0; }
 
 }  // namespace vantor

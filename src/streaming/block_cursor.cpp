@@ -11,7 +11,9 @@ namespace vantor {
 
 namespace {
 
-constexpr std::uint64_t kUnlimited = std::numeric_limits<std::uint64_t>::max();
+// How many times its length a run, and a seek, may read of the file.
+constexpr std::uint64_t kTimesForPlaying = 64;
+constexpr std::uint64_t kTimesForSeeking = 4;
 constexpr std::uint8_t kKeyFrameFlag = 0x80;
 // Frame memory that a recycled record may keep, bytes.
 constexpr std::size_t kLargestRecycled = std::size_t{16} << 20;
@@ -118,16 +120,19 @@ std::int64_t BlockCursor::DurationOf(std::uint64_t ticks) const {
   return records_.TicksToTime(static_cast<std::int64_t>(ticks));
 }
 
-void BlockCursor::RenewAllowance() {
-  constexpr std::uint64_t kTimes = 64;
-  constexpr std::uint64_t kAtLeast = std::uint64_t{64} << 20;
-  file_.allowance = file_.length > kUnlimited / kTimes ? kUnlimited : std::max(file_.length * kTimes, kAtLeast);
+std::uint64_t BlockCursor::Allowance(std::uint64_t times) const {
+  constexpr std::uint64_t kUnlimited = std::numeric_limits<std::uint64_t>::max();
+  constexpr std::uint64_t kSlack = std::uint64_t{1} << 20;
+  return file_.length > (kUnlimited - kSlack) / times ? kUnlimited : file_.length * times + kSlack;
 }
 
+void BlockCursor::RenewAllowance() { file_.allowance = Allowance(kTimesForPlaying); }
+
 bool BlockCursor::SeekCursor(std::int64_t target) {
-  RenewAllowance();
+  file_.allowance = Allowance(kTimesForSeeking);
   cluster_ = firstCluster_;
   element_ = MkvElement();
+  clusterTimecode_ = 0;
   free_.splice(free_.end(), queue_);
   if (target < 1) {
     if (cluster_) EnterCluster();
@@ -149,7 +154,7 @@ bool BlockCursor::FindByCues(std::int64_t target) {
         if (place.CueTrack.value != track || place.CueClusterPosition.value == lastTried) continue;
         lastTried = place.CueClusterPosition.value;
         cluster_ = MkvElement::At(file_, &segment_, records_.dataStart + lastTried);
-        if (cluster_ && FindKeyFrame(track, target)) return true;
+        if (cluster_.id.value == ids::kCluster && FindKeyFrame(track, target)) return true;
       }
     }
   }

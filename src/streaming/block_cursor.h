@@ -75,6 +75,7 @@ class BlockCursor {
   bool SeekCursor(std::int64_t target);
 
  private:
+  std::uint64_t Allowance(std::uint64_t times) const;
   bool Step();
   void QueueCurrent();
   void EnterCluster();

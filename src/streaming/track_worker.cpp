@@ -85,8 +85,6 @@ HRESULT TrackWorker::StopWorker() {
   result = static_cast<HRESULT>(CallWorker(CMD_EXIT));
   if (FAILED(result)) return result;
   if (!IsCurrentThread()) Close();
-  // A run that enlarged its buffers may have committed them after the pin was deactivated.
-  if (recommitted_.exchange(false) && DeliveryAllocator() != nullptr) DeliveryAllocator()->Decommit();
   return S_OK;
 }
 
@@ -285,7 +283,6 @@ TrackWorker::SampleState TrackWorker::GrowBuffers(std::size_t size) {
   ALLOCATOR_PROPERTIES larger = agreed;
   larger.cbBuffer = static_cast<LONG>(size);
   ALLOCATOR_PROPERTIES actual = {};
-  recommitted_ = true;
   allocator->Decommit();
   HRESULT result = allocator->SetProperties(&larger, &actual);
   // Samples that downstream still holds keep the old buffers in place until they come back.
@@ -297,8 +294,9 @@ TrackWorker::SampleState TrackWorker::GrowBuffers(std::size_t size) {
   if (SUCCEEDED(result) && FAILED(committed)) {
     allocator->SetProperties(&agreed, &actual);
     allocator->Commit();
-    return SampleState::kSkipped;
+    result = committed;
   }
+  if (deactivating_) allocator->Decommit();
   if (StopPending()) return SampleState::kStopped;
   return SUCCEEDED(result) && actual.cbBuffer >= larger.cbBuffer ? SampleState::kReady : SampleState::kSkipped;
 }

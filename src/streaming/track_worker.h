@@ -45,6 +45,10 @@ class TrackWorker : public CAMThread {
   // position takes no part.
   bool SeekCursor(std::int64_t target, std::int64_t stop);
 
+  // Told before the allocator is decommitted and before it is committed: a worker that enlarges its buffers meanwhile
+  // must not leave them committed, or a stop would wait for it forever.
+  void SetDeactivating(bool deactivating) { deactivating_ = deactivating; }
+
   bool HasCluster() const { return cursor_.HasCluster(); }
 
  protected:
@@ -83,7 +87,7 @@ class TrackWorker : public CAMThread {
   BlockCursor cursor_;
   std::list<MkvBlock> taken_;
   bool discontinuity_ = true;
-  std::atomic<bool> recommitted_{false};
+  std::atomic<bool> deactivating_{false};
 };
 
 }  // namespace vantor

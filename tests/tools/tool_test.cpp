@@ -100,7 +100,8 @@ void ExpectOneMessage(const Outcome& outcome, const std::string& part) {
 
 std::vector<std::string> Keys(const std::string& line) {
   std::vector<std::string> keys;
-  for (const auto& item : nlohmann::ordered_json::parse(line).items()) {
+  const auto object = nlohmann::ordered_json::parse(line);
+  for (const auto& item : object.items()) {
     keys.push_back(item.key());
   }
   return keys;
