@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "baseclasses/allocator.h"
+#include "baseclasses/input_pin.h"
 #include "bench/bench_graph.h"
 #include "bench/synthetic_file.h"
 #include "host/file_source_filter.h"
@@ -111,11 +111,11 @@ BENCHMARK(WalkBlocks)->UseManualTime()->Unit(benchmark::kMillisecond);
 
 // A sample got from an allocator and given back.
 void SampleLife(benchmark::State& state) {
-  HRESULT result = S_OK;
-  const ComPtr<CMemAllocator> allocator(new CMemAllocator(nullptr, nullptr, &result));
+  ComPtr<IMemAllocator> allocator;
   ALLOCATOR_PROPERTIES wanted = {2, 256000, 1, 0};
   ALLOCATOR_PROPERTIES actual = {};
-  if (FAILED(allocator->SetProperties(&wanted, &actual)) || FAILED(allocator->Commit())) {
+  if (FAILED(CreateMemoryAllocator(allocator.Out())) || FAILED(allocator->SetProperties(&wanted, &actual)) ||
+      FAILED(allocator->Commit())) {
     state.SkipWithError("the allocator refuses");
     return;
   }

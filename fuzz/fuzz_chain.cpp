@@ -48,7 +48,8 @@ HANDLE WINAPI AddFontInMemory(void* data, DWORD size, void*, DWORD* count) {
   Touch(data, size);
   if (++fontsOffered % 2 == 0) return nullptr;
   if (count != nullptr) *count = 1;
-  return reinterpret_cast<HANDLE>(static_cast<INT_PTR>(++fontsInstalled));
+  ++fontsInstalled;
+  return &fontsInstalled;
 }
 BOOL WINAPI RemoveFontInMemory(HANDLE) { return --fontsInstalled >= 0; }
 int WINAPI AddFontFile(const char*, DWORD, void*) { return ++fontsInstalled > 0 ? 1 : 0; }

@@ -13,10 +13,11 @@ namespace vantor::fuzz {
 
 class HeapBound {
  public:
-  // Bytes that each byte of input may cost: an empty element of two bytes may stand for a whole record.
-  static constexpr std::size_t kPerByte = 1024;
+  // Bytes that each byte of input may cost. The records of an element take up to 16 times its bytes, twice that while
+  // a list of them grows, and a track of 30 bytes costs a pin.
+  static constexpr std::size_t kPerByte = 128;
   // Bytes that any file may cost, threads and graph included.
-  static constexpr std::size_t kBase = std::size_t{4} << 20;
+  static constexpr std::size_t kBase = std::size_t{1} << 20;
 
   explicit HeapBound(std::size_t inputSize);
   ~HeapBound();

@@ -17,7 +17,7 @@ namespace vantor {
 
 class BlockCache {
  public:
-  static constexpr std::size_t kBlockSize = 32 * 1024;
+  static constexpr std::size_t kBlockSize = std::size_t{32} * 1024;
   static constexpr std::size_t kBlocksPerLane = 4;
   static constexpr std::size_t kLanes = 64;
 

@@ -109,7 +109,9 @@ bool ReadMpegSequenceHeader(const Bytes& data, MpegSequenceHeader& header) {
     SetDisplayAspect(header, aspectCode);
     header.size = stop + kExtensionSize;
   } else {
-    header.aspectX = static_cast<std::uint32_t>(static_cast<float>(header.width) / kPixelAspects[aspectCode] + 0.5F);
+    const float squared = static_cast<float>(header.width) / kPixelAspects[aspectCode];
+    const float rounded = squared + 0.5F;
+    header.aspectX = static_cast<std::uint32_t>(rounded);
     header.aspectY = header.height;
     header.size = stop;
   }

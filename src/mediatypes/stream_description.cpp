@@ -24,7 +24,7 @@ WideString SourcePath(IPin* upstream) {
   LPOLESTR name = nullptr;
   CMediaType type;
   const HRESULT found = source->GetCurFile(&name, &type);
-  const WideString path = SUCCEEDED(found) && name != nullptr ? WideString(name) : WideString();
+  WideString path = SUCCEEDED(found) && name != nullptr ? WideString(name) : WideString();
   CoTaskMemFree(name);
   return path;
 }

@@ -27,7 +27,7 @@ std::string ProgressLine(std::int64_t position, std::int64_t duration, int width
     return TimeText(position);
   }
   const double share = std::min(1.0, static_cast<double>(position) / static_cast<double>(duration));
-  const std::string text = fmt::format(" {:3.0f}%  {} / {}", share * 100, TimeText(position), TimeText(duration));
+  std::string text = fmt::format(" {:3.0f}%  {} / {}", share * 100, TimeText(position), TimeText(duration));
   const int room = std::max(width - 1 - static_cast<int>(text.size()) - 2, 0);
   if (room < 4) {
     return text;

@@ -17,7 +17,7 @@ namespace vantor::platform {
 
 namespace {
 
-constexpr std::uintmax_t kLargestFile = 16 * 1024 * 1024;
+constexpr std::uintmax_t kLargestFile = std::uintmax_t{16} << 20;
 constexpr WCHAR kReplacement = 0xFFFD;
 
 std::string ReadFile(const WideString& path) {
@@ -40,7 +40,7 @@ WideString Decode16(std::string_view bytes, bool bigEndian) {
 }
 
 WideString Decode8(std::string_view bytes) {
-  const WideString text = Utf8ToWide(bytes);
+  WideString text = Utf8ToWide(bytes);
   if (text.find(kReplacement) == WideString::npos) return text;
   WideString widened;
   for (const char byte : bytes) widened.push_back(static_cast<WCHAR>(static_cast<unsigned char>(byte)));
