@@ -19,6 +19,9 @@ constexpr std::array<const char*, 2> kFileNames = {"libvantormkv.so", "vantormkv
 std::unique_ptr<Component> Component::Load(const std::string& path, std::string& error) {
   std::unique_ptr<SharedLibrary> library = SharedLibrary::Load(path, &error);
   if (!library) {
+    if (error.find(path) == std::string::npos) {
+      error = path + ": " + error;
+    }
     return nullptr;
   }
   const auto get_class_object =
