@@ -14,7 +14,17 @@ const Component* LoadedComponent(std::string& error) {
 
 }  // namespace
 
-double SecondsSince(Clock::time_point start) { return std::chrono::duration<double>(Clock::now() - start).count(); }
+Spent& Spent::operator+=(const Spent& more) {
+  seconds += more.seconds;
+  processorSeconds += more.processorSeconds;
+  return *this;
+}
+
+Spent Stopwatch::Stop() const {
+  const std::clock_t processor = std::clock() - processorStart_;
+  const std::chrono::duration<double> wall = Clock::now() - start_;
+  return {wall.count(), static_cast<double>(processor) / CLOCKS_PER_SEC};
+}
 
 BenchGraph::BenchGraph(const std::shared_ptr<SyntheticFile>& file) {
   const Component* component = LoadedComponent(error_);
@@ -23,9 +33,9 @@ BenchGraph::BenchGraph(const std::shared_ptr<SyntheticFile>& file) {
     error_ = "the component makes no filter";
     return;
   }
-  const auto start = Clock::now();
+  const Stopwatch stopwatch;
   if (FAILED(graph_.ConnectInput(file, OLESTR("synthetic.mkv")))) error_ = "the file is refused";
-  openSeconds_ = SecondsSince(start);
+  opening_ = stopwatch.Stop();
   if (!error_.empty()) return;
   if (FAILED(graph_.ConnectSinks([](GraphPin&) { return std::make_shared<SampleListener>(); }))) {
     error_ = "a sink cannot be connected";

@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <ctime>
 #include <memory>
 #include <string>
 
@@ -13,7 +14,23 @@ namespace vantor::bench {
 
 using Clock = std::chrono::steady_clock;
 
-double SecondsSince(Clock::time_point start);
+// Time by the wall, and time spent by all threads together, which a busy machine does not disturb.
+struct Spent {
+  double seconds = 0;
+  double processorSeconds = 0;
+
+  Spent& operator+=(const Spent& more);
+};
+
+// Runs from its construction on.
+class Stopwatch {
+ public:
+  Spent Stop() const;
+
+ private:
+  std::clock_t processorStart_ = std::clock();
+  Clock::time_point start_ = Clock::now();
+};
 
 class BenchGraph {
  public:
@@ -24,8 +41,8 @@ class BenchGraph {
   Graph& operator*() { return graph_; }
   Graph* operator->() { return &graph_; }
 
-  // Seconds that opening the file and making the output pins took.
-  double OpenSeconds() const { return openSeconds_; }
+  // What opening the file and making the output pins took.
+  const Spent& Opening() const { return opening_; }
   // Samples that reached the sinks so far.
   std::uint64_t Samples();
 
@@ -36,7 +53,7 @@ class BenchGraph {
 
  private:
   std::string error_;
-  double openSeconds_ = 0;
+  Spent opening_;
   Graph graph_;
 };
 

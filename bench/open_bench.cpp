@@ -29,7 +29,7 @@ FileShape Film(bool cues) {
 
 void Open(benchmark::State& state, bool cues) {
   const std::shared_ptr<SyntheticFile> file = SyntheticFile::Make(Film(cues));
-  double seconds = 0;
+  Spent total;
   double reads = 0;
   for ([[maybe_unused]] auto iteration : state) {
     BenchGraph graph(file);
@@ -37,12 +37,13 @@ void Open(benchmark::State& state, bool cues) {
       state.SkipWithError(graph.Error().c_str());
       return;
     }
-    state.SetIterationTime(graph.OpenSeconds());
-    seconds += graph.OpenSeconds();
+    state.SetIterationTime(graph.Opening().seconds);
+    total += graph.Opening();
     reads += static_cast<double>(graph->Totals().reads);
   }
   const double points = static_cast<double>(kClusters) * static_cast<double>(state.iterations());
-  state.counters["ns/cue_point"] = seconds * 1e9 / points;
+  state.counters["ns/cue_point"] = total.seconds * 1e9 / points;
+  state.counters["cpu_ns/cue_point"] = total.processorSeconds * 1e9 / points;
   state.counters["reads/cue_point"] = reads / points;
 }
 
@@ -70,10 +71,11 @@ void Seek(benchmark::State& state, bool running) {
     graph.WaitForFirstSamples();
   }
   const std::uint64_t readsBefore = graph->Totals().reads;
+  Spent total;
   double longest = 0;
   for ([[maybe_unused]] auto iteration : state) {
     LONGLONG target = targets(random);
-    const auto start = Clock::now();
+    const Stopwatch stopwatch;
     const HRESULT result =
         seeking->SetPositions(&target, AM_SEEKING_AbsolutePositioning, nullptr, AM_SEEKING_NoPositioning);
     if (FAILED(result)) {
@@ -82,15 +84,17 @@ void Seek(benchmark::State& state, bool running) {
     }
     if (!running) graph->Run();
     graph.WaitForFirstSamples();
-    const double seconds = SecondsSince(start);
+    const Spent spent = stopwatch.Stop();
     if (!running) graph->Stop();
-    state.SetIterationTime(seconds);
-    longest = std::max(longest, seconds);
+    state.SetIterationTime(spent.seconds);
+    total += spent;
+    longest = std::max(longest, spent.seconds);
   }
   graph->Stop();
   state.counters["longest_us"] = longest * 1e6;
-  state.counters["reads/seek"] =
-      static_cast<double>(graph->Totals().reads - readsBefore) / static_cast<double>(state.iterations());
+  const auto seeks = static_cast<double>(state.iterations());
+  state.counters["cpu_us/seek"] = total.processorSeconds * 1e6 / seeks;
+  state.counters["reads/seek"] = static_cast<double>(graph->Totals().reads - readsBefore) / seeks;
 }
 
 void SeekWhileStopped(benchmark::State& state) { Seek(state, false); }

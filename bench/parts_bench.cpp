@@ -88,24 +88,25 @@ void WalkBlocks(benchmark::State& state) {
   BlockCursor cursor(root, FindFirstCluster(root), *root.segment.tracks.front().front());
   std::list<MkvBlock> taken;
   std::size_t blocks = 0;
-  double seconds = 0;
+  Spent total;
   for ([[maybe_unused]] auto iteration : state) {
-    const auto start = Clock::now();
+    const Stopwatch stopwatch;
     cursor.SeekCursor(0);
     while (cursor.FillQueue([] { return false; }) > 0) {
       cursor.TakeBlock(taken);
       cursor.Recycle(taken);
       ++blocks;
     }
-    const double spent = SecondsSince(start);
-    state.SetIterationTime(spent);
-    seconds += spent;
+    const Spent spent = stopwatch.Stop();
+    state.SetIterationTime(spent.seconds);
+    total += spent;
   }
   if (blocks != shape.Blocks() * static_cast<std::size_t>(state.iterations())) {
     state.SkipWithError("not every block was found");
     return;
   }
-  state.counters["ns/block"] = seconds * 1e9 / static_cast<double>(blocks);
+  state.counters["ns/block"] = total.seconds * 1e9 / static_cast<double>(blocks);
+  state.counters["cpu_ns/block"] = total.processorSeconds * 1e9 / static_cast<double>(blocks);
 }
 BENCHMARK(WalkBlocks)->UseManualTime()->Unit(benchmark::kMillisecond);
 

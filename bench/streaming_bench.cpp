@@ -3,7 +3,6 @@
 #include <benchmark/benchmark.h>
 
 #include <cstring>
-#include <ctime>
 #include <memory>
 #include <vector>
 
@@ -13,30 +12,6 @@
 namespace vantor::bench {
 
 namespace {
-
-// Time by the wall and time spent by all threads together, which a busy machine does not disturb.
-struct Spent {
-  double seconds = 0;
-  double processorSeconds = 0;
-
-  Spent& operator+=(const Spent& more) {
-    seconds += more.seconds;
-    processorSeconds += more.processorSeconds;
-    return *this;
-  }
-};
-
-class Stopwatch {
- public:
-  Spent Stop() const {
-    const std::clock_t processor = std::clock() - processorStart_;
-    return {SecondsSince(start_), static_cast<double>(processor) / CLOCKS_PER_SEC};
-  }
-
- private:
-  std::clock_t processorStart_ = std::clock();
-  Clock::time_point start_ = Clock::now();
-};
 
 // Copies every frame to a buffer and from there to another.
 Spent CopyFramesTwice(const SyntheticFile& file, const FileShape& shape) {
