@@ -322,6 +322,8 @@ TEST(ContentEncoding, OtherCompressionAndEmptyStrippingLeaveTheBuffer) {
   Bytes buffer{5};
   EXPECT_FALSE(ApplyContentEncodings(Encoded({Encoding({})}), buffer, kFrames));
   EXPECT_FALSE(ApplyContentEncodings(Encoded({Stripping(0, kFrames, {})}), buffer, kFrames));
+  const Raw zlib = Encoding({Master(0x5034, {UInt(0x4254, 0), Bin(0x4255, {1, 2})})});
+  EXPECT_FALSE(ApplyContentEncodings(Encoded({zlib}), buffer, kFrames));
   EXPECT_EQ(buffer, Bytes{5});
 }
 
