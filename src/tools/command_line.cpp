@@ -4,8 +4,11 @@
 #include <charconv>
 #include <cmath>
 #include <string_view>
+#include <tuple>
 #include <utility>
 #include <vector>
+
+#include "tools/time_text.h"
 
 namespace vantor::tools {
 namespace {
@@ -17,6 +20,7 @@ constexpr const char* kAbout =
     "  vantor-mkv info movie.mkv                    streams, codecs, sizes, rates\n"
     "  vantor-mkv info --json movie.mkv             the same for programs\n"
     "  vantor-mkv play movie.mkv                    run the whole file and count what comes\n"
+    "  vantor-mkv play --from 1:30 --to 2:00 a.mkv  half a minute of it\n"
     "  vantor-mkv samples movie.mkv                 every sample, as JSON Lines\n"
     "  vantor-mkv samples --seek 50000000 a.mkv     from 5 seconds on (100 ns units)\n"
     "  vantor-mkv samples --seek 0:20000000 a.mkv   the first 2 seconds\n"
@@ -90,8 +94,14 @@ ParseResult ParseCommandLine(int argc, const char* const* argv) {
   CLI::Option* rate_option =
       samples->add_option("--rate", rate, "Set the playback rate before running")->type_name("R");
 
-  CLI::App* play = app.add_subcommand("play", "Run the whole file and sum up each stream");
+  std::string from;
+  std::string to;
+  CLI::App* play = app.add_subcommand("play", "Run the file, or a part of it, and sum up each stream");
   AddFile(play, options);
+  CLI::Option* from_option =
+      play->add_option("--from", from, "Seek there first: seconds, M:SS or H:MM:SS, with or without a fraction")
+          ->type_name("TIME");
+  CLI::Option* to_option = play->add_option("--to", to, "End at the first key frame from there on")->type_name("TIME");
 
   try {
     app.parse(argc, argv);
@@ -116,6 +126,18 @@ ParseResult ParseCommandLine(int argc, const char* const* argv) {
     if (!options.seek) {
       return WrongUse("--seek wants START or START:STOP, whole numbers of 100 ns, not \"" + seek + "\"");
     }
+  }
+  for (const auto& [option, text, time] :
+       {std::tuple(from_option, &from, &options.from), std::tuple(to_option, &to, &options.to)}) {
+    if (option->count() > 0) {
+      *time = ParseTime(*text);
+      if (!*time) {
+        return WrongUse(option->get_name() + " wants a time such as 90, 1:30 or 00:01:30.5, not \"" + *text + "\"");
+      }
+    }
+  }
+  if (options.to && *options.to < options.from.value_or(0)) {
+    return WrongUse("--to lies before --from");
   }
   if (rate_option->count() > 0) {
     if (!std::isfinite(rate) || rate <= 0) {

@@ -28,8 +28,10 @@ struct Options {
   std::string file;
   std::string component;  // empty: the one beside the tool
   bool json = false;
-  std::optional<SeekRequest> seek;
-  std::optional<double> rate;
+  std::optional<SeekRequest> seek;   // samples
+  std::optional<std::int64_t> from;  // play; 100 ns, not below 0
+  std::optional<std::int64_t> to;    // play; not before from
+  std::optional<double> rate;        // samples
 };
 
 struct ParseResult {

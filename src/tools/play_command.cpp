@@ -56,13 +56,19 @@ std::int64_t Position(const Counters& counters) {
   return furthest;
 }
 
+// The part of the file that is played.
+struct Range {
+  std::int64_t start = 0;
+  std::int64_t stop = 0;
+};
+
 // Waits for the end of every stream; false when interrupted.
-bool WaitDrawing(Graph& graph, const Counters& counters, std::int64_t duration, ProgressBar& bar) {
+bool WaitDrawing(Graph& graph, const Counters& counters, const Range& range, ProgressBar& bar) {
   while (graph.Wait(kRedrawEvery) != WaitResult::kEnded) {
     if (interrupted != 0) {
       return false;
     }
-    bar.Draw(Position(counters), duration);
+    bar.Draw(std::max(Position(counters), range.start) - range.start, std::max(range.stop, range.start) - range.start);
   }
   return true;
 }
@@ -73,16 +79,39 @@ std::string Table(const std::vector<GraphPin>& pins, const Counters& counters) {
                    {"Samples", Align::kRight},
                    {"Bytes", Align::kRight},
                    {"Key frames", Align::kRight},
+                   {"From", Align::kRight},
+                   {"To", Align::kRight},
                    {"Duration", Align::kRight},
                    {"Bit rate", Align::kRight},
                    {"End"}});
   for (std::size_t i = 0; i < counters.size(); ++i) {
     const PlayTotals totals = counters[i]->Totals();
     table.Add({std::to_string(pins[i].number), WideToUtf8(pins[i].name), std::to_string(totals.samples),
-               std::to_string(totals.bytes), std::to_string(totals.key_frames), TimeText(totals.duration),
-               BitRateText(totals.bytes, totals.duration), totals.ended ? "reached" : "not reached"});
+               std::to_string(totals.bytes), std::to_string(totals.key_frames), TimeText(totals.first),
+               TimeText(totals.last), TimeText(totals.duration), BitRateText(totals.bytes, totals.duration),
+               totals.ended ? "reached" : "not reached"});
   }
   return table.Text();
+}
+
+// Sets the positions asked for. The range is where the filter went: it keeps to the file, and goes to the start of a
+// file that it cannot seek in.
+HRESULT Seek(Graph& graph, const Options& options, Range& range) {
+  const ComPtr<IMediaSeeking> seeking = graph.Seeking();
+  if (!seeking) {
+    return E_NOINTERFACE;
+  }
+  LONGLONG start = options.from.value_or(0);
+  LONGLONG stop = options.to.value_or(0);
+  const HRESULT set =
+      seeking->SetPositions(&start, options.from ? AM_SEEKING_AbsolutePositioning : AM_SEEKING_NoPositioning, &stop,
+                            options.to ? AM_SEEKING_AbsolutePositioning : AM_SEEKING_NoPositioning);
+  if (FAILED(set)) {
+    return set;
+  }
+  const HRESULT got = seeking->GetPositions(&start, &stop);
+  range = {start, stop};
+  return got;
 }
 
 std::string SpeedLine(std::int64_t played, std::uint64_t bytes_read, double seconds) {
@@ -113,6 +142,17 @@ int RunPlay(const Options& options, std::FILE* out, std::FILE* messages) {
     return session.Failed("an output pin refuses to connect", connected);
   }
 
+  Range range{0, summary.duration};
+  if (options.from || options.to) {
+    const HRESULT sought = Seek(graph, options, range);
+    if (FAILED(sought)) {
+      return session.Failed("the filter does not seek", sought);
+    }
+    if (const std::int64_t asked = options.from.value_or(0); range.start < asked) {
+      session.SayOfFile("warning: cannot seek to " + TimeText(asked) + "; playing from " + TimeText(range.start));
+    }
+  }
+
   ProgressBar bar(messages);
   const InterruptWatch watch;
   const Clock::time_point begin = Clock::now();
@@ -120,7 +160,7 @@ int RunPlay(const Options& options, std::FILE* out, std::FILE* messages) {
   if (FAILED(running)) {
     return session.Failed("the filter does not run", running);
   }
-  const bool completed = WaitDrawing(graph, counters, summary.duration, bar);
+  const bool completed = WaitDrawing(graph, counters, range, bar);
   const double seconds = std::chrono::duration<double>(Clock::now() - begin).count();
   graph.Stop();
   bar.Clear();

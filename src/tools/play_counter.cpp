@@ -34,7 +34,11 @@ HRESULT PlayCounter::OnSample(IMediaSample* sample) noexcept {
 
 PlayTotals PlayCounter::Totals() const noexcept {
   PlayTotals totals = totals_;
-  totals.duration = latest_ > earliest_ ? WrappingSubtract(latest_, earliest_) : 0;
+  if (earliest_ <= latest_) {
+    totals.first = WrappingAdd(segment_start_, earliest_);
+    totals.last = WrappingAdd(segment_start_, latest_);
+    totals.duration = WrappingSubtract(latest_, earliest_);
+  }
   return totals;
 }
 

@@ -14,7 +14,10 @@ struct PlayTotals {
   std::uint64_t samples = 0;
   std::uint64_t bytes = 0;
   std::uint64_t key_frames = 0;
-  std::int64_t duration = 0;  // from the earliest start to the latest stop, 100 ns
+  // The positions reached, 100 ns: the earliest start and the latest stop. 0 and 0 without samples that have times.
+  std::int64_t first = 0;
+  std::int64_t last = 0;
+  std::int64_t duration = 0;  // from the one to the other
   bool ended = false;
 };
 

@@ -2,11 +2,44 @@
 
 #include <fmt/format.h>
 
+#include <charconv>
 #include <cstddef>
 #include <iterator>
+#include <system_error>
 
 namespace vantor::tools {
 namespace {
+
+constexpr std::int64_t kSecond = 10000000;
+
+bool IsDigit(char letter) { return letter >= '0' && letter <= '9'; }
+
+// One or more digits and nothing else.
+std::optional<std::int64_t> Digits(std::string_view text) {
+  std::int64_t value = 0;
+  if (text.empty() || !IsDigit(text.front())) {
+    return std::nullopt;
+  }
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (error != std::errc() || end != text.data() + text.size()) {
+    return std::nullopt;
+  }
+  return value;
+}
+
+// The digits behind the point, in 100 ns.
+std::optional<std::int64_t> Fraction(std::string_view digits) {
+  std::int64_t value = 0;
+  std::int64_t unit = kSecond;
+  for (const char digit : digits) {
+    if (!IsDigit(digit)) {
+      return std::nullopt;
+    }
+    unit /= 10;
+    value += (digit - '0') * unit;
+  }
+  return digits.empty() ? std::nullopt : std::optional(value);
+}
 
 std::string Scaled(double value, double step, const char* const* units, std::size_t count) {
   std::size_t unit = 0;
@@ -26,6 +59,35 @@ std::string TimeText(std::int64_t hundred_nanoseconds) {
   const std::uint64_t milliseconds = whole / 10000;
   return fmt::format("{}{}:{:02}:{:02}.{:03}", negative ? "-" : "", milliseconds / 3600000, milliseconds / 60000 % 60,
                      milliseconds / 1000 % 60, milliseconds % 1000);
+}
+
+std::optional<std::int64_t> ParseTime(std::string_view text) {
+  std::int64_t fraction = 0;
+  if (const std::size_t point = text.find('.'); point != std::string_view::npos) {
+    const std::optional<std::int64_t> read = Fraction(text.substr(point + 1));
+    if (!read) {
+      return std::nullopt;
+    }
+    fraction = *read;
+    text = text.substr(0, point);
+  }
+  std::int64_t seconds = 0;
+  for (int fields = 1;; ++fields) {
+    const std::size_t colon = text.find(':');
+    const std::optional<std::int64_t> field = Digits(text.substr(0, colon));
+    if (!field || (fields > 1 && *field >= 60) || fields > 3 || seconds > (INT64_MAX - *field) / 60) {
+      return std::nullopt;
+    }
+    seconds = seconds * 60 + *field;
+    if (colon == std::string_view::npos) {
+      break;
+    }
+    text.remove_prefix(colon + 1);
+  }
+  if (seconds > (INT64_MAX - fraction) / kSecond) {
+    return std::nullopt;
+  }
+  return seconds * kSecond + fraction;
 }
 
 std::string SizeText(std::uint64_t bytes) {

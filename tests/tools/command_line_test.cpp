@@ -83,6 +83,25 @@ TEST(CommandLine, RefusesRatesThatAreNotAboveZero) {
   ExpectWrongUse({"samples", "a.mkv", "--rate", "fast"}, "rate");
 }
 
+TEST(CommandLine, TakesThePartToPlay) {
+  const Options both = *Parse({"play", "--from", "90", "--to", "00:01:30.5", "a.mkv"}).options;
+  EXPECT_EQ(both.from, 900000000);
+  EXPECT_EQ(both.to, 905000000);
+  EXPECT_EQ(Parse({"play", "a.mkv", "--from=1:30"}).options->from, 900000000);
+  EXPECT_FALSE(Parse({"play", "a.mkv", "--from=1:30"}).options->to);
+  EXPECT_FALSE(Parse({"play", "a.mkv", "--to", "2"}).options->from);
+  EXPECT_EQ(Parse({"play", "a.mkv", "--from", "2", "--to", "2"}).options->to, 20000000);
+}
+
+TEST(CommandLine, RefusesPartsThatAreNone) {
+  ExpectWrongUse({"play", "a.mkv", "--from", "soon"},
+                 "--from wants a time such as 90, 1:30 or 00:01:30.5, not \"soon\"");
+  ExpectWrongUse({"play", "a.mkv", "--to", "1:75"}, "--to wants a time");
+  ExpectWrongUse({"play", "a.mkv", "--from", "2", "--to", "1.9"}, "--to lies before --from");
+  ExpectWrongUse({"info", "a.mkv", "--from", "2"}, "--from");
+  ExpectWrongUse({"samples", "a.mkv", "--to", "2"}, "--to");
+}
+
 TEST(CommandLine, RefusesWhatItDoesNotKnow) {
   ExpectWrongUse({}, "a command is wanted");
   ExpectWrongUse({"--bogus", "info", "a.mkv"}, "--bogus");

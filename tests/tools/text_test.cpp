@@ -24,6 +24,44 @@ TEST(TimeTextTest, TimesBelowZeroHaveASign) {
   EXPECT_EQ(TimeText(INT64_MIN).front(), '-');
 }
 
+TEST(ParseTimeTest, ReadsSecondsMinutesAndHours) {
+  EXPECT_EQ(ParseTime("0"), 0);
+  EXPECT_EQ(ParseTime("90"), 900000000);
+  EXPECT_EQ(ParseTime("1:30"), 900000000);
+  EXPECT_EQ(ParseTime("00:01:30.5"), 905000000);
+  EXPECT_EQ(ParseTime("1:02:03.456"), 37234560000);
+  EXPECT_EQ(ParseTime("100:00:00"), 3600000LL * 10000 * 100);
+  EXPECT_EQ(ParseTime("90:00"), 90LL * 60 * 10000000) << "the first field may be of any size";
+}
+
+TEST(ParseTimeTest, FractionsGoToTheSeventhDigit) {
+  EXPECT_EQ(ParseTime("0.0000001"), 1);
+  EXPECT_EQ(ParseTime("0.00000019"), 1);
+  EXPECT_EQ(ParseTime("1.25"), 12500000);
+}
+
+TEST(ParseTimeTest, RefusesWhatIsNoTime) {
+  for (const char* text :
+       {"",   ".",  "1.", ".5", ":",     "1:",     ":30", "1::2", "1:60", "1:2:60", "1:60:00", "1:2:3:4",
+        "-1", "+1", " 1", "1 ", "1.5.5", "1.5:30", "1,5", "1m",   "0x10", "1:-2",   "1e3"}) {
+    EXPECT_FALSE(ParseTime(text)) << '"' << text << '"';
+  }
+}
+
+TEST(ParseTimeTest, ReadsUpToTheLastPositionThereIs) {
+  EXPECT_EQ(ParseTime("922337203685.4775807"), INT64_MAX);
+  EXPECT_FALSE(ParseTime("922337203685.4775808"));
+  EXPECT_FALSE(ParseTime("922337203686"));
+  EXPECT_FALSE(ParseTime("9223372036854775808"));
+  EXPECT_FALSE(ParseTime("9223372036854775807:59:59"));
+}
+
+TEST(ParseTimeTest, ReadsWhatIsShown) {
+  for (const std::int64_t time : {0LL, 10000LL, 905000000LL, 37234560000LL}) {
+    EXPECT_EQ(ParseTime(TimeText(time)), time);
+  }
+}
+
 TEST(TimeTextTest, SizesAndRatesGoUpTheUnits) {
   EXPECT_EQ(SizeText(0), "0 B");
   EXPECT_EQ(SizeText(1023), "1023 B");

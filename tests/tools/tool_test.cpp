@@ -3,15 +3,19 @@
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
+#include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "host/fake_splitter.h"
+#include "tools/time_text.h"
 
 namespace vantor::tools {
 namespace {
@@ -249,6 +253,55 @@ TEST_F(Tool, PlaysToTheEndAndSumsUp) {
   EXPECT_THAT(outcome.out, HasSubstr("Key frames"));
   EXPECT_THAT(outcome.out, HasSubstr("reached"));
   EXPECT_THAT(outcome.out, HasSubstr("times real time"));
+}
+
+// The table of `play`: the words of each line, by the pin's number.
+std::vector<std::string> TableRow(const std::string& table, const std::string& number) {
+  std::istringstream lines(table);
+  for (std::string line; std::getline(lines, line);) {
+    std::istringstream stream(line);
+    std::vector<std::string> words{std::istream_iterator<std::string>(stream), {}};
+    if (!words.empty() && words.front() == number) {
+      return words;
+    }
+  }
+  return {};
+}
+
+TEST_F(Tool, PlaysAPartAndShowsThePositionsReached) {
+  const std::string media = Media("avc_aac.mkv");
+  const Outcome outcome = Run("play --from 0:01.2 --to 1.5 " + media);
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.messages, "");
+  // The same part as a listing tells which key frames it begins and ends with.
+  const Outcome listing = Run("samples --seek 12000000:15000000 " + media);
+  for (const json& pin : listing.Lines("pin")) {
+    std::int64_t first = INT64_MAX;
+    std::int64_t last = 0;
+    for (const json& sample : listing.Lines("sample")) {
+      if (sample.at("pin") == pin.at("pin")) {
+        first = std::min(first, 12000000 + sample.at("start").get<std::int64_t>());
+        last = std::max(last, 12000000 + sample.at("stop").get<std::int64_t>());
+      }
+    }
+    EXPECT_LE(first, 12000000);
+    EXPECT_GE(last, 15000000);
+    EXPECT_THAT(TableRow(outcome.out, std::to_string(pin.at("pin").get<int>())),
+                testing::IsSupersetOf({TimeText(first), TimeText(last)}))
+        << outcome.out;
+  }
+}
+
+TEST_F(Tool, APartBehindTheEndIsSaidSo) {
+  const Outcome outcome = Run("play --from 1:00:00 " + Media("avc_aac.mkv"));
+  EXPECT_EQ(outcome.status, 0);
+  ExpectOneMessage(outcome, "warning: cannot seek to 1:00:00.000; playing from 0:00:02");
+}
+
+TEST_F(Tool, AFilterThatDoesNotSeekIsSaidSo) {
+  const Outcome outcome = RunToy("play --to 1", 'n', 1, 1);
+  EXPECT_EQ(outcome.status, 1);
+  ExpectOneMessage(outcome, "does not seek");
 }
 
 TEST_F(Tool, AnErrorEventIsListedAndEndsWithStatusOne) {
