@@ -90,6 +90,8 @@ STDMETHODIMP SinkPin::BeginFlush() {
 STDMETHODIMP SinkPin::EndFlush() {
   const HRESULT hr = CBaseInputPin::EndFlush();
   gate_.Open();
+  // An end that was under way when the flush began may have been reported after it.
+  Report(false);
   listener_->OnEndFlush();
   return hr;
 }

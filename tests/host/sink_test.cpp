@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <thread>
@@ -22,12 +23,18 @@ class Teller final : public SampleListener {
     told += "sample " + std::to_string(sample->GetActualDataLength()) + ";";
     return answer;
   }
-  void OnEndOfStream() noexcept override { told += "end;"; }
+  void OnEndOfStream() noexcept override {
+    told += "end;";
+    if (on_end) {
+      on_end();
+    }
+  }
   void OnBeginFlush() noexcept override { told += "flush;"; }
   void OnEndFlush() noexcept override { told += "flushed;"; }
 
   std::string told;
   HRESULT answer = S_OK;
+  std::function<void()> on_end;
 };
 
 // An output pin as far as a connection needs one.
@@ -176,7 +183,20 @@ TEST_F(SinkTest, ReportsTheEndAndANewStart) {
   sink_->InputPin()->EndOfStream();
   sink_->InputPin()->BeginFlush();
   sink_->InputPin()->EndFlush();
-  EXPECT_EQ(reports, "ended going ended going ");
+  EXPECT_EQ(reports, "ended going ended going going ");
+}
+
+TEST_F(SinkTest, AnEndThatAFlushOvertakesIsForgotten) {
+  sink_->InputPin()->Disconnect();
+  upstream_->GetPin(0)->Disconnect();
+  bool ended = false;
+  sink_->InputPin()->OnEnded([&](bool now) { ended = now; });
+  SetUp();
+  ASSERT_EQ(sink_->Pause(), S_OK);
+  teller_->on_end = [&] { sink_->InputPin()->BeginFlush(); };
+  EXPECT_EQ(sink_->InputPin()->EndOfStream(), S_OK);
+  sink_->InputPin()->EndFlush();
+  EXPECT_FALSE(ended);
 }
 
 TEST_F(SinkTest, AnEndWhileStoppedIsRefused) {
