@@ -31,12 +31,16 @@ std::vector<std::size_t> BlockStarts(const TrackPackets& track) {
   return starts;
 }
 
-std::vector<ExpectedSample> ExpectedSamples(const PacketList& list, const TrackPackets& track) {
-  const std::int64_t playing_stop = ExpectedDuration(list);
-  const std::int64_t origin = Units(list, list.first_cluster);
+// The samples of a track from its block with that index on. Those before the first key frame are left out, unless
+// headers went before them.
+std::vector<ExpectedSample> ExpectedSamples(const PacketList& list, const TrackPackets& track,
+                                            const ExpectedRange& range, std::size_t first_block, bool headers_first) {
+  const std::int64_t length = range.stop - range.start;
+  const std::int64_t origin = Units(list, list.first_cluster) + range.start;
   const std::vector<std::size_t> blocks = BlockStarts(track);
+  bool delivers = headers_first;
   std::vector<ExpectedSample> samples;
-  for (std::size_t block = 0; block + 1 < blocks.size(); ++block) {
+  for (std::size_t block = first_block; block + 1 < blocks.size(); ++block) {
     const std::size_t first = blocks[block];
     const std::size_t next = blocks[block + 1];
     const Packet& head = track.packets[first];
@@ -48,17 +52,21 @@ std::vector<ExpectedSample> ExpectedSamples(const PacketList& list, const TrackP
       stop = Units(list, Ticks(list, track, track.packets[next].pts)) - origin;
     }
     stop = std::max(stop, start + 1);
-    const std::int64_t length = std::max<std::int64_t>((stop - start) / static_cast<std::int64_t>(next - first), 1);
+    const std::int64_t duration = std::max<std::int64_t>((stop - start) / static_cast<std::int64_t>(next - first), 1);
     std::int64_t time = start;
     for (std::size_t index = first; index < next; ++index) {
       const Packet& packet = track.packets[index];
       const bool sync = index == first && packet.key;
-      samples.push_back(
-          {time, time + length, sync, samples.empty(), time < 0 || time > playing_stop, packet.size, packet.crc32});
-      if (sync && time >= playing_stop) {
+      const bool discontinuity = sync && !delivers;
+      delivers = delivers || sync;
+      if (delivers) {
+        const bool preroll = time < 0 || time > length;
+        samples.push_back({time, time + duration, sync, discontinuity, preroll, packet.size, packet.crc32});
+      }
+      if (sync && time >= length) {
         return samples;
       }
-      time += length;
+      time += duration;
     }
   }
   return samples;
@@ -93,25 +101,36 @@ std::int64_t ExpectedDuration(const PacketList& list) {
   return static_cast<std::int64_t>(static_cast<double>(list.tick) * ticks / 100);
 }
 
-std::vector<ExpectedPin> ExpectedPins(const PacketList& list) {
-  std::vector<const TrackPackets*> order;
-  for (const TrackPackets& track : list.tracks) {
-    if (Rank(track.codec) >= 0) {
-      order.push_back(&track);
+std::vector<ExpectedPin> ExpectedPins(const PacketList& list, const ExpectedRange& range) {
+  std::vector<std::size_t> order;
+  for (std::size_t index = 0; index < list.tracks.size(); ++index) {
+    if (Rank(list.tracks[index].codec) >= 0) {
+      order.push_back(index);
     }
   }
-  std::stable_sort(order.begin(), order.end(), [](const TrackPackets* left, const TrackPackets* right) {
-    return Rank(left->codec) < Rank(right->codec);
+  std::stable_sort(order.begin(), order.end(), [&](std::size_t left, std::size_t right) {
+    return Rank(list.tracks[left].codec) < Rank(list.tracks[right].codec);
   });
   std::vector<ExpectedPin> pins;
-  for (const TrackPackets* track : order) {
-    pins.push_back(
-        {track->codec, ExpectedSamples(list, *track), track->codec == "A_VORBIS" && list.first_cluster == 0});
-    if (pins.back().headers_first && !pins.back().samples.empty()) {
-      pins.back().samples.front().discontinuity = false;
-    }
+  for (const std::size_t index : order) {
+    const TrackPackets& track = list.tracks[index];
+    const bool headers_first = track.codec == "A_VORBIS" && list.first_cluster == 0;
+    const int first_block = range.first_blocks.empty() ? 0 : range.first_blocks.at(index);
+    pins.push_back({track.codec,
+                    ExpectedSamples(list, track, range, static_cast<std::size_t>(first_block), headers_first),
+                    headers_first});
   }
   return pins;
+}
+
+std::vector<ExpectedPin> ExpectedPins(const PacketList& list) {
+  return ExpectedPins(list, {0, ExpectedDuration(list), {}});
+}
+
+void PrintTo(const ExpectedSample& sample, std::ostream* out) {
+  *out << "[" << sample.start << ", " << sample.stop << ") " << sample.size << " bytes, crc " << std::hex
+       << sample.crc32 << std::dec << (sample.sync ? ", sync" : "") << (sample.discontinuity ? ", discontinuity" : "")
+       << (sample.preroll ? ", preroll" : "");
 }
 
 }  // namespace vantor::test

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cstdint>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -26,6 +27,8 @@ struct ExpectedSample {
   bool operator==(const ExpectedSample&) const = default;
 };
 
+void PrintTo(const ExpectedSample& sample, std::ostream* out);
+
 struct ExpectedPin {
   std::string codec;
   std::vector<ExpectedSample> samples;
@@ -36,7 +39,17 @@ struct ExpectedPin {
 // The presentation's duration, which is also where playing stops, in 100 ns.
 std::int64_t ExpectedDuration(const PacketList& list);
 
-// The pins in their order: pictures, sound but DTS, DTS, subtitles; codecs without a pin left out.
+// What is played: positions in 100 ns, and the first block of each track, in the order of the list, that is read.
+struct ExpectedRange {
+  std::int64_t start = 0;
+  std::int64_t stop = 0;
+  std::vector<int> first_blocks;  // empty: all from their first
+};
+
+// The pins in their order: pictures, sound but DTS, DTS, subtitles; codecs without a pin left out. Times are relative
+// to the start of the range.
+std::vector<ExpectedPin> ExpectedPins(const PacketList& list, const ExpectedRange& range);
+// The same for the whole file.
 std::vector<ExpectedPin> ExpectedPins(const PacketList& list);
 
 }  // namespace vantor::test

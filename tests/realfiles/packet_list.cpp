@@ -1,5 +1,7 @@
 #include "realfiles/packet_list.h"
 
+#include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
@@ -69,6 +71,19 @@ void ReadPacketLine(const std::string& line, PacketList& list) {
 }  // namespace
 
 std::string MediaPath(const std::string& name) { return std::string(VANTOR_TEST_MEDIA) + "/" + name; }
+
+std::vector<std::string> MediaNames() {
+  const std::string end = ".packets";
+  std::vector<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(VANTOR_TEST_MEDIA)) {
+    const std::string name = entry.path().filename().string();
+    if (name.size() > end.size() && name.compare(name.size() - end.size(), end.size(), end) == 0) {
+      names.push_back(name.substr(0, name.size() - end.size()));
+    }
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
 
 PacketList ReadPacketList(const std::string& media_name) {
   const std::string path = MediaPath(media_name) + ".packets";

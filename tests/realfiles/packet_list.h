@@ -42,6 +42,9 @@ struct PacketList {
 // The path of a file of the test media.
 std::string MediaPath(const std::string& name);
 
+// The names of the files, sorted.
+std::vector<std::string> MediaNames();
+
 // Throws std::runtime_error with the line that cannot be understood.
 PacketList ReadPacketList(const std::string& media_name);
 

@@ -4,8 +4,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <filesystem>
-#include <ostream>
 #include <string>
 #include <vector>
 
@@ -15,26 +13,7 @@
 
 namespace vantor::test {
 
-void PrintTo(const ExpectedSample& sample, std::ostream* out) {
-  *out << "[" << sample.start << ", " << sample.stop << ") " << sample.size << " bytes, crc " << std::hex
-       << sample.crc32 << std::dec << (sample.sync ? ", sync" : "") << (sample.discontinuity ? ", discontinuity" : "")
-       << (sample.preroll ? ", preroll" : "");
-}
-
 namespace {
-
-std::vector<std::string> MediaNames() {
-  const std::string end = ".packets";
-  std::vector<std::string> names;
-  for (const auto& entry : std::filesystem::directory_iterator(VANTOR_TEST_MEDIA)) {
-    const std::string name = entry.path().filename().string();
-    if (name.size() > end.size() && name.compare(name.size() - end.size(), end.size(), end) == 0) {
-      names.push_back(name.substr(0, name.size() - end.size()));
-    }
-  }
-  std::sort(names.begin(), names.end());
-  return names;
-}
 
 std::shared_ptr<ByteStore> Open(const std::string& name, StoreKind kind) {
   FileError error;
