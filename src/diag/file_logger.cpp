@@ -1,0 +1,162 @@
+#include "diag/file_logger.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+#include <filesystem>
+#include <map>
+#include <system_error>
+#include <utility>
+
+#include "platform/text.h"
+
+namespace vantor {
+namespace {
+
+using platform::AppendError;
+
+constexpr unsigned kFlushPeriod = 100;
+constexpr unsigned kLongestWait = 1000;
+constexpr unsigned kLockPoll = 100;
+constexpr unsigned kOpenPoll = 1;
+constexpr std::int32_t kFirstCapacity = 4096;
+constexpr int kLoggerNumber = 642;
+constexpr char kByteOrderMark[] = "\xEF\xBB\xBF";
+
+// What the shared words are for: the first counts the loggers that use them, the second is the lock.
+constexpr std::size_t kUsers = 0;
+constexpr std::size_t kLock = 1;
+
+std::atomic_ref<std::uint32_t> Word(platform::SharedWords& words, std::size_t index) {
+  return std::atomic_ref<std::uint32_t>(words[index]);
+}
+
+std::shared_ptr<platform::SharedWords> WordsOf(const WideString& path, std::uint32_t processId) {
+  CBuffer name;
+  FileLogger::FormatName(name, processId, path);
+  auto words = name.Length() > 0 ? platform::OpenSharedWords(reinterpret_cast<const char*>(name.Data())) : nullptr;
+  return words != nullptr ? words : std::make_shared<platform::SharedWords>();
+}
+
+// Whether the path names a folder, if need be a new one. Where files may not be made, folders sometimes may.
+bool IsFolder(const WideString& path) {
+  std::error_code error;
+  const std::filesystem::path folder(path);
+  return std::filesystem::is_directory(folder, error) || std::filesystem::create_directory(folder, error);
+}
+
+// The file of the same name inside the folder of that name.
+WideString InsideFolder(const WideString& path) {
+  const std::size_t separator = path.find_last_of(OLESTR("\\/"));
+  if (separator == WideString::npos) return path + OLESTR("/") + path;
+  return path + path.substr(separator);
+}
+
+}  // namespace
+
+std::shared_ptr<FileLogger> FileLogger::ForPath(const WideString& path, TraceSystem& system) {
+  static std::mutex mutex;
+  static std::map<WideString, std::weak_ptr<FileLogger>> loggers;
+  const std::lock_guard<std::mutex> lock(mutex);
+  std::weak_ptr<FileLogger>& entry = loggers[path];
+  std::shared_ptr<FileLogger> logger = entry.lock();
+  if (logger == nullptr) {
+    logger = std::make_shared<FileLogger>(path, system);
+    entry = logger;
+  }
+  return logger;
+}
+
+void FileLogger::FormatName(CBuffer& name, std::uint32_t processId, const WideString& path) {
+  WideString slashed = path;
+  std::replace(slashed.begin(), slashed.end(), static_cast<WCHAR>('\\'), static_cast<WCHAR>('/'));
+  name.Format("%08X.%d.%s", static_cast<unsigned>(processId), kLoggerNumber, WideToUtf8(slashed).c_str());
+}
+
+FileLogger::FileLogger(const WideString& path, TraceSystem& system)
+    : path_(path), system_(system), words_(WordsOf(path, system.ProcessId())) {
+  Word(*words_, kUsers).fetch_add(1);
+  timer_ = system_.StartTimer(kFlushPeriod, [this] { Flush(); });
+}
+
+FileLogger::~FileLogger() {
+  timer_.reset();
+  Flush();
+  Word(*words_, kUsers).fetch_sub(1);
+}
+
+void FileLogger::Append(const char* text) {
+  CollectLines(text);
+  if (timer_ == nullptr) Flush();
+}
+
+void FileLogger::CollectLines(const char* text) {
+  const std::lock_guard<std::mutex> lock(collecting_);
+  while (*text != 0) {
+    const std::size_t length = std::strcspn(text, "\r\n");
+    Collect(text, length);
+    text += length;
+    if (*text == 0) break;
+    Collect("\r\n", 2);
+    text += text[0] == '\r' && text[1] == '\n' ? 2 : 1;
+  }
+}
+
+// Grows by doubling: the buffer itself would be copied for every piece.
+void FileLogger::Collect(const char* bytes, std::size_t count) {
+  const auto length = static_cast<std::int32_t>(count);
+  if (collected_.Capacity() - collected_.Length() < length) {
+    const std::int32_t capacity = std::max(kFirstCapacity, collected_.Capacity());
+    if (capacity <= INT32_MAX - capacity) collected_.EnsureCapacity(std::max(2 * capacity, length));
+  }
+  collected_.Append(bytes, length);
+}
+
+void FileLogger::Flush() noexcept {
+  const bool locked = LockForWriting();
+  try {
+    CHeapBuffer text;
+    Swap(text);
+    if (locked && text.Length() > 0) Write(text);
+  } catch (...) {  // NOLINT(bugprone-empty-catch): the text is lost, and nobody is told
+  }
+  if (locked) UnlockForWriting();
+}
+
+void FileLogger::Swap(CHeapBuffer& text) {
+  const std::lock_guard<std::mutex> lock(collecting_);
+  text.Swap(&collected_);
+}
+
+bool FileLogger::LockForWriting() {
+  for (unsigned waited = 0; Word(*words_, kLock).exchange(1, std::memory_order_acquire) != 0; waited += kLockPoll) {
+    if (waited >= kLongestWait) return false;
+    system_.Sleep(kLockPoll);
+  }
+  return true;
+}
+
+void FileLogger::UnlockForWriting() { Word(*words_, kLock).store(0, std::memory_order_release); }
+
+void FileLogger::Write(const CBaseBuffer& text) {
+  const std::unique_ptr<platform::AppendFile> file = OpenFile();
+  if (file == nullptr) return;
+  if (file->Size() == 0) file->Append(kByteOrderMark, sizeof kByteOrderMark - 1);
+  file->Append(text.Data(), static_cast<std::size_t>(text.Length()));
+}
+
+std::unique_ptr<platform::AppendFile> FileLogger::OpenFile() {
+  const std::int64_t start = system_.Milliseconds();
+  AppendError error = AppendError::kOther;
+  auto file = system_.OpenFile(path_, error);
+  while (file == nullptr && error == AppendError::kBusy && system_.Milliseconds() - start < kLongestWait) {
+    system_.Sleep(kOpenPoll);
+    file = system_.OpenFile(path_, error);
+  }
+  if (file == nullptr && error == AppendError::kDenied && IsFolder(path_)) {
+    file = system_.OpenFile(InsideFolder(path_), error);
+  }
+  return file;
+}
+
+}  // namespace vantor

@@ -1,0 +1,56 @@
+// Collects the lines of one trace file and writes them out from time to time: a timer does, and the end of the logger.
+//
+//   FileLogger::ForPath(OLESTR("c:\\VantorTrace.txt"), system)->Append("text\n");
+//
+// The file is UTF-8 with a byte order mark, its lines end in carriage return and line feed, and it is opened and closed
+// for every write, so that several processes may share it. Nothing is ever reported: text that cannot be written within
+// a second is lost.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+
+#include "diag/byte_buffer.h"
+#include "diag/trace_system.h"
+#include "platform/shared_words.h"
+
+namespace vantor {
+
+class FileLogger {
+ public:
+  // The logger of that file: the same one for all who hold it at the time. It keeps the system of the first.
+  static std::shared_ptr<FileLogger> ForPath(const WideString& path, TraceSystem& system);
+
+  // What the logger of that path is known by in the whole process.
+  static void FormatName(CBuffer& name, std::uint32_t processId, const WideString& path);
+
+  FileLogger(const WideString& path, TraceSystem& system);
+  // Writes what is left.
+  ~FileLogger();
+  FileLogger(const FileLogger&) = delete;
+  FileLogger& operator=(const FileLogger&) = delete;
+
+  // Any thread may append.
+  void Append(const char* text);
+  // Writes what was collected. Any thread may.
+  void Flush() noexcept;
+
+ private:
+  void Swap(CHeapBuffer& text);
+  bool LockForWriting();
+  void UnlockForWriting();
+  void CollectLines(const char* text);
+  void Collect(const char* bytes, std::size_t count);
+  void Write(const CBaseBuffer& text);
+  std::unique_ptr<platform::AppendFile> OpenFile();
+
+  const WideString path_;
+  TraceSystem& system_;
+  std::shared_ptr<platform::SharedWords> words_;
+  std::mutex collecting_;
+  CHeapBuffer collected_;
+  TraceSystem::Timer timer_;
+};
+
+}  // namespace vantor

@@ -1,0 +1,42 @@
+#include "diag/trace.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdarg>
+
+#include "diag/trace_log.h"
+#include "platform/process.h"
+
+namespace vantor {
+namespace {
+
+TraceLog& ProcessLog() {
+  static TraceLog log(kTraceFlags, TracePath(), TraceSystem::Real());
+  return log;
+}
+
+}  // namespace
+
+WCHAR* TracePath() noexcept {
+  static std::array<WCHAR, kTracePathRoom> storage = [] {
+    std::array<WCHAR, kTracePathRoom> path = {};
+    std::ranges::copy(platform::TraceFilePath(), path.begin());
+    return path;
+  }();
+  return storage.data();
+}
+
+void Trace([[maybe_unused]] const char* format, ...) noexcept {
+  if constexpr ((kTraceFlags & kTraceFormatted) != 0) {
+    va_list arguments;
+    va_start(arguments, format);
+    ProcessLog().Trace(format, arguments);
+    va_end(arguments);
+  }
+}
+
+void TraceLine([[maybe_unused]] const char* text) noexcept {
+  if constexpr ((kTraceFlags & (kTraceToFile | kTraceToDebugger)) != 0) ProcessLog().TraceLine(text);
+}
+
+}  // namespace vantor

@@ -1,0 +1,85 @@
+#include "diag/trace_log.h"
+
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+#include <utility>
+
+namespace vantor {
+namespace {
+
+constexpr std::size_t kLineRoom = 2048;
+constexpr std::size_t kPrefixRoom = 50;
+constexpr std::int64_t kDay = 86400000;
+
+// The prefix as it is put together.
+class Prefix {
+ public:
+  void Add(const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    const int added = std::vsnprintf(text_ + length_, kPrefixRoom - length_, format, arguments);
+    va_end(arguments);
+    if (added < 0 || length_ + static_cast<std::size_t>(added) >= kPrefixRoom) std::abort();
+    length_ += static_cast<std::size_t>(added);
+  }
+
+  const char* Text() const { return text_; }
+
+ private:
+  char text_[kPrefixRoom] = "";
+  std::size_t length_ = 0;
+};
+
+void AddTime(Prefix& prefix, const TraceClock::Stamp& stamp) {
+  if (stamp.afterPause) prefix.Add("\n");
+  const std::int64_t seconds = stamp.milliseconds / 1000;
+  const auto millisecond = static_cast<int>(stamp.milliseconds % 1000);
+  const auto second = static_cast<int>(seconds % 60);
+  const auto minute = static_cast<int>(seconds / 60 % 60);
+  const auto hour = static_cast<int>(seconds / 3600 % 24);
+  if (stamp.milliseconds > kDay) prefix.Add("+%dd ", static_cast<int>(stamp.milliseconds / kDay));
+  prefix.Add("%02d:%02d:%02d.%03d: ", hour, minute, second, millisecond);
+}
+
+}  // namespace
+
+TraceLog::TraceLog(std::uint32_t flags, const WCHAR* path, TraceSystem& system)
+    : flags_(flags), path_(path), system_(system), clock_(system) {}
+
+void TraceLog::Trace(const char* format, va_list arguments) noexcept {
+  if ((flags_ & kTraceFormatted) == 0 || format == nullptr) return;
+  char text[kLineRoom];
+  if (std::vsnprintf(text, sizeof text, format, arguments) >= 0) TraceLine(text);
+}
+
+void TraceLog::TraceLine(const char* text) noexcept {
+  if ((flags_ & (kTraceToFile | kTraceToDebugger)) == 0 || text == nullptr) return;
+  try {
+    Prefix prefix;
+    if (*text == '\n') {
+      for (; *text == '\n'; ++text) prefix.Add("\r\n");
+      if ((flags_ & kTraceTime) != 0) AddTime(prefix, clock_.Next());
+      if ((flags_ & kTraceHandles) != 0) prefix.Add("%4d ", system_.HandleCount());
+      if ((flags_ & kTraceThread) != 0) prefix.Add("%08x: ", static_cast<unsigned>(system_.ThreadId()));
+    }
+    char line[kLineRoom];
+    std::snprintf(line, sizeof line, "%s%s", prefix.Text(), text);
+    if ((flags_ & kTraceToDebugger) != 0) system_.DebuggerOutput(line);
+    if ((flags_ & kTraceToFile) != 0) {
+      AppendToFile(line);
+    } else {
+      system_.Sleep(0);
+    }
+  } catch (...) {  // NOLINT(bugprone-empty-catch): tracing reports no error, and never changes what it traces
+  }
+}
+
+void TraceLog::AppendToFile(const char* line) {
+  std::shared_ptr<FileLogger> logger = FileLogger::ForPath(path_, system_);
+  logger->Append(line);
+  const std::lock_guard<std::mutex> lock(mutex_);
+  logger_.swap(logger);
+}
+
+}  // namespace vantor

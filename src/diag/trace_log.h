@@ -1,0 +1,39 @@
+// Trace lines: their prefixes and where they go, under the control of a word of flags (trace_flags.h).
+#pragma once
+
+#include <cstdarg>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+
+#include "diag/file_logger.h"
+#include "diag/trace_clock.h"
+#include "diag/trace_flags.h"
+#include "diag/trace_system.h"
+
+namespace vantor {
+
+class TraceLog {
+ public:
+  // The path, which must outlive the log, is read anew for every line.
+  TraceLog(std::uint32_t flags, const WCHAR* path, TraceSystem& system);
+
+  // Writes the printf-style text as TraceLine does, cut to 2,047 bytes. Nothing without kTraceFormatted.
+  void Trace(const char* format, va_list arguments) noexcept;
+
+  // Writes the text. Only one that begins with a line feed gets prefixes, behind its initial line feeds: a text without
+  // goes on in the line of the text before. A prefix that finds no room, by very many line feeds, ends the process.
+  void TraceLine(const char* text) noexcept;
+
+ private:
+  void AppendToFile(const char* line);
+
+  const std::uint32_t flags_;
+  const WCHAR* const path_;
+  TraceSystem& system_;
+  TraceClock clock_;
+  std::mutex mutex_;
+  std::shared_ptr<FileLogger> logger_;  // the one last written to, kept so that it can collect
+};
+
+}  // namespace vantor

@@ -1,0 +1,47 @@
+// A folder for the trace files of one test, named after it and removed with all that is in it.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+#include "platform/file_path.h"
+#include "platform/text.h"
+
+namespace vantor::test {
+
+class TraceFolder {
+ public:
+  TraceFolder() {
+    const auto* test = testing::UnitTest::GetInstance()->current_test_info();
+    path_ = std::filesystem::temp_directory_path() / (std::string("vantor_trace_") + test->name());
+    std::filesystem::remove_all(path_);
+    std::filesystem::create_directory(path_);
+  }
+  ~TraceFolder() {
+    std::error_code error;
+    std::filesystem::remove_all(path_, error);
+    EXPECT_FALSE(error) << error.message();
+  }
+  TraceFolder(const TraceFolder&) = delete;
+  TraceFolder& operator=(const TraceFolder&) = delete;
+
+  // The path of a file in it; the name is UTF-8.
+  WideString Path(const std::string& name) const { return Utf8ToWide(NarrowPath(name)); }
+  std::string NarrowPath(const std::string& name) const { return platform::FromPath(path_ / platform::ToPath(name)); }
+
+  bool IsEmpty() const { return std::filesystem::is_empty(path_); }
+
+  static std::string Content(const WideString& path) {
+    std::ifstream file(std::filesystem::path(path), std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  }
+
+ private:
+  std::filesystem::path path_;
+};
+
+}  // namespace vantor::test

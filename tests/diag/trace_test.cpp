@@ -1,0 +1,97 @@
+// The process's own trace log: in this process as the build has it, in processes started for the purpose with tracing
+// on.
+#include "diag/trace.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "diag/result_names.h"
+#include "diag/trace_folder.h"
+#include "support/child_process.h"
+
+namespace vantor::test {
+namespace {
+
+constexpr bool kTracing = (kTraceFlags & (kTraceFormatted | kTraceToFile | kTraceToDebugger)) != 0;
+
+const std::string kWriter = ProgramBeside("trace_writer");
+
+std::vector<std::string> Lines(const std::string& text) {
+  std::vector<std::string> lines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) {
+    EXPECT_TRUE(line.ends_with('\r') || stream.eof()) << line;
+    if (line.ends_with('\r')) line.pop_back();
+    lines.push_back(line);
+  }
+  return lines;
+}
+
+TEST(Trace, FileLiesInAFixedPlace) {
+  const std::string path = WideToUtf8(TracePath());
+  EXPECT_TRUE(path == "c:\\VantorTrace.txt" || path == "/tmp/VantorTrace.txt") << path;
+}
+
+TEST(Trace, AsShippedEvaluatesNoArgumentsAndWritesNothing) {
+  if (kTracing) GTEST_SKIP() << "built with tracing";
+  const TraceFolder folder;
+  const WideString usual = TracePath();
+  const WideString path = folder.Path("trace.txt");
+  ASSERT_LT(path.size(), kTracePathRoom);
+  std::copy_n(path.c_str(), path.size() + 1, TracePath());
+  int evaluated = 0;
+  VANTOR_TRACE("\n%d", ++evaluated);
+  Trace("\n%d", 1);
+  Trace(nullptr);
+  TraceLine("\nline");
+  EXPECT_EQ(evaluated, 0);
+  EXPECT_TRUE(folder.IsEmpty());
+  std::copy_n(usual.c_str(), usual.size() + 1, TracePath());
+}
+
+TEST(Trace, TracingProcessStampsItsLinesAndWritesThemAtItsEnd) {
+  const TraceFolder folder;
+  ChildProcess writer(kWriter, {"trace", folder.NarrowPath("trace.txt"), "tag", "20"});
+  ASSERT_EQ(writer.Wait(), 0);
+  const std::string content = TraceFolder::Content(folder.Path("trace.txt"));
+  ASSERT_TRUE(content.starts_with("\xEF\xBB\xBF\r\n")) << content;
+  std::vector<std::string> lines = Lines(content.substr(5));
+  lines.erase(std::remove(lines.begin(), lines.end(), ""), lines.end());  // between bursts
+  ASSERT_EQ(lines.size(), 20u);
+  for (int i = 0; i < 20; ++i) {
+    const std::regex line("\\d\\d:\\d\\d:\\d\\d\\.\\d\\d\\d: +\\d+ [0-9a-f]{8}: tag " + std::to_string(i) + " E_FAIL");
+    EXPECT_TRUE(std::regex_match(lines[static_cast<std::size_t>(i)], line)) << lines[static_cast<std::size_t>(i)];
+  }
+}
+
+TEST(Trace, ProcessesThatWriteAtOnceLoseNoLine) {
+  constexpr int kCount = 200;
+  const TraceFolder folder;
+  const std::string path = folder.NarrowPath("trace.txt");
+  {
+    ChildProcess one(kWriter, {"share", path, "one", std::to_string(kCount)});
+    ChildProcess two(kWriter, {"share", path, "two", std::to_string(kCount)});
+    EXPECT_EQ(one.Wait(), 0);
+    EXPECT_EQ(two.Wait(), 0);
+  }
+  const std::string content = TraceFolder::Content(folder.Path("trace.txt"));
+  ASSERT_TRUE(content.starts_with("\xEF\xBB\xBF")) << content.substr(0, 100);
+  EXPECT_EQ(content.find("\xEF\xBB\xBF", 3), std::string::npos);
+  int ones = 0;
+  int twos = 0;
+  for (const std::string& line : Lines(content.substr(3))) {
+    int& number = line.starts_with("one ") ? ones : twos;
+    EXPECT_EQ(line, (line.starts_with("one ") ? "one " : "two ") + std::to_string(number));
+    ++number;
+  }
+  EXPECT_EQ(ones, kCount);
+  EXPECT_EQ(twos, kCount);
+}
+
+}  // namespace
+}  // namespace vantor::test

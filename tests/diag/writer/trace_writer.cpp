@@ -1,0 +1,54 @@
+// A process that writes trace lines, for tests to start; built with tracing on.
+//
+//   trace_writer trace PATH TAG COUNT    by the process's trace log
+//   trace_writer share PATH TAG COUNT    by a logger that opens and closes the file for every line
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "diag/file_logger.h"
+#include "diag/result_names.h"
+#include "diag/trace.h"
+
+namespace vantor {
+namespace {
+
+// Waits for others as long as it takes.
+class PatientSystem final : public TraceSystem {
+ public:
+  std::int64_t Milliseconds() override { return 0; }
+  Timer StartTimer(unsigned, std::function<void()>) override { return std::make_shared<int>(); }
+};
+
+void WriteByTrace(const WideString& path, const char* tag, int count) {
+  std::memcpy(TracePath(), path.c_str(), (path.size() + 1) * sizeof(WCHAR));
+  for (int i = 0; i < count; ++i) VANTOR_TRACE("\n%s %d %s", tag, i, ResultName(E_FAIL));
+}
+
+void WriteByLogger(const WideString& path, const char* tag, int count) {
+  PatientSystem system;
+  FileLogger logger(path, system);
+  for (int i = 0; i < count; ++i) {
+    logger.Append((std::string(tag) + " " + std::to_string(i) + "\n").c_str());
+    logger.Flush();
+  }
+}
+
+}  // namespace
+}  // namespace vantor
+
+int main(int count, char** words) {
+  if (count != 5) return 2;
+  const std::string mode = words[1];
+  const vantor::WideString path = vantor::Utf8ToWide(words[2]);
+  const int lines = std::atoi(words[4]);
+  if (path.size() >= vantor::kTracePathRoom) return 2;
+  if (mode == "trace") {
+    vantor::WriteByTrace(path, words[3], lines);
+  } else if (mode == "share") {
+    vantor::WriteByLogger(path, words[3], lines);
+  } else {
+    return 2;
+  }
+  return 0;
+}
