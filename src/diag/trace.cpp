@@ -26,17 +26,16 @@ WCHAR* TracePath() noexcept {
   return storage.data();
 }
 
-void Trace([[maybe_unused]] const char* format, ...) noexcept {
-  if constexpr ((kTraceFlags & kTraceFormatted) != 0) {
-    va_list arguments;
-    va_start(arguments, format);
-    ProcessLog().Trace(format, arguments);
-    va_end(arguments);
-  }
+void Trace(const char* format, ...) noexcept {
+  if ((kTraceFlags & kTraceFormatted) == 0) return;
+  va_list arguments;
+  va_start(arguments, format);
+  ProcessLog().Trace(format, arguments);
+  va_end(arguments);
 }
 
-void TraceLine([[maybe_unused]] const char* text) noexcept {
-  if constexpr ((kTraceFlags & (kTraceToFile | kTraceToDebugger)) != 0) ProcessLog().TraceLine(text);
+void TraceLine(const char* text) noexcept {
+  if ((kTraceFlags & (kTraceToFile | kTraceToDebugger)) != 0) ProcessLog().TraceLine(text);
 }
 
 }  // namespace vantor
