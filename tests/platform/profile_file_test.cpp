@@ -47,6 +47,52 @@ TEST_F(ProfileFile, KeyOfTheSectionGivesItsValue) {
   EXPECT_EQ(Read("c", "x"), "");
 }
 
+TEST_F(ProfileFile, FirstOfSeveralSectionsOfANameCounts) {
+  Write("[a]\ny=1\n[a]\nx=2\ny=3\n");
+  EXPECT_EQ(Read("a", "y"), "1");
+  EXPECT_EQ(Read("a", "x"), "");
+}
+
+TEST_F(ProfileFile, TextBehindASectionsBracketIsSteppedOver) {
+  Write("[a] of the first\nx=1\n");
+  EXPECT_EQ(Read("a", "x"), "1");
+}
+
+TEST_F(ProfileFile, LettersOfEveryScriptAreComparedWithoutRegardToCase) {
+  std::string bytes("\xFF\xFE", 2);
+  for (const WCHAR letter : Utf8ToWide("[\xC3\x89T\xC3\x89 \xD0\x96]\r\nx=1\r\n")) {
+    bytes += static_cast<char>(letter & 0xFF);
+    bytes += static_cast<char>(letter >> 8);
+  }
+  Write(bytes);
+  EXPECT_EQ(Read("\xC3\xA9t\xC3\xA9 \xD0\xB6", "X"), "1");
+}
+
+TEST_F(ProfileFile, RelativePathsCountFromTheCurrentFolder) {
+  const std::filesystem::path before = std::filesystem::current_path();
+  Write("[a]\nx=1\n");
+  std::filesystem::current_path(path_.parent_path());
+  const WideString value = platform::ReadProfileString(path_.filename().string<WCHAR>(), OLESTR("a"), OLESTR("x"), 9);
+  std::filesystem::current_path(before);
+  EXPECT_EQ(WideToUtf8(value), "1");
+}
+
+TEST_F(ProfileFile, OwnReaderTakesCarriageReturnsAloneAndBracketsThatAreNotClosed) {
+  if (!kOwnReader) GTEST_SKIP() << "the system's own reader decides";
+  Write("[a]\rx=1\r[b]\rx=2\r");
+  EXPECT_EQ(Read("b", "x"), "2");
+  Write("[a]\n[y=5\nx=1\n");
+  EXPECT_EQ(Read("a", "x"), "1");
+  EXPECT_EQ(Read("a", "[y"), "5");
+}
+
+TEST_F(ProfileFile, OwnReaderLeavesFilesThatAreNoProfilesForTheirSize) {
+  if (!kOwnReader) GTEST_SKIP() << "the system's own reader decides";
+  Write("[a]\nx=1\n");
+  std::filesystem::resize_file(path_, (std::uintmax_t{16} << 20) + 1);
+  EXPECT_EQ(Read("a", "x"), "");
+}
+
 TEST_F(ProfileFile, MissingFileHasNoValues) { EXPECT_EQ(Read("a", "x"), ""); }
 
 TEST_F(ProfileFile, FolderInPlaceOfAFileHasNoValues) {

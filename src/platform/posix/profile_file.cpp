@@ -2,6 +2,8 @@
 // UTF-8 or else one character a byte.
 #include "platform/profile_file.h"
 
+#include <locale.h>
+
 #include <algorithm>
 #include <cstdint>
 #include <cwctype>
@@ -66,17 +68,24 @@ WideStringView Unquote(WideStringView text) {
   return quoted ? text.substr(1, text.size() - 2) : text;
 }
 
+// Small letters of every script, whatever the program's locale: where the system lacks the one asked for, of ASCII.
+std::wint_t SmallLetter(WCHAR letter) {
+  static const locale_t everywhere = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+  const auto wide = static_cast<std::wint_t>(letter);
+  if (everywhere != nullptr) return towlower_l(wide, everywhere);
+  return wide >= 'A' && wide <= 'Z' ? wide - 'A' + 'a' : wide;
+}
+
 bool SameName(WideStringView left, WideStringView right) {
-  return std::equal(left.begin(), left.end(), right.begin(), right.end(), [](WCHAR a, WCHAR b) {
-    return a == b || std::towlower(static_cast<std::wint_t>(a)) == std::towlower(static_cast<std::wint_t>(b));
-  });
+  return std::equal(left.begin(), left.end(), right.begin(), right.end(),
+                    [](WCHAR a, WCHAR b) { return a == b || SmallLetter(a) == SmallLetter(b); });
 }
 
 // Calls `visit` with every trimmed line until it returns true.
 template <typename Visitor>
 void ForEachLine(WideStringView text, Visitor visit) {
   while (!text.empty()) {
-    const std::size_t end = text.find(OLESTR('\n'));
+    const std::size_t end = text.find_first_of(OLESTR("\r\n"));
     if (visit(Trim(text.substr(0, end))) || end == WideStringView::npos) return;
     text.remove_prefix(end + 1);
   }
@@ -87,10 +96,9 @@ WideStringView FindValue(WideStringView text, WideStringView section, WideString
   bool inside = false;
   ForEachLine(text, [&](WideStringView line) {
     if (line.empty() || line.front() == ';') return false;
-    if (line.front() == '[') {
+    if (const std::size_t end = line.rfind(OLESTR(']')); line.front() == '[' && end != WideStringView::npos) {
       if (inside) return true;  // only the first section of a name counts
-      const std::size_t end = line.rfind(OLESTR(']'));
-      inside = end != WideStringView::npos && SameName(Trim(line.substr(1, end - 1)), section);
+      inside = SameName(Trim(line.substr(1, end - 1)), section);
       return false;
     }
     const std::size_t equals = line.find(OLESTR('='));

@@ -1,6 +1,8 @@
 #include "platform/profile_file.h"
 
+#include <filesystem>
 #include <limits>
+#include <system_error>
 #include <vector>
 
 namespace vantor::platform {
@@ -8,9 +10,13 @@ namespace vantor::platform {
 WideString ReadProfileString(const WideString& path, const WideString& section, const WideString& key,
                              std::size_t capacity) {
   if (capacity == 0 || capacity > std::numeric_limits<DWORD>::max()) return {};
+  // The system would look for a bare name in its own folder.
+  std::error_code error;
+  const std::filesystem::path file = std::filesystem::absolute(path, error);
+  if (error) return {};
   std::vector<WCHAR> buffer(capacity);
   const DWORD length = GetPrivateProfileStringW(section.c_str(), key.c_str(), L"", buffer.data(),
-                                                static_cast<DWORD>(capacity), path.c_str());
+                                                static_cast<DWORD>(capacity), file.c_str());
   return WideString(buffer.data(), length);
 }
 
