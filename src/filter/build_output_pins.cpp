@@ -31,15 +31,25 @@ bool HasFrameTime(const CMediaType& type) {
 }  // namespace
 
 struct CVXMkvDmx::BuildContext {
+  BuildContext(CMkvFileRoot& file, IPin* upstreamPin)
+      : root(file), upstream(upstreamPin), firstCluster(FindFirstCluster(file)), probed(file) {
+    // Many tracks may each be searched for a first frame that none of them has.
+    probed.allowance = file.AllowanceOf(kTimesForProbing, kSlackForProbing);
+  }
+
+  static constexpr std::uint64_t kTimesForProbing = 4;
+  static constexpr std::uint64_t kSlackForProbing = std::uint64_t{1} << 20;
+
   CMkvFileRoot& root;
   IPin* upstream;
   FirstCluster firstCluster;
+  CMkvFileClone probed;
 };
 
 HRESULT CVXMkvDmx::BuildOutputPins(CMkvFileRoot& root, IPin* upstream) {
   CAutoLock lock(&filterLock_);
   RemoveOutputPins();
-  BuildContext context{root, upstream, FindFirstCluster(root)};
+  BuildContext context(root, upstream);
 
   const auto type = [](const MkvTrackEntry& track) { return track.TrackType.value; };
   HRESULT result = BuildPins(context, kVideoPin, [&](const auto& t) { return type(t) == MkvTrackEntry::kTypeVideo; });
@@ -91,7 +101,7 @@ HRESULT CVXMkvDmx::BuildMediaType(BuildContext& context, PinKind kind, MkvTrackE
     return BuildSubtitleMediaType(track, type);
   }
   AvcConfigSources sources;
-  sources.file = &context.root;
+  sources.file = &context.probed;
   sources.streamDescription = [&](const MkvTrackEntry& entry, Bytes& codecPrivate) {
     return ReadStreamDescription(context.upstream, entry, codecPrivate);
   };

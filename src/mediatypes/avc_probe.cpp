@@ -11,9 +11,9 @@ namespace {
 
 bool ReadBlockOfTrack(const MkvElement& element, std::uint64_t track, MkvBlock& block) {
   block.Reset();
-  if (element.id.value == ids::kBlockGroup) return block.ReadGroupOfTrack(element, track) == S_OK;
+  if (element.id.value == ids::kBlockGroup) return block.ReadGroupOfTrack(element, track, 1) == S_OK;
   block.ReadHeader(element);
-  return block.trackNumber.present && block.trackNumber.value == track && block.ReadFrames(element) == S_OK;
+  return block.trackNumber.present && block.trackNumber.value == track && block.ReadFrames(element, 1) == S_OK;
 }
 
 bool FindFirstBlock(CMkvFile& file, std::uint64_t track, MkvBlock& block) {
@@ -34,8 +34,11 @@ bool FindFirstBlock(CMkvFile& file, std::uint64_t track, MkvBlock& block) {
 
 bool ProbeAvcConfig(CMkvFile& file, const MkvTrackEntry& track, Bytes& codecPrivate) {
   CMkvFileClone clone(file);
+  clone.allowance = file.allowance;
   MkvBlock block;
-  if (!FindFirstBlock(clone, track.TrackNumber.value, block)) return false;
+  const bool isFound = FindFirstBlock(clone, track.TrackNumber.value, block);
+  file.allowance = clone.allowance;
+  if (!isFound) return false;
 
   FrameBytes& frame = block.frames[0];
   ApplyContentEncodings(track, frame, MkvContentEncoding::kScopeFrames);

@@ -8,7 +8,7 @@ namespace vantor {
 
 // Reads the file's clusters, through a clone, up to the track's first block, and replaces `codecPrivate` by the record
 // that the block's first frame yields. False, with `codecPrivate` unchanged, when there is no such block or the frame
-// yields none.
+// yields none. What is read counts against the file's allowance.
 bool ProbeAvcConfig(CMkvFile& file, const MkvTrackEntry& track, Bytes& codecPrivate);
 
 }  // namespace vantor

@@ -27,8 +27,8 @@ struct TrackMediaType {
 };
 
 // Where an AVC track without CodecPrivate may find its configuration, in this order: its own first frame in `file`
-// (read through a clone; null: not tried), then `streamDescription`, which fills the record and tells whether it did
-// (empty: not tried).
+// (read through a clone that shares its allowance; null: not tried), then `streamDescription`, which fills the record
+// and tells whether it did (empty: not tried).
 struct AvcConfigSources {
   CMkvFile* file = nullptr;
   std::function<bool(const MkvTrackEntry& track, Bytes& codecPrivate)> streamDescription;

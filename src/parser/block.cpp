@@ -13,7 +13,7 @@ namespace {
 // Reads the frame at the cursor: as much of it as the source holds, nothing when the read fails.
 void ReadFrame(CMkvFile& file, std::uint64_t size, FrameList& frames) {
   const std::uint64_t there = std::min(size, file.Remaining());
-  if (there > MkvBlock::kLargestFrame) return frames.AppendLost();
+  if (!frames.Take(there, MkvBlock::kLargestFrame)) return frames.AppendLost();
   FrameBytes& frame = frames.Append();
   if (there == 0) return;
   frame.resize(static_cast<std::size_t>(there));
@@ -50,12 +50,12 @@ void MkvBlock::ReadHeader(const MkvElement& element) {
   flags.Read(element);
 }
 
-HRESULT MkvBlock::ReadFrames(const MkvElement& element) {
+HRESULT MkvBlock::ReadFrames(const MkvElement& element, std::size_t most) {
   LaceSizes sizes;
   if (const HRESULT result = ReadLaceSizes(element, flags.value, sizes); result != S_OK) return result;
   CMkvFile& file = *element.file;
   std::uint64_t next = file.position;
-  for (std::size_t i = 0; i < sizes.count; ++i) {
+  for (std::size_t i = 0; i < std::min(sizes.count, most); ++i) {
     file.position = next;
     ReadFrame(file, sizes.size[i], frames);
     next += sizes.size[i];
@@ -82,21 +82,26 @@ HRESULT MkvBlock::WalkGroup(const MkvElement& group, const ReadBlock& readBlock)
 }
 
 HRESULT MkvBlock::ReadGroup(const MkvElement& element, bool wantFrames) {
+  return ReadEveryBlock(element, wantFrames, kEveryFrame);
+}
+
+HRESULT MkvBlock::ReadEveryBlock(const MkvElement& group, bool wantFrames, std::size_t most) {
   bool isDamaged = false;
-  const HRESULT result = WalkGroup(element, [&](const MkvElement& child) {
-    if (FAILED(Read(child, wantFrames))) isDamaged = true;
+  const HRESULT result = WalkGroup(group, [&](const MkvElement& child) {
+    ReadHeader(child);
+    if (wantFrames && FAILED(ReadFrames(child, most))) isDamaged = true;
   });
   return isDamaged ? E_FAIL : result;
 }
 
-HRESULT MkvBlock::ReadGroupOfTrack(const MkvElement& element, std::uint64_t track) {
+HRESULT MkvBlock::ReadGroupOfTrack(const MkvElement& element, std::uint64_t track, std::size_t most) {
   bool isDamaged = false;
   bool isSkipped = false;
   const HRESULT result = WalkGroup(element, [&](const MkvElement& child) {
     ReadHeader(child);
     if (trackNumber.value != track) {
       isSkipped = true;
-    } else if (FAILED(ReadFrames(child))) {
+    } else if (FAILED(ReadFrames(child, most))) {
       isDamaged = true;
     }
   });
@@ -104,9 +109,9 @@ HRESULT MkvBlock::ReadGroupOfTrack(const MkvElement& element, std::uint64_t trac
     frames.Clear();
     return result;
   }
-  if (!isSkipped) return isDamaged ? E_FAIL : result;
+  if (!isSkipped || result == E_ABORT) return isDamaged ? E_FAIL : result;
   Reset();
-  return ReadGroup(element, true);
+  return ReadEveryBlock(element, true, most);
 }
 
 MkvElement FirstBlock(const MkvElement& cluster) {
@@ -123,7 +128,12 @@ bool NextBlock(MkvElement& block) {
 }
 
 bool ReadClusterTimecode(const MkvElement& cluster, std::int64_t& ticks) {
-  const MkvElement timecode = cluster.FirstChild(ids::kTimecode);
+  constexpr std::uint32_t kWalkStep = 4096;
+  MkvElement timecode = cluster.FirstChild();
+  for (std::uint32_t walked = 1; timecode && timecode.id.value != ids::kTimecode; ++walked) {
+    if (walked % kWalkStep == 0 && cluster.file->interrupted && cluster.file->interrupted()) return false;
+    timecode.MoveNext();
+  }
   if (!timecode) return false;
   CMkvUInt value;
   if (value.Read(timecode) != S_OK) return false;

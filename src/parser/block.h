@@ -3,6 +3,7 @@
 //   for (MkvElement block = FirstBlock(cluster); block; ) { ...; if (!NextBlock(block)) break; }
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <list>
 #include <vector>
@@ -14,8 +15,9 @@
 namespace vantor {
 
 struct MkvBlock {
-  // A frame larger than this is not read but counted as lost, bytes.
+  // A frame that would make the record hold more than this is not read but counted as lost, bytes.
   static constexpr std::uint64_t kLargestFrame = std::uint64_t{256} << 20;
+  static constexpr std::size_t kEveryFrame = SIZE_MAX;
 
   CMkvLength trackNumber;
   CMkvInt timecode;  // relative to the cluster's, TimecodeScale ticks
@@ -34,25 +36,27 @@ struct MkvBlock {
   // Reads the header of a Block or SimpleBlock: track number, time, flags. The cursor stays behind the flags.
   void ReadHeader(const MkvElement& element);
 
-  // Reads the frames of the Block or SimpleBlock whose header was just read (the cursor is behind it), one read per
-  // frame, and appends them. E_FAIL for damaged lacing, with nothing appended. A frame cut off by the end of the
-  // source keeps the bytes that were there.
-  HRESULT ReadFrames(const MkvElement& element);
+  // Reads the frames of the Block or SimpleBlock whose header was just read (the cursor is behind it), or the first
+  // `most` of them, one read per frame, and appends them. E_FAIL for damaged lacing, with nothing appended. A frame cut
+  // off by the end of the source keeps the bytes that were there.
+  HRESULT ReadFrames(const MkvElement& element, std::size_t most = kEveryFrame);
 
   // Header, and frames when wanted, of a Block or SimpleBlock.
   HRESULT Read(const MkvElement& element, bool wantFrames);
 
   // Reads a BlockGroup's children. S_OK; S_FALSE when it has none; E_POINTER for an empty element; E_FAIL when its
-  // Block is damaged.
+  // Block is damaged; E_ABORT when the file's `interrupted` ended it.
   HRESULT ReadGroup(const MkvElement& element, bool wantFrames);
 
-  // ReadGroup with frames if, and only if, the group's block belongs to the track; then S_OK. In one walk.
-  HRESULT ReadGroupOfTrack(const MkvElement& element, std::uint64_t track);
+  // ReadGroup with frames, or the first `most` of them, if, and only if, the group's block belongs to the track; then
+  // S_OK. In one walk.
+  HRESULT ReadGroupOfTrack(const MkvElement& element, std::uint64_t track, std::size_t most = kEveryFrame);
 
   // A block is a key frame when it refers to no other.
   bool IsKeyFrame() const { return !ReferenceBlock.present; }
 
  private:
+  HRESULT ReadEveryBlock(const MkvElement& group, bool wantFrames, std::size_t most);
   template <typename ReadBlock>
   HRESULT WalkGroup(const MkvElement& group, const ReadBlock& readBlock);
 };
@@ -62,7 +66,8 @@ MkvElement FirstBlock(const MkvElement& cluster);
 // Moves on to the next one; false at the end of the Cluster.
 bool NextBlock(MkvElement& block);
 
-// The Cluster's time: its first Timecode child, in ticks. False when it has none or it cannot be read.
+// The Cluster's time: its first Timecode child, in ticks. False when it has none, it cannot be read, or the file's
+// `interrupted` ended the search.
 bool ReadClusterTimecode(const MkvElement& cluster, std::int64_t& ticks);
 
 // Appends the BlockGroup's record to the list when it can be read.

@@ -34,6 +34,10 @@ HRESULT CMkvFileReader::Read(void* buffer, std::uint64_t size) {
   }
 }
 
+std::uint64_t CMkvFileReader::AllowanceOf(std::uint64_t times, std::uint64_t slack) const {
+  return std::min(length, (~std::uint64_t{0} - slack) / times) * times + slack;
+}
+
 CMkvFileClone::CMkvFileClone(CMkvFile& root) : CMkvFile(root.reader), source_(&root) {
   position = root.position;
   length = root.length;

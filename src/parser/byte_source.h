@@ -35,7 +35,9 @@ class CMkvFileReader {
   // Bytes that may still be read; a larger Read fails with E_FAIL and reads nothing. Opening limits itself with it, so
   // that elements which claim each other's bytes cannot make its work grow beyond the file's length.
   std::uint64_t allowance = ~std::uint64_t{0};
-  // Asked from time to time during a scan that may take long; true makes it give up. May be empty.
+  // An allowance of so many times the file's length and the slack, bytes.
+  std::uint64_t AllowanceOf(std::uint64_t times, std::uint64_t slack) const;
+  // Asked from time to time during a scan or a walk that may take long; true makes it give up. May be empty.
   std::function<bool()> interrupted;
 };
 

@@ -64,7 +64,7 @@ class ElementField {
 };
 
 // Walks the element's children and reads those in the table. S_OK; S_FALSE when it has no child; E_POINTER for an empty
-// element.
+// element; E_ABORT when the file's `interrupted` ended the walk.
 HRESULT ReadChildren(const MkvElement& master, std::initializer_list<ElementField> table);
 
 }  // namespace vantor

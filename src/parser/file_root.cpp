@@ -1,6 +1,5 @@
 #include "parser/file_root.h"
 
-#include <algorithm>
 #include <cstring>
 
 #include "parser/block.h"
@@ -13,6 +12,9 @@ namespace vantor {
 namespace {
 
 constexpr std::uint64_t kNewestReadVersion = 2;
+// What reading the records may take: several times what an undamaged file needs.
+constexpr std::uint64_t kTimesForOpening = 8;
+constexpr std::uint64_t kSlackForOpening = 65536;
 
 void ReadEbmlHeader(const MkvElement& element, MkvEbmlHeader& header) {
   ReadChildren(element, {
@@ -24,13 +26,6 @@ void ReadEbmlHeader(const MkvElement& element, MkvEbmlHeader& header) {
                             {0x4287, header.DocTypeVersion},
                             {0x4285, header.DocTypeReadVersion},
                         });
-}
-
-// Bytes that reading the records of a file of that length may take: several times what an undamaged file needs.
-std::uint64_t WorkFor(std::uint64_t length) {
-  constexpr std::uint64_t kReadsPerByte = 8;
-  constexpr std::uint64_t kSlack = 65536;
-  return std::min(length, (~std::uint64_t{0} - kSlack) / kReadsPerByte) * kReadsPerByte + kSlack;
 }
 
 bool IsReadable(const MkvEbmlHeader& header) {
@@ -48,7 +43,7 @@ HRESULT CMkvFileRoot::Open() {
   if (std::memcmp(magic, "\x1A\x45\xDF\xA3", sizeof magic) != 0) return E_FAIL;
 
   const std::uint64_t unlimited = allowance;
-  allowance = WorkFor(length);
+  allowance = AllowanceOf(kTimesForOpening, kSlackForOpening);
   const HRESULT result = ReadRecords();
   allowance = unlimited;
   if (result != S_OK) return result;

@@ -58,8 +58,17 @@ class FrameList {
     lost_[count_ - 1] = true;
   }
   bool IsLost(std::size_t index) const { return lost_[index]; }
+  // Whether a frame of that size still fits when all of them are to stay within `most` bytes; if so, it counts.
+  bool Take(std::uint64_t size, std::uint64_t most) {
+    if (taken_ > most || size > most - taken_) return false;
+    taken_ += size;
+    return true;
+  }
   // Forgets the frames and keeps their memory.
-  void Clear() { count_ = 0; }
+  void Clear() {
+    count_ = 0;
+    taken_ = 0;
+  }
   // Bytes held in buffers, used or not.
   std::size_t Capacity() const {
     std::size_t total = 0;
@@ -71,6 +80,7 @@ class FrameList {
   std::vector<FrameBytes> buffers_;
   std::vector<bool> lost_;  // as long as buffers_
   std::size_t count_ = 0;
+  std::uint64_t taken_ = 0;
 };
 
 }  // namespace vantor

@@ -14,6 +14,7 @@ namespace {
 // How many times its length a run, and a seek, may read of the file.
 constexpr std::uint64_t kTimesForPlaying = 64;
 constexpr std::uint64_t kTimesForSeeking = 4;
+constexpr std::uint64_t kSlack = std::uint64_t{1} << 20;
 constexpr std::uint8_t kKeyFrameFlag = 0x80;
 // Frame memory that a recycled record may keep, bytes.
 constexpr std::size_t kLargestRecycled = std::size_t{16} << 20;
@@ -58,15 +59,18 @@ bool BlockCursor::Step() {
   if (!element_) {
     const MkvElement before = cluster_;
     if (!cluster_) return false;
-    if (!cluster_.MoveNext()) {
-      // A scan that was given up begins anew when the walk goes on.
-      if (file_.interrupted && file_.interrupted()) cluster_ = before;
+    const bool isAtCluster = cluster_.MoveNext();
+    if (isAtCluster) EnterCluster();
+    // A scan or a search that was given up begins anew when the walk goes on.
+    if (file_.interrupted && file_.interrupted()) {
+      cluster_ = before;
+      element_ = MkvElement();
       return false;
     }
-    EnterCluster();
-    return true;
+    return isAtCluster;
   }
-  if (IsBlock(element_)) QueueCurrent();
+  // A block that was given up is read again when the walk goes on.
+  if (IsBlock(element_) && !QueueCurrent()) return false;
   element_.MoveNext();
   return true;
 }
@@ -78,21 +82,23 @@ void BlockCursor::EnterCluster() {
   element_ = cluster_.FirstChild();
 }
 
-void BlockCursor::QueueCurrent() {
+bool BlockCursor::QueueCurrent() {
   if (free_.empty()) free_.emplace_back();
   MkvBlock& block = free_.front();
   block.Reset();
   HRESULT result;
   if (element_.id.value == ids::kSimpleBlock) {
     block.ReadHeader(element_);
-    if (block.trackNumber.value != track_.TrackNumber.value) return;
+    if (block.trackNumber.value != track_.TrackNumber.value) return true;
     result = block.ReadFrames(element_);
     MarkNonKeyFrame(block);
   } else {
     result = block.ReadGroupOfTrack(element_, track_.TrackNumber.value);
-    if (block.trackNumber.value != track_.TrackNumber.value) return;
+    if (result == E_ABORT) return false;
+    if (block.trackNumber.value != track_.TrackNumber.value) return true;
   }
   if (result == S_OK) queue_.splice(queue_.end(), free_, free_.begin());
+  return true;
 }
 
 const MkvBlock& BlockCursor::FrontBlock() const {
@@ -120,26 +126,21 @@ std::int64_t BlockCursor::DurationOf(std::uint64_t ticks) const {
   return records_.TicksToTime(static_cast<std::int64_t>(ticks));
 }
 
-std::uint64_t BlockCursor::Allowance(std::uint64_t times) const {
-  constexpr std::uint64_t kUnlimited = std::numeric_limits<std::uint64_t>::max();
-  constexpr std::uint64_t kSlack = std::uint64_t{1} << 20;
-  return file_.length > (kUnlimited - kSlack) / times ? kUnlimited : file_.length * times + kSlack;
-}
-
-void BlockCursor::RenewAllowance() { file_.allowance = Allowance(kTimesForPlaying); }
+void BlockCursor::RenewAllowance() { file_.allowance = file_.AllowanceOf(kTimesForPlaying, kSlack); }
 
 bool BlockCursor::SeekCursor(std::int64_t target) {
-  file_.allowance = Allowance(kTimesForSeeking);
+  file_.allowance = file_.AllowanceOf(kTimesForSeeking, kSlack);
   cluster_ = firstCluster_;
   element_ = MkvElement();
   clusterTimecode_ = 0;
-  free_.splice(free_.end(), queue_);
+  Recycle(queue_);
   if (target < 1) {
     if (cluster_) EnterCluster();
     return target == 0;
   }
   if (FindByCues(WrappingAdd(target, file_.GetStartTime()))) return true;
   cluster_ = firstCluster_;
+  clusterTimecode_ = 0;
   if (cluster_) EnterCluster();
   return false;
 }
@@ -162,6 +163,7 @@ bool BlockCursor::FindByCues(std::int64_t target) {
 }
 
 bool BlockCursor::FindKeyFrame(std::uint64_t track, std::int64_t target) {
+  clusterTimecode_ = 0;
   ReadClusterTimecode(cluster_, clusterTimecode_);
   MkvElement found;
   MkvBlock block;

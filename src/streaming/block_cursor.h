@@ -77,7 +77,7 @@ class BlockCursor {
  private:
   std::uint64_t Allowance(std::uint64_t times) const;
   bool Step();
-  void QueueCurrent();
+  bool QueueCurrent();
   void EnterCluster();
   bool FindByCues(std::int64_t target);
   bool FindKeyFrame(std::uint64_t track, std::int64_t target);

@@ -5,6 +5,7 @@
 #include <fstream>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "host/graph.h"
 #include "support/demux_harness.h"
@@ -40,14 +41,14 @@ class TemporaryFolder {
   const std::filesystem::path path_;
 };
 
-class FirstSample final : public SampleListener {
+class Payloads final : public SampleListener {
  public:
   HRESULT OnSample(IMediaSample* sample) noexcept override {
     BYTE* data = nullptr;
-    if (bytes.empty() && SUCCEEDED(sample->GetPointer(&data))) bytes.assign(data, data + sample->GetActualDataLength());
+    if (SUCCEEDED(sample->GetPointer(&data))) all.emplace_back(data, data + sample->GetActualDataLength());
     return S_OK;
   }
-  Raw bytes;
+  std::vector<Raw> all;
 };
 
 class StreamDescriptionTest : public DemuxTest {};
@@ -56,30 +57,44 @@ const Raw kFrame{0, 0, 0, 1, 0x65, 0xAA, 0xBB, 0, 0, 0, 1, 0x65, 0xCC};
 
 Raw AvcFileWithoutConfiguration() {
   return MediaFile(100, {Track(1, 1, "V_MPEG4/ISO/AVC", {Video(16, 16), Str(0x536E, "Main")})},
-                   {{0, {SimpleBlock(1, 0, kKey, kFrame)}}});
+                   {{0, {SimpleBlock(1, 0, kKey, kFrame), SimpleBlock(1, 40, 0, kFrame)}}});
 }
 
-// The names of the output pins and what the first of them delivers first.
-Raw Play(const WideString& path, std::size_t pins) {
+// Plays the file, which is to have so many output pins, and gives what comes, sample by sample.
+std::vector<Raw> PlayAll(const Raw& file, const WideString& path, std::size_t pins) {
   HRESULT result = S_OK;
   const ComPtr<IBaseFilter> filter(static_cast<CVXMkvDmx*>(CVXMkvDmx::CreateInstance(nullptr, &result)));
   Graph graph;
   EXPECT_EQ(graph.Adopt(filter.Get()), S_OK);
-  EXPECT_EQ(graph.ConnectInput(MakeMemoryStore(AvcFileWithoutConfiguration()), path), S_OK);
+  EXPECT_EQ(graph.ConnectInput(MakeMemoryStore(file), path), S_OK);
   EXPECT_EQ(graph.Pins().size(), pins);
-  const auto listener = std::make_shared<FirstSample>();
+  const auto listener = std::make_shared<Payloads>();
   EXPECT_EQ(graph.ConnectSinks([&](const GraphPin&) { return listener; }), S_OK);
   EXPECT_EQ(graph.Run(), S_OK);
   EXPECT_EQ(graph.Wait(), WaitResult::kEnded);
   EXPECT_EQ(graph.Stop(), S_OK);
   graph.Close();
-  return listener->bytes;
+  return listener->all;
+}
+
+std::vector<Raw> Play(const WideString& path, std::size_t pins) {
+  return PlayAll(AvcFileWithoutConfiguration(), path, pins);
 }
 
 TEST_F(StreamDescriptionTest, GivesTheTrackAPinAndItsFramesLengthsInPlaceOfStartCodes) {
   const TemporaryFolder folder;
   folder.Write("movie.conf", "[Stream.Main]\r\nCodecData=AAAAAWdkACgRAAAAAWjuPIA=\r\n");
-  EXPECT_EQ(Play(folder.PathOf("movie.mkv"), 1), (Raw{0, 0, 0, 3, 0x65, 0xAA, 0xBB, 0, 0, 0, 2, 0x65, 0xCC}));
+  const Raw converted{0, 0, 0, 3, 0x65, 0xAA, 0xBB, 0, 0, 0, 2, 0x65, 0xCC};
+  EXPECT_EQ(Play(folder.PathOf("movie.mkv"), 1), (std::vector<Raw>{converted, converted}));
+}
+
+TEST_F(StreamDescriptionTest, IsNotNeededWhereTheFirstFrameTellsAndTheSamplesStayAsTheyAre) {
+  const Raw first{0, 0, 0, 1, 0x67, 0x64, 0, 0x28, 0x11, 0, 0, 0, 1, 0x68, 0xEE, 0x3C, 0x80, 0, 0, 0, 1, 0x65, 0xAA};
+  const Raw file = MediaFile(100, {Track(1, 1, "V_MPEG4/ISO/AVC", {Video(16, 16), Str(0x536E, "Main")})},
+                             {{0, {SimpleBlock(1, 0, kKey, first), SimpleBlock(1, 40, 0, kFrame)}}});
+  const TemporaryFolder folder;
+  folder.Write("movie.conf", "[Stream.Main]\r\nCodecData=AAAAAWdkACgRAAAAAWjuPIA=\r\n");
+  EXPECT_EQ(PlayAll(file, folder.PathOf("movie.mkv"), 1), (std::vector<Raw>{first, kFrame}));
 }
 
 TEST_F(StreamDescriptionTest, IsLookedForUnderTheTracksName) {

@@ -170,6 +170,21 @@ TEST_F(AvcProbe, OnlyTheFirstFrameOfTheFirstBlockCounts) {
   EXPECT_EQ(Build(), S_OK);
 }
 
+TEST_F(AvcProbe, NoOtherFrameThanTheFirstIsRead) {
+  const Raw other = Fill(1000, 9);
+  const Raw lace = XiphLace({kAnnexB, other, other, other});
+  Open({Cluster(0, {SimpleBlock(1, 0, kKey | kXiph, lace)})});
+  std::int32_t longest = 0;
+  reader_->OnRead([&](std::int64_t, std::int32_t size) { longest = std::max(longest, size); });
+  EXPECT_EQ(Build(), S_OK);
+  EXPECT_EQ(longest, static_cast<std::int32_t>(kAnnexB.size()));
+  Open({Cluster(0, {BlockGroup({Block(1, 0, kXiph, lace)})})});
+  longest = 0;
+  reader_->OnRead([&](std::int64_t, std::int32_t size) { longest = std::max(longest, size); });
+  EXPECT_EQ(Build(), S_OK);
+  EXPECT_EQ(longest, static_cast<std::int32_t>(kAnnexB.size()));
+}
+
 TEST_F(AvcProbe, DamagedBlocksArePassedOver) {
   // A lace of 256 frames in two bytes.
   Open({Cluster(0, {SimpleBlock(1, 0, kKey | kXiph, {255, 255}), SimpleBlock(1, 1, kKey, kAnnexB)})});
@@ -230,6 +245,20 @@ TEST_F(AvcProbe, WalkReadsEachPositionOnce) {
     if (position > firstCluster) most = std::max(most, count);
   }
   EXPECT_LE(most, 2);  // finding the first Cluster and walking on from it
+}
+
+TEST_F(AvcProbe, WhatIsReadCountsAgainstTheAllowanceOfTheFile) {
+  Open({Cluster(0, {SimpleBlock(1, 0, kKey, kAnnexB)})});
+  const std::uint64_t before = root_->allowance;
+  ASSERT_EQ(Build(), S_OK);
+  const std::uint64_t needed = before - root_->allowance;
+  EXPECT_GT(needed, kAnnexB.size());
+  FirstTrack().CodecPrivate.clear();
+  root_->allowance = needed - 1;
+  EXPECT_EQ(Build(), S_FALSE);
+  root_->allowance = needed;
+  EXPECT_EQ(Build(), S_OK);
+  EXPECT_EQ(root_->allowance, 0u);
 }
 
 // ---- From the stream description ----

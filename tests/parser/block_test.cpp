@@ -150,6 +150,36 @@ TEST(Block, FrameOverTheLimitIsCountedAsLostAndNotRead) {
   EXPECT_EQ(source.reader.LargestRead(), 5u);
 }
 
+TEST(Block, FramesOfARecordShareTheLimit) {
+  FrameList frames;
+  EXPECT_TRUE(frames.Take(60, 100));
+  EXPECT_FALSE(frames.Take(41, 100));
+  EXPECT_TRUE(frames.Take(40, 100));
+  EXPECT_FALSE(frames.Take(1, 100));
+  EXPECT_TRUE(frames.Take(0, 100));
+  EXPECT_FALSE(frames.Take(0, 99));
+  frames.Clear();
+  EXPECT_TRUE(frames.Take(100, 100));
+}
+
+TEST(Block, LaceThatTogetherExceedsTheLimitLosesWhatDoesNotFit) {
+  // Three frames; the second alone is as large as all may be together.
+  const std::uint64_t limit = MkvBlock::kLargestFrame;
+  const std::uint64_t growth = (std::uint64_t{1} << 34) - 1 + (limit - 1);  // from the first to the second, in 5 bytes
+  Raw start = BlockPayload(1, 0, kEbml, {2, 0x81, 0x08});
+  start.back() |= static_cast<std::uint8_t>(growth >> 32);
+  for (const int shift : {24, 16, 8, 0}) start.push_back(static_cast<std::uint8_t>(growth >> shift));
+  start.push_back(7);
+  Source source(EbmlWithSize(0xA3, start.size() + limit + 5, start, 8));
+  source.file.length = limit * 2;
+  MkvBlock block;
+  ASSERT_EQ(block.Read(source.First(), true), S_OK);
+  EXPECT_EQ(block.frames.size(), 3u);
+  EXPECT_FALSE(block.frames.IsLost(0));
+  EXPECT_TRUE(block.frames.IsLost(1));
+  EXPECT_FALSE(block.frames.IsLost(2));
+}
+
 TEST(Block, RecycledFrameIsNoLongerLost) {
   FrameList frames;
   frames.AppendLost();

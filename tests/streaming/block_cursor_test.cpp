@@ -39,6 +39,43 @@ TEST(BlockCursor, TwoCursorsReadIndependently) {
   EXPECT_EQ(FirstBytes(first), (Raw{2}));
 }
 
+TEST(BlockCursor, AnInterruptedGroupIsReadAgainWhenTheWalkGoesOn) {
+  // A group of thousands of children, its Block behind them.
+  std::vector<Raw> children(10000, Raw{0xEC, 0x80});
+  children.push_back(Block(1, 1, 0, {2}));
+  OpenedFile file(MediaFile(100, {AudioTrack(1)}, {{0, {SimpleBlock(1, 0, kKey, {1}), BlockGroup(children)}}}));
+  BlockCursor cursor(file.root, file.first, file.TrackAt(0));
+  std::list<MkvBlock> taken;
+  ASSERT_TRUE(TakeNext(cursor, taken));
+  int questions = 0;
+  cursor.InterruptWith([&] { return ++questions == 2; });
+  const std::uint64_t before = file.reader.Reads();
+  EXPECT_FALSE(TakeNext(cursor, taken));
+  EXPECT_EQ(questions, 2);
+  EXPECT_LT(file.reader.Reads() - before, 20000u) << "the walk went on to the end of the group";
+  EXPECT_EQ(FirstBytes(cursor), (Raw{2}));
+}
+
+TEST(BlockCursor, AnInterruptedSearchForAClustersTimeBeginsAnewWhenTheWalkGoesOn) {
+  std::vector<Raw> children(10000, Raw{0xEC, 0x80});
+  children.push_back(SimpleBlock(1, 3, kKey, {2}));
+  children.push_back(UInt(0xE7, 50));
+  OpenedFile file(MkvFile(
+      {Info(), Tracks({AudioTrack(1)}), Cluster(0, {SimpleBlock(1, 0, kKey, {1})}), Master(0x1F43B675, children)}));
+  BlockCursor cursor(file.root, file.first, file.TrackAt(0));
+  std::list<MkvBlock> taken;
+  ASSERT_TRUE(TakeNext(cursor, taken));
+  bool isStopping = true;
+  cursor.InterruptWith([&] { return isStopping; });
+  const std::uint64_t before = file.reader.Reads();
+  EXPECT_FALSE(TakeNext(cursor, taken));
+  EXPECT_LT(file.reader.Reads() - before, 20000u) << "the search went on to the end of the cluster";
+  isStopping = false;
+  ASSERT_TRUE(TakeNext(cursor, taken));
+  EXPECT_EQ(taken.front().frames[0][0], 2);
+  EXPECT_EQ(cursor.TimeOf(taken.front().timecode.value), 53 * kMillisecond);
+}
+
 TEST(BlockCursor, ABlockThatRefersToNoOtherIsAKeyFrame) {
   OpenedFile file(
       MediaFile(100, {VideoTrack(1)},

@@ -1,4 +1,7 @@
 // Where a cursor stands after a seek.
+#include <utility>
+#include <vector>
+
 #include "parser/element_ids.h"
 #include "streaming/opened_file.h"
 #include "support/demux_harness.h"
@@ -123,6 +126,65 @@ TEST(SeekCursor, FollowsPositionsOfTheReferenceTrackOnly) {
   EXPECT_EQ(SeekVideo(file, kSecond).video.front(), 1);
 }
 
+// A cue point with one position each: the track and where its cluster lies.
+Raw CuePointOf(std::uint64_t time, const std::vector<std::pair<std::uint64_t, std::uint64_t>>& positions) {
+  std::vector<Raw> children{UInt(0xB3, time)};
+  for (const auto& [track, at] : positions) children.push_back(Master(0xB7, {UInt(0xF7, track), UInt(0xF1, at)}));
+  return Master(0xBB, children);
+}
+
+TEST(SeekCursor, OfAPointsPositionsOnlyThoseOfTheReferenceTrackAreTriedInFileOrder) {
+  OpenedFile another(FileWithCues([](const Positions& at) {
+    return std::vector<Raw>{CuePointOf(1000, {{2, at["first"]}, {1, at["second"]}})};
+  }));
+  EXPECT_EQ(SeekVideo(another, kSecond).video.front(), 2);
+  OpenedFile both(FileWithCues([](const Positions& at) {
+    return std::vector<Raw>{CuePointOf(1000, {{1, at["first"]}, {1, at["second"]}})};
+  }));
+  EXPECT_EQ(SeekVideo(both, kSecond).video.front(), 1);
+}
+
+TEST(SeekCursor, CountsInTicksOfTheTimecodeScale) {
+  // Ticks of 100 microseconds: one second is 10,000 of them.
+  const auto seek = [](std::int64_t target) {
+    OpenedFile file(MkvFile({Info(100000, 20000),
+                             Tracks({VideoTrack(1)}),
+                             {"first", Cluster(0, {SimpleBlock(1, 0, kKey, {1}), SimpleBlock(1, 5000, kKey, {2})})},
+                             {"second", Cluster(10000, {SimpleBlock(1, 0, kKey, {3})})},
+                             {"cues", [](const Positions& at) {
+                                return Cues({CuePoint(0, 1, at["first"]), CuePoint(10000, 1, at["second"])});
+                              }}}));
+    return SeekVideo(file, target).video.front();
+  };
+  EXPECT_EQ(seek(kSecond / 2 - 1), 1);
+  EXPECT_EQ(seek(kSecond / 2), 2);
+  EXPECT_EQ(seek(kSecond - 1), 2);
+  EXPECT_EQ(seek(kSecond), 3);
+}
+
+TEST(SeekCursor, PointsThatAllNameExpensiveClustersEndTheSearchAndPlayingGoesOn) {
+  // Every child of the cluster is named as a cluster of its own, as far as identifiers go; none has a key frame.
+  std::vector<Raw> inner(400, Cluster(0, {SimpleBlock(1, 0, 0, Fill(4, 9))}));
+  OpenedFile file(MkvFile({Info(1000000, 2000),
+                           Tracks({VideoTrack(1)}),
+                           {"first", Cluster(0, {SimpleBlock(1, 0, kKey, {1})})},
+                           {"unending", EbmlWithSize(ids::kCluster, (std::uint64_t{1} << 56) - 2, Join(inner), 8)},
+                           {"cues", [&](const Positions& at) {
+                              std::vector<Raw> points;
+                              for (std::size_t i = 0; i < inner.size(); ++i) {
+                                points.push_back(CuePoint(1, 1, at["unending"] + 12 + i * inner[0].size()));
+                                points.push_back(CuePoint(1, 1, at["unending"]));
+                              }
+                              return Cues(points);
+                            }}}));
+  BlockCursor cursor(file.root, file.first, file.TrackAt(0));
+  file.reader.ResetCounters();
+  EXPECT_FALSE(cursor.SeekCursor(kSecond));
+  EXPECT_LT(file.reader.BytesRead(), file.root.length * 4 + (1u << 20) + 1);
+  cursor.RenewAllowance();
+  EXPECT_EQ(FirstBytes(cursor).front(), 1);
+}
+
 TEST(SeekCursor, TakesTheFileOrderOfCuePointsFromTheBack) {
   OpenedFile file(FileWithCues([](const Positions& at) {
     return std::vector<Raw>{CuePoint(1000, 1, at["second"]), CuePoint(0, 1, at["first"])};
@@ -182,6 +244,23 @@ TEST(SeekCursor, ForgetsTheTimeOfTheClusterItLeaves) {
   EXPECT_EQ(cursor.TimeOf(0), 3 * kSecond);
   ASSERT_TRUE(cursor.SeekCursor(0));
   EXPECT_EQ(cursor.TimeOf(0), 0);
+}
+
+TEST(SeekCursor, AClusterWithoutTimeCountsAsZeroWhateverWasTriedBefore) {
+  OpenedFile file(MkvFile({
+      Info(),
+      Tracks({VideoTrack(1)}),
+      {"first", Master(ids::kCluster, {SimpleBlock(1, 5, kKey, {1})})},
+      {"second", Cluster(3000, {SimpleBlock(1, 0, 0, {2})})},
+      {"cues",
+       [](const Positions& at) {
+         return Cues({CuePoint(0, 1, at["first"]), CuePoint(3000, 1, at["second"])});
+       }},
+  }));
+  BlockCursor cursor(file.root, file.first, file.TrackAt(0));
+  EXPECT_TRUE(cursor.SeekCursor(4 * kSecond));
+  EXPECT_EQ(cursor.TimeOf(0), 0);
+  EXPECT_EQ(FirstBytes(cursor), (Raw{1, 2}));
 }
 
 TEST(SeekCursor, FailsWhenNoPointIsEarlyEnough) {
