@@ -2,6 +2,8 @@
 
 #include <string>
 
+#include "platform/result.h"
+
 namespace vantor {
 
 namespace {
@@ -43,14 +45,18 @@ std::int32_t CVKBase64Encoder::Decode(const char* text, std::int32_t length, std
 }
 
 HRESULT CVKBase64Encoder::Encode(const std::uint8_t* bytes, std::int32_t count) {
+  return Guarded([&] { return AppendText(bytes, count); });
+}
+
+HRESULT CVKBase64Encoder::AppendText(const std::uint8_t* bytes, std::int32_t count) {
   std::string text;
   std::size_t column = 0;
-  for (std::int32_t i = 0; i < count; i += 3) {
+  for (std::int64_t i = 0; i < count; i += 3) {
     if (column == kLineLength) {
       text += "\r\n";
       column = 0;
     }
-    const std::int32_t left = count - i;
+    const std::int64_t left = count - i;
     const std::uint32_t group = static_cast<std::uint32_t>(bytes[i]) << 16 |
                                 (left > 1 ? static_cast<std::uint32_t>(bytes[i + 1]) << 8 : 0) |
                                 (left > 2 ? static_cast<std::uint32_t>(bytes[i + 2]) : 0);

@@ -29,6 +29,9 @@ class CVKBase64Encoder final : public CVKEncBase {
   std::int32_t DecodedSize(std::int32_t length) const override;
   std::int32_t Decode(const char* text, std::int32_t length, std::uint8_t* output) const override;
   HRESULT Encode(const std::uint8_t* bytes, std::int32_t count) override;
+
+ private:
+  HRESULT AppendText(const std::uint8_t* bytes, std::int32_t count);
 };
 
 }  // namespace vantor

@@ -1,5 +1,6 @@
 #include "mediatypes/stream_description.h"
 
+#include <memory>
 #include <string>
 
 #include "baseclasses/media_type.h"
@@ -24,9 +25,8 @@ WideString SourcePath(IPin* upstream) {
   LPOLESTR name = nullptr;
   CMediaType type;
   const HRESULT found = source->GetCurFile(&name, &type);
-  WideString path = SUCCEEDED(found) && name != nullptr ? WideString(name) : WideString();
-  CoTaskMemFree(name);
-  return path;
+  const std::unique_ptr<OLECHAR, decltype(&CoTaskMemFree)> owned(name, &CoTaskMemFree);
+  return SUCCEEDED(found) && name != nullptr ? WideString(name) : WideString();
 }
 
 Bytes DecodeBase64(const WideString& value) {

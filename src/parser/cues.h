@@ -31,7 +31,7 @@ struct MkvCuePoint {
 using MkvCueList = std::vector<MkvCuePoint>;
 
 // Reads every CuePoint of the Cues element, in file order. E_POINTER for an empty element. Records stop being kept once
-// they take 16 times the element's bytes, which only points without content can reach.
+// they take 20 times the element's bytes, which only points without content can reach.
 HRESULT ReadCues(const MkvElement& cues, MkvCueList& list);
 
 }  // namespace vantor

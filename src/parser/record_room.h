@@ -1,6 +1,6 @@
 // How much memory the records read from an element may take. A record is larger than the few bytes that call for it,
-// so without a limit a small hostile file could fill the memory. The smallest useful cue (13 bytes) takes 13 times its
-// size, so that no real element meets the limit.
+// so without a limit a small hostile file could fill the memory. The smallest record with a content is a cue's
+// reference, 5 bytes that take 96, so that no real element meets the limit.
 #pragma once
 
 #include <cstddef>
@@ -12,7 +12,7 @@ class MkvElement;
 
 class RecordRoom {
  public:
-  // Room for the records of the element: 16 times the part of it that lies within its parents and the source, and the
+  // Room for the records of the element: 20 times the part of it that lies within its parents and the source, and the
   // slack, in bytes.
   explicit RecordRoom(const MkvElement& element, std::uint64_t slack = 0);
 

@@ -83,6 +83,12 @@ TEST(Cues, SmallestUsefulPointsAreAllKept) {
   EXPECT_EQ(ReadAll(Cues(std::vector<Raw>(20000, point))).size(), 20000u);
   const Raw manyTracks = Master(0xBB, std::vector<Raw>(2000, Master(0xB7, {UInt(0xF7, 1), UInt(0xF1, 9)})));
   EXPECT_EQ(ReadAll(Cues({manyTracks})).at(0).trackPositions.size(), 2000u);
+  std::vector<Raw> children(1000, Master(0xDB, {UInt(0x96, 1)}));
+  children.insert(children.begin(), {UInt(0xF7, 1), UInt(0xF1, 9)});
+  const Raw manyReferences = Master(0xBB, {UInt(0xB3, 1), Master(0xB7, children)});
+  const MkvCueList list = ReadAll(Cues(std::vector<Raw>(20, manyReferences)));
+  ASSERT_EQ(list.size(), 20u);
+  EXPECT_EQ(list.back().trackPositions.at(0).references.size(), 1000u);
 }
 
 }  // namespace
