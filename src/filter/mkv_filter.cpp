@@ -107,6 +107,7 @@ void CVXMkvDmx::RemoveOutputPins() {
   removed.swap(outputPins_);
   if (!removed.empty()) IncrementPinVersion();
   for (CVXMkvDmxOutputPin* pin : removed) {
+    pin->EndStrayWorker();
     IPin* peer = nullptr;
     if (SUCCEEDED(pin->ConnectedTo(&peer)) && peer != nullptr) {
       peer->Disconnect();

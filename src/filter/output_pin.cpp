@@ -80,8 +80,11 @@ HRESULT CVXMkvDmxOutputPin::BreakConnect() {
 void CVXMkvDmxOutputPin::EndStrayWorker() {
   if (!ThreadExists()) return;
   SetDeactivating(true);
+  // Downstream may be paused and hold the worker in Receive.
+  DeliverBeginFlush();
   CBaseOutputPin::Inactive();
   StopWorker();
+  DeliverEndFlush();
 }
 
 HRESULT CVXMkvDmxOutputPin::CheckMediaType(const CMediaType* type) {

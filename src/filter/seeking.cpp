@@ -225,10 +225,11 @@ void CVXMkvDmx::Reposition(std::int64_t current, std::int64_t stop) {
     stopPosition_ = stop;
   }
 
-  if (!IsStopped()) {
-    for (CVXMkvDmxOutputPin* pin : outputPins_) pin->DeliverEndFlush();
-    for (CVXMkvDmxOutputPin* pin : outputPins_) pin->SendCommand(CMD_RUN);
-  }
+  if (IsStopped()) return;
+  for (CVXMkvDmxOutputPin* pin : outputPins_) pin->DeliverEndFlush();
+  // Downstream may have stopped the filter meanwhile.
+  if (IsStopped()) return;
+  for (CVXMkvDmxOutputPin* pin : outputPins_) pin->SendCommand(CMD_RUN);
 }
 
 }  // namespace vantor

@@ -1,4 +1,6 @@
 // Stop, Pause and Run, and what they do to the pins.
+#include <condition_variable>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -153,6 +155,58 @@ TEST_F(FilterStateTest, AWorkerLeftOverByAFailedPauseIsEndedByASeek) {
   EXPECT_EQ(demux.Seek(50 * kMillisecond), S_OK);
   EXPECT_FALSE(demux.Pin(1)->ThreadExists());
   held.clear();
+}
+
+// A worker left over that downstream holds in Receive, as a paused renderer does, until it is flushed.
+struct HeldWorker {
+  HeldWorker() : demux(ThreeTrackFile()) {
+    EXPECT_EQ(demux.Connect(), S_OK);
+    sink->onReceive = [this](IMediaSample*) {
+      std::unique_lock hold(mutex);
+      flushed.wait(hold, [this] { return isFlushing; });
+      return S_FALSE;
+    };
+    sink->onCall = [this](const std::string& entry) {
+      if (entry != "begin flush" && entry != "end flush") return;
+      const std::lock_guard hold(mutex);
+      isFlushing = entry == "begin flush";
+      flushed.notify_all();
+    };
+    demux.AddSink(1, sink);
+    demux.AddSink(2, second.sink);
+    second.allocator->onCommit = [] { return E_OUTOFMEMORY; };
+    EXPECT_EQ(demux.Pause(), E_OUTOFMEMORY);
+    sink->WaitForSamples(1);
+    EXPECT_TRUE(demux.Pin(1)->ThreadExists());
+  }
+
+  Demux demux;
+  const ComPtr<FakeSink> sink = FakeSink::Create();
+  SpoiltSink second;
+  std::mutex mutex;
+  std::condition_variable flushed;
+  bool isFlushing = false;
+};
+
+TEST_F(FilterStateTest, AWorkerLeftOverInReceiveIsEndedByASeek) {
+  HeldWorker left;
+  EXPECT_EQ(left.demux.Seek(50 * kMillisecond), S_OK);
+  EXPECT_FALSE(left.demux.Pin(1)->ThreadExists());
+}
+
+TEST_F(FilterStateTest, AWorkerLeftOverInReceiveIsEndedByTheNextPause) {
+  HeldWorker left;
+  EXPECT_EQ(left.demux.Pause(), E_OUTOFMEMORY);
+  left.sink->WaitForSamples(2);
+  EXPECT_EQ(left.sink->Segments(), 2) << "a worker of its own";
+  EXPECT_EQ(left.demux.Seek(50 * kMillisecond), S_OK);
+}
+
+TEST_F(FilterStateTest, AWorkerLeftOverInReceiveEndsWithTheConnection) {
+  HeldWorker left;
+  const auto pin = left.demux.Pin(1);
+  EXPECT_EQ(left.demux.DisconnectInput(), S_OK);
+  EXPECT_FALSE(pin->ThreadExists());
 }
 
 TEST_F(FilterStateTest, AWorkerLeftOverByAFailedPauseEndsWithTheConnection) {
