@@ -5,6 +5,8 @@
 #include <iterator>
 #include <limits>
 
+#include "diag/result_names.h"
+#include "diag/trace.h"
 #include "filter/mkv_filter.h"
 #include "mediatypes/alternative_media_type.h"
 #include "mediatypes/media_guids.h"
@@ -104,8 +106,13 @@ HRESULT CVXMkvDmxOutputPin::CheckMediaType(const CMediaType* type) {
 HRESULT CVXMkvDmxOutputPin::CompleteConnect(IPin* receivePin) {
   const CMediaType& own = OutputPinType::mediaType;
   const bool rawAac = SameGuid(*own.Type(), MEDIATYPE_Audio) && SameGuid(*own.Subtype(), kSubtypeRawAac);
-  if (rawAac && BelongsToRefusedDecoder(receivePin)) return E_FAIL;
-  return CBaseOutputPin::CompleteConnect(receivePin);
+  if (rawAac && BelongsToRefusedDecoder(receivePin)) {
+    VANTOR_TRACE("\nCVXMkvDmxOutputPin::CompleteConnect: Reject Microsoft DVD Audio Decoder!");
+    return E_FAIL;
+  }
+  const HRESULT result = CBaseOutputPin::CompleteConnect(receivePin);
+  VANTOR_TRACE("\nCBaseOutputPin::CompleteConnect returned %s", ResultName(result));
+  return result;
 }
 
 HRESULT CVXMkvDmxOutputPin::GetMediaType(int position, CMediaType* type) {
