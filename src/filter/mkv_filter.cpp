@@ -3,7 +3,10 @@
 #include <algorithm>
 #include <new>
 
+#include "diag/result_names.h"
+#include "diag/trace.h"
 #include "platform/result.h"
+#include "platform/text.h"
 
 namespace vantor {
 
@@ -139,6 +142,10 @@ void CVXMkvDmx::AdvancePosition(std::int64_t stop) {
   currentPosition_ = std::min<std::int64_t>(stopPosition_, std::max<std::int64_t>(currentPosition_, stop));
 }
 
-void CVXMkvDmx::NotifyGraph(long event, LONG_PTR first, LONG_PTR second) { NotifyEvent(event, first, second); }
+void CVXMkvDmx::NotifyGraph(long event, LONG_PTR first, LONG_PTR second) {
+  VANTOR_TRACE("\n\n### NotifyGraphOfError(%p, %s): hr=%s\n", static_cast<void*>(this), WideToUtf8(kFilterName).c_str(),
+               ResultName(static_cast<HRESULT>(first)));
+  NotifyEvent(event, first, second);
+}
 
 }  // namespace vantor

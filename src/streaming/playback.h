@@ -20,7 +20,7 @@ class Playback {
   virtual PlaybackRange Range() const = 0;
   // Moves the current position on to the stop time of a delivered block, no further than the end of the range.
   virtual void AdvancePosition(std::int64_t stop) = 0;
-  // Sends an event to the graph, if there is one to hear it.
+  // Sends the event of an error to the graph, if there is one to hear it: the first parameter is the result.
   virtual void NotifyGraph(long event, LONG_PTR first, LONG_PTR second) = 0;
 
  protected:
