@@ -118,7 +118,8 @@ void FileLogger::Flush() noexcept {
     CHeapBuffer text;
     Swap(text);
     if (locked && text.Length() > 0) Write(text);
-  } catch (...) {  // NOLINT(bugprone-empty-catch): the text is lost, and nobody is told
+  } catch (...) {
+    // The text is lost, and nobody is told.
   }
   if (locked) UnlockForWriting();
 }

@@ -71,7 +71,8 @@ void TraceLog::TraceLine(const char* text) noexcept {
     } else {
       system_.Sleep(0);
     }
-  } catch (...) {  // NOLINT(bugprone-empty-catch): tracing reports no error, and never changes what it traces
+  } catch (...) {
+    // Tracing reports no error, and never changes what it traces.
   }
 }
 
