@@ -4,12 +4,15 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
 #include <mutex>
 #include <random>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "streaming/storm_sink.h"
@@ -31,10 +34,11 @@ void Set(std::atomic<T>& value, T to) {
   value.store(to, std::memory_order_relaxed);
 }
 
-// Ends the program with a message when the storm stands still for long: a hang would end no better.
+// Ends the program with a message when the storm has stood still for long: a hang would end no better.
 class Watchdog {
  public:
-  explicit Watchdog(std::function<std::string()> state) : state_(std::move(state)), thread_([this] { Watch(); }) {}
+  Watchdog(std::function<std::uint64_t()> progress, std::function<std::string()> state)
+      : progress_(std::move(progress)), state_(std::move(state)), thread_([this] { Watch(); }) {}
   ~Watchdog() {
     {
       const std::lock_guard<std::mutex> hold(lock_);
@@ -49,11 +53,16 @@ class Watchdog {
  private:
   void Watch() {
     std::unique_lock<std::mutex> hold(lock_);
-    if (changed_.wait_for(hold, std::chrono::seconds(120), [this] { return over_; })) return;
+    for (std::uint64_t seen = progress_();;) {
+      if (changed_.wait_for(hold, std::chrono::seconds(120), [this] { return over_; })) return;
+      if (progress_() == seen) break;
+      seen = progress_();
+    }
     std::fprintf(stderr, "The storm of seeks hangs: %s\n", state_().c_str());
     std::abort();
   }
 
+  const std::function<std::uint64_t()> progress_;
   const std::function<std::string()> state_;
   std::mutex lock_;
   std::condition_variable changed_;
@@ -222,7 +231,8 @@ class SeekStormTest : public DemuxTest {
 };
 
 TEST_F(SeekStormTest, TenThousandSeeksAmongStopsEndWhereTheLastOneLed) {
-  const Watchdog watchdog([this] { return State(); });
+  const Watchdog watchdog([this] { return static_cast<std::uint64_t>(Now(done_)) + Arrived(); },
+                          [this] { return State(); });
   const LONG alive = CBaseObject::ObjectsActive();
   std::vector<std::thread> threads;
   for (int seeker = 0; seeker < kSeekers; ++seeker) threads.emplace_back([this, seeker] { SeekMany(seeker); });
@@ -246,6 +256,26 @@ TEST_F(SeekStormTest, TenThousandSeeksAmongStopsEndWhereTheLastOneLed) {
     EXPECT_FALSE(sinks_[track]->Flushed().empty());
     EXPECT_EQ(sinks_[track]->Flushed(), sinks_[0]->Flushed()) << "all pins are led to the same places";
   }
+}
+
+TEST_F(SeekStormTest, RelativeSeeksFromSeveralThreadsAddUp) {
+  constexpr int kEach = 2000;
+  std::vector<std::thread> threads;
+  for (int seeker = 0; seeker < kSeekers; ++seeker) {
+    threads.emplace_back([this] {
+      for (int i = 0; i < kEach; ++i) {
+        LONGLONG step = 1;
+        if (demux_.Filter().SetPositions(&step, AM_SEEKING_RelativePositioning, nullptr, AM_SEEKING_NoPositioning) !=
+            S_OK) {
+          complaints_.Add("a seek failed");
+        }
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  LONGLONG current = 0;
+  EXPECT_EQ(demux_.Filter().GetCurrentPosition(&current), S_OK);
+  EXPECT_EQ(current, kSeekers * kEach);
 }
 
 }  // namespace
