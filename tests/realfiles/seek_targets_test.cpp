@@ -16,6 +16,7 @@
 namespace vantor::test {
 namespace {
 
+constexpr unsigned kSeed = 20240229;
 constexpr int kTargets = 200;
 // Of so many targets one is played to its end; of the others the first samples are looked at.
 constexpr int kTargetsATail = 20;
@@ -125,6 +126,11 @@ class SeekTargets : public testing::TestWithParam<std::string> {
     return target;
   }
 
+  static std::string Name(int number, const Target& target) {
+    return GetParam() + ", seed " + std::to_string(kSeed) + ", target " + std::to_string(number) + ": " +
+           testing::PrintToString(target);
+  }
+
   // A target that is where playing stands would be no seek at all.
   bool Stands(const Target& target) {
     LONGLONG current = 0;
@@ -224,7 +230,7 @@ class SeekTargets : public testing::TestWithParam<std::string> {
 
   void SeekWhile(bool running);
 
-  std::minstd_rand random_{20240229};
+  std::minstd_rand random_{kSeed};
   std::optional<SeekOracle> oracle_;
   std::int64_t duration_ = 0;
   std::int64_t stop_ = 0;             // where playing stops now
@@ -242,7 +248,7 @@ TEST_P(SeekTargets, AStoppedSeekBeginsAtTheKeyFrameThatTheCuesReach) {
     while (Stands(target)) {
       ++target.current;
     }
-    SCOPED_TRACE(GetParam() + ", target " + std::to_string(number) + ": " + testing::PrintToString(target));
+    SCOPED_TRACE(Name(number, target));
     const std::size_t limit = number % kTargetsATail == 0 ? kAll : kFirstSamples;
     Begin(limit);
     Seek(target);
@@ -262,7 +268,7 @@ void SeekTargets::SeekWhile(bool running) {
   ASSERT_GE(running ? graph_.Run() : graph_.Pause(), S_OK);
   for (int number = 0; number < kActiveTargets; ++number) {
     const Target target = RandomTarget();
-    SCOPED_TRACE(GetParam() + ", target " + std::to_string(number) + ": " + testing::PrintToString(target));
+    SCOPED_TRACE(Name(number, target));
     if (number % 2 != 0) {
       ExpectEnded();
     }
