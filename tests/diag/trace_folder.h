@@ -9,6 +9,7 @@
 #include <string>
 
 #include "platform/file_path.h"
+#include "platform/process.h"
 #include "platform/text.h"
 
 namespace vantor::test {
@@ -17,7 +18,8 @@ class TraceFolder {
  public:
   TraceFolder() {
     const auto* test = testing::UnitTest::GetInstance()->current_test_info();
-    path_ = std::filesystem::temp_directory_path() / (std::string("vantor_trace_") + test->name());
+    path_ = std::filesystem::temp_directory_path() /
+            ("vantor_trace_" + std::to_string(platform::CurrentProcessId()) + "_" + test->name());
     std::filesystem::remove_all(path_);
     std::filesystem::create_directory(path_);
   }

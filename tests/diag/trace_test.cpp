@@ -70,7 +70,7 @@ TEST(Trace, TracingProcessStampsItsLinesAndWritesThemAtItsEnd) {
 }
 
 TEST(Trace, ProcessesThatWriteAtOnceLoseNoLine) {
-  constexpr int kCount = 200;
+  constexpr int kCount = 1000;
   const TraceFolder folder;
   const std::string path = folder.NarrowPath("trace.txt");
   {
