@@ -56,15 +56,17 @@ void TraceLog::Trace(const char* format, va_list arguments) noexcept {
 void TraceLog::TraceLine(const char* text) noexcept {
   if ((flags_ & (kTraceToFile | kTraceToDebugger)) == 0 || text == nullptr) return;
   try {
-    Prefix prefix;
+    char prefixed[kLineRoom];
+    const char* line = text;
     if (*text == '\n') {
+      Prefix prefix;
       for (; *text == '\n'; ++text) prefix.Add("\r\n");
       if ((flags_ & kTraceTime) != 0) AddTime(prefix, clock_.Next());
       if ((flags_ & kTraceHandles) != 0) prefix.Add("%4d ", system_.HandleCount());
       if ((flags_ & kTraceThread) != 0) prefix.Add("%08x: ", static_cast<unsigned>(system_.ThreadId()));
+      std::snprintf(prefixed, sizeof prefixed, "%s%s", prefix.Text(), text);
+      line = prefixed;
     }
-    char line[kLineRoom];
-    std::snprintf(line, sizeof line, "%s%s", prefix.Text(), text);
     if ((flags_ & kTraceToDebugger) != 0) system_.DebuggerOutput(line);
     if ((flags_ & kTraceToFile) != 0) {
       AppendToFile(line);

@@ -21,8 +21,9 @@ class TraceLog {
   // Writes the printf-style text as TraceLine does, cut to 2,047 bytes. Nothing without kTraceFormatted.
   void Trace(const char* format, va_list arguments) noexcept;
 
-  // Writes the text. Only one that begins with a line feed gets prefixes, behind its initial line feeds: a text without
-  // goes on in the line of the text before. A prefix that finds no room, by very many line feeds, ends the process.
+  // Writes the text. Only one that begins with a line feed gets prefixes, behind its initial line feeds, and is cut to
+  // 2,047 bytes with them; one without goes on in the line of the text before, as it is. A prefix that finds no room,
+  // by very many line feeds, ends the process.
   void TraceLine(const char* text) noexcept;
 
  private:

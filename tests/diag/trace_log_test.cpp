@@ -194,6 +194,12 @@ TEST_F(TraceLogTest, LineIsCutTo2047BytesPrefixIncluded) {
   EXPECT_THAT(system_.shown, ElementsAre("\r\n00000abc: " + std::string(2047 - 12, 'x')));
 }
 
+TEST_F(TraceLogTest, TextWithoutAPrefixIsNotCut) {
+  TraceLog log = Log(kShown);
+  log.TraceLine(std::string(5000, 'x').c_str());
+  EXPECT_THAT(system_.shown, ElementsAre(std::string(5000, 'x')));
+}
+
 TEST_F(TraceLogTest, PrefixHoldsLineFeedsUpToItsRoom) {
   TraceLog log = Log(kShown);
   log.TraceLine((std::string(24, '\n') + "x").c_str());
