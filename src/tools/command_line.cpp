@@ -76,6 +76,7 @@ ParseResult ParseCommandLine(int argc, const char* const* argv) {
   Options options;
   std::string seek;
   double rate = 1.0;
+  app.allow_windows_style_options(false);  // a path may begin with a slash on every system
   app.set_version_flag("--version", "vantor-mkv " VANTOR_VERSION);
   app.add_option("--component", options.component, "Use this component instead of the one beside the tool")
       ->type_name("PATH");

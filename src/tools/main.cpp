@@ -1,5 +1,16 @@
 #include <cstdio>
+#include <string>
+#include <vector>
 
+#include "platform/program.h"
 #include "tools/commands.h"
 
-int main(int argc, char** argv) { return vantor::tools::Main(argc, argv, stdout, stderr); }
+int main(int argc, char** argv) {
+  const vantor::platform::StandardStreams streams;
+  const std::vector<std::string> arguments = vantor::platform::Arguments(argc, argv);
+  std::vector<const char*> texts;
+  for (const std::string& argument : arguments) {
+    texts.push_back(argument.c_str());
+  }
+  return vantor::tools::Main(static_cast<int>(texts.size()), texts.data(), stdout, stderr);
+}

@@ -1,0 +1,31 @@
+// What a command-line program needs before anything else: its arguments as UTF-8, and standard streams that take bytes
+// as they are.
+//
+//   int main(int argc, char** argv) {
+//     const platform::StandardStreams streams;
+//     const std::vector<std::string> arguments = platform::Arguments(argc, argv);
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace vantor::platform {
+
+// The arguments, the program's own name first: UTF-8 on Windows, whatever the code page is; the system's own bytes
+// elsewhere.
+std::vector<std::string> Arguments(int argc, const char* const* argv);
+
+// For as long as it lives, line ends are written as they are and a console reads what is written as UTF-8. One a
+// program.
+class StandardStreams {
+ public:
+  StandardStreams() noexcept;
+  ~StandardStreams();
+  StandardStreams(const StandardStreams&) = delete;
+  StandardStreams& operator=(const StandardStreams&) = delete;
+
+ private:
+  unsigned code_page_ = 0;  // the console's own
+};
+
+}  // namespace vantor::platform

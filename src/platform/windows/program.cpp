@@ -1,0 +1,35 @@
+#include "platform/program.h"
+
+#include <fcntl.h>
+#include <io.h>
+#include <windows.h>
+
+#include <shellapi.h>
+
+#include <cstdio>
+
+#include "platform/text.h"
+
+namespace vantor::platform {
+
+std::vector<std::string> Arguments(int argc, const char* const* argv) {
+  int count = 0;
+  LPWSTR* const wide = CommandLineToArgvW(GetCommandLineW(), &count);
+  if (wide == nullptr) return {argv, argv + argc};
+  std::vector<std::string> arguments;
+  for (int index = 0; index < count; ++index) arguments.push_back(WideToUtf8(wide[index]));
+  LocalFree(wide);
+  return arguments;
+}
+
+StandardStreams::StandardStreams() noexcept : code_page_(GetConsoleOutputCP()) {
+  _setmode(_fileno(stdout), _O_BINARY);
+  _setmode(_fileno(stderr), _O_BINARY);
+  if (code_page_ != 0) SetConsoleOutputCP(CP_UTF8);
+}
+
+StandardStreams::~StandardStreams() {
+  if (code_page_ != 0) SetConsoleOutputCP(code_page_);
+}
+
+}  // namespace vantor::platform
