@@ -100,4 +100,10 @@ std::string WideToUtf8(WideStringView text) {
   return narrow;
 }
 
+std::string GuidText(const GUID& guid) {
+  WCHAR text[39] = {};
+  StringFromGUID2(guid, text, 39);
+  return WideToUtf8(text);
+}
+
 }  // namespace vantor

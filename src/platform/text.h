@@ -18,4 +18,7 @@ WideString Utf8ToWide(std::string_view text);
 // A surrogate without its other half becomes U+FFFD.
 std::string WideToUtf8(WideStringView text);
 
+// The registry's form of a GUID: "{E436EB83-524F-11CE-9F53-0020AF0BA770}".
+std::string GuidText(const GUID& guid);
+
 }  // namespace vantor

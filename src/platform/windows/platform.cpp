@@ -2,6 +2,8 @@
 
 #include <oleauto.h>
 
+#include "platform/windows/system_message.h"
+
 namespace vantor {
 namespace {
 
@@ -25,6 +27,8 @@ WideString ModuleWidePath() {
   }
 }
 
+}  // namespace
+
 std::string SystemMessage(DWORD code) {
   LPWSTR text = nullptr;
   const DWORD length =
@@ -35,8 +39,6 @@ std::string SystemMessage(DWORD code) {
   while (!message.empty() && (message.back() == L'\n' || message.back() == L'\r')) message.pop_back();
   return message.empty() ? "error " + std::to_string(code) : WideToUtf8(message);
 }
-
-}  // namespace
 
 void SleepMilliseconds(unsigned milliseconds) { Sleep(milliseconds); }
 

@@ -1,0 +1,7 @@
+#include "platform/registration.h"
+
+namespace vantor::platform {
+
+RegistrationSystem* SystemRegistration() { return nullptr; }
+
+}  // namespace vantor::platform

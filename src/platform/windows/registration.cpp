@@ -1,0 +1,83 @@
+#include "platform/registration.h"
+
+#include <oleauto.h>
+
+#include "platform/platform.h"
+#include "platform/windows/system_message.h"
+
+namespace vantor::platform {
+namespace {
+
+constexpr SYSKIND kSystemKind = sizeof(void*) == 8 ? SYS_WIN64 : SYS_WIN32;
+
+class LoadedTypeLibrary final : public TypeLibrary {
+ public:
+  explicit LoadedTypeLibrary(ComPtr<ITypeLib> library) : library_(std::move(library)) {}
+  HRESULT Register(const std::string& path) override {
+    return RegisterTypeLib(library_.Get(), Utf8ToWide(path).data(), nullptr);
+  }
+
+ private:
+  const ComPtr<ITypeLib> library_;
+};
+
+class WindowsRegistration final : public RegistrationSystem {
+ public:
+  std::string ModulePath() override { return vantor::ModulePath(); }
+
+  HRESULT WriteClassesValue(const std::string& key, const std::string& name, const std::string& text) override {
+    const WideString data = Utf8ToWide(text);
+    HKEY opened = nullptr;
+    LSTATUS status = RegCreateKeyExW(HKEY_CLASSES_ROOT, Utf8ToWide(key).c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE,
+                                     KEY_SET_VALUE, nullptr, &opened, nullptr);
+    if (status != ERROR_SUCCESS) return HRESULT_FROM_WIN32(status);
+    status = RegSetValueExW(opened, name.empty() ? nullptr : Utf8ToWide(name).c_str(), 0, REG_SZ,
+                            reinterpret_cast<const BYTE*>(data.c_str()),
+                            static_cast<DWORD>((data.size() + 1) * sizeof(WCHAR)));
+    RegCloseKey(opened);
+    return HRESULT_FROM_WIN32(status);
+  }
+
+  bool DeleteClassesKey(const std::string& parent, const std::string& name) override {
+    HKEY opened = nullptr;
+    if (RegOpenKeyExA(HKEY_CLASSES_ROOT, parent.c_str(), 0, KEY_ALL_ACCESS, &opened) != ERROR_SUCCESS) return false;
+    const bool deleted = !name.empty() && RegDeleteKeyA(opened, name.c_str()) == ERROR_SUCCESS;
+    RegCloseKey(opened);
+    return deleted;
+  }
+
+  HRESULT DeleteClassesTree(const std::string& key) override {
+    return HRESULT_FROM_WIN32(RegDeleteTreeW(HKEY_CLASSES_ROOT, Utf8ToWide(key).c_str()));
+  }
+
+  HRESULT OpenFilterMapper(ComPtr<IFilterMapper2>& mapper) override {
+    return CoCreateInstance(CLSID_FilterMapper2, nullptr, CLSCTX_INPROC_SERVER, IID_IFilterMapper2, mapper.Void());
+  }
+
+  HRESULT LoadTypeLibrary(const std::string& path, std::unique_ptr<TypeLibrary>& library) override {
+    ComPtr<ITypeLib> loaded;
+    const HRESULT result = LoadTypeLib(Utf8ToWide(path).c_str(), loaded.Out());
+    if (FAILED(result)) return result;
+    library = std::make_unique<LoadedTypeLibrary>(std::move(loaded));
+    return result;
+  }
+
+  HRESULT UnregisterTypeLibrary(const GUID& library, WORD major, WORD minor) override {
+    return UnRegisterTypeLib(library, major, minor, LOCALE_NEUTRAL, kSystemKind);
+  }
+
+  std::string ErrorText(HRESULT result) override { return SystemMessage(static_cast<DWORD>(result)); }
+
+  void ShowError(const std::string& title, const std::string& text) override {
+    MessageBoxW(nullptr, Utf8ToWide(text).c_str(), Utf8ToWide(title).c_str(), MB_OK | MB_ICONERROR);
+  }
+};
+
+}  // namespace
+
+RegistrationSystem* SystemRegistration() {
+  static WindowsRegistration system;
+  return &system;
+}
+
+}  // namespace vantor::platform

@@ -1,0 +1,13 @@
+// The system's own words for its error codes.
+#pragma once
+
+#include <string>
+
+#include "platform/com.h"
+
+namespace vantor {
+
+// For a system error or a result; "error N" when the system has no text. Without a line end.
+std::string SystemMessage(DWORD code);
+
+}  // namespace vantor
