@@ -1,10 +1,12 @@
 // The component's exported entry points, over the one-entry class factory table.
 #include "baseclasses/class_factory.h"
+#include "baseclasses/dll_setup.h"
 #include "filter/ids.h"
 #include "filter/mkv_filter.h"
+#include "filter/registration.h"
 
 CFactoryTemplate g_Templates[] = {
-    {vantor::kFilterName, &vantor::kClsidMkvDmx, vantor::CVXMkvDmx::CreateInstance, nullptr, nullptr},
+    {vantor::kFilterName, &vantor::kClsidMkvDmx, vantor::CVXMkvDmx::CreateInstance, nullptr, &vantor::kFilterSetup},
 };
 int g_cTemplates = 1;
 
@@ -14,6 +16,13 @@ STDAPI DllGetClassObject(REFCLSID clsid, REFIID riid, void** object) {
 
 STDAPI DllCanUnloadNow() { return CClassFactory::CanUnloadNow(); }
 
-// The registry has its own writer; until it is built in there is nothing to register.
-STDAPI DllRegisterServer() { return E_NOTIMPL; }
-STDAPI DllUnregisterServer() { return E_NOTIMPL; }
+// Where the system has no registry there is nothing to register with: E_NOTIMPL.
+STDAPI DllRegisterServer() {
+  vantor::platform::RegistrationSystem* system = vantor::platform::SystemRegistration();
+  return system ? vantor::RegisterServer(*system, AMovieDllRegisterServer2) : E_NOTIMPL;
+}
+
+STDAPI DllUnregisterServer() {
+  vantor::platform::RegistrationSystem* system = vantor::platform::SystemRegistration();
+  return system ? vantor::UnregisterServer(*system, AMovieDllRegisterServer2) : E_NOTIMPL;
+}

@@ -1,4 +1,4 @@
-// The component's fixed identifiers and names.
+// The component's fixed identifiers and names. vantormkv.idl repeats those of the type library.
 #pragma once
 
 #include "platform/com.h"
@@ -14,6 +14,8 @@ inline constexpr CLSID kClsidMkvDmx = {0x5e1b2a64, 0x90c3, 0x4d0f, {0xa7, 0xe2, 
 inline constexpr IID kIidMkvDmx = {0xc3d7a1f0, 0x2b46, 0x4e58, {0x9c, 0x1d, 0x70, 0xa5, 0xe4, 0xb8, 0xd6, 0x12}};
 // {8F4A6D3B-15E9-4C72-B0A8-3D92F7C1E564}
 inline constexpr GUID kTypeLibraryId = {0x8f4a6d3b, 0x15e9, 0x4c72, {0xb0, 0xa8, 0x3d, 0x92, 0xf7, 0xc1, 0xe5, 0x64}};
+inline constexpr WORD kTypeLibraryMajor = 1;
+inline constexpr WORD kTypeLibraryMinor = 0;
 
 // The automation interface: a dispatch interface without methods of its own.
 struct IVXMkvDmx : public IDispatch {

@@ -26,7 +26,7 @@ CVXMkvDmx::CVXMkvDmx(LPUNKNOWN outer, HRESULT* result)
 CVXMkvDmx::CVXMkvDmx(LPUNKNOWN outer, HRESULT* result, const platform::FontFunctions& fonts,
                      platform::TemporaryFiles& files)
     : CBaseFilter(kFilterName, outer, &filterLock_, kClsidMkvDmx, result),
-      CFilterDispatchImpl<IVXMkvDmx>(kTypeLibraryId, 1, 0, kIidMkvDmx),
+      CFilterDispatchImpl<IVXMkvDmx>(kTypeLibraryId, kTypeLibraryMajor, kTypeLibraryMinor, kIidMkvDmx),
       fontInstaller_(fonts, files),
       seekLock_(LockRank::Seek),
       positionLock_(LockRank::Position),

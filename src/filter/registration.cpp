@@ -1,0 +1,95 @@
+#include "filter/registration.h"
+
+#include <cstdint>
+#include <string>
+
+#include "diag/result_names.h"
+#include "diag/trace.h"
+#include "filter/ids.h"
+#include "mediatypes/media_guids.h"
+#include "platform/result.h"
+#include "platform/text.h"
+
+namespace vantor {
+namespace {
+
+using platform::RegistrationSystem;
+
+const AMOVIESETUP_MEDIATYPE kInputTypes[] = {
+    {&MEDIATYPE_Stream, &kSubtypePrivateMatroska},
+    {&MEDIATYPE_Stream, &kSubtypeMatroska},
+    {&GUID_NULL, &GUID_NULL},
+};
+
+const AMOVIESETUP_PIN kPins[] = {
+    // name, rendered, output, zero, many, connects to filter, to pin, media types
+    {OLESTR("Input"), FALSE, FALSE, FALSE, FALSE, &CLSID_NULL, nullptr, 3, kInputTypes},
+    {OLESTR("Output"), FALSE, TRUE, FALSE, FALSE, &CLSID_NULL, nullptr, 0, nullptr},
+};
+
+// Offset, length, mask (none), bytes: what an EBML header begins with.
+constexpr const char* kCheckBytes[] = {"0,4,,1A45DFA3"};
+
+constexpr const char* kExtensions[] = {".webm", ".mkv", ".mka", ".mks"};
+
+std::string StreamTypesKey() { return "Media Type\\" + GuidText(MEDIATYPE_Stream); }
+
+HRESULT WriteMediaTypeKey(RegistrationSystem& system, const GUID& subtype, const CLSID& source) {
+  const std::string key = StreamTypesKey() + "\\" + GuidText(subtype);
+  int index = 0;
+  for (const char* entry : kCheckBytes) {
+    const HRESULT result = system.WriteClassesValue(key, std::to_string(index++), entry);
+    if (FAILED(result)) return result;
+  }
+  return system.WriteClassesValue(key, "Source Filter", GuidText(source));
+}
+
+void DeleteExtensionKeys(RegistrationSystem& system) {
+  for (const char* extension : kExtensions) system.DeleteClassesKey("Media Type\\Extensions", extension);
+}
+
+HRESULT RegisterTypeLibrary(RegistrationSystem& system) {
+  const std::string path = system.ModulePath();
+  std::unique_ptr<platform::TypeLibrary> library;
+  HRESULT result = system.LoadTypeLibrary(path, library);
+  if (FAILED(result)) {
+    VANTOR_TRACE("\nVX_RegisterTypeLibrary: LoadTypeLib failed 0x%08x", static_cast<std::uint32_t>(result));
+    system.ShowError("Error", std::string("Failed ") + ResultName(result) +
+                                  " to register type library: " + system.ErrorText(result));
+    return result;
+  }
+  result = library->Register(path);
+  if (FAILED(result)) {
+    VANTOR_TRACE("\nVX_RegisterTypeLibrary: RegisterTypeLib failed 0x%08x", static_cast<std::uint32_t>(result));
+    system.ShowError("Error", "Failed to register type library: " + system.ErrorText(result));
+  }
+  return result;
+}
+
+}  // namespace
+
+const AMOVIESETUP_FILTER kFilterSetup = {&kClsidMkvDmx, kFilterName, MERIT_NORMAL, 2, kPins};
+
+HRESULT RegisterServer(RegistrationSystem& system, const ClassRegistrar& classes) {
+  return Guarded([&] {
+    const HRESULT written = WriteMediaTypeKey(system, kSubtypePrivateMatroska, CLSID_AsyncReader);
+    DeleteExtensionKeys(system);
+    HRESULT registered = RegisterTypeLibrary(system);
+    if (SUCCEEDED(registered)) registered = classes(TRUE);
+    if (FAILED(written)) return written;
+    return FAILED(registered) ? registered : S_OK;
+  });
+}
+
+HRESULT UnregisterServer(RegistrationSystem& system, const ClassRegistrar& classes) {
+  return Guarded([&] {
+    for (const GUID& subtype : {kSubtypePrivateMatroska, kSubtypeMatroska}) {
+      system.DeleteClassesKey(StreamTypesKey(), GuidText(subtype));
+    }
+    DeleteExtensionKeys(system);
+    system.UnregisterTypeLibrary(kTypeLibraryId, kTypeLibraryMajor, kTypeLibraryMinor);
+    return classes(FALSE);
+  });
+}
+
+}  // namespace vantor

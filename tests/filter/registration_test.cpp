@@ -1,0 +1,156 @@
+// What is registered and unregistered, in which order, and what comes of a step that fails.
+#include "filter/registration.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <new>
+
+#include "baseclasses/dll_setup.h"
+#include "filter/ids.h"
+#include "filter/mkv_filter.h"
+#include "support/fake_registration.h"
+
+namespace vantor::test {
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::Not;
+using testing::StartsWith;
+
+#define STREAM "{E436EB83-524F-11CE-9F53-0020AF0BA770}"
+#define PRIVATE_MATROSKA "{49952F4C-3EDC-4A9B-8906-1DE02A3D4BC2}"
+#define MATROSKA "{1AC0BEBD-4D2B-45AD-BCEB-F2C41C5E3788}"
+#define NONE "{00000000-0000-0000-0000-000000000000}"
+#define FILTER "{5E1B2A64-90C3-4D0F-A7E2-6B8D54C9F311}"
+
+class Registration : public testing::Test {
+ protected:
+  ClassRegistrar Classes() {
+    return [this](BOOL registering) { return system.Note(registering ? "register classes" : "unregister classes"); };
+  }
+  HRESULT Register() { return RegisterServer(system, Classes()); }
+  HRESULT Unregister() { return UnregisterServer(system, Classes()); }
+
+  FakeRegistration system;
+};
+
+const auto kRegistering = {
+    "write Media Type\\" STREAM "\\" PRIVATE_MATROSKA " [0] = 0,4,,1A45DFA3",
+    "write Media Type\\" STREAM "\\" PRIVATE_MATROSKA " [Source Filter] = {E436EBB5-524F-11CE-9F53-0020AF0BA770}",
+    "delete Media Type\\Extensions\\.webm",
+    "delete Media Type\\Extensions\\.mkv",
+    "delete Media Type\\Extensions\\.mka",
+    "delete Media Type\\Extensions\\.mks",
+    "load C:\\Filters\\vantormkv.ax",
+    "register library C:\\Filters\\vantormkv.ax",
+    "register classes",
+};
+
+const auto kUnregistering = {
+    "delete Media Type\\" STREAM "\\" PRIVATE_MATROSKA,
+    "delete Media Type\\" STREAM "\\" MATROSKA,
+    "delete Media Type\\Extensions\\.webm",
+    "delete Media Type\\Extensions\\.mkv",
+    "delete Media Type\\Extensions\\.mka",
+    "delete Media Type\\Extensions\\.mks",
+    "unregister library {8F4A6D3B-15E9-4C72-B0A8-3D92F7C1E564} 1.0",
+    "unregister classes",
+};
+
+TEST_F(Registration, WritesTheFirstBytesDeletesTheExtensionsAndRegistersLibraryAndClasses) {
+  EXPECT_EQ(Register(), S_OK);
+  EXPECT_THAT(system.calls, testing::ElementsAreArray(kRegistering));
+}
+
+TEST_F(Registration, UnregistersBothSubtypesTheExtensionsTheLibraryAndTheClasses) {
+  EXPECT_EQ(Unregister(), S_OK);
+  EXPECT_THAT(system.calls, testing::ElementsAreArray(kUnregistering));
+}
+
+TEST_F(Registration, ExtensionKeysThatCannotBeDeletedAreNoFailure) {
+  system.Fail("delete", E_ACCESSDENIED);
+  EXPECT_EQ(Register(), S_OK);
+  EXPECT_THAT(system.calls, testing::ElementsAreArray(kRegistering));
+}
+
+TEST_F(Registration, AFailingMediaTypeKeyIsTheResultButStopsNothingElse) {
+  system.Fail("write", E_ACCESSDENIED);
+  system.Fail("register classes", E_FAIL);
+  EXPECT_EQ(Register(), E_ACCESSDENIED);
+  EXPECT_THAT(system.calls, Not(Contains(testing::HasSubstr("[Source Filter]"))));
+  EXPECT_EQ(system.calls.size(), kRegistering.size() - 1);
+  EXPECT_EQ(system.calls.back(), "register classes");
+}
+
+TEST_F(Registration, ALibraryThatDoesNotLoadStopsBeforeTheClassesWithAMessage) {
+  system.Fail("load", TYPE_E_CANTLOADLIBRARY);
+  EXPECT_EQ(Register(), TYPE_E_CANTLOADLIBRARY);
+  // The result is named in builds that trace.
+  EXPECT_EQ(system.calls.back(), "show Error: Failed  to register type library: words for 80029C4A");
+  EXPECT_THAT(system.calls, Not(Contains(StartsWith("register"))));
+}
+
+TEST_F(Registration, ALibraryThatIsNotRegisteredStopsBeforeTheClassesWithAMessage) {
+  system.Fail("register library", TYPE_E_REGISTRYACCESS);
+  EXPECT_EQ(Register(), TYPE_E_REGISTRYACCESS);
+  EXPECT_EQ(system.calls.back(), "show Error: Failed to register type library: words for 8002801C");
+  EXPECT_THAT(system.calls, Not(Contains("register classes")));
+}
+
+TEST_F(Registration, FailingClassesAreTheResult) {
+  system.Fail("register classes", E_ACCESSDENIED);
+  EXPECT_EQ(Register(), E_ACCESSDENIED);
+  EXPECT_THAT(system.calls, Not(Contains(StartsWith("show"))));
+}
+
+TEST_F(Registration, UnregisteringGoesThroughEveryStepAndGivesTheResultOfTheClasses) {
+  system.Fail("delete", E_ACCESSDENIED);
+  system.Fail("unregister library", TYPE_E_REGISTRYACCESS);
+  EXPECT_EQ(Unregister(), S_OK);
+  EXPECT_THAT(system.calls, testing::ElementsAreArray(kUnregistering));
+  system.Fail("unregister classes", E_FAIL);
+  EXPECT_EQ(Unregister(), E_FAIL);
+}
+
+TEST_F(Registration, NoExceptionLeavesIt) {
+  const ClassRegistrar classes = [](BOOL) -> HRESULT { throw std::bad_alloc(); };
+  EXPECT_EQ(RegisterServer(system, classes), E_OUTOFMEMORY);
+  EXPECT_EQ(UnregisterServer(system, classes), E_OUTOFMEMORY);
+}
+
+TEST(SetupRecord, ReachesTheMapperAsItIs) {
+  const CFactoryTemplate table[] = {{kFilterName, &kClsidMkvDmx, CVXMkvDmx::CreateInstance, nullptr, &kFilterSetup}};
+  FakeRegistration system;
+  EXPECT_EQ(AMovieDllRegisterTemplates(table, 1, TRUE, system), S_OK);
+  // Flag 8: an output pin.
+  EXPECT_THAT(system.calls,
+              ElementsAre("write CLSID\\" FILTER " [] = Vantor MKV Demultiplexer",
+                          "write CLSID\\" FILTER "\\InprocServer32 [] = C:\\Filters\\vantormkv.ax",
+                          "write CLSID\\" FILTER "\\InprocServer32 [ThreadingModel] = Both", "open mapper",
+                          "unregister filter " FILTER,
+                          "register filter " FILTER
+                          " Vantor MKV Demultiplexer merit 00600000 pins 2, flags 0 " STREAM PRIVATE_MATROSKA
+                          " " STREAM MATROSKA " " NONE NONE ", flags 8"));
+}
+
+TEST(SetupRecord, NamesThePinsAndConnectsThemToNothing) {
+  ASSERT_EQ(kFilterSetup.nPins, 2u);
+  const AMOVIESETUP_PIN& input = kFilterSetup.lpPin[0];
+  const AMOVIESETUP_PIN& output = kFilterSetup.lpPin[1];
+  EXPECT_EQ(WideToUtf8(input.strName), "Input");
+  EXPECT_EQ(WideToUtf8(output.strName), "Output");
+  EXPECT_FALSE(input.bOutput);
+  EXPECT_TRUE(output.bOutput);
+  for (const AMOVIESETUP_PIN* pin : {&input, &output}) {
+    EXPECT_FALSE(pin->bRendered);
+    EXPECT_FALSE(pin->bZero);
+    EXPECT_FALSE(pin->bMany);
+    EXPECT_TRUE(SameGuid(*pin->clsConnectsToFilter, CLSID_NULL));
+    EXPECT_EQ(pin->strConnectsToPin, nullptr);
+  }
+}
+
+}  // namespace
+}  // namespace vantor::test
