@@ -25,7 +25,7 @@ class StandardStreams {
   StandardStreams& operator=(const StandardStreams&) = delete;
 
  private:
-  unsigned code_page_ = 0;  // the console's own
+  [[maybe_unused]] unsigned code_page_ = 0;  // the console's own
 };
 
 }  // namespace vantor::platform

@@ -1,19 +1,18 @@
 // What the file properties of the component show.
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <vector>
 
-#include "platform/platform.h"
+#include "component/loaded_component.h"
+#include "platform/text.h"
 
 namespace vantor::test {
 namespace {
 
-class VersionInformation : public testing::Test {
+class VersionInformation : public LoadedComponent {
  protected:
   VersionInformation() {
-    const std::wstring path =
-        std::filesystem::path(Utf8ToWide(ModulePath())).replace_filename(L"vantormkv.ax").native();
+    const WideString path = Utf8ToWide(Path());
     DWORD unused = 0;
     data_.resize(GetFileVersionInfoSizeW(path.c_str(), &unused));
     EXPECT_TRUE(GetFileVersionInfoW(path.c_str(), 0, static_cast<DWORD>(data_.size()), data_.data()));
