@@ -61,7 +61,7 @@ TEST_F(DllSetup, RegisteringEndsAtTheFirstFailureWhicheverItIs) {
     FakeRegistration partly;
     partly.Fail(all[failing], E_ACCESSDENIED);
     EXPECT_EQ(AMovieDllRegisterTemplates(kTable, 3, TRUE, partly), E_ACCESSDENIED) << all[failing];
-    // A key's line begins as nothing else does, so it failed where it stands.
+    // No two lines begin alike, so it is this one that failed, and nothing came after it.
     EXPECT_EQ(partly.calls.back(), all[failing]);
     EXPECT_EQ(partly.calls.size(), failing + 1);
     EXPECT_EQ(partly.MapperReferences(), 0u);

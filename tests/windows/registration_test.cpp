@@ -20,7 +20,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 #define FILTER "{5E1B2A64-90C3-4D0F-A7E2-6B8D54C9F311}"
-#define INTERFACE "{C3D7A1F0-2B46-4E58-9C1D-70A5E4B8D612}"
+#define INTERFACE_ID "{C3D7A1F0-2B46-4E58-9C1D-70A5E4B8D612}"
 #define LIBRARY "{8F4A6D3B-15E9-4C72-B0A8-3D92F7C1E564}"
 #define STREAM "{E436EB83-524F-11CE-9F53-0020AF0BA770}"
 #define PRIVATE_MATROSKA "{49952F4C-3EDC-4A9B-8906-1DE02A3D4BC2}"
@@ -33,7 +33,7 @@ constexpr char kFirstBytesKey[] = "Media Type\\" STREAM "\\" PRIVATE_MATROSKA;
 constexpr char kOtherFirstBytesKey[] = "Media Type\\" STREAM "\\" MATROSKA;
 constexpr char kExtensionsKey[] = "Media Type\\Extensions";
 constexpr char kLibraryKey[] = "TypeLib\\" LIBRARY;
-constexpr char kInterfaceKey[] = "Interface\\" INTERFACE;
+constexpr char kInterfaceKey[] = "Interface\\" INTERFACE_ID;
 
 std::string FolderOf(const std::string& path) { return path.substr(0, path.rfind('\\')); }
 
@@ -81,11 +81,11 @@ class WindowsRegistration : public LoadedComponent {
         {"TypeLib\\" LIBRARY "\\1.0\\FLAGS []", "8"},
         {"TypeLib\\" LIBRARY "\\1.0\\HELPDIR []", FolderOf(Path())},
 
-        {"Interface\\" INTERFACE " []", "IVXMkvDmx"},
-        {"Interface\\" INTERFACE "\\ProxyStubClsid []", "{00020424-0000-0000-C000-000000000046}"},
-        {"Interface\\" INTERFACE "\\ProxyStubClsid32 []", "{00020424-0000-0000-C000-000000000046}"},
-        {"Interface\\" INTERFACE "\\TypeLib []", LIBRARY},
-        {"Interface\\" INTERFACE "\\TypeLib [Version]", "1.0"},
+        {"Interface\\" INTERFACE_ID " []", "IVXMkvDmx"},
+        {"Interface\\" INTERFACE_ID "\\ProxyStubClsid []", "{00020424-0000-0000-C000-000000000046}"},
+        {"Interface\\" INTERFACE_ID "\\ProxyStubClsid32 []", "{00020424-0000-0000-C000-000000000046}"},
+        {"Interface\\" INTERFACE_ID "\\TypeLib []", LIBRARY},
+        {"Interface\\" INTERFACE_ID "\\TypeLib [Version]", "1.0"},
 
         {std::string(kInstanceKey) + " [CLSID]", FILTER},
         {std::string(kInstanceKey) + " [FriendlyName]", "Vantor MKV Demultiplexer"},
