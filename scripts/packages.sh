@@ -1,4 +1,4 @@
-# Debian packages for ./test and ./demo. Sourced, not run.
+# Debian packages for ./test, ./demo and ./package. Sourced, not run.
 #
 #   need_packages NAME...    installs those that are missing; false when that is impossible
 #
@@ -33,3 +33,6 @@ need_packages() {
 }
 
 build_packages=(cmake ninja-build g++ libwine-dev libfmt-dev nlohmann-json3-dev libcli11-dev zlib1g-dev)
+# For the cross builds, and for packing what they gave.
+windows_packages=(g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix mingw-w64-tools libz-mingw-w64-dev)
+package_packages=(nsis zip binutils-mingw-w64-x86-64 binutils-mingw-w64-i686)
