@@ -1,0 +1,414 @@
+#!/usr/bin/env python3
+"""The packages that ./package makes, and their installer for 64-bit Windows at work under Wine.
+
+    installer_test.py X64_TREE X86_TREE WORK_FOLDER RESULTS [WORD...]
+
+The trees are build trees with component and tool, that for x64 also with the tests' programs. The work folder is
+emptied; the packages and a fresh Wine prefix go there. RESULTS becomes a JUnit file. With words only those tests run
+whose name holds one of them.
+
+Wine as it is used here runs no programs of 32 bits. Where a test needs the registration of the x86 component, a program
+that only records how it was called takes the place of its regsvr32.
+"""
+
+import contextlib
+import hashlib
+import os
+import re
+import shutil
+import subprocess
+import sys
+import unittest
+import xml.etree.ElementTree as ElementTree
+import zipfile
+from pathlib import Path
+
+X64_TREE, X86_TREE, WORK = (Path(path).resolve() for path in sys.argv[1:4])
+ROOT = Path(__file__).resolve().parents[2]
+WINE = "/usr/lib/wine/wine64"
+WINE_SERVER = "/usr/lib/wine/wineserver64"
+
+NAME = "Vantor MKV Demultiplexer"
+CLASS_ID = "{5E1B2A64-90C3-4D0F-A7E2-6B8D54C9F311}"
+ENTRY = rf"HKEY_LOCAL_MACHINE\Software\Microsoft\Windows\CurrentVersion\Uninstall\{NAME}"
+CLASS = rf"HKEY_LOCAL_MACHINE\Software\Classes\CLSID\{CLASS_ID}"
+MEDIA_TYPE = (r"HKEY_LOCAL_MACHINE\Software\Classes\Media Type\{E436EB83-524F-11CE-9F53-0020AF0BA770}"
+              r"\{49952F4C-3EDC-4A9B-8906-1DE02A3D4BC2}")
+FOLDER = rf"C:\Program Files\{NAME}"
+UNINSTALLER = "uninstall-vantor-mkv.exe"
+FILES = {"vantormkv.ax", "vantor-mkv.exe", "vantor-mkv.txt", UNINSTALLER}
+X86_FILES = {"x86/vantormkv.ax", "x86/vantor-mkv.exe"}
+
+DONE, IN_USE, NOT_REGISTERED, NOT_WRITTEN = 0, 2, 3, 5
+
+
+# ---- The packages.
+
+def project_version():
+    return re.search(r"^CMAKE_PROJECT_VERSION:\w+=(.*)$", (X64_TREE / "CMakeCache.txt").read_text(), re.M).group(1)
+
+
+VERSION = project_version()
+
+
+def package(x64, x86, out, **environment):
+    subprocess.run([ROOT / "package", "--x64", x64, "--x86", x86, "--out", out], check=True, stdout=sys.stderr,
+                   env=os.environ | environment)
+
+
+def broken_tree():
+    """A build tree of a newer version, whose component for x64 is a file that cannot be registered."""
+    tree = WORK / "broken"
+    (tree / "bin").mkdir(parents=True)
+    for name in ("vantormkv.ax", "vantor-mkv.exe"):
+        shutil.copy(X64_TREE / "bin" / "vantor-mkv.exe", tree / "bin" / name)
+    (tree / "CMakeCache.txt").write_text(f"CMAKE_PROJECT_VERSION:STATIC={VERSION}\n")
+    return tree
+
+
+# ---- Windows.
+
+def environment():
+    wanted = {key: value for key, value in os.environ.items() if key != "DISPLAY"}
+    return wanted | {"WINEPREFIX": str(WORK / "wine"), "WINEDEBUG": "-all", "WINEDLLOVERRIDES": "mscoree,mshtml="}
+
+
+def wine(*words, **options):
+    return subprocess.run([WINE, *map(str, words)], env=environment(), stdin=subprocess.DEVNULL, timeout=120,
+                          **({"stdout": sys.stderr} | options))
+
+
+def unix(path):
+    return WORK / "wine" / "drive_c" / path.removeprefix("C:\\").replace("\\", "/")
+
+
+def registry_of(text):
+    """Of an export: the values by key, each a raw line."""
+    keys = {}
+    values = None
+    for line in text.replace("\\\r\n  ", "").splitlines():
+        if line.startswith("["):
+            values = keys.setdefault(line[1:-1], {})
+        elif values is not None and "=" in line:
+            name, _, value = line.partition("=")
+            values[name.strip('"')] = value
+    return keys
+
+
+def registry(key):
+    """The key and those below it; empty when it does not exist."""
+    file = unix(r"C:\exported.reg")
+    file.unlink(missing_ok=True)
+    wine("reg", "export", key, r"C:\exported.reg", "/y", stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    return registry_of(file.read_text("utf-16")) if file.exists() else {}
+
+
+def text(value):
+    return '"' + value.replace("\\", "\\\\").replace('"', '\\"') + '"'
+
+
+def whole_registry():
+    """All of it, as it is stored once every program has ended. What Wine writes by itself is left out."""
+    subprocess.run([WINE_SERVER, "-w"], env=environment(), check=True)
+    keys = {}
+    for name in ("system.reg", "user.reg", "userdef.reg"):
+        key = None
+        for line in (WORK / "wine" / name).read_text("utf-8", "replace").replace("\\\n  ", "").splitlines():
+            if line.startswith("["):
+                key = f"{name}: {line[:line.rindex(']') + 1]}"
+                keys[key] = []
+            elif key is not None and line and not line.startswith("#"):
+                keys[key].append(line)
+    return keys
+
+
+def files_in(folder):
+    return {str(path.relative_to(folder)) for path in folder.rglob("*") if path.is_file()}
+
+
+def state_of(folder):
+    """Each file's content and time."""
+    return {name: ((folder / name).read_bytes(), (folder / name).stat().st_mtime_ns) for name in files_in(folder)}
+
+
+def everything():
+    """All files and folders of the drive, but for temporary ones."""
+    drive = WORK / "wine" / "drive_c"
+    return {str(path) for path in drive.rglob("*") if not re.search("/temp/", str(path), re.I) and path.suffix != ".reg"}
+
+
+def install(folder=None, packages="packages"):
+    setup = WORK / packages / f"vantor-mkv-{VERSION}-setup-x64.exe"
+    # The folder stands last, and without quotation marks, however many words it is.
+    words = f"/D={folder}".split(" ") if folder else []
+    return wine(setup, "/S", *words).returncode
+
+
+def uninstall(folder=FOLDER):
+    """Waits for the end, for which the uninstaller has to stay where it is, and stay behind."""
+    return wine(rf"{folder}\{UNINSTALLER}", "/S", *f"_?={folder}".split(" ")).returncode
+
+
+@contextlib.contextmanager
+def holding(file):
+    """A running program that has loaded the file."""
+    program = subprocess.Popen([WINE, X64_TREE / "bin" / "component_user.exe", "hold", file], env=environment(),
+                               stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+    try:
+        if program.stdout.readline().strip() != b"loaded":
+            raise AssertionError(f"{file} cannot be loaded")
+        yield
+    finally:
+        program.communicate()
+
+
+SYSTEM_OF_32_BITS = r"C:\windows\syswow64\regsvr32.exe"
+CALLS = r"C:\regsvr32.log"
+CODE = r"C:\regsvr32.code"
+
+
+def calls_of_regsvr32():
+    """How it was called: what stood behind its own name."""
+    log = unix(CALLS)
+    lines = log.read_text().splitlines() if log.exists() else []
+    log.unlink(missing_ok=True)
+    return [re.sub(r'^("[^"]*"|\S+) ', "", line) for line in lines]
+
+
+class PackageTest(unittest.TestCase):
+    def test_ChecksumsAreThoseOfTheFiles(self):
+        out = WORK / "packages"
+        sums = dict(reversed(line.split("  ")) for line in (out / "SHA256SUMS").read_text().splitlines())
+        self.assertEqual(set(sums), {f"vantor-mkv-{VERSION}-{end}" for end in
+                                     ("setup-x64.exe", "setup-x86.exe", "windows.zip")})
+        for name, digest in sums.items():
+            self.assertEqual(hashlib.sha256((out / name).read_bytes()).hexdigest(), digest, name)
+
+    def test_ArchiveHoldsBothArchitecturesAndTheTexts(self):
+        with zipfile.ZipFile(WORK / "packages" / f"vantor-mkv-{VERSION}-windows.zip") as archive:
+            self.assertIsNone(archive.testzip())
+            self.assertEqual(set(archive.namelist()),
+                             {"vantor-mkv.txt", "windows.md", "x64/vantormkv.ax", "x64/vantor-mkv.exe",
+                              "x86/vantormkv.ax", "x86/vantor-mkv.exe"})
+            self.assertIn(f"{NAME} {VERSION}\r\n".encode(), archive.read("vantor-mkv.txt"))
+            for folder, machine in (("x64", 0x8664), ("x86", 0x14C)):
+                for name in ("vantormkv.ax", "vantor-mkv.exe"):
+                    self.assertEqual(machine_of(archive.read(f"{folder}/{name}")), machine, f"{folder}/{name}")
+
+    def test_InstallersAreProgramsOfTheirOwnWindows(self):
+        for name, machine in (("x64", 0x8664), ("x86", 0x14C)):
+            setup = WORK / "packages" / f"vantor-mkv-{VERSION}-setup-{name}.exe"
+            self.assertEqual(machine_of(setup.read_bytes()), machine, name)
+
+    def test_PackingAgainGivesTheSameBytes(self):
+        package(X64_TREE, X86_TREE, WORK / "again", TZ="Pacific/Auckland")
+        self.assertEqual((WORK / "again" / "SHA256SUMS").read_text(), (WORK / "packages" / "SHA256SUMS").read_text())
+
+
+def machine_of(program):
+    header = int.from_bytes(program[0x3C:0x40], "little")
+    return int.from_bytes(program[header + 4:header + 6], "little")
+
+
+class InstallerTest(unittest.TestCase):
+    maxDiff = None
+
+    def setUp(self):
+        self.addCleanup(self.clean)
+
+    def clean(self):
+        for folder in (FOLDER, r"C:\My media\Vantor's filters"):
+            if unix(rf"{folder}\{UNINSTALLER}").exists():
+                uninstall(folder)
+            shutil.rmtree(unix(folder), ignore_errors=True)
+        for file in (SYSTEM_OF_32_BITS, CALLS, CODE):
+            unix(file).unlink(missing_ok=True)
+
+    def bring_32_bits(self):
+        shutil.copy(X64_TREE / "bin" / "recording_regsvr32.exe", unix(SYSTEM_OF_32_BITS))
+
+    def check_installed(self, folder=FOLDER, files=frozenset(FILES)):
+        self.assertEqual(files_in(unix(folder)), set(files))
+        used = wine(X64_TREE / "bin" / "component_user.exe", stdout=subprocess.PIPE)
+        self.assertEqual(used.stdout.decode().strip(), rf"00000000 {folder}\vantormkv.ax")
+        entry = registry(ENTRY)[ENTRY]
+        self.assertRegex(entry.pop("EstimatedSize"), r"^dword:0000[0-9a-f]{4}$")
+        self.assertEqual(entry, {
+            "DisplayName": text(NAME),
+            "DisplayVersion": text(VERSION),
+            "Publisher": text("Vantor"),
+            "InstallLocation": text(folder),
+            "UninstallString": text(rf'"{folder}\{UNINSTALLER}"'),
+            "QuietUninstallString": text(rf'"{folder}\{UNINSTALLER}" /S'),
+            "NoModify": "dword:00000001",
+            "NoRepair": "dword:00000001",
+        })
+
+    def check_absent(self, folder=FOLDER):
+        self.assertFalse(unix(folder).exists())
+        self.assertEqual(registry(ENTRY), {})
+        self.assertEqual(registry(CLASS), {})
+
+    def test_SilentInstallationRegistersTheComponentAndAnUninstallEntry(self):
+        self.assertEqual(install(), DONE)
+        self.check_installed()
+        server = registry(CLASS)[rf"{CLASS}\InprocServer32"]
+        self.assertEqual(server["@"], text(rf"{FOLDER}\vantormkv.ax"))
+        self.assertEqual(registry(MEDIA_TYPE)[MEDIA_TYPE],
+                         {"0": text("0,4,,1A45DFA3"), "Source Filter": text("{E436EBB5-524F-11CE-9F53-0020AF0BA770}")})
+
+    def test_UninstallingLeavesRegistryAndFilesAsTheyWere(self):
+        registry_before, files_before = whole_registry(), everything()
+        self.assertEqual(install(), DONE)
+        self.check_installed()
+        # The uninstaller runs from a copy of its own, and this one ends at once; the registry is read after the copy.
+        self.assertEqual(wine(rf"{FOLDER}\{UNINSTALLER}", "/S").returncode, DONE)
+        registry_after = whole_registry()
+        self.assertEqual({key: (registry_before.get(key), registry_after.get(key))
+                          for key in registry_before.keys() | registry_after.keys()
+                          if registry_before.get(key) != registry_after.get(key)}, {})
+        self.assertEqual(everything(), files_before)
+
+    def test_FolderMayHaveSpaces(self):
+        folder = r"C:\My media\Vantor's filters"
+        self.assertEqual(install(folder), DONE)
+        self.check_installed(folder)
+
+    def test_InstallsOverAnOlderVersion(self):
+        self.assertEqual(install(), DONE)
+        current = unix(rf"{FOLDER}\vantor-mkv.txt").read_bytes()
+        for name in FILES - {"vantormkv.ax"}:
+            unix(rf"{FOLDER}\{name}").write_bytes(b"older")
+        wine("reg", "add", ENTRY, "/v", "DisplayVersion", "/d", "0.1.0", "/f")
+        self.assertEqual(install(), DONE)
+        self.check_installed()
+        self.assertEqual(unix(rf"{FOLDER}\vantor-mkv.txt").read_bytes(), current)
+
+    def test_InstallingElsewhereMovesTheInstallation(self):
+        folder = r"C:\My media\Vantor's filters"
+        self.assertEqual(install(), DONE)
+        self.assertEqual(install(folder), DONE)
+        self.assertFalse(unix(FOLDER).exists())
+        self.check_installed(folder)
+        # And stays there when no folder is named.
+        self.assertEqual(install(), DONE)
+        self.check_installed(folder)
+
+    def test_RefusesToInstallOverAComponentInUse(self):
+        self.assertEqual(install(), DONE)
+        before, classes = state_of(unix(FOLDER)), registry(CLASS)
+        with holding(rf"{FOLDER}\vantormkv.ax"):
+            self.assertEqual(install(), IN_USE)
+            self.assertEqual(install(r"C:\My media\Vantor's filters"), IN_USE)
+        self.assertEqual(state_of(unix(FOLDER)), before)
+        self.assertEqual(registry(CLASS), classes)
+        self.assertFalse(unix(r"C:\My media\Vantor's filters").exists())
+        self.check_installed()
+        self.assertEqual(install(), DONE)
+
+    def test_RefusesToUninstallAComponentInUse(self):
+        self.assertEqual(install(), DONE)
+        before, classes = state_of(unix(FOLDER)), registry(CLASS)
+        with holding(rf"{FOLDER}\vantormkv.ax"):
+            self.assertEqual(uninstall(), IN_USE)
+        self.assertEqual(state_of(unix(FOLDER)), before)
+        self.assertEqual(registry(CLASS), classes)
+        self.check_installed()
+        self.assertEqual(uninstall(), DONE)
+        self.assertEqual(registry(CLASS), {})
+
+    def test_FailedRegistrationIsUndone(self):
+        self.assertEqual(install(packages="broken-packages"), NOT_REGISTERED)
+        self.check_absent()
+
+    def test_FailedRegistrationBringsBackWhatWasThere(self):
+        self.assertEqual(install(), DONE)
+        before, classes = state_of(unix(FOLDER)), registry(CLASS)
+        self.assertEqual(install(packages="broken-packages"), NOT_REGISTERED)
+        self.assertEqual(state_of(unix(FOLDER)), before)
+        self.assertEqual(registry(CLASS), classes)
+        self.check_installed()
+
+    def test_FilesThatCannotBeWrittenAreAnErrorOfTheirOwn(self):
+        self.bring_32_bits()
+        unix(FOLDER).mkdir()
+        (unix(FOLDER) / "x86").write_text("where a folder is needed")
+        self.assertEqual(install(), NOT_WRITTEN)
+        self.assertEqual(files_in(unix(FOLDER)), {"x86"})
+        self.assertEqual(registry(ENTRY) | registry(CLASS), {})
+
+    def test_FilesOfOthersStay(self):
+        self.bring_32_bits()
+        self.assertEqual(install(), DONE)
+        others = {"my notes.txt", "x86/other.ax"}
+        for name in others:
+            (unix(FOLDER) / name).write_text("mine")
+        self.assertEqual(uninstall(), DONE)
+        self.assertEqual(files_in(unix(FOLDER)) - {UNINSTALLER}, others)
+
+    def test_X86ComponentIsLeftOutWhereNoProgramOf32BitsRuns(self):
+        self.assertEqual(install(), DONE)
+        self.assertFalse((unix(FOLDER) / "x86").exists())
+
+    def test_X86ComponentIsRegisteredByTheSystemOf32Bits(self):
+        self.bring_32_bits()
+        self.assertEqual(install(), DONE)
+        self.assertEqual(calls_of_regsvr32(), [rf'/s "{FOLDER}\x86\vantormkv.ax"'])
+        self.check_installed(files=FILES | X86_FILES)
+        self.assertEqual(machine_of((unix(FOLDER) / "x86" / "vantormkv.ax").read_bytes()), 0x14C)
+        self.assertEqual(uninstall(), DONE)
+        self.assertEqual(calls_of_regsvr32(), [rf'/s /u "{FOLDER}\x86\vantormkv.ax"'])
+        self.assertEqual(files_in(unix(FOLDER)), {UNINSTALLER})
+
+    def test_FailedRegistrationOfTheX86ComponentTakesTheX64OneBack(self):
+        self.bring_32_bits()
+        unix(CODE).write_text("5")
+        self.assertEqual(install(), NOT_REGISTERED)
+        self.assertEqual(calls_of_regsvr32(),
+                         [rf'/s "{FOLDER}\x86\vantormkv.ax"', rf'/s /u "{FOLDER}\x86\vantormkv.ax"'])
+        self.check_absent()
+
+
+# ---- The run.
+
+class Results(unittest.TextTestResult):
+    """Keeps what a JUnit file holds."""
+
+    def __init__(self, *arguments, **words):
+        super().__init__(*arguments, **words)
+        self.suite = ElementTree.Element("testsuite", name="installer")
+
+    def startTest(self, test):
+        super().startTest(test)
+        names = test.id().split(".")
+        self.case = ElementTree.SubElement(self.suite, "testcase", classname=names[-2],
+                                           name=f"{names[-2]}.{names[-1].removeprefix('test_')}")
+
+    def addError(self, test, error):
+        super().addError(test, error)
+        ElementTree.SubElement(self.case, "failure").text = self.errors[-1][1]
+
+    def addFailure(self, test, error):
+        super().addFailure(test, error)
+        ElementTree.SubElement(self.case, "failure").text = self.failures[-1][1]
+
+
+def main():
+    shutil.rmtree(WORK, ignore_errors=True)
+    WORK.mkdir(parents=True)
+    package(X64_TREE, X86_TREE, WORK / "packages")
+    package(broken_tree(), X86_TREE, WORK / "broken-packages")
+    wine("cmd", "/c", "exit")
+    loader = unittest.TestLoader()
+    loader.testNamePatterns = [f"*{word}*" for word in sys.argv[5:]] or None
+    try:
+        results = unittest.TextTestRunner(verbosity=2, resultclass=Results).run(
+            loader.loadTestsFromModule(sys.modules["__main__"]))
+    finally:
+        subprocess.run([WINE_SERVER, "-k"], env=environment())
+    ElementTree.ElementTree(results.suite).write(sys.argv[4])
+    sys.exit(not results.wasSuccessful())
+
+
+if __name__ == "__main__":
+    main()
