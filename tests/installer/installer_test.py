@@ -57,7 +57,7 @@ def package(x64, x86, out, **environment):
 
 
 def broken_tree():
-    """A build tree of a newer version, whose component for x64 is a file that cannot be registered."""
+    """A build tree whose component for x64 is a file that cannot be registered."""
     tree = WORK / "broken"
     (tree / "bin").mkdir(parents=True)
     for name in ("vantormkv.ax", "vantor-mkv.exe"):
@@ -107,8 +107,12 @@ def text(value):
     return '"' + value.replace("\\", "\\\\").replace('"', '\\"') + '"'
 
 
+# Keys that Wine writes to whenever it starts; the last is where the uninstaller's temporary copy is noted for removal.
+OF_WINE = re.compile(r"Control\\\\Class\\\\|NetworkCards\]|\\\\RunServices|\[Software\\\\Wine\\\\|\\\\Session Manager\]")
+
+
 def whole_registry():
-    """All of it, as it is stored once every program has ended. What Wine writes by itself is left out."""
+    """All of it that Wine leaves alone, as it is stored once every program has ended."""
     subprocess.run([WINE_SERVER, "-w"], env=environment(), check=True)
     keys = {}
     for name in ("system.reg", "user.reg", "userdef.reg"):
@@ -119,7 +123,7 @@ def whole_registry():
                 keys[key] = []
             elif key is not None and line and not line.startswith("#"):
                 keys[key].append(line)
-    return keys
+    return {key: values for key, values in keys.items() if not OF_WINE.search(key)}
 
 
 def files_in(folder):
@@ -396,9 +400,11 @@ class Results(unittest.TextTestResult):
 def main():
     shutil.rmtree(WORK, ignore_errors=True)
     WORK.mkdir(parents=True)
-    package(X64_TREE, X86_TREE, WORK / "packages")
-    package(broken_tree(), X86_TREE, WORK / "broken-packages")
-    wine("cmd", "/c", "exit")
+    with subprocess.Popen([WINE, "cmd", "/c", "exit"], env=environment(), stdin=subprocess.DEVNULL) as prefix:
+        package(X64_TREE, X86_TREE, WORK / "packages")
+        package(broken_tree(), X86_TREE, WORK / "broken-packages")
+    if prefix.returncode != 0:
+        sys.exit("Wine cannot make a prefix")
     loader = unittest.TestLoader()
     loader.testNamePatterns = [f"*{word}*" for word in sys.argv[5:]] or None
     try:
