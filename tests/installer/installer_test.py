@@ -61,7 +61,7 @@ def broken_tree():
     tree = WORK / "broken"
     (tree / "bin").mkdir(parents=True)
     for name in ("vantormkv.ax", "vantor-mkv.exe"):
-        shutil.copy(X64_TREE / "bin" / "vantor-mkv.exe", tree / "bin" / name)
+        shutil.copy(X64_TREE / "bin" / "recording_regsvr32.exe", tree / "bin" / name)
     (tree / "CMakeCache.txt").write_text(f"CMAKE_PROJECT_VERSION:STATIC={VERSION}\n")
     return tree
 
@@ -397,21 +397,31 @@ class Results(unittest.TextTestResult):
         ElementTree.SubElement(self.case, "failure").text = self.failures[-1][1]
 
 
+def stop_wine():
+    subprocess.run([WINE_SERVER, "-k"], env=environment(), stderr=subprocess.DEVNULL)
+
+
 def main():
+    if (WORK / "wine").exists():
+        stop_wine()
     shutil.rmtree(WORK, ignore_errors=True)
     WORK.mkdir(parents=True)
     with subprocess.Popen([WINE, "cmd", "/c", "exit"], env=environment(), stdin=subprocess.DEVNULL) as prefix:
         package(X64_TREE, X86_TREE, WORK / "packages")
         package(broken_tree(), X86_TREE, WORK / "broken-packages")
     if prefix.returncode != 0:
-        sys.exit("Wine cannot make a prefix")
+        # The server of a prefix that was removed under it may have answered.
+        stop_wine()
+        shutil.rmtree(WORK / "wine", ignore_errors=True)
+        if wine("cmd", "/c", "exit").returncode != 0:
+            sys.exit("Wine cannot make a prefix")
     loader = unittest.TestLoader()
     loader.testNamePatterns = [f"*{word}*" for word in sys.argv[5:]] or None
     try:
         results = unittest.TextTestRunner(verbosity=2, resultclass=Results).run(
             loader.loadTestsFromModule(sys.modules["__main__"]))
     finally:
-        subprocess.run([WINE_SERVER, "-k"], env=environment())
+        stop_wine()
     ElementTree.ElementTree(results.suite).write(sys.argv[4])
     sys.exit(not results.wasSuccessful())
 
