@@ -56,14 +56,19 @@ def package(x64, x86, out, **environment):
                    env=os.environ | environment)
 
 
-def broken_tree():
-    """A build tree whose component for x64 is a file that cannot be registered."""
-    tree = WORK / "broken"
+def broken_tree(architecture, triplet):
+    """A build tree whose component loads, but has nothing to be registered with."""
+    tree = WORK / f"broken-{architecture}"
     (tree / "bin").mkdir(parents=True)
-    for name in ("vantormkv.ax", "vantor-mkv.exe"):
-        shutil.copy(X64_TREE / "bin" / "recording_regsvr32.exe", tree / "bin" / name)
+    component = tree / "bin" / "vantormkv.ax"
+    subprocess.run([f"{triplet}-g++-posix", "-shared", "-static", "-x", "c++", "/dev/null", "-o", component], check=True)
+    shutil.copy(component, tree / "bin" / "vantor-mkv.exe")
     (tree / "CMakeCache.txt").write_text(f"CMAKE_PROJECT_VERSION:STATIC={VERSION}\n")
     return tree
+
+
+def package_broken(out, **environment):
+    package(WORK / "broken-x64", WORK / "broken-x86", out, **environment)
 
 
 # ---- Windows.
@@ -205,8 +210,9 @@ class PackageTest(unittest.TestCase):
             self.assertEqual(machine_of(setup.read_bytes()), machine, name)
 
     def test_PackingAgainGivesTheSameBytes(self):
-        package(X64_TREE, X86_TREE, WORK / "again", TZ="Pacific/Auckland")
-        self.assertEqual((WORK / "again" / "SHA256SUMS").read_text(), (WORK / "packages" / "SHA256SUMS").read_text())
+        package_broken(WORK / "again", TZ="Pacific/Auckland")
+        self.assertEqual((WORK / "again" / "SHA256SUMS").read_text(),
+                         (WORK / "broken-packages" / "SHA256SUMS").read_text())
 
 
 def machine_of(program):
@@ -408,7 +414,9 @@ def main():
     WORK.mkdir(parents=True)
     with subprocess.Popen([WINE, "cmd", "/c", "exit"], env=environment(), stdin=subprocess.DEVNULL) as prefix:
         package(X64_TREE, X86_TREE, WORK / "packages")
-        package(broken_tree(), X86_TREE, WORK / "broken-packages")
+        broken_tree("x64", "x86_64-w64-mingw32")
+        broken_tree("x86", "i686-w64-mingw32")
+        package_broken(WORK / "broken-packages")
     if prefix.returncode != 0:
         # The server of a prefix that was removed under it may have answered.
         stop_wine()
