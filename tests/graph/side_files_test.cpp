@@ -38,7 +38,8 @@ TEST_F(SideFiles, AStreamDescriptionGivesAnAvcPinWhoseStartCodesBecomeLengths) {
   const Raw frame{0, 0, 0, 1, 0x65, 0xAA, 0xBB, 0, 0, 0, 1, 0x65, 0xCC};
   const MediaCopy media(
       MkvFile({Info(1000000, 100), Tracks({Track(1, 1, "V_MPEG4/ISO/AVC", {Video(16, 16), Str(0x536E, "Main")})}),
-               Cluster(0, {SimpleBlock(1, 0, kKey, frame), SimpleBlock(1, 40, 0, frame)})}),
+               Part("cluster", Cluster(0, {SimpleBlock(1, 0, kKey, frame), SimpleBlock(1, 40, 0, frame)})),
+               Part([](const Positions& at) { return Cues({CuePoint(0, 1, at["cluster"])}); })}),
       "movie.mkv");
   {
     RealGraph graph;
