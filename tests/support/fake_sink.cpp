@@ -116,7 +116,8 @@ STDMETHODIMP FakeSinkPin::EndOfStream() {
 }
 
 STDMETHODIMP FakeSinkPin::BeginFlush() {
-  const HRESULT result = CBaseInputPin::BeginFlush();
+  const HRESULT refused = sink_->beginFlushResult;
+  const HRESULT result = FAILED(refused) ? refused : CBaseInputPin::BeginFlush();
   sink_->Record("begin flush");
   if (sink_->onBeginFlush) sink_->onBeginFlush();
   return result;
@@ -124,7 +125,8 @@ STDMETHODIMP FakeSinkPin::BeginFlush() {
 
 STDMETHODIMP FakeSinkPin::EndFlush() {
   sink_->Record("end flush");
-  return CBaseInputPin::EndFlush();
+  const HRESULT refused = sink_->endFlushResult;
+  return FAILED(refused) ? refused : CBaseInputPin::EndFlush();
 }
 
 ComPtr<FakeSink> FakeSink::Create() {

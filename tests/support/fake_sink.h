@@ -75,6 +75,8 @@ class FakeSink final : public CBaseFilter {
   bool keepsSamples = true;                        // false: samples are only counted, without memory
   HRESULT notifyAllocatorResult = S_OK;
   HRESULT newSegmentResult = S_OK;
+  HRESULT beginFlushResult = S_OK;  // a sink that refuses a flush is not flushed
+  HRESULT endFlushResult = S_OK;
   HRESULT pinInfoResult = S_OK;
   bool pinHasFilter = true;
   HRESULT filterInfoResult = S_OK;
