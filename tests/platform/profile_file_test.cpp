@@ -58,7 +58,8 @@ TEST_F(ProfileFile, TextBehindASectionsBracketIsSteppedOver) {
   EXPECT_EQ(Read("a", "x"), "1");
 }
 
-TEST_F(ProfileFile, LettersOfEveryScriptAreComparedWithoutRegardToCase) {
+TEST_F(ProfileFile, OwnReaderComparesLettersOfEveryScriptWithoutRegardToCase) {
+  if (!kOwnReader) GTEST_SKIP() << "the system's own reader decides";
   std::string bytes("\xFF\xFE", 2);
   for (const WCHAR letter : Utf8ToWide("[\xC3\x89T\xC3\x89 \xD0\x96]\r\nx=1\r\n")) {
     bytes += static_cast<char>(letter & 0xFF);
