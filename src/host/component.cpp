@@ -44,7 +44,7 @@ std::unique_ptr<Component> Component::LoadBesideProgram(std::string& error) {
       return Load(platform::FromPath(folder / name), error);
     }
   }
-  error = "no component (" + std::string(kFileNames.front()) + ") in " + platform::FromPath(folder);
+  error = "no component (" + std::string(kFileNames[0]) + " or " + kFileNames[1] + ") in " + platform::FromPath(folder);
   return nullptr;
 }
 
