@@ -1,6 +1,7 @@
 #include "baseclasses/filter_dispatch.h"
 
 #include "platform/platform.h"
+#include "platform/result.h"
 
 using vantor::SameGuid;
 
@@ -15,7 +16,8 @@ HRESULT CTypeInfoHolder::Acquire(ITypeInfo** ppTInfo) {
   *ppTInfo = m_pTypeInfo;
   if (*ppTInfo) return S_OK;
   ITypeInfo* pLoaded = nullptr;
-  const HRESULT hr = vantor::LoadTypeInfo(m_LibraryId, m_wMajor, m_wMinor, m_InterfaceId, &pLoaded);
+  const HRESULT hr =
+      vantor::Guarded([&] { return vantor::LoadTypeInfo(m_LibraryId, m_wMajor, m_wMinor, m_InterfaceId, &pLoaded); });
   if (FAILED(hr)) return hr;
   ITypeInfo* pExpected = nullptr;
   if (m_pTypeInfo.compare_exchange_strong(pExpected, pLoaded)) {

@@ -143,8 +143,12 @@ void CVXMkvDmx::AdvancePosition(std::int64_t stop) {
 }
 
 void CVXMkvDmx::NotifyGraph(long event, LONG_PTR first, LONG_PTR second) {
-  VANTOR_TRACE("\n\n### NotifyGraphOfError(%p, %s): hr=%s\n", static_cast<void*>(this), WideToUtf8(kFilterName).c_str(),
-               ResultName(static_cast<HRESULT>(first)));
+  // The graph is told also when there is no memory for a trace.
+  Guarded([&] {
+    VANTOR_TRACE("\n\n### NotifyGraphOfError(%p, %s): hr=%s\n", static_cast<void*>(this),
+                 WideToUtf8(kFilterName).c_str(), ResultName(static_cast<HRESULT>(first)));
+    return S_OK;
+  });
   NotifyEvent(event, first, second);
 }
 

@@ -45,7 +45,12 @@ HRESULT WriteMediaTypeKey(RegistrationSystem& system, const GUID& subtype, const
 }
 
 void DeleteExtensionKeys(RegistrationSystem& system) {
-  for (const char* extension : kExtensions) system.DeleteClassesKey("Media Type\\Extensions", extension);
+  for (const char* extension : kExtensions) {
+    Guarded([&] {
+      system.DeleteClassesKey("Media Type\\Extensions", extension);
+      return S_OK;
+    });
+  }
 }
 
 HRESULT RegisterTypeLibrary(RegistrationSystem& system) {
@@ -70,26 +75,27 @@ HRESULT RegisterTypeLibrary(RegistrationSystem& system) {
 
 const AMOVIESETUP_FILTER kFilterSetup = {&kClsidMkvDmx, kFilterName, MERIT_NORMAL, 2, kPins};
 
+// Every step by itself: one that runs out of memory does not keep the others from being taken.
 HRESULT RegisterServer(RegistrationSystem& system, const ClassRegistrar& classes) {
-  return Guarded([&] {
-    const HRESULT written = WriteMediaTypeKey(system, kSubtypePrivateMatroska, CLSID_AsyncReader);
-    DeleteExtensionKeys(system);
-    HRESULT registered = RegisterTypeLibrary(system);
-    if (SUCCEEDED(registered)) registered = classes(TRUE);
-    if (FAILED(written)) return written;
-    return FAILED(registered) ? registered : S_OK;
-  });
+  const HRESULT written =
+      Guarded([&] { return WriteMediaTypeKey(system, kSubtypePrivateMatroska, CLSID_AsyncReader); });
+  DeleteExtensionKeys(system);
+  HRESULT registered = Guarded([&] { return RegisterTypeLibrary(system); });
+  if (SUCCEEDED(registered)) registered = Guarded([&] { return classes(TRUE); });
+  if (FAILED(written)) return written;
+  return FAILED(registered) ? registered : S_OK;
 }
 
 HRESULT UnregisterServer(RegistrationSystem& system, const ClassRegistrar& classes) {
-  return Guarded([&] {
-    for (const GUID& subtype : {kSubtypePrivateMatroska, kSubtypeMatroska}) {
+  for (const GUID& subtype : {kSubtypePrivateMatroska, kSubtypeMatroska}) {
+    Guarded([&] {
       system.DeleteClassesKey(StreamTypesKey(), GuidText(subtype));
-    }
-    DeleteExtensionKeys(system);
-    system.UnregisterTypeLibrary(kTypeLibraryId, kTypeLibraryMajor, kTypeLibraryMinor);
-    return classes(FALSE);
-  });
+      return S_OK;
+    });
+  }
+  DeleteExtensionKeys(system);
+  Guarded([&] { return system.UnregisterTypeLibrary(kTypeLibraryId, kTypeLibraryMajor, kTypeLibraryMinor); });
+  return Guarded([&] { return classes(FALSE); });
 }
 
 }  // namespace vantor

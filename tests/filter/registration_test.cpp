@@ -120,6 +120,22 @@ TEST_F(Registration, NoExceptionLeavesIt) {
   EXPECT_EQ(UnregisterServer(system, classes), E_OUTOFMEMORY);
 }
 
+TEST_F(Registration, AStepThatRunsOutOfMemoryDoesNotEndTheOthers) {
+  for (const char* step : {"write Media Type", "delete Media Type\\Extensions"}) {
+    system.calls.clear();
+    system.throwing = step;
+    EXPECT_EQ(Register(), std::string(step).starts_with("write") ? E_OUTOFMEMORY : S_OK) << step;
+    EXPECT_EQ(system.calls.back(), "register classes") << step;
+  }
+  for (const char* step : {"delete Media Type", "unregister library"}) {
+    system.calls.clear();
+    system.throwing = step;
+    EXPECT_EQ(Unregister(), S_OK) << step;
+    EXPECT_EQ(system.calls.back(), "unregister classes") << step;
+    EXPECT_GE(system.calls.size(), 8u) << "both subtypes, four extensions, the library, the classes";
+  }
+}
+
 TEST(SetupRecord, ReachesTheMapperAsItIs) {
   const CFactoryTemplate table[] = {{kFilterName, &kClsidMkvDmx, CVXMkvDmx::CreateInstance, nullptr, &kFilterSetup}};
   FakeRegistration system;

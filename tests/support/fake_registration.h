@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cstdio>
+#include <new>
 #include <string>
 #include <utility>
 #include <vector>
@@ -24,9 +25,13 @@ class FakeRegistration final : public platform::RegistrationSystem {
   // Every call whose line begins so fails.
   void Fail(std::string beginning, HRESULT result) { failures_.emplace_back(std::move(beginning), result); }
 
+  // Every call whose line begins so runs out of memory.
+  std::string throwing;
+
   // Writes a line down and gives the result that was asked for, S_OK otherwise.
   HRESULT Note(const std::string& line) {
     calls.push_back(line);
+    if (!throwing.empty() && line.starts_with(throwing)) throw std::bad_alloc();
     for (const auto& [beginning, result] : failures_) {
       if (line.starts_with(beginning)) return result;
     }
