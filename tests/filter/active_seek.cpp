@@ -1,5 +1,7 @@
 #include "filter/active_seek.h"
 
+#include <thread>
+
 namespace vantor::test {
 
 std::vector<TimedCluster> NumberedClusters() {
@@ -65,7 +67,8 @@ std::size_t CallRecord::Count(const std::string& call) const {
   return count;
 }
 
-HoldingSink::HoldingSink(int pin, CallRecord& record) : number(pin), sink(FakeSink::Create()), record_(record) {
+HoldingSink::HoldingSink(int pinNumber, const CVXMkvDmxOutputPin& pin, CallRecord& record)
+    : number(pinNumber), sink(FakeSink::Create()), pin_(pin), record_(record) {
   sink->onReceive = [this](IMediaSample* sample) { return Receive(sample); };
   sink->onCall = [this](const std::string& call) { Called(call); };
 }
@@ -140,13 +143,18 @@ void HoldingSink::Hold(std::unique_lock<std::mutex>& lock) {
   holding_ = true;
   changed_.notify_all();
   changed_.wait(lock, [this] { return flushing_ || letGo_; });
+  while (!letGo_ && !IsWorkerAsked(pin_)) {
+    lock.unlock();
+    std::this_thread::yield();
+    lock.lock();
+  }
   holding_ = false;
 }
 
 ActiveSeek::ActiveSeek(const Raw& file, const std::vector<int>& pins) : demux(file) {
   EXPECT_EQ(demux.Connect(), S_OK);
   for (const int pin : pins) {
-    sinks.push_back(std::make_unique<HoldingSink>(pin, record));
+    sinks.push_back(std::make_unique<HoldingSink>(pin, *demux.Pin(pin).Get(), record));
     demux.AddSink(pin, sinks.back()->sink);
   }
 }

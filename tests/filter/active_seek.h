@@ -53,16 +53,18 @@ class CallRecord {
   std::vector<std::pair<int, std::string>> calls_;
 };
 
-// A sink that may keep a sample in Receive, or its caller in NewSegment, until it is flushed or told to let go.
+// A sink that may keep a sample in Receive, or its caller in NewSegment, until it is told to let go, or is flushed and
+// the pin's worker is told to stop: so the worker neither delivers nor reads in between.
 class HoldingSink {
  public:
   static constexpr int kNever = -1;
 
-  HoldingSink(int number, CallRecord& record);
+  // The pin is there as long as anything may be held.
+  HoldingSink(int number, const CVXMkvDmxOutputPin& pin, CallRecord& record);
   HoldingSink(const HoldingSink&) = delete;
   HoldingSink& operator=(const HoldingSink&) = delete;
 
-  // The sample of each segment to hold, counted from 0. Not called while something is held.
+  // The sample of each segment to hold, counted from 0.
   void HoldAt(int sample);
   void HoldSegments(bool hold);
   // Waits until a sample, or a segment, is held.
@@ -83,6 +85,7 @@ class HoldingSink {
   void Called(const std::string& call);
   void Hold(std::unique_lock<std::mutex>& lock);
 
+  const CVXMkvDmxOutputPin& pin_;
   CallRecord& record_;
   mutable std::mutex lock_;
   std::condition_variable changed_;

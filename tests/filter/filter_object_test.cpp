@@ -1,10 +1,13 @@
 // The filter as an object: interfaces, aggregation, pins before a connection.
 #include <climits>
+#include <cstdint>
+#include <string>
 #include <utility>
 #include <vector>
 
 #include "baseclasses/class_factory.h"
 #include "mediatypes/media_guids.h"
+#include "support/allocation_monitor.h"
 #include "support/demux_harness.h"
 
 namespace vantor::test {
@@ -126,6 +129,38 @@ TEST_F(FilterObjectTest, PinZeroIsAlwaysTheInputPin) {
   EXPECT_EQ(demux.Filter().GetPin(-1), nullptr);
   EXPECT_EQ(demux.Filter().GetPin(INT_MAX), nullptr);
   EXPECT_EQ(demux.Filter().GetPin(INT_MIN), nullptr);
+}
+
+TEST_F(FilterObjectTest, WithoutMemoryForItsInputPinItHasNoPinAndStillAnswers) {
+  if (!WatchesAllocations()) GTEST_SKIP();
+  int withoutInput = 0;
+  for (std::uint64_t n = 1;; ++n) {
+    SCOPED_TRACE("allocation " + std::to_string(n));
+    HRESULT result = S_OK;
+    FailAllocation(n);
+    const ComPtr<CVXMkvDmx> filter(static_cast<CVXMkvDmx*>(CVXMkvDmx::CreateInstance(nullptr, &result)));
+    FailAllocation(0);
+    if (!filter) {
+      EXPECT_EQ(result, E_OUTOFMEMORY);
+      continue;
+    }
+    EXPECT_EQ(result, S_OK);
+    if (filter->GetPin(0) != nullptr) break;
+    ++withoutInput;
+    EXPECT_EQ(filter->GetPinCount(), 1) << "the number of output pins and one";
+    EXPECT_EQ(filter->GetPin(1), nullptr);
+    ComPtr<IEnumPins> pins;
+    ASSERT_EQ(filter->EnumPins(pins.Out()), S_OK);
+    ComPtr<IPin> pin;
+    EXPECT_EQ(pins->Next(1, pin.Out(), nullptr), S_FALSE);
+    EXPECT_EQ(filter->FindPin(OLESTR("MKV input"), pin.Out()), VFW_E_NOT_FOUND);
+    LONGLONG current = 5;
+    EXPECT_EQ(filter->SetPositions(&current, AM_SEEKING_AbsolutePositioning, nullptr, AM_SEEKING_NoPositioning), S_OK);
+    EXPECT_EQ(filter->Pause(), S_OK);
+    EXPECT_EQ(filter->Run(0), S_OK);
+    EXPECT_EQ(filter->Stop(), S_OK);
+  }
+  EXPECT_EQ(withoutInput, 1);
 }
 
 TEST_F(FilterObjectTest, FindsPinsByTheirNames) {

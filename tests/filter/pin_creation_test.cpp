@@ -6,6 +6,7 @@
 
 #include "parser/file_root.h"
 #include "platform/result.h"
+#include "support/allocation_monitor.h"
 #include "support/demux_harness.h"
 
 namespace vantor::test {
@@ -145,6 +146,31 @@ TEST_F(PinCreationTest, WithoutAClusterNoPinIsAdded) {
     ASSERT_EQ(root.Open(), S_OK);
     EXPECT_EQ(filter->BuildOutputPins(root, nullptr), E_UNEXPECTED);
     EXPECT_EQ(filter->GetPinCount(), 1);
+  }
+}
+
+TEST_F(PinCreationTest, APinThatFindsNoMemoryEndsTheBuildingWithThatAndLeavesThoseBeforeIt) {
+  if (!WatchesAllocations()) GTEST_SKIP();
+  MemoryReader reader(MediaFile(100, {VideoTrack(1), AudioTrack(2), SubtitleTrack(3)}, kOneCluster));
+  {
+    const auto filter = Demux::NewFilter();
+    CMkvFileRoot root(&reader, true);
+    ASSERT_EQ(root.Open(), S_OK);
+    std::set<int> pinsLeft;
+    for (std::uint64_t n = 1;; ++n) {
+      FailAllocation(n);
+      const HRESULT result = Guarded([&] { return filter->BuildOutputPins(root, nullptr); });
+      FailAllocation(0);
+      if (result == S_OK) break;
+      ASSERT_EQ(result, E_OUTOFMEMORY) << "allocation " << n;
+      const int pins = filter->GetPinCount() - 1;
+      pinsLeft.insert(pins);
+      for (int i = 1; i <= pins; ++i) EXPECT_EQ(filter->GetPin(i)->IsConnected(), false);
+    }
+    EXPECT_EQ(pinsLeft, (std::set<int>{0, 1, 2}));
+    EXPECT_EQ(filter->GetPinCount(), 4);
+    EXPECT_EQ(NameOf(filter->GetPin(1)), "VP8 video 1") << "numbers start again with every attempt";
+    filter->RemoveOutputPins();
   }
 }
 

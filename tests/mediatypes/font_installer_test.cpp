@@ -7,6 +7,7 @@
 
 #include "mediatypes/font_attachments.h"
 #include "parser/file_root.h"
+#include "support/allocation_monitor.h"
 #include "support/memory_reader.h"
 #include "support/mkv_builder.h"
 
@@ -315,6 +316,20 @@ TEST_F(FontAttachments, EachFontIsOneReadAtItsPlace) {
 TEST_F(FontAttachments, FontThatCannotBeReadIsPassedOver) {
   prepare = [](CMkvFileRoot&, MemoryReader& reader) { reader.FailRead(1, E_ABORT); };
   Install(Attachments({Attachment("a.ttf", kTrueType, Ramp(1000)), Attachment("c.ttf", kTrueType, Ramp(77))}));
+  EXPECT_EQ(files_.written, std::vector<Raw>{Ramp(77)});
+}
+
+TEST_F(FontAttachments, FontWithoutMemoryToReadItIntoIsPassedOver) {
+  if (!WatchesAllocations()) GTEST_SKIP();
+  std::vector<std::int32_t> sizes;
+  sizes.reserve(10);
+  prepare = [&](CMkvFileRoot&, MemoryReader& reader) {
+    reader.OnRead([&](std::int64_t, std::int32_t size) { sizes.push_back(size); });
+    FailAllocation(1);
+  };
+  Install(Attachments({Attachment("a.ttf", kTrueType, Ramp(1000)), Attachment("c.ttf", kTrueType, Ramp(77))}));
+  FailAllocation(0);
+  EXPECT_EQ(sizes, std::vector<std::int32_t>{77}) << "not even read";
   EXPECT_EQ(files_.written, std::vector<Raw>{Ramp(77)});
 }
 

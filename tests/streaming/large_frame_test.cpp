@@ -140,6 +140,45 @@ TEST_F(LargeFrameTest, AStopEndsTheWaitForHeldSamples) {
   held.Reset();
 }
 
+TEST_F(LargeFrameTest, ASeekEndsTheWaitForHeldSamplesAndTheNextRunWaitsForThemAnew) {
+  // A flush gives the held sample back, or does not: then the run after the seek meets it too.
+  for (const bool isGivenBack : {true, false}) {
+    Demux demux(FileOf({Fill(10), Ramp(5000), Fill(20)}));
+    ASSERT_EQ(demux.Connect(), S_OK);
+    const auto sink = FakeSink::Create();
+    const auto allocator = FakeAllocator::Create();
+    std::atomic<int> asked{0};
+    allocator->onSetProperties = [&](ALLOCATOR_PROPERTIES&) { return ++asked, S_OK; };
+    sink->allocator = ComPtr<IMemAllocator>(allocator.Get());
+    ComPtr<IMediaSample> held;
+    bool isFirst = true;
+    sink->onReceive = [&](IMediaSample* sample) {
+      if (isFirst) held = ComPtr<IMediaSample>(sample);
+      isFirst = false;
+      return S_OK;
+    };
+    sink->onBeginFlush = [&] {
+      if (isGivenBack) held.Reset();
+    };
+    demux.AddSink(1, sink);
+    ASSERT_EQ(demux.Run(), S_OK);
+    while (asked < 5) SleepMilliseconds(1);
+    ASSERT_EQ(demux.Seek(0), S_OK);
+    if (!isGivenBack) {
+      const int before = asked;
+      while (asked < before + 5) SleepMilliseconds(1);
+      EXPECT_EQ(sink->Ends(), 0);
+      held.Reset();
+    }
+    while (sink->SampleCount() < 4) SleepMilliseconds(1);
+    ASSERT_EQ(demux.Stop(), S_OK);
+    EXPECT_EQ(SizesOf(*sink), (std::vector<std::size_t>{10, 10, 5000, 20}));
+    EXPECT_EQ(sink->Segments(), 2);
+    EXPECT_TRUE(demux.Events().empty());
+    EXPECT_FALSE(allocator->Committed());
+  }
+}
+
 TEST_F(LargeFrameTest, AnAllocatorThatRefusesCostsTheFrameAndTellsTheGraph) {
   Demux demux(FileOf({Fill(10), Ramp(5000), Fill(20)}));
   ASSERT_EQ(demux.Connect(), S_OK);
@@ -201,6 +240,28 @@ TEST_F(LargeFrameTest, AnAllocatorThatCannotCommitTheLargerBuffersGoesBackToTheO
   demux.AddSink(1, sink);
   demux.PlayToEnd();
   EXPECT_EQ(SizesOf(*sink), (std::vector<std::size_t>{10, 20}));
+  ExpectOneOverflow(demux);
+}
+
+TEST_F(LargeFrameTest, ALostFirstKeyFrameLeavesTheDiscontinuityToTheNext) {
+  Demux demux(MediaFile(10000, {VideoTrack(1)},
+                        {{0,
+                          {SimpleBlock(1, 0, kKey, Ramp(5000)), SimpleBlock(1, 10, 0, Fill(10)),
+                           SimpleBlock(1, 20, kKey, Fill(20)), SimpleBlock(1, 30, 0, Fill(30))}}}));
+  ASSERT_EQ(demux.Connect(), S_OK);
+  const auto sink = FakeSink::Create();
+  const auto allocator = FakeAllocator::Create();
+  allocator->onSetProperties = [](ALLOCATOR_PROPERTIES& request) {
+    return request.cbBuffer > static_cast<LONG>(kBuffer) ? E_FAIL : S_OK;
+  };
+  sink->allocator = ComPtr<IMemAllocator>(allocator.Get());
+  demux.AddSink(1, sink);
+  demux.PlayToEnd();
+  EXPECT_EQ(SizesOf(*sink), (std::vector<std::size_t>{20, 30})) << "nothing that needs the lost frame";
+  const auto samples = sink->Samples();
+  EXPECT_TRUE(samples[0].syncPoint);
+  EXPECT_TRUE(samples[0].discontinuity);
+  EXPECT_FALSE(samples[1].discontinuity);
   ExpectOneOverflow(demux);
 }
 
