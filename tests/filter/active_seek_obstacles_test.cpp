@@ -264,6 +264,49 @@ TEST_P(ActiveSeekObstaclesTest, OnePinThatCannotFollowTakesTheOthersBackToZero) 
   }
 }
 
+// ---- Positions outside the file ----
+
+TEST_P(ActiveSeekObstaclesTest, ATargetBeyondTheDurationPlaysFromTheDuration) {
+  ActiveSeek at(NumberedFile(), {1, 2});
+  Hold(at);
+  const std::size_t mark = at.record.Mark();
+  at.HoldAt(HoldingSink::kNever);
+  ASSERT_EQ(at.demux.Seek(2 * kDuration, 3 * kDuration), S_OK);
+  at.PlayOut(1);
+  for (const int pin : {1, 2}) {
+    EXPECT_EQ(at.CallsOf(pin, mark),
+              Chain({kFlush, {SegmentCall(kDuration, kDuration), "sample 18", "sample 19", "end"}}));
+    for (const auto number : {1, 2}) EXPECT_TRUE(at.Sink(pin).sink->Samples().at(number).preroll);
+  }
+}
+
+TEST_P(ActiveSeekObstaclesTest, ANegativeTargetIsZeroAndAStopBeforeTheTargetIsRaisedToIt) {
+  ActiveSeek at(NumberedFile(), {1, 2});
+  Hold(at);
+  const std::size_t mark = at.record.Mark();
+  LONGLONG current = -kTarget;
+  LONGLONG stop = -2 * kDuration;
+  at.HoldSegments(true);
+  ASSERT_EQ(at.demux.Filter().SetPositions(&current, AM_SEEKING_AbsolutePositioning | AM_SEEKING_ReturnTime, &stop,
+                                           AM_SEEKING_RelativePositioning | AM_SEEKING_ReturnTime),
+            S_OK);
+  EXPECT_EQ(std::pair(current, stop), std::pair(LONGLONG{0}, LONGLONG{0}));
+  at.WaitUntilHeld();
+  at.HoldSegments(false);
+  at.HoldAt(HoldingSink::kNever);
+  ASSERT_EQ(at.demux.Seek(kTarget, 100 * kMillisecond), S_OK);
+  at.PlayOut(1);
+  for (const int pin : {1, 2}) {
+    // The key frame behind the target ends the stream: for the audio that is the next sample.
+    EXPECT_EQ(at.CallsOf(pin, mark), Chain({kFlush,
+                                            {SegmentCall(0, 0)},
+                                            kFlush,
+                                            {SegmentCall(kTarget, kTarget)},
+                                            SampleCalls(10, pin == 1 ? 12 : 11),
+                                            {"end"}}));
+  }
+}
+
 // ---- Sinks that refuse ----
 
 TEST_P(ActiveSeekObstaclesTest, ASinkThatRefusesToBeginAFlushIsSoughtAllTheSame) {
