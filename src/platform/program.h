@@ -20,6 +20,7 @@ std::vector<std::string> Arguments(int argc, const char* const* argv);
 class StandardStreams {
  public:
   StandardStreams() noexcept;
+  // NOLINTNEXTLINE(performance-trivially-destructible): one system has something to put back
   ~StandardStreams();
   StandardStreams(const StandardStreams&) = delete;
   StandardStreams& operator=(const StandardStreams&) = delete;

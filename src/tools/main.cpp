@@ -9,6 +9,7 @@ int main(int argc, char** argv) {
   const vantor::platform::StandardStreams streams;
   const std::vector<std::string> arguments = vantor::platform::Arguments(argc, argv);
   std::vector<const char*> texts;
+  texts.reserve(arguments.size());
   for (const std::string& argument : arguments) {
     texts.push_back(argument.c_str());
   }
