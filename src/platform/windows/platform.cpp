@@ -2,6 +2,8 @@
 
 #include <oleauto.h>
 
+#include <cstdio>
+
 #include "platform/windows/system_message.h"
 
 namespace vantor {
@@ -37,7 +39,10 @@ std::string SystemMessage(DWORD code) {
   WideString message(text ? text : L"", length);
   LocalFree(text);
   while (!message.empty() && (message.back() == L'\n' || message.back() == L'\r')) message.pop_back();
-  return message.empty() ? "error " + std::to_string(code) : WideToUtf8(message);
+  if (!message.empty()) return WideToUtf8(message);
+  char number[sizeof "error 0x12345678"];
+  std::snprintf(number, sizeof number, "error 0x%08lX", code);
+  return number;
 }
 
 void SleepMilliseconds(unsigned milliseconds) { Sleep(milliseconds); }

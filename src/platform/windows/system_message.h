@@ -7,7 +7,7 @@
 
 namespace vantor {
 
-// For a system error or a result; "error N" when the system has no text. Without a line end.
+// For a system error or a result; "error 0x" and 8 digits when the system has no text. Without a line end.
 std::string SystemMessage(DWORD code);
 
 }  // namespace vantor
