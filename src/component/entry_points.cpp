@@ -1,14 +1,7 @@
-// The component's exported entry points, over the one-entry class factory table.
+// The component's exported entry points, over the class factory table.
 #include "baseclasses/class_factory.h"
 #include "baseclasses/dll_setup.h"
-#include "filter/ids.h"
-#include "filter/mkv_filter.h"
 #include "filter/registration.h"
-
-CFactoryTemplate g_Templates[] = {
-    {vantor::kFilterName, &vantor::kClsidMkvDmx, vantor::CVXMkvDmx::CreateInstance, nullptr, &vantor::kFilterSetup},
-};
-int g_cTemplates = 1;
 
 STDAPI DllGetClassObject(REFCLSID clsid, REFIID riid, void** object) {
   return CClassFactory::GetClassObject(g_Templates, g_cTemplates, clsid, riid, object);

@@ -36,9 +36,11 @@ std::string StreamTypesKey() { return "Media Type\\" + GuidText(MEDIATYPE_Stream
 
 HRESULT WriteMediaTypeKey(RegistrationSystem& system, const GUID& subtype, const CLSID& source) {
   const std::string key = StreamTypesKey() + "\\" + GuidText(subtype);
+  HRESULT result = system.ClearClassesKey(key);
+  if (FAILED(result)) return result;
   int index = 0;
   for (const char* entry : kCheckBytes) {
-    const HRESULT result = system.WriteClassesValue(key, std::to_string(index++), entry);
+    result = system.WriteClassesValue(key, std::to_string(index++), entry);
     if (FAILED(result)) return result;
   }
   return system.WriteClassesValue(key, "Source Filter", GuidText(source));

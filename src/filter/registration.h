@@ -15,14 +15,16 @@ extern const AMOVIESETUP_FILTER kFilterSetup;
 // Registers (TRUE) or unregisters (FALSE) the classes and filters of the server: AMovieDllRegisterServer2.
 using ClassRegistrar = std::function<HRESULT(BOOL)>;
 
-// In this order: writes the key by which the system's file source knows Matroska files from their first bytes; deletes
-// the keys that map file extensions to media types, which would be asked before the bytes; registers the type library
-// inside the module; registers the classes, unless the type library failed. Gives the first failure; deletions that
-// fail do not count.
+// In this order: writes the key by which the system's file source knows Matroska files from their first bytes, in place
+// of all values it had, since one left over would be one more pattern of bytes; deletes the keys that map file
+// extensions to media types, which would be asked before the bytes; registers the type library inside the module;
+// registers the classes, unless the type library failed. Gives the first failure; keys that cannot be deleted do not
+// count.
 HRESULT RegisterServer(platform::RegistrationSystem& system, const ClassRegistrar& classes);
 
 // In this order: deletes the first-bytes keys of both Matroska subtypes, deletes the extension keys, unregisters the
-// type library, unregisters the classes. No failure ends it; the result is that of unregistering the classes.
+// type library, unregisters the classes. Keys with keys below them stay. No failure ends it; the result is that of
+// unregistering the classes.
 HRESULT UnregisterServer(platform::RegistrationSystem& system, const ClassRegistrar& classes);
 
 }  // namespace vantor

@@ -37,6 +37,7 @@ class Registration : public testing::Test {
 };
 
 const auto kRegistering = {
+    "clear Media Type\\" STREAM "\\" PRIVATE_MATROSKA,
     "write Media Type\\" STREAM "\\" PRIVATE_MATROSKA " [0] = 0,4,,1A45DFA3",
     "write Media Type\\" STREAM "\\" PRIVATE_MATROSKA " [Source Filter] = {E436EBB5-524F-11CE-9F53-0020AF0BA770}",
     "delete Media Type\\Extensions\\.webm",
@@ -84,6 +85,20 @@ TEST_F(Registration, AFailingMediaTypeKeyIsTheResultButStopsNothingElse) {
   EXPECT_EQ(system.calls.back(), "register classes");
 }
 
+TEST_F(Registration, AFailingSourceFilterValueIsTheResultButStopsNothingElse) {
+  system.Fail("write Media Type\\" STREAM "\\" PRIVATE_MATROSKA " [Source Filter]", E_ACCESSDENIED);
+  EXPECT_EQ(Register(), E_ACCESSDENIED);
+  EXPECT_THAT(system.calls, testing::ElementsAreArray(kRegistering));
+}
+
+TEST_F(Registration, AMediaTypeKeyThatKeepsItsOldValuesIsNotWrittenButStopsNothingElse) {
+  system.Fail("clear", E_ACCESSDENIED);
+  EXPECT_EQ(Register(), E_ACCESSDENIED);
+  EXPECT_THAT(system.calls, Not(Contains(StartsWith("write"))));
+  EXPECT_EQ(system.calls.size(), kRegistering.size() - 2);
+  EXPECT_EQ(system.calls.back(), "register classes");
+}
+
 TEST_F(Registration, ALibraryThatDoesNotLoadStopsBeforeTheClassesWithAMessage) {
   system.Fail("load", TYPE_E_CANTLOADLIBRARY);
   EXPECT_EQ(Register(), TYPE_E_CANTLOADLIBRARY);
@@ -121,10 +136,10 @@ TEST_F(Registration, NoExceptionLeavesIt) {
 }
 
 TEST_F(Registration, AStepThatRunsOutOfMemoryDoesNotEndTheOthers) {
-  for (const char* step : {"write Media Type", "delete Media Type\\Extensions"}) {
+  for (const char* step : {"clear Media Type", "write Media Type", "delete Media Type\\Extensions"}) {
     system.calls.clear();
     system.throwing = step;
-    EXPECT_EQ(Register(), std::string(step).starts_with("write") ? E_OUTOFMEMORY : S_OK) << step;
+    EXPECT_EQ(Register(), std::string(step).starts_with("delete") ? S_OK : E_OUTOFMEMORY) << step;
     EXPECT_EQ(system.calls.back(), "register classes") << step;
   }
   for (const char* step : {"delete Media Type", "unregister library"}) {
@@ -136,10 +151,19 @@ TEST_F(Registration, AStepThatRunsOutOfMemoryDoesNotEndTheOthers) {
   }
 }
 
+TEST(ClassTable, HasTheDemultiplexerAsItsOneEntry) {
+  ASSERT_EQ(g_cTemplates, 1);
+  const CFactoryTemplate& entry = g_Templates[0];
+  EXPECT_EQ(WideToUtf8(entry.m_Name), "Vantor MKV Demultiplexer");
+  EXPECT_EQ(GuidText(*entry.m_ClsID), FILTER);
+  EXPECT_EQ(entry.m_lpfnNew, &CVXMkvDmx::CreateInstance);
+  EXPECT_EQ(entry.m_lpfnInit, nullptr);
+  EXPECT_EQ(entry.m_pAMovieSetup_Filter, &kFilterSetup);
+}
+
 TEST(SetupRecord, ReachesTheMapperAsItIs) {
-  const CFactoryTemplate table[] = {{kFilterName, &kClsidMkvDmx, CVXMkvDmx::CreateInstance, nullptr, &kFilterSetup}};
   FakeRegistration system;
-  EXPECT_EQ(AMovieDllRegisterTemplates(table, 1, TRUE, system), S_OK);
+  EXPECT_EQ(AMovieDllRegisterTemplates(g_Templates, g_cTemplates, TRUE, system), S_OK);
   // Flag 8: an output pin.
   EXPECT_THAT(system.calls,
               ElementsAre("write CLSID\\" FILTER " [] = Vantor MKV Demultiplexer",

@@ -42,6 +42,7 @@ class FakeRegistration final : public platform::RegistrationSystem {
   HRESULT WriteClassesValue(const std::string& key, const std::string& name, const std::string& text) override {
     return Note("write " + key + " [" + name + "] = " + text);
   }
+  HRESULT ClearClassesKey(const std::string& key) override { return Note("clear " + key); }
   bool DeleteClassesKey(const std::string& parent, const std::string& name) override {
     return SUCCEEDED(Note("delete " + parent + "\\" + name));
   }

@@ -8,10 +8,10 @@
 #include "baseclasses/dll_setup.h"
 #include "component/loaded_component.h"
 #include "filter/ids.h"
-#include "filter/mkv_filter.h"
 #include "filter/registration.h"
 #include "platform/registration.h"
 #include "windows/registry_snapshot.h"
+#include "windows/regsvr32.h"
 
 namespace vantor::test {
 namespace {
@@ -142,6 +142,27 @@ TEST_F(WindowsRegistration, AnExtensionKeyWithKeysBelowItStays) {
   ExpectRegistered();
 }
 
+TEST_F(WindowsRegistration, ValuesThatTheFirstBytesKeyHadBeforeAreGone) {
+  MakeKey(kFirstBytesKey, "the default value");
+  for (const char* name : {"0", "1", "2", "source filter", "Else"}) MakeValue(kFirstBytesKey, name, "0,4,,52494646");
+  EXPECT_EQ(Snapshot(kFirstBytesKey).size(), 6u);
+  EXPECT_EQ(Register(), S_OK);
+  ExpectRegistered();
+}
+
+TEST_F(WindowsRegistration, KeysBelowTheFirstBytesKeyStay) {
+  const std::string below = std::string(kFirstBytesKey) + "\\below";
+  MakeKey(below, "by another program");
+  EXPECT_EQ(Register(), S_OK);
+  EXPECT_EQ(Snapshot(kFirstBytesKey).size(), 3u) << "two values, and the key below with its own";
+  EXPECT_EQ(Unregister(), S_OK);
+  EXPECT_TRUE(KeyExists(below));
+  EXPECT_THAT(ClassAndLibrary(), IsEmpty());
+  DeleteTree(below);
+  EXPECT_EQ(Unregister(), S_OK);
+  EXPECT_THAT(Changes(before_, Everything()), IsEmpty());
+}
+
 TEST_F(WindowsRegistration, UnregisteringLeavesWhatWasThereBefore) {
   EXPECT_EQ(Register(), S_OK);
   EXPECT_EQ(Unregister(), S_OK);
@@ -183,6 +204,7 @@ class KeptMessages final : public platform::RegistrationSystem {
   HRESULT WriteClassesValue(const std::string& key, const std::string& name, const std::string& text) override {
     return real_.WriteClassesValue(key, name, text);
   }
+  HRESULT ClearClassesKey(const std::string& key) override { return real_.ClearClassesKey(key); }
   bool DeleteClassesKey(const std::string& parent, const std::string& name) override {
     return real_.DeleteClassesKey(parent, name);
   }
@@ -205,40 +227,20 @@ class KeptMessages final : public platform::RegistrationSystem {
 
 // This program holds no type library, and registers itself instead of the component.
 TEST_F(WindowsRegistration, AModuleWithoutATypeLibraryIsNotRegisteredAsAClass) {
-  const CFactoryTemplate table[] = {{kFilterName, &kClsidMkvDmx, CVXMkvDmx::CreateInstance, nullptr, &kFilterSetup}};
   KeptMessages system;
-  const HRESULT result = RegisterServer(
-      system, [&](BOOL registering) { return AMovieDllRegisterTemplates(table, 1, registering, system); });
+  const HRESULT result = RegisterServer(system, [&](BOOL registering) {
+    return AMovieDllRegisterTemplates(g_Templates, g_cTemplates, registering, system);
+  });
   EXPECT_EQ(result, TYPE_E_CANTLOADLIBRARY);
   EXPECT_THAT(system.messages, ElementsAre("Error: Failed  to register type library: " + system.ErrorText(result)));
   EXPECT_THAT(ClassAndLibrary(), IsEmpty());
   EXPECT_TRUE(KeyExists(kFirstBytesKey));
 }
 
-// The exit code of the system's program for registration; messages that the component shows meanwhile are closed.
-DWORD RunRegsvr32(const std::string& options, const std::string& path) {
-  WideString line = Utf8ToWide("regsvr32.exe " + options + " \"" + path + "\"");
-  STARTUPINFOW startup = {};
-  startup.cb = sizeof startup;
-  PROCESS_INFORMATION process = {};
-  if (!CreateProcessW(nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process)) {
-    ADD_FAILURE() << "regsvr32 does not start: " << GetLastError();
-    return MAXDWORD;
-  }
-  while (WaitForSingleObject(process.hProcess, 20) == WAIT_TIMEOUT) {
-    if (const HWND message = FindWindowW(L"#32770", L"Error")) PostMessageW(message, WM_CLOSE, 0, 0);
-  }
-  DWORD code = MAXDWORD;
-  GetExitCodeProcess(process.hProcess, &code);
-  CloseHandle(process.hThread);
-  CloseHandle(process.hProcess);
-  return code;
-}
-
 TEST_F(WindowsRegistration, TheSystemsProgramRegistersAndUnregistersTheComponent) {
-  EXPECT_EQ(RunRegsvr32("/s", Path()), 0u);
+  EXPECT_EQ(RunRegsvr32("/s", Path()), (Regsvr32Run{0, ""}));
   ExpectRegistered();
-  EXPECT_EQ(RunRegsvr32("/s /u", Path()), 0u);
+  EXPECT_EQ(RunRegsvr32("/s /u", Path()), (Regsvr32Run{0, ""}));
   EXPECT_THAT(Changes(before_, Everything()), IsEmpty());
 }
 
@@ -249,7 +251,10 @@ TEST_F(WindowsRegistration, TheSystemsProgramFailsForAComponentWithoutATypeLibra
   const HANDLE update = BeginUpdateResourceW(bare.c_str(), TRUE);
   ASSERT_NE(update, nullptr);
   ASSERT_TRUE(EndUpdateResourceW(update, FALSE));
-  EXPECT_NE(RunRegsvr32("/s", WideToUtf8(bare.native())), 0u);
+  const Regsvr32Run run = RunRegsvr32("/s", WideToUtf8(bare.native()));
+  EXPECT_NE(run.code, 0u);
+  const std::string reason = platform::SystemRegistration()->ErrorText(TYPE_E_CANTLOADLIBRARY);
+  EXPECT_EQ(run.message, WindowsCanBeMade() ? "Failed  to register type library: " + reason : "");
   EXPECT_THAT(ClassAndLibrary(), IsEmpty());
   EXPECT_TRUE(KeyExists(kFirstBytesKey));
   EXPECT_TRUE(std::filesystem::remove(bare));

@@ -96,6 +96,13 @@ void MakeKey(const std::string& key, const std::string& value) {
   EXPECT_EQ(RegSetValueW(HKEY_CLASSES_ROOT, Utf8ToWide(key).c_str(), REG_SZ, text.c_str(), 0), ERROR_SUCCESS);
 }
 
+void MakeValue(const std::string& key, const std::string& name, const std::string& value) {
+  const WideString text = Utf8ToWide(value);
+  EXPECT_EQ(RegSetKeyValueW(HKEY_CLASSES_ROOT, Utf8ToWide(key).c_str(), Utf8ToWide(name).c_str(), REG_SZ, text.c_str(),
+                            static_cast<DWORD>((text.size() + 1) * sizeof(WCHAR))),
+            ERROR_SUCCESS);
+}
+
 void DeleteTree(const std::string& key) { RegDeleteTreeW(HKEY_CLASSES_ROOT, Utf8ToWide(key).c_str()); }
 
 }  // namespace vantor::test

@@ -24,6 +24,8 @@ std::vector<std::string> Changes(const RegistrySnapshot& from, const RegistrySna
 bool KeyExists(const std::string& key);
 // Makes the key if it is missing, with a default value.
 void MakeKey(const std::string& key, const std::string& value);
+// Gives an existing key another string value.
+void MakeValue(const std::string& key, const std::string& name, const std::string& value);
 // The key and all below it.
 void DeleteTree(const std::string& key);
 

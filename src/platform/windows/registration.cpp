@@ -8,6 +8,7 @@
 namespace vantor::platform {
 namespace {
 
+constexpr DWORD kLongestValueName = 16383;
 constexpr SYSKIND kSystemKind = sizeof(void*) == 8 ? SYS_WIN64 : SYS_WIN32;
 
 class LoadedTypeLibrary final : public TypeLibrary {
@@ -20,6 +21,17 @@ class LoadedTypeLibrary final : public TypeLibrary {
  private:
   const ComPtr<ITypeLib> library_;
 };
+
+LSTATUS DeleteValues(HKEY key) {
+  WideString name(kLongestValueName + 1, 0);
+  for (;;) {
+    auto length = static_cast<DWORD>(name.size());
+    LSTATUS status = RegEnumValueW(key, 0, name.data(), &length, nullptr, nullptr, nullptr, nullptr);
+    if (status == ERROR_NO_MORE_ITEMS) return ERROR_SUCCESS;
+    if (status == ERROR_SUCCESS) status = RegDeleteValueW(key, name.c_str());
+    if (status != ERROR_SUCCESS) return status;
+  }
+}
 
 class WindowsRegistration final : public RegistrationSystem {
  public:
@@ -34,6 +46,17 @@ class WindowsRegistration final : public RegistrationSystem {
     status = RegSetValueExW(opened, name.empty() ? nullptr : Utf8ToWide(name).c_str(), 0, REG_SZ,
                             reinterpret_cast<const BYTE*>(data.c_str()),
                             static_cast<DWORD>((data.size() + 1) * sizeof(WCHAR)));
+    RegCloseKey(opened);
+    return HRESULT_FROM_WIN32(status);
+  }
+
+  HRESULT ClearClassesKey(const std::string& key) override {
+    HKEY opened = nullptr;
+    LSTATUS status =
+        RegOpenKeyExW(HKEY_CLASSES_ROOT, Utf8ToWide(key).c_str(), 0, KEY_QUERY_VALUE | KEY_SET_VALUE, &opened);
+    if (status == ERROR_FILE_NOT_FOUND) return S_OK;
+    if (status != ERROR_SUCCESS) return HRESULT_FROM_WIN32(status);
+    status = DeleteValues(opened);
     RegCloseKey(opened);
     return HRESULT_FROM_WIN32(status);
   }

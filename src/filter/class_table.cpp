@@ -1,0 +1,12 @@
+// The server's class factory table: the demultiplexer and no other class.
+#include <iterator>
+
+#include "baseclasses/class_factory.h"
+#include "filter/ids.h"
+#include "filter/mkv_filter.h"
+#include "filter/registration.h"
+
+CFactoryTemplate g_Templates[] = {
+    {vantor::kFilterName, &vantor::kClsidMkvDmx, vantor::CVXMkvDmx::CreateInstance, nullptr, &vantor::kFilterSetup},
+};
+int g_cTemplates = static_cast<int>(std::size(g_Templates));
