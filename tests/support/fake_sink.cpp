@@ -195,6 +195,11 @@ int FakeSink::Segments() const {
   return segments_;
 }
 
+void FakeSink::WaitForSegments(int count) {
+  std::unique_lock<std::mutex> hold(recordLock_);
+  recorded_.wait(hold, [&] { return segments_ >= count; });
+}
+
 void FakeSink::WaitForEnds(int count) {
   std::unique_lock<std::mutex> hold(recordLock_);
   recorded_.wait(hold, [&] { return ends_ >= count; });

@@ -93,6 +93,7 @@ class FakeSink final : public CBaseFilter {
   std::size_t SampleCount() const;
   int Ends() const;
   int Segments() const;
+  void WaitForSegments(int count);
   void WaitForEnds(int count);
   void WaitForSamples(std::size_t count);
 
