@@ -24,14 +24,6 @@ std::vector<Raw> NumberedTracks() {
   return {VideoTrack(1, 16, 16, {UInt(0x23E383, 40000000)}), AudioTrack(2), AudioTrack(3)};
 }
 
-bool IsWorkerAsked(const CVXMkvDmxOutputPin& pin) {
-  struct Window : CAMThread {
-    using CAMThread::CheckRequest;
-  };
-  const CAMThread& thread = pin;
-  return (thread.*&Window::CheckRequest)(nullptr) != FALSE;
-}
-
 void CallRecord::Add(int pin, const std::string& call) {
   const std::lock_guard<std::mutex> hold(lock_);
   calls_.emplace_back(pin, call);

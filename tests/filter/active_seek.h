@@ -21,6 +21,7 @@
 #include <vector>
 
 #include "support/demux_harness.h"
+#include "support/worker_asked.h"
 
 namespace vantor::test {
 
@@ -33,9 +34,6 @@ std::vector<Raw> NumberedTracks();
 inline Raw NumberedFile() { return MediaFile(1000, NumberedTracks(), NumberedClusters()); }
 
 inline constexpr int kBlocks = 20;
-
-// Whether a command waits for the pin's worker to answer it. Any thread.
-bool IsWorkerAsked(const CVXMkvDmxOutputPin& pin);
 
 // What happened on all pins, in order. Any thread.
 class CallRecord {

@@ -7,6 +7,7 @@
 #include "platform/platform.h"
 #include "support/demux_harness.h"
 #include "support/fake_allocator.h"
+#include "support/worker_asked.h"
 
 namespace vantor::test {
 namespace {
@@ -114,6 +115,31 @@ TEST_F(LargeFrameTest, GrowingWaitsForSamplesThatDownstreamStillHolds) {
   sink->WaitForEnds(1);
   EXPECT_EQ(demux.Stop(), S_OK);
   EXPECT_EQ(SizesOf(*sink), (std::vector<std::size_t>{10, 5000}));
+}
+
+TEST_F(LargeFrameTest, AStopWhileTheLargerBuffersAreCommittedLeavesThemDecommitted) {
+  Demux demux(FileOf({Ramp(5000), Fill(20)}));
+  ASSERT_EQ(demux.Connect(), S_OK);
+  const auto sink = FakeSink::Create();
+  const auto allocator = FakeAllocator::Create();
+  sink->allocator = ComPtr<IMemAllocator>(allocator.Get());
+  demux.AddSink(1, sink);
+  const auto pin = demux.Pin(1);
+  std::atomic<int> commits{0};
+  // The second is the worker's: it lasts until the stop has decommitted and waits for the worker.
+  allocator->onCommit = [&] {
+    if (++commits == 2) {
+      while (!IsWorkerAsked(*pin.Get())) SleepMilliseconds(1);
+    }
+    return S_OK;
+  };
+  ASSERT_EQ(demux.Run(), S_OK);
+  while (commits < 2) SleepMilliseconds(1);
+  EXPECT_EQ(demux.Stop(), S_OK);
+  EXPECT_FALSE(allocator->Committed());
+  EXPECT_EQ(sink->SampleCount(), 0u);
+  EXPECT_EQ(sink->Ends(), 0);
+  EXPECT_TRUE(demux.Events().empty());
 }
 
 TEST_F(LargeFrameTest, AStopEndsTheWaitForHeldSamples) {
