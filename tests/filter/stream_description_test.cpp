@@ -2,44 +2,18 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "host/graph.h"
 #include "support/demux_harness.h"
+#include "support/temporary_folder.h"
 
 namespace vantor::test {
 namespace {
 
-// A folder that goes with the test.
-class TemporaryFolder {
- public:
-  TemporaryFolder()
-      : path_(std::filesystem::temp_directory_path() /
-              ("vantor-description-" + std::to_string(reinterpret_cast<std::uintptr_t>(this)))) {
-    std::filesystem::create_directories(path_);
-  }
-  ~TemporaryFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-  }
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-
-  std::string Write(const std::string& name, const std::string& text) const {
-    std::ofstream(path_ / name, std::ios::binary) << text;
-    return (path_ / name).string();
-  }
-  WideString PathOf(const std::string& name) const {
-    const std::string path = (path_ / name).string();
-    return WideString(path.begin(), path.end());
-  }
-
- private:
-  const std::filesystem::path path_;
-};
+WideString PathOf(const TemporaryFolder& folder, const std::string& name) { return (folder / name).string<WCHAR>(); }
 
 class Payloads final : public SampleListener {
  public:
@@ -85,7 +59,7 @@ TEST_F(StreamDescriptionTest, GivesTheTrackAPinAndItsFramesLengthsInPlaceOfStart
   const TemporaryFolder folder;
   folder.Write("movie.conf", "[Stream.Main]\r\nCodecData=AAAAAWdkACgRAAAAAWjuPIA=\r\n");
   const Raw converted{0, 0, 0, 3, 0x65, 0xAA, 0xBB, 0, 0, 0, 2, 0x65, 0xCC};
-  EXPECT_EQ(Play(folder.PathOf("movie.mkv"), 1), (std::vector<Raw>{converted, converted}));
+  EXPECT_EQ(Play(PathOf(folder, "movie.mkv"), 1), (std::vector<Raw>{converted, converted}));
 }
 
 TEST_F(StreamDescriptionTest, IsNotNeededWhereTheFirstFrameTellsAndTheSamplesStayAsTheyAre) {
@@ -94,18 +68,18 @@ TEST_F(StreamDescriptionTest, IsNotNeededWhereTheFirstFrameTellsAndTheSamplesSta
                              {{0, {SimpleBlock(1, 0, kKey, first), SimpleBlock(1, 40, 0, kFrame)}}});
   const TemporaryFolder folder;
   folder.Write("movie.conf", "[Stream.Main]\r\nCodecData=AAAAAWdkACgRAAAAAWjuPIA=\r\n");
-  EXPECT_EQ(PlayAll(file, folder.PathOf("movie.mkv"), 1), (std::vector<Raw>{first, kFrame}));
+  EXPECT_EQ(PlayAll(file, PathOf(folder, "movie.mkv"), 1), (std::vector<Raw>{first, kFrame}));
 }
 
 TEST_F(StreamDescriptionTest, IsLookedForUnderTheTracksName) {
   const TemporaryFolder folder;
   folder.Write("movie.conf", "[Stream.Other]\r\nCodecData=AAAAAWdkACgRAAAAAWjuPIA=\r\n");
-  EXPECT_TRUE(Play(folder.PathOf("movie.mkv"), 0).empty());
+  EXPECT_TRUE(Play(PathOf(folder, "movie.mkv"), 0).empty());
 }
 
 TEST_F(StreamDescriptionTest, MayBeMissing) {
   const TemporaryFolder folder;
-  EXPECT_TRUE(Play(folder.PathOf("movie.mkv"), 0).empty());
+  EXPECT_TRUE(Play(PathOf(folder, "movie.mkv"), 0).empty());
 }
 
 }  // namespace

@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
@@ -12,6 +11,7 @@
 
 #include "baseclasses/unknown.h"
 #include "platform/file_path.h"
+#include "support/temporary_folder.h"
 
 namespace vantor::test {
 
@@ -21,14 +21,11 @@ class HostTest : public testing::Test {
   void TearDown() override { EXPECT_EQ(CBaseObject::ObjectsActive(), 0); }
 };
 
-// A file in the temporary folder, removed at the end.
+// A file in a folder of its own, removed at the end.
 class TemporaryFile {
  public:
   explicit TemporaryFile(const std::vector<unsigned char>& bytes) {
-    const auto* test = testing::UnitTest::GetInstance()->current_test_info();
-    std::string name = std::string("vantor_") + test->test_suite_name() + "_" + test->name() + ".bin";
-    std::replace(name.begin(), name.end(), '/', '_');
-    path_ = std::filesystem::temp_directory_path() / name;
+    path_ = folder_ / "bytes.bin";
     std::ofstream file(path_, std::ios::binary | std::ios::trunc);
     file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
   }
@@ -44,6 +41,7 @@ class TemporaryFile {
   void Truncate(std::uintmax_t size) const { std::filesystem::resize_file(path_, size); }
 
  private:
+  const TemporaryFolder folder_;
   std::filesystem::path path_;
 };
 

@@ -3,11 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
 
 #include "mediatypes/base64.h"
 #include "platform/text.h"
 #include "support/mkv_builder.h"
+#include "support/temporary_folder.h"
 
 namespace vantor::test {
 namespace {
@@ -112,17 +112,12 @@ class FakeUpstream final : public IPin, public IBaseFilter, public IFileSourceFi
 class StreamDescription : public testing::Test {
  protected:
   void SetUp() override {
-    const auto* test = testing::UnitTest::GetInstance()->current_test_info();
-    folder_ = std::filesystem::temp_directory_path() / (std::string("vantor_description_") + test->name());
-    std::filesystem::remove_all(folder_);
-    std::filesystem::create_directory(folder_);
     upstream_.name = (folder_ / "a.b.mkv").string<WCHAR>();
     track_.Name = OLESTR("Main");
   }
-  void TearDown() override { std::filesystem::remove_all(folder_); }
 
   void WriteDescription(const std::string& text, const std::string& fileName = "a.b.conf") {
-    std::ofstream(folder_ / fileName, std::ios::binary) << text;
+    folder_.Write(fileName, text);
   }
 
   // The private data that the file gives the track, or nothing.
@@ -133,7 +128,7 @@ class StreamDescription : public testing::Test {
     return {};
   }
 
-  std::filesystem::path folder_;
+  const TemporaryFolder folder_;
   FakeUpstream upstream_;
   MkvTrackEntry track_;
 };

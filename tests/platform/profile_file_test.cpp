@@ -3,11 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <string_view>
 
 #include "platform/text.h"
+#include "support/temporary_folder.h"
 
 namespace vantor::test {
 namespace {
@@ -17,16 +17,7 @@ constexpr bool kOwnReader = sizeof(wchar_t) != sizeof(WCHAR);
 
 class ProfileFile : public testing::Test {
  protected:
-  void SetUp() override {
-    const auto* test = testing::UnitTest::GetInstance()->current_test_info();
-    path_ = std::filesystem::temp_directory_path() / (std::string("vantor_profile_") + test->name() + ".conf");
-  }
-  void TearDown() override { std::filesystem::remove(path_); }
-
-  void Write(std::string_view text) {
-    std::ofstream stream(path_, std::ios::binary | std::ios::trunc);
-    stream.write(text.data(), static_cast<std::streamsize>(text.size()));
-  }
+  void Write(std::string_view text) { folder_.Write("a.conf", text); }
 
   WideString ReadWide(std::string_view section, std::string_view key, std::size_t capacity = 1024) {
     return platform::ReadProfileString(path_.string<WCHAR>(), Utf8ToWide(section), Utf8ToWide(key), capacity);
@@ -35,7 +26,8 @@ class ProfileFile : public testing::Test {
     return WideToUtf8(ReadWide(section, key, capacity));
   }
 
-  std::filesystem::path path_;
+  const TemporaryFolder folder_;
+  const std::filesystem::path path_ = folder_ / "a.conf";
 };
 
 TEST_F(ProfileFile, KeyOfTheSectionGivesItsValue) {

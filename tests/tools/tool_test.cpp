@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "host/fake_splitter.h"
+#include "support/temporary_folder.h"
 #include "tools/time_text.h"
 
 namespace vantor::tools {
@@ -52,14 +53,6 @@ struct Outcome {
 
 class Tool : public testing::Test {
  protected:
-  void SetUp() override {
-    const auto* test = testing::UnitTest::GetInstance()->current_test_info();
-    folder_ = std::filesystem::temp_directory_path() / (std::string("vantor_tool_") + test->name());
-    std::filesystem::remove_all(folder_);
-    std::filesystem::create_directory(folder_);
-  }
-  void TearDown() override { std::filesystem::remove_all(folder_); }
-
   Outcome Run(const std::string& arguments, const std::string& program = VANTOR_TOOL) {
     const std::string out = (folder_ / "out").string();
     const std::string messages = (folder_ / "messages").string();
@@ -73,9 +66,7 @@ class Tool : public testing::Test {
   }
 
   std::string Write(const std::string& name, const std::string& bytes) const {
-    const std::string path = (folder_ / name).string();
-    std::ofstream(path, std::ios::binary) << bytes;
-    return path;
+    return folder_.Write(name, bytes).string();
   }
   std::string WriteToy(char mode, int pins, int frames) const {
     const auto bytes = test::ToyStream(mode, pins, frames);
@@ -93,7 +84,7 @@ class Tool : public testing::Test {
     return text.str();
   }
 
-  std::filesystem::path folder_;
+  const test::TemporaryFolder folder_;
 };
 
 void ExpectOneMessage(const Outcome& outcome, const std::string& part) {
@@ -191,7 +182,7 @@ TEST_F(Tool, TellsUnusableFilesApart) {
     }
   };
   expect((folder_ / "missing.mkv").string(), 2, "no such file");
-  expect(folder_.string(), 2, "is a directory");
+  expect(folder_.Path().string(), 2, "is a directory");
   expect(Write("empty.mkv", ""), 1, "empty");
   expect(Write("text.mkv", "hello"), 1, "does not begin with an EBML header");
   expect(Write("header.mkv", header), 1, "no Segment");
@@ -352,7 +343,7 @@ TEST_F(Tool, FindsTheComponentBesideItselfOnly) {
   std::filesystem::copy_file(VANTOR_TOOL, lonely);
   const Outcome outcome = Run("info " + Media("vorbis.mka"), lonely);
   EXPECT_EQ(outcome.status, 2);
-  ExpectOneMessage(outcome, folder_.string());
+  ExpectOneMessage(outcome, folder_.Path().string());
 }
 
 TEST_F(Tool, WrongUseIsOneLineAndStatusTwo) {

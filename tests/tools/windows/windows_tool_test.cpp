@@ -12,6 +12,7 @@
 #include "platform/com.h"
 #include "platform/file_path.h"
 #include "platform/platform.h"
+#include "support/temporary_folder.h"
 
 namespace vantor::tools {
 namespace {
@@ -33,12 +34,6 @@ struct Outcome {
 
 class WindowsTool : public testing::Test {
  protected:
-  void SetUp() override {
-    folder_ = std::filesystem::temp_directory_path() / ("vantor_tool_" + std::to_string(GetCurrentProcessId()));
-    std::filesystem::create_directory(folder_);
-  }
-  void TearDown() override { std::filesystem::remove_all(folder_); }
-
   static std::filesystem::path Program() { return platform::ToPath(ModulePath()).parent_path() / "vantor-mkv.exe"; }
 
   Outcome Run(const WideString& arguments, const std::filesystem::path& program = Program()) const {
@@ -80,7 +75,7 @@ class WindowsTool : public testing::Test {
   }
   static WideString Quoted(const std::filesystem::path& path) { return L"\"" + path.wstring() + L"\""; }
 
-  std::filesystem::path folder_;
+  const test::TemporaryFolder folder_;
 };
 
 TEST_F(WindowsTool, TakesFileNamesOfEveryScriptAndPrintsThemAsUtf8) {
