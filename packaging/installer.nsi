@@ -1,6 +1,7 @@
 ; The installer of the component, for one kind of Windows:
 ;
-;   makensis -DARCHITECTURE=x64 -DSTAGING=folder -DVERSION=1.2.3 -DSIZE=kilobytes -DOUTPUT=setup.exe installer.nsi
+;   makensis -DARCHITECTURE=x64 -DSTAGING=folder -DVERSION=1.2.3 -DSIZE=kilobytes -DLIMIT=seconds -DOUTPUT=setup.exe
+;            installer.nsi
 ;
 ; x64 is for 64-bit Windows and brings both components, for hosts of either bitness; x86 is for 32-bit Windows. The
 ; staging folder holds x64/ and x86/ with the binaries, and the text file. ./package calls this.
@@ -113,7 +114,7 @@ VIAddVersionKey "LegalCopyright" "Vantor"
 ; ---- What installer and uninstaller share.
 
 Var used    ; a file that is in use, or nothing
-Var result  ; of the last regsvr32; 0 is success
+Var result  ; of the last regsvr32: its exit code, or a word when it has none; 0 is success
 
 ; A program or component that runs cannot be opened for writing.
 !macro Probe FOLDER FILE
@@ -128,16 +129,52 @@ Var result  ; of the last regsvr32; 0 is success
   ${EndIf}
 !macroend
 
-; regsvr32 of a component's own bitness, which is the only one that can load it.
+; regsvr32 of a component's own bitness, which is the only one that can load it. A component that cannot be registered
+; may say so in a message box, with /s too; where nobody is there to close it, regsvr32 is killed after a while.
 !if "${ARCHITECTURE}" == "x64"
   !define REGSVR32_X86 "$WINDIR\SysWOW64\regsvr32.exe"
+  !define STARTUPINFO_SIZE 104
+  !define PROCESS_INFORMATION_SIZE 24
 !else
   !define REGSVR32_X86 "$SYSDIR\regsvr32.exe"
+  !define STARTUPINFO_SIZE 68
+  !define PROCESS_INFORMATION_SIZE 16
 !endif
 
+; Runs the command line in $R0 to its end, or kills it: then $result is "timeout".
+!macro ExecAtMost
+  System::Alloc ${STARTUPINFO_SIZE}  ; zeros, but for the size
+  Pop $R1
+  System::Call '*$R1(i ${STARTUPINFO_SIZE})'
+  System::Alloc ${PROCESS_INFORMATION_SIZE}
+  Pop $R2
+  System::Call 'kernel32::CreateProcess(p 0, t R0, p 0, p 0, i 0, i 0, p 0, p 0, p R1, p R2) i .R3'
+  ${If} $R3 != 0
+    System::Call '*$R2(p .R4, p .R5)'  ; the process and its thread
+    System::Call 'kernel32::WaitForSingleObject(p R4, i ${LIMIT}000) i .R3'
+    ${If} $R3 == 0
+      System::Call 'kernel32::GetExitCodeProcess(p R4, *i .R3)'
+      StrCpy $result $R3
+    ${Else}
+      System::Call 'kernel32::TerminateProcess(p R4, i 1)'
+      System::Call 'kernel32::WaitForSingleObject(p R4, i ${LIMIT}000)'
+      StrCpy $result "timeout"
+    ${EndIf}
+    System::Call 'kernel32::CloseHandle(p R5)'
+    System::Call 'kernel32::CloseHandle(p R4)'
+  ${EndIf}
+  System::Free $R2
+  System::Free $R1
+!macroend
+
 !macro Regsvr32 PROGRAM SWITCHES FILE
-  StrCpy $result -1
-  ExecWait '"${PROGRAM}" ${SWITCHES} "${FILE}"' $result
+  StrCpy $result "error"
+  ${If} ${Silent}
+    StrCpy $R0 '"${PROGRAM}" ${SWITCHES} "${FILE}"'
+    !insertmacro ExecAtMost
+  ${Else}
+    ExecWait '"${PROGRAM}" ${SWITCHES} "${FILE}"' $result
+  ${EndIf}
   DetailPrint "regsvr32 ${SWITCHES} ${FILE}: $result"
 !macroend
 
@@ -160,7 +197,7 @@ Var result  ; of the last regsvr32; 0 is success
     !insertmacro Regsvr32 "$SYSDIR\regsvr32.exe" "/s" "$1"
   ${EndIf}
   !if "${ARCHITECTURE}" == "x64"
-    ${If} $result = 0
+    ${If} $result == 0
     ${AndIf} ${FileExists} "${FOLDER}\x86\${COMPONENT}"
       StrCpy $1 "${FOLDER}\x86\${COMPONENT}"
       !insertmacro Regsvr32 "${REGSVR32_X86}" "/s" "$1"
@@ -284,7 +321,7 @@ Section
   ${EndIf}
 
   !insertmacro RegisterComponents "$INSTDIR"
-  ${If} $result <> 0
+  ${If} $result != 0
     StrCpy $4 $1
     StrCpy $5 $result
     Call Undo

@@ -7,7 +7,8 @@ The trees are build trees with component and tool, that for x64 also with the te
 emptied; the packages and a fresh Wine prefix go there. RESULTS becomes a JUnit file. With words only those tests run
 whose name holds one of them.
 
-Wine as it is used here runs no programs of 32 bits. Where a test needs the registration of the x86 component, a program
+Wine shows its windows nowhere, but has them, so that message boxes wait to be closed. As it is used here it runs no
+programs of 32 bits. Where a test needs the registration of the x86 component, a program
 that only records how it was called takes the place of its regsvr32.
 """
 
@@ -51,24 +52,35 @@ def project_version():
 VERSION = project_version()
 
 
-def package(x64, x86, out, **environment):
-    subprocess.run([ROOT / "package", "--x64", x64, "--x86", x86, "--out", out], check=True, stdout=sys.stderr,
+def package(x64, x86, out, *options, **environment):
+    subprocess.run([ROOT / "package", "--x64", x64, "--x86", x86, "--out", out, *options], check=True, stdout=sys.stderr,
                    env=os.environ | environment)
+
+
+def tree_with(name, component):
+    """A build tree that holds the component, in the tool's place too."""
+    binaries = WORK / name / "bin"
+    binaries.mkdir(parents=True)
+    for file in ("vantormkv.ax", "vantor-mkv.exe"):
+        shutil.copy(component, binaries / file)
+    (WORK / name / "CMakeCache.txt").write_text(f"CMAKE_PROJECT_VERSION:STATIC={VERSION}\n")
 
 
 def broken_tree(architecture, triplet):
     """A build tree whose component loads, but has nothing to be registered with."""
-    tree = WORK / f"broken-{architecture}"
-    (tree / "bin").mkdir(parents=True)
-    component = tree / "bin" / "vantormkv.ax"
+    component = WORK / f"broken-{architecture}.dll"
     subprocess.run([f"{triplet}-g++-posix", "-shared", "-static", "-x", "c++", "/dev/null", "-o", component], check=True)
-    shutil.copy(component, tree / "bin" / "vantor-mkv.exe")
-    (tree / "CMakeCache.txt").write_text(f"CMAKE_PROJECT_VERSION:STATIC={VERSION}\n")
-    return tree
+    tree_with(f"broken-{architecture}", component)
 
 
 def package_broken(out, **environment):
     package(WORK / "broken-x64", WORK / "broken-x86", out, **environment)
+
+
+def package_boxing(out):
+    """Installers that wait a few seconds only: this component is never registered before its box is closed."""
+    tree_with("boxing-x64", X64_TREE / "bin" / "boxing_component.dll")
+    package(WORK / "boxing-x64", WORK / "broken-x86", out, "--limit", "3")
 
 
 # ---- Windows.
@@ -343,6 +355,10 @@ class InstallerTest(unittest.TestCase):
         self.assertEqual(registry(CLASS), classes)
         self.check_installed()
 
+    def test_SilentInstallationDoesNotWaitForSomebodyToCloseAMessageBox(self):
+        self.assertEqual(install(packages="boxing-packages"), NOT_REGISTERED)
+        self.check_absent()
+
     def test_FilesThatCannotBeWrittenAreAnErrorOfTheirOwn(self):
         self.bring_32_bits()
         unix(FOLDER).mkdir()
@@ -421,12 +437,15 @@ def main():
         broken_tree("x64", "x86_64-w64-mingw32")
         broken_tree("x86", "i686-w64-mingw32")
         package_broken(WORK / "broken-packages")
+        package_boxing(WORK / "boxing-packages")
     if prefix.returncode != 0:
         # The server of a prefix that was removed under it may have answered.
         stop_wine()
         shutil.rmtree(WORK / "wine", ignore_errors=True)
         if wine("cmd", "/c", "exit").returncode != 0:
             sys.exit("Wine cannot make a prefix")
+    wine("reg", "add", r"HKCU\Software\Wine\Drivers", "/v", "Graphics", "/d", "null", "/f")
+    subprocess.run([WINE_SERVER, "-w"], env=environment(), check=True)
     loader = unittest.TestLoader()
     loader.testNamePatterns = [f"*{word}*" for word in sys.argv[5:]] or None
     try:
