@@ -1,5 +1,7 @@
 #include "platform/periodic_timer.h"
 
+#include <dlfcn.h>
+
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
@@ -8,6 +10,16 @@
 #include <utility>
 
 namespace vantor::platform {
+namespace {
+
+// A program cannot be unloaded, nor be opened so; that is no failure.
+void KeepModule() {
+  Dl_info info{};
+  if (dladdr(reinterpret_cast<const void*>(&KeepModule), &info) == 0 || info.dli_fname == nullptr) return;
+  dlopen(info.dli_fname, RTLD_NOW | RTLD_NOLOAD | RTLD_NODELETE);
+}
+
+}  // namespace
 
 struct PeriodicTimer::State {
   std::mutex mutex;
@@ -19,6 +31,7 @@ struct PeriodicTimer::State {
 PeriodicTimer::PeriodicTimer(std::unique_ptr<State> state) : state_(std::move(state)) {}
 
 std::unique_ptr<PeriodicTimer> PeriodicTimer::Start(unsigned milliseconds, std::function<void()> callback) {
+  KeepModule();
   auto owned = std::make_unique<State>();
   State* state = owned.get();
   auto timer = std::unique_ptr<PeriodicTimer>(new PeriodicTimer(std::move(owned)));
