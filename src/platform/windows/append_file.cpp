@@ -2,10 +2,10 @@
 
 #include <windows.h>
 
-namespace vantor::platform {
-namespace {
+#include "platform/windows/append_error.h"
 
-AppendError ErrorOf(DWORD code) {
+namespace vantor::platform {
+AppendError AppendErrorOf(DWORD code) {
   switch (code) {
     case ERROR_ACCESS_DENIED:
       return AppendError::kDenied;
@@ -17,6 +17,8 @@ AppendError ErrorOf(DWORD code) {
   }
 }
 
+namespace {
+
 HANDLE HandleOf(std::intptr_t handle) { return reinterpret_cast<HANDLE>(handle); }
 
 }  // namespace
@@ -25,7 +27,7 @@ std::unique_ptr<AppendFile> AppendFile::Open(const WideString& path, AppendError
   HANDLE handle = CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, nullptr, OPEN_ALWAYS,
                               FILE_ATTRIBUTE_NORMAL, nullptr);
   if (handle == INVALID_HANDLE_VALUE) {
-    error = ErrorOf(GetLastError());
+    error = AppendErrorOf(GetLastError());
     return nullptr;
   }
   error = AppendError::kNone;
