@@ -12,11 +12,15 @@ std::int64_t MillisecondOfDay(const platform::LocalTime& time) {
 }  // namespace
 
 TraceClock::Stamp TraceClock::Next() {
-  std::int64_t midnight = midnight_.load(std::memory_order_relaxed);
+  std::int64_t midnight = midnight_.load(std::memory_order_acquire);
   std::int64_t now = system_.Milliseconds();
   if (midnight == kNever) {
     const std::int64_t own = now - MillisecondOfDay(system_.LocalTimeNow());
-    if (midnight_.compare_exchange_strong(midnight, own, std::memory_order_relaxed)) midnight = own;
+    if (midnight_.compare_exchange_strong(midnight, own, std::memory_order_acq_rel, std::memory_order_acquire)) {
+      midnight = own;
+    } else {
+      now = system_.Milliseconds();
+    }
   }
   now -= midnight;
   const std::int64_t previous = previous_.exchange(now, std::memory_order_relaxed);

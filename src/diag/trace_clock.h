@@ -18,7 +18,8 @@ class TraceClock {
 
   explicit TraceClock(TraceSystem& system) : system_(system) {}
 
-  // The present time. Any thread may ask; stamps of several threads that ask at once come in no order.
+  // The present time. Any thread may ask; stamps of several threads that ask at once come in no order, but none lies
+  // before the first.
   Stamp Next();
 
  private:
