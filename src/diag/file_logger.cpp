@@ -8,6 +8,7 @@
 #include <system_error>
 #include <utility>
 
+#include "platform/never_destroyed.h"
 #include "platform/text.h"
 
 namespace vantor {
@@ -16,16 +17,14 @@ namespace {
 using platform::AppendError;
 
 constexpr unsigned kFlushPeriod = 100;
-constexpr unsigned kLongestWait = 1000;
-constexpr unsigned kLockPoll = 100;
 constexpr unsigned kOpenPoll = 1;
 constexpr std::int32_t kFirstCapacity = 4096;
 constexpr int kLoggerNumber = 642;
 constexpr char kByteOrderMark[] = "\xEF\xBB\xBF";
 
-// What the shared words are for: the first counts the loggers that use them, the second is the lock.
+// What the shared words are for: the first counts the loggers that use them, the last is the lock.
 constexpr std::size_t kUsers = 0;
-constexpr std::size_t kLock = 1;
+constexpr std::size_t kLock = 3;
 
 std::atomic_ref<std::uint32_t> Word(platform::SharedWords& words, std::size_t index) {
   return std::atomic_ref<std::uint32_t>(words[index]);
@@ -37,6 +36,17 @@ std::shared_ptr<platform::SharedWords> WordsOf(const WideString& path, std::uint
   auto words = name.Length() > 0 ? platform::OpenSharedWords(reinterpret_cast<const char*>(name.Data())) : nullptr;
   return words != nullptr ? words : std::make_shared<platform::SharedWords>();
 }
+
+// The words, counting one user more for as long as they are held.
+std::shared_ptr<platform::SharedWords> UseWords(const std::shared_ptr<platform::SharedWords>& words) {
+  Word(*words, kUsers).fetch_add(1);
+  return {words.get(), [words](platform::SharedWords* used) { Word(*used, kUsers).fetch_sub(1); }};
+}
+
+struct Loggers {
+  std::mutex mutex;
+  std::map<WideString, std::weak_ptr<FileLogger>> ofPath;
+};
 
 // Whether the path names a folder, if need be a new one. Where files may not be made, folders sometimes may.
 bool IsFolder(const WideString& path) {
@@ -55,10 +65,9 @@ WideString InsideFolder(const WideString& path) {
 }  // namespace
 
 std::shared_ptr<FileLogger> FileLogger::ForPath(const WideString& path, TraceSystem& system) {
-  static std::mutex mutex;
-  static std::map<WideString, std::weak_ptr<FileLogger>> loggers;
-  const std::lock_guard<std::mutex> lock(mutex);
-  std::weak_ptr<FileLogger>& entry = loggers[path];
+  static NeverDestroyed<Loggers> loggers;
+  const std::lock_guard<std::mutex> lock(loggers->mutex);
+  std::weak_ptr<FileLogger>& entry = loggers->ofPath[path];
   std::shared_ptr<FileLogger> logger = entry.lock();
   if (logger == nullptr) {
     logger = std::make_shared<FileLogger>(path, system);
@@ -74,15 +83,14 @@ void FileLogger::FormatName(CBuffer& name, std::uint32_t processId, const WideSt
 }
 
 FileLogger::FileLogger(const WideString& path, TraceSystem& system)
-    : path_(path), system_(system), words_(WordsOf(path, system.ProcessId())) {
-  Word(*words_, kUsers).fetch_add(1);
-  timer_ = system_.StartTimer(kFlushPeriod, [this] { Flush(); });
-}
+    : path_(path),
+      system_(system),
+      words_(UseWords(WordsOf(path, system.ProcessId()))),
+      timer_(system.StartTimer(kFlushPeriod, [this] { Flush(); })) {}
 
 FileLogger::~FileLogger() {
   timer_.reset();
-  Flush();
-  Word(*words_, kUsers).fetch_sub(1);
+  FlushLast();
 }
 
 void FileLogger::Append(const char* text) {
@@ -113,10 +121,19 @@ void FileLogger::Collect(const char* bytes, std::size_t count) {
 }
 
 void FileLogger::Flush() noexcept {
+  WriteOut([](std::unique_lock<std::mutex>& lock) { lock.lock(); });
+}
+
+void FileLogger::FlushLast() noexcept {
+  WriteOut([this](std::unique_lock<std::mutex>& lock) { system_.TryForAWhile([&lock] { return lock.try_lock(); }); });
+}
+
+template <typename Taking>
+void FileLogger::WriteOut(Taking take) noexcept {
   const bool locked = LockForWriting();
   try {
     CHeapBuffer text;
-    Swap(text);
+    Swap(text, take);
     if (locked && text.Length() > 0) Write(text);
   } catch (...) {
     // The text is lost, and nobody is told.
@@ -124,17 +141,15 @@ void FileLogger::Flush() noexcept {
   if (locked) UnlockForWriting();
 }
 
-void FileLogger::Swap(CHeapBuffer& text) {
-  const std::lock_guard<std::mutex> lock(collecting_);
-  text.Swap(&collected_);
+template <typename Taking>
+void FileLogger::Swap(CHeapBuffer& text, Taking take) {
+  std::unique_lock<std::mutex> lock(collecting_, std::defer_lock);
+  take(lock);
+  if (lock.owns_lock()) text.Swap(&collected_);
 }
 
 bool FileLogger::LockForWriting() {
-  for (unsigned waited = 0; Word(*words_, kLock).exchange(1, std::memory_order_acquire) != 0; waited += kLockPoll) {
-    if (waited >= kLongestWait) return false;
-    system_.Sleep(kLockPoll);
-  }
-  return true;
+  return system_.TryForAWhile([this] { return Word(*words_, kLock).exchange(1, std::memory_order_acquire) == 0; });
 }
 
 void FileLogger::UnlockForWriting() { Word(*words_, kLock).store(0, std::memory_order_release); }
@@ -150,7 +165,7 @@ std::unique_ptr<platform::AppendFile> FileLogger::OpenFile() {
   const std::int64_t start = system_.Milliseconds();
   AppendError error = AppendError::kOther;
   auto file = system_.OpenFile(path_, error);
-  while (file == nullptr && error == AppendError::kBusy && system_.Milliseconds() - start < kLongestWait) {
+  while (file == nullptr && error == AppendError::kBusy && system_.Milliseconds() - start < TraceSystem::kLongestWait) {
     system_.Sleep(kOpenPoll);
     file = system_.OpenFile(path_, error);
   }

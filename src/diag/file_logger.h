@@ -35,9 +35,18 @@ class FileLogger {
   void Append(const char* text);
   // Writes what was collected. Any thread may.
   void Flush() noexcept;
+  // The same at the end of the process, when other threads may have been ended at any point: what such a thread holds
+  // for good is not waited for, nor is the text that it was collecting written.
+  void FlushLast() noexcept;
+
+ protected:
+  std::mutex collecting_;  // guards what was collected
 
  private:
-  void Swap(CHeapBuffer& text);
+  template <typename Taking>
+  void WriteOut(Taking take) noexcept;
+  template <typename Taking>
+  void Swap(CHeapBuffer& text, Taking take);
   bool LockForWriting();
   void UnlockForWriting();
   void CollectLines(const char* text);
@@ -48,7 +57,6 @@ class FileLogger {
   const WideString path_;
   TraceSystem& system_;
   std::shared_ptr<platform::SharedWords> words_;
-  std::mutex collecting_;
   CHeapBuffer collected_;
   TraceSystem::Timer timer_;
 };

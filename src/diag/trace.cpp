@@ -5,14 +5,22 @@
 #include <cstdarg>
 
 #include "diag/trace_log.h"
+#include "platform/never_destroyed.h"
 #include "platform/process.h"
 
 namespace vantor {
 namespace {
 
+struct Ending {
+  TraceLog& log;
+  ~Ending() { log.End(); }
+};
+
+// Never destroyed: threads may trace while the process ends, and other objects' destructors after the log's ending.
 TraceLog& ProcessLog() {
-  static TraceLog log(kTraceFlags, TracePath(), TraceSystem::Real());
-  return log;
+  static NeverDestroyed<TraceLog> log(kTraceFlags, TracePath(), TraceSystem::Real());
+  static const Ending ending{*log};
+  return *log;
 }
 
 }  // namespace

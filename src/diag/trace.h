@@ -15,15 +15,14 @@
 
 namespace vantor {
 
-// Writes the printf-style text, cut to 2,047 bytes. A null format writes nothing. Any thread may trace, and learns of
-// no failure.
+// Writes the printf-style text, cut to 2,047 bytes. A null format writes nothing. Any thread may trace, until the
+// process is gone, and learns of no failure.
 void Trace(const char* format, ...) noexcept;
 // Writes the text as it is.
 void TraceLine(const char* text) noexcept;
 
 // The path of the trace file, in storage that may be written to before the first trace: "c:\VantorTrace.txt" on
-// Windows,
-// "/tmp/VantorTrace.txt" elsewhere.
+// Windows, "/tmp/VantorTrace.txt" elsewhere.
 inline constexpr std::size_t kTracePathRoom = 260;
 WCHAR* TracePath() noexcept;
 

@@ -18,16 +18,16 @@ class Prefix {
   void Add(const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);
-    const int added = std::vsnprintf(text_ + length_, kPrefixRoom - length_, format, arguments);
+    const int added = std::vsnprintf(text_ + length_, sizeof text_ - length_, format, arguments);
     va_end(arguments);
-    if (added < 0 || length_ + static_cast<std::size_t>(added) >= kPrefixRoom) std::abort();
+    if (added < 0 || length_ + static_cast<std::size_t>(added) > kPrefixRoom) std::abort();
     length_ += static_cast<std::size_t>(added);
   }
 
   const char* Text() const { return text_; }
 
  private:
-  char text_[kPrefixRoom] = "";
+  char text_[kPrefixRoom + 1] = "";
   std::size_t length_ = 0;
 };
 
@@ -81,8 +81,22 @@ void TraceLog::TraceLine(const char* text) noexcept {
 void TraceLog::AppendToFile(const char* line) {
   std::shared_ptr<FileLogger> logger = FileLogger::ForPath(path_, system_);
   logger->Append(line);
-  const std::lock_guard<std::mutex> lock(mutex_);
-  logger_.swap(logger);
+  std::shared_ptr<FileLogger> former = logger;
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    std::swap(logger_, former);
+  }
+  if (ended_) logger->Flush();
+}
+
+void TraceLog::End() noexcept {
+  ended_ = true;
+  std::shared_ptr<FileLogger> logger;
+  std::unique_lock<std::mutex> lock(mutex_, std::defer_lock);
+  if (!system_.TryForAWhile([&lock] { return lock.try_lock(); })) return;
+  logger = logger_;
+  lock.unlock();
+  if (logger != nullptr) logger->FlushLast();
 }
 
 }  // namespace vantor

@@ -1,6 +1,7 @@
 // Trace lines: their prefixes and where they go, under the control of a word of flags (trace_flags.h).
 #pragma once
 
+#include <atomic>
 #include <cstdarg>
 #include <cstdint>
 #include <memory>
@@ -22,9 +23,13 @@ class TraceLog {
   void Trace(const char* format, va_list arguments) noexcept;
 
   // Writes the text. Only one that begins with a line feed gets prefixes, behind its initial line feeds, and is cut to
-  // 2,047 bytes with them; one without goes on in the line of the text before, as it is. A prefix that finds no room,
-  // by very many line feeds, ends the process.
+  // 2,047 bytes with them; one without goes on in the line of the text before, as it is. A prefix of more than 50
+  // bytes, by very many line feeds, ends the process.
   void TraceLine(const char* text) noexcept;
+
+  // For the end of the process: writes what was collected, as FileLogger::FlushLast does. Lines that other threads
+  // still trace are written one by one from here on.
+  void End() noexcept;
 
  private:
   void AppendToFile(const char* line);
@@ -33,6 +38,7 @@ class TraceLog {
   const WCHAR* const path_;
   TraceSystem& system_;
   TraceClock clock_;
+  std::atomic<bool> ended_{false};
   std::mutex mutex_;
   std::shared_ptr<FileLogger> logger_;  // the one last written to, kept so that it can collect
 };

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <utility>
 
+#include "platform/never_destroyed.h"
 #include "platform/platform.h"
 
 namespace vantor {
@@ -32,9 +33,17 @@ TraceSystem::Timer TraceSystem::StartTimer(unsigned milliseconds, std::function<
   return platform::PeriodicTimer::Start(milliseconds, std::move(callback));
 }
 
+bool TraceSystem::TryForAWhile(const std::function<bool()>& attempt) {
+  for (unsigned waited = 0; !attempt(); waited += kPoll) {
+    if (waited >= kLongestWait) return false;
+    Sleep(kPoll);
+  }
+  return true;
+}
+
 TraceSystem& TraceSystem::Real() {
-  static TraceSystem system;
-  return system;
+  static NeverDestroyed<TraceSystem> system;
+  return *system;
 }
 
 }  // namespace vantor

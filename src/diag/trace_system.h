@@ -30,7 +30,14 @@ class TraceSystem {
   virtual std::unique_ptr<platform::AppendFile> OpenFile(const WideString& path, platform::AppendError& error);
   virtual Timer StartTimer(unsigned milliseconds, std::function<void()> callback);
 
-  // The system itself.
+  // How long anything is waited for, and the time between two attempts to take a lock; in milliseconds.
+  static constexpr unsigned kLongestWait = 1000;
+  static constexpr unsigned kPoll = 100;
+
+  // Attempts again and again until it succeeds or the longest wait is over; whether it did.
+  bool TryForAWhile(const std::function<bool()>& attempt);
+
+  // The system itself. It may be used until the process is gone.
   static TraceSystem& Real();
 };
 

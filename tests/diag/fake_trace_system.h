@@ -22,6 +22,8 @@ class FakeTraceSystem final : public TraceSystem {
   bool hasTimer = true;
   std::deque<platform::AppendError> openFailures;
   std::function<void()> onSleep;
+  std::function<void()> onLocalTime;
+  std::function<void()> onStartTimer;
 
   std::vector<std::string> shown;  // to the debugger
   std::vector<unsigned> slept;
@@ -31,6 +33,7 @@ class FakeTraceSystem final : public TraceSystem {
 
   platform::LocalTime LocalTimeNow() override {
     ++calls;
+    if (onLocalTime) onLocalTime();
     return local;
   }
   std::int64_t Milliseconds() override {
@@ -69,6 +72,7 @@ class FakeTraceSystem final : public TraceSystem {
   }
   Timer StartTimer(unsigned milliseconds, std::function<void()> callback) override {
     ++calls;
+    if (onStartTimer) onStartTimer();
     if (!hasTimer || milliseconds == 0) return nullptr;
     tick = std::move(callback);
     return Timer(this, [](void* self) { static_cast<FakeTraceSystem*>(self)->tick = nullptr; });

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <new>
 #include <string>
 #include <thread>
 #include <vector>
@@ -23,6 +24,8 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 #define MARK "\xEF\xBB\xBF"
+
+constexpr std::size_t kLock = 3;  // of the shared words
 
 class FileLoggerTest : public testing::Test {
  protected:
@@ -65,7 +68,7 @@ TEST_F(FileLoggerTest, FileOfSomebodyElseIsAppendedToWithoutAMark) {
 }
 
 TEST_F(FileLoggerTest, EmptyFileGetsAMark) {
-  std::ofstream{std::filesystem::path(path_)};
+  std::ofstream(std::filesystem::path(path_)).flush();
   Write("text");
   EXPECT_EQ(Content(), MARK "text");
 }
@@ -185,12 +188,35 @@ TEST_F(FileLoggerTest, UsersAreCountedInTheSharedWords) {
   EXPECT_EQ((*words)[0], 0u);
 }
 
+TEST_F(FileLoggerTest, LoggerThatCannotBeMadeIsNotCounted) {
+  const auto words = Words();
+  system_.onStartTimer = [&] {
+    EXPECT_EQ((*words)[0], 1u);
+    throw std::bad_alloc();
+  };
+  EXPECT_THROW(FileLogger(path_, system_), std::bad_alloc);
+  EXPECT_EQ((*words)[0], 0u);
+}
+
+TEST_F(FileLoggerTest, LockLeavesTheWordsThatCountAlone) {
+  const auto words = Words();
+  FileLogger logger(path_, system_);
+  std::vector<platform::SharedWords> seen;
+  system_.openFailures = {AppendError::kBusy};
+  system_.onSleep = [&] { seen.push_back(*words); };
+  logger.Append("text");
+  logger.Flush();
+  EXPECT_THAT(seen, ElementsAre(platform::SharedWords{1, 0, 0, 1}));
+  EXPECT_EQ(*words, (platform::SharedWords{1, 0, 0, 0}));
+}
+
 TEST_F(FileLoggerTest, LinesOfManyThreadsStayWhole) {
   constexpr int kThreads = 4;
   constexpr int kLines = 100;
   {
     FileLogger logger(path_, TraceSystem::Real());
     std::vector<std::thread> threads;
+    threads.reserve(kThreads);
     for (int t = 0; t < kThreads; ++t) {
       threads.emplace_back([&logger, t] {
         for (int i = 0; i < kLines; ++i) logger.Append((std::to_string(t) + ":" + std::to_string(i) + "\n").c_str());
@@ -312,12 +338,12 @@ TEST_F(FileLoggerTest, DenialAfterBusynessRebuildsThePathToo) {
 TEST_F(FileLoggerTest, LockHeldForASecondLosesTheText) {
   FileLogger logger(path_, system_);
   const auto words = Words();
-  (*words)[1] = 1;
+  (*words)[kLock] = 1;
   logger.Append("lost");
   logger.Flush();
   EXPECT_EQ(system_.slept, std::vector<unsigned>(10, 100));
   EXPECT_TRUE(folder_.IsEmpty());
-  (*words)[1] = 0;
+  (*words)[kLock] = 0;
   logger.Append("kept");
   logger.Flush();
   EXPECT_EQ(Content(), MARK "kept");
@@ -326,15 +352,70 @@ TEST_F(FileLoggerTest, LockHeldForASecondLosesTheText) {
 TEST_F(FileLoggerTest, LockIsWaitedForBySteps) {
   FileLogger logger(path_, system_);
   const auto words = Words();
-  (*words)[1] = 1;
+  (*words)[kLock] = 1;
   system_.onSleep = [&] {
-    if (system_.slept.size() == 2) (*words)[1] = 0;
+    if (system_.slept.size() == 2) (*words)[kLock] = 0;
   };
   logger.Append("text");
   logger.Flush();
   EXPECT_THAT(system_.slept, ElementsAre(100u, 100u));
   EXPECT_EQ(Content(), MARK "text");
-  EXPECT_EQ((*words)[1], 0u);
+  EXPECT_EQ((*words)[kLock], 0u);
+}
+
+// ---- The end of the process ----
+
+// A logger whose buffer is locked, as by a thread that was ended while it appended.
+class LeftLogger : public FileLogger {
+ public:
+  using FileLogger::FileLogger;
+  void Leave() { collecting_.lock(); }
+  void Return() { collecting_.unlock(); }
+};
+
+TEST_F(FileLoggerTest, LastFlushWritesWhatWasCollected) {
+  FileLogger logger(path_, system_);
+  logger.Append("text");
+  logger.FlushLast();
+  EXPECT_EQ(Content(), MARK "text");
+}
+
+TEST_F(FileLoggerTest, LastFlushGivesUpOnABufferThatNobodyUnlocks) {
+  const auto words = Words();
+  LeftLogger logger(path_, system_);
+  logger.Append("text");
+  logger.Leave();
+  std::thread([&] { logger.FlushLast(); }).join();
+  EXPECT_EQ(system_.slept, std::vector<unsigned>(10, 100));
+  EXPECT_TRUE(folder_.IsEmpty());
+  EXPECT_EQ((*words)[kLock], 0u);
+  logger.Return();
+}
+
+TEST_F(FileLoggerTest, LastFlushWaitsForABufferThatSomebodyStillUses) {
+  LeftLogger logger(path_, system_);
+  logger.Append("text");
+  std::atomic<bool> left = false;
+  std::atomic<bool> returning = false;
+  std::thread other([&] {
+    logger.Leave();
+    left = true;
+    left.notify_one();
+    returning.wait(false);
+    logger.Return();
+    returning = false;
+    returning.notify_one();
+  });
+  left.wait(false);
+  system_.onSleep = [&] {
+    if (system_.slept.size() != 2) return;
+    returning = true;
+    returning.notify_one();
+    returning.wait(true);
+  };
+  logger.FlushLast();
+  other.join();
+  EXPECT_EQ(Content(), MARK "text");
 }
 
 }  // namespace

@@ -3,11 +3,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
 
+#include "diag/trace.h"
 #include "platform/file_path.h"
 #include "platform/process.h"
 #include "platform/text.h"
@@ -45,5 +47,11 @@ class TraceFolder {
  private:
   std::filesystem::path path_;
 };
+
+// Has the process trace to that file. A path that its storage does not hold fails the test.
+inline void TraceTo(const WideString& path) {
+  ASSERT_LT(path.size(), kTracePathRoom) << "Set TMPDIR to a shorter path; " << WideToUtf8(path) << " is too long.";
+  std::copy_n(path.c_str(), path.size() + 1, TracePath());
+}
 
 }  // namespace vantor::test

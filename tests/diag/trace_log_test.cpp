@@ -129,6 +129,18 @@ TEST_F(TraceLogTest, TimeStartsAtTheFirstStampedLine) {
   EXPECT_THAT(system_.shown, ElementsAre("no stamp", "\r\n20:00:00.000: x"));
 }
 
+TEST_F(TraceLogTest, FirstStampsOfTwoThreadsAtOnceLieNotBeforeTheFirst) {
+  system_.local = {0, 0, 0, 0};
+  TraceLog log = Log(kShown | kTraceTime);
+  system_.onLocalTime = [&] {
+    system_.onLocalTime = nullptr;
+    system_.now += 5;
+    log.TraceLine("\nthe other's");
+  };
+  log.TraceLine("\nours");
+  EXPECT_THAT(system_.shown, ElementsAre("\r\n00:00:00.000: the other's", "\r\n00:00:00.000: ours"));
+}
+
 TEST_F(TraceLogTest, MillisecondsCarryIntoSecondsMinutesAndHours) {
   system_.local = {9, 59, 59, 999};
   TraceLog log = Log(kShown | kTraceTime);
@@ -200,11 +212,24 @@ TEST_F(TraceLogTest, TextWithoutAPrefixIsNotCut) {
   EXPECT_THAT(system_.shown, ElementsAre(std::string(5000, 'x')));
 }
 
-TEST_F(TraceLogTest, PrefixHoldsLineFeedsUpToItsRoom) {
+// ---- Prefixes of 50 bytes and more ----
+
+std::string LineEnds(int count) {
+  std::string text;
+  for (int i = 0; i < count; ++i) text += "\r\n";
+  return text;
+}
+
+TEST_F(TraceLogTest, PrefixHoldsFiftyBytesOfLineEnds) {
   TraceLog log = Log(kShown);
-  log.TraceLine((std::string(24, '\n') + "x").c_str());
-  ASSERT_EQ(system_.shown.size(), 1u);
-  EXPECT_EQ(system_.shown[0].size(), 49u);
+  log.TraceLine((std::string(25, '\n') + "x").c_str());
+  EXPECT_THAT(system_.shown, ElementsAre(LineEnds(25) + "x"));
+}
+
+TEST_F(TraceLogTest, PrefixHoldsFiftyBytesWithItsTime) {
+  TraceLog log = Log(kShown | kTraceTime);
+  log.TraceLine((std::string(18, '\n') + "x").c_str());
+  EXPECT_THAT(system_.shown, ElementsAre(LineEnds(18) + "13:14:15.016: x"));
 }
 
 using TraceLogDeathTest = TraceLogTest;
@@ -212,7 +237,21 @@ using TraceLogDeathTest = TraceLogTest;
 TEST_F(TraceLogDeathTest, MoreLineFeedsThanThePrefixHoldsEndTheProcess) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   TraceLog log = Log(kShown);
-  EXPECT_DEATH(log.TraceLine(std::string(25, '\n').c_str()), "");
+  EXPECT_DEATH(log.TraceLine(std::string(26, '\n').c_str()), "");
+}
+
+TEST_F(TraceLogDeathTest, LineFeedsThatLeaveTheTimeNoRoomEndTheProcess) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  TraceLog log = Log(kShown | kTraceTime);
+  EXPECT_DEATH(log.TraceLine(std::string(19, '\n').c_str()), "");
+}
+
+TEST_F(TraceLogDeathTest, EmptyLineThatLeavesTheTimeNoRoomEndsTheProcess) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  TraceLog log = Log(kShown | kTraceTime);
+  log.TraceLine("\nearlier");
+  system_.now += 101;
+  EXPECT_DEATH(log.TraceLine(std::string(18, '\n').c_str()), "");
 }
 
 TEST_F(TraceLogTest, TheDebuggerAloneIsFollowedByLettingOthersRun) {
@@ -243,6 +282,23 @@ TEST_F(TraceLogTest, EmptyLineBetweenBurstsIsOneInTheFile) {
     log.TraceLine("\nb");
   }
   EXPECT_EQ(TraceFolder::Content(path_), "\xEF\xBB\xBF\r\n13:14:15.016: a\r\n\r\n13:14:15.117: b");
+}
+
+TEST_F(TraceLogTest, EndWritesWhatWasCollectedAndLaterLinesAtOnce) {
+  TraceLog log = Log(kTraceToFile);
+  log.TraceLine("one");
+  EXPECT_TRUE(folder_.IsEmpty());
+  log.End();
+  EXPECT_EQ(TraceFolder::Content(path_), "\xEF\xBB\xBFone");
+  log.TraceLine(" two");
+  EXPECT_EQ(TraceFolder::Content(path_), "\xEF\xBB\xBFone two");
+}
+
+TEST_F(TraceLogTest, EndOfALogThatWroteNothingLeavesTheFileAlone) {
+  TraceLog log = Log(kTraceToFile);
+  log.End();
+  EXPECT_EQ(system_.calls, 0);
+  EXPECT_TRUE(folder_.IsEmpty());
 }
 
 TEST_F(TraceLogTest, ThePathIsReadForEveryLine) {

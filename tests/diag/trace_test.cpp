@@ -2,6 +2,7 @@
 // on.
 #include "diag/trace.h"
 
+#include <gtest/gtest-spi.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -42,8 +43,7 @@ TEST(Trace, AsShippedEvaluatesNoArgumentsAndWritesNothing) {
   const TraceFolder folder;
   const WideString usual = TracePath();
   const WideString path = folder.Path("trace.txt");
-  ASSERT_LT(path.size(), kTracePathRoom);
-  std::copy_n(path.c_str(), path.size() + 1, TracePath());
+  ASSERT_NO_FATAL_FAILURE(TraceTo(path));
   int evaluated = 0;
   VANTOR_TRACE("\n%d", ++evaluated);
   Trace("\n%d", 1);
@@ -51,7 +51,17 @@ TEST(Trace, AsShippedEvaluatesNoArgumentsAndWritesNothing) {
   TraceLine("\nline");
   EXPECT_EQ(evaluated, 0);
   EXPECT_TRUE(folder.IsEmpty());
-  std::copy_n(usual.c_str(), usual.size() + 1, TracePath());
+  TraceTo(usual);
+}
+
+TEST(Trace, PathHasRoomFor259Characters) {
+  const WideString usual = TracePath();
+  const WideString longest(259, 'x');
+  TraceTo(longest);
+  EXPECT_EQ(WideString(TracePath()), longest);
+  EXPECT_FATAL_FAILURE(TraceTo(WideString(260, 'y')), "Set TMPDIR to a shorter path");
+  EXPECT_EQ(WideString(TracePath()), longest);
+  TraceTo(usual);
 }
 
 TEST(Trace, TracingProcessStampsItsLinesAndWritesThemAtItsEnd) {
@@ -67,6 +77,21 @@ TEST(Trace, TracingProcessStampsItsLinesAndWritesThemAtItsEnd) {
     const std::regex line("\\d\\d:\\d\\d:\\d\\d\\.\\d\\d\\d: +\\d+ [0-9a-f]{8}: tag " + std::to_string(i) + " E_FAIL");
     EXPECT_TRUE(std::regex_match(lines[static_cast<std::size_t>(i)], line)) << lines[static_cast<std::size_t>(i)];
   }
+}
+
+TEST(Trace, DestructorsMayTraceAfterTheLogsOwnEnding) {
+  const TraceFolder folder;
+  ChildProcess writer(kWriter, {"late", folder.NarrowPath("trace.txt"), "tag", "3"});
+  ASSERT_EQ(writer.Wait(), 0);
+  const std::string content = TraceFolder::Content(folder.Path("trace.txt"));
+  EXPECT_NE(content.find(": tag 2 E_FAIL"), std::string::npos) << content;
+  EXPECT_TRUE(content.ends_with(": late E_FAIL")) << content;
+}
+
+TEST(Trace, ThreadsMayTraceWhileTheProcessEnds) {
+  const TraceFolder folder;
+  ChildProcess writer(kWriter, {"threads", folder.NarrowPath("trace.txt"), "tag", "3"});
+  EXPECT_EQ(writer.Wait(), 0);
 }
 
 TEST(Trace, ProcessesThatWriteAtOnceLoseNoLine) {

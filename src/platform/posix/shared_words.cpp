@@ -4,13 +4,22 @@
 #include <mutex>
 #include <string>
 
+#include "platform/never_destroyed.h"
+
 namespace vantor::platform {
+namespace {
+
+struct Opened {
+  std::mutex mutex;
+  std::map<std::string, std::weak_ptr<SharedWords>> words;
+};
+
+}  // namespace
 
 std::shared_ptr<SharedWords> OpenSharedWords(const char* name) {
-  static std::mutex mutex;
-  static std::map<std::string, std::weak_ptr<SharedWords>> opened;
-  const std::lock_guard<std::mutex> lock(mutex);
-  std::weak_ptr<SharedWords>& entry = opened[name];
+  static NeverDestroyed<Opened> opened;
+  const std::lock_guard<std::mutex> lock(opened->mutex);
+  std::weak_ptr<SharedWords>& entry = opened->words[name];
   std::shared_ptr<SharedWords> words = entry.lock();
   if (words == nullptr) {
     words = std::make_shared<SharedWords>();

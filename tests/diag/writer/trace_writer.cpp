@@ -1,10 +1,14 @@
 // A process that writes trace lines, for tests to start; built with tracing on.
 //
 //   trace_writer trace PATH TAG COUNT    by the process's trace log
+//   trace_writer late PATH TAG COUNT     so, and once more from a destructor after the log's own ending
+//   trace_writer threads PATH TAG COUNT  from as many threads, which go on until the process is gone
 //   trace_writer share PATH TAG COUNT    by a logger that opens and closes the file for every line
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <thread>
 
 #include "diag/file_logger.h"
 #include "diag/result_names.h"
@@ -23,6 +27,29 @@ class PatientSystem final : public TraceSystem {
 void WriteByTrace(const WideString& path, const char* tag, int count) {
   std::memcpy(TracePath(), path.c_str(), (path.size() + 1) * sizeof(WCHAR));
   for (int i = 0; i < count; ++i) VANTOR_TRACE("\n%s %d %s", tag, i, ResultName(E_FAIL));
+}
+
+// Made before the log, and so destroyed after its ending.
+struct LateWriter {
+  bool wanted = false;
+  ~LateWriter() {
+    if (wanted) VANTOR_TRACE("\nlate %s", ResultName(E_FAIL));
+  }
+};
+LateWriter g_late;
+
+void WriteWithoutEnd(const WideString& path, const char* tag, int count) {
+  WriteByTrace(path, tag, 1);
+  std::atomic<int> running = 0;
+  for (int i = 0; i < count; ++i) {
+    std::thread([&running, i, name = std::string(tag)] {
+      for (int line = 0;; ++line) {
+        VANTOR_TRACE("\n%s %d.%d", name.c_str(), i, line);
+        if (line == 0) running += 1;
+      }
+    }).detach();
+  }
+  while (running < count) std::this_thread::yield();
 }
 
 void WriteByLogger(const WideString& path, const char* tag, int count) {
@@ -45,6 +72,11 @@ int main(int count, char** words) {
   if (path.size() >= vantor::kTracePathRoom) return 2;
   if (mode == "trace") {
     vantor::WriteByTrace(path, words[3], lines);
+  } else if (mode == "late") {
+    vantor::g_late.wanted = true;
+    vantor::WriteByTrace(path, words[3], lines);
+  } else if (mode == "threads") {
+    vantor::WriteWithoutEnd(path, words[3], lines);
   } else if (mode == "share") {
     vantor::WriteByLogger(path, words[3], lines);
   } else {
