@@ -3,8 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
-
 #include "diag/file_logger.h"
 #include "diag/trace.h"
 #include "diag/trace_folder.h"
@@ -18,10 +16,7 @@ using testing::EndsWith;
 
 class RegistrationTrace : public testing::Test {
  protected:
-  RegistrationTrace() {
-    const WideString path = folder_.Path("trace.txt");
-    std::copy_n(path.c_str(), path.size() + 1, TracePath());
-  }
+  void SetUp() override { ASSERT_NO_FATAL_FAILURE(TraceTo(folder_.Path("trace.txt"))); }
   static std::string Traced() {
     const WideString path = TracePath();
     FileLogger::ForPath(path, TraceSystem::Real())->Flush();

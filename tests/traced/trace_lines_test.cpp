@@ -2,7 +2,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <string>
 
@@ -23,10 +22,7 @@ static_assert((kTraceFlags & (kTraceFormatted | kTraceToFile)) == (kTraceFormatt
 
 class TraceLinesTest : public DemuxTest {
  protected:
-  TraceLinesTest() {
-    const WideString path = folder_.Path("trace.txt");
-    std::copy_n(path.c_str(), path.size() + 1, TracePath());
-  }
+  void SetUp() override { ASSERT_NO_FATAL_FAILURE(TraceTo(folder_.Path("trace.txt"))); }
 
   // All that was traced so far.
   static std::string Traced() {
