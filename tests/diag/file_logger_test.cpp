@@ -3,10 +3,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <new>
 #include <string>
 #include <thread>
@@ -395,26 +395,19 @@ TEST_F(FileLoggerTest, LastFlushGivesUpOnABufferThatNobodyUnlocks) {
 TEST_F(FileLoggerTest, LastFlushWaitsForABufferThatSomebodyStillUses) {
   LeftLogger logger(path_, system_);
   logger.Append("text");
-  std::atomic<bool> left = false;
-  std::atomic<bool> returning = false;
-  std::thread other([&] {
-    logger.Leave();
-    left = true;
-    left.notify_one();
-    returning.wait(false);
-    logger.Return();
-    returning = false;
-    returning.notify_one();
-  });
-  left.wait(false);
+  logger.Leave();
+  std::promise<void> awaited;
+  std::promise<void> returned;
   system_.onSleep = [&] {
     if (system_.slept.size() != 2) return;
-    returning = true;
-    returning.notify_one();
-    returning.wait(true);
+    awaited.set_value();
+    returned.get_future().wait();
   };
-  logger.FlushLast();
-  other.join();
+  std::thread flushing([&] { logger.FlushLast(); });
+  awaited.get_future().wait();
+  logger.Return();
+  returned.set_value();
+  flushing.join();
   EXPECT_EQ(Content(), MARK "text");
 }
 

@@ -94,6 +94,14 @@ TEST(Trace, ThreadsMayTraceWhileTheProcessEnds) {
   EXPECT_EQ(writer.Wait(), 0);
 }
 
+TEST(Trace, ModuleThatIsLetGoStaysForItsTimer) {
+  const TraceFolder folder;
+  ChildProcess writer(kWriter, {"module", folder.NarrowPath("trace.txt"), "tag", "3"});
+  ASSERT_EQ(writer.Wait(), 0);
+  const std::string content = TraceFolder::Content(folder.Path("trace.txt"));
+  EXPECT_NE(content.find(": tag 0"), std::string::npos) << content;
+}
+
 TEST(Trace, ProcessesThatWriteAtOnceLoseNoLine) {
   constexpr int kCount = 1000;
   const TraceFolder folder;

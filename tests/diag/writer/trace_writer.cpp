@@ -3,16 +3,23 @@
 //   trace_writer trace PATH TAG COUNT    by the process's trace log
 //   trace_writer late PATH TAG COUNT     so, and once more from a destructor after the log's own ending
 //   trace_writer threads PATH TAG COUNT  from as many threads, which go on until the process is gone
+//   trace_writer module PATH TAG COUNT   from a module that nobody holds when its timer writes them
+//   trace_writer call PATH TAG COUNT     nothing: ends while a call of a module's timer is under way
 //   trace_writer share PATH TAG COUNT    by a logger that opens and closes the file for every line
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <memory>
 #include <string>
 #include <thread>
 
 #include "diag/file_logger.h"
 #include "diag/result_names.h"
 #include "diag/trace.h"
+#include "platform/append_file.h"
+#include "platform/file_path.h"
+#include "platform/platform.h"
 
 namespace vantor {
 namespace {
@@ -52,6 +59,39 @@ void WriteWithoutEnd(const WideString& path, const char* tag, int count) {
   while (running < count) std::this_thread::yield();
 }
 
+std::unique_ptr<SharedLibrary> LoadModule() {
+  const std::filesystem::path own = platform::ToPath(ModulePath());
+  return SharedLibrary::Load(platform::FromPath(own.parent_path() / VANTOR_TRACED_MODULE));
+}
+
+// Whether somebody has written to the file, and closed it.
+bool IsWritten(const WideString& path) {
+  platform::AppendError error = platform::AppendError::kNone;
+  const auto file = platform::AppendFile::Open(path, error);
+  return file != nullptr && file->Size() > 0;
+}
+
+// The module's timer writes when nobody holds the module any more.
+bool WriteByModule(const WideString& path, const char* tag, int count) {
+  auto module = LoadModule();
+  if (module == nullptr) return false;
+  const auto write = module->FindFunction<void(const WCHAR*, const char*, int)>("TraceLines");
+  if (write == nullptr) return false;
+  write(path.c_str(), tag, count);
+  module.reset();
+  while (!IsWritten(path)) SleepMilliseconds(1);
+  return true;
+}
+
+bool EndDuringACall() {
+  const auto module = LoadModule();
+  if (module == nullptr) return false;
+  const auto call = module->FindFunction<void()>("CallWithoutEnd");
+  if (call == nullptr) return false;
+  call();
+  return true;
+}
+
 void WriteByLogger(const WideString& path, const char* tag, int count) {
   PatientSystem system;
   FileLogger logger(path, system);
@@ -75,6 +115,10 @@ int main(int count, char** words) {
   } else if (mode == "late") {
     vantor::g_late.wanted = true;
     vantor::WriteByTrace(path, words[3], lines);
+  } else if (mode == "module") {
+    if (!vantor::WriteByModule(path, words[3], lines)) return 3;
+  } else if (mode == "call") {
+    if (!vantor::EndDuringACall()) return 3;
   } else if (mode == "threads") {
     vantor::WriteWithoutEnd(path, words[3], lines);
   } else if (mode == "share") {
