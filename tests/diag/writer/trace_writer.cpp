@@ -3,7 +3,7 @@
 //   trace_writer trace PATH TAG COUNT    by the process's trace log
 //   trace_writer late PATH TAG COUNT     so, and once more from a destructor after the log's own ending
 //   trace_writer threads PATH TAG COUNT  from as many threads, which go on until the process is gone
-//   trace_writer module PATH TAG COUNT   from a module that nobody holds when its timer writes them
+//   trace_writer module PATH TAG COUNT   from a module, and as many when nobody holds it any more
 //   trace_writer call PATH TAG COUNT     nothing: ends while a call of a module's timer is under way
 //   trace_writer share PATH TAG COUNT    by a logger that opens and closes the file for every line
 #include <atomic>
@@ -71,7 +71,7 @@ bool IsWritten(const WideString& path) {
   return file != nullptr && file->Size() > 0;
 }
 
-// The module's timer writes when nobody holds the module any more.
+// The module's timer goes on, and its code stays, when nobody holds the module any more.
 bool WriteByModule(const WideString& path, const char* tag, int count) {
   auto module = LoadModule();
   if (module == nullptr) return false;
@@ -79,6 +79,7 @@ bool WriteByModule(const WideString& path, const char* tag, int count) {
   if (write == nullptr) return false;
   write(path.c_str(), tag, count);
   module.reset();
+  write(path.c_str(), tag, count);
   while (!IsWritten(path)) SleepMilliseconds(1);
   return true;
 }
