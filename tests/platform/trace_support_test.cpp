@@ -6,6 +6,7 @@
 #include <condition_variable>
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <iterator>
 #include <mutex>
 #include <string>
@@ -150,14 +151,14 @@ TEST(PeriodicTimer, CallsAgainAndAgainOnAnotherThread) {
 TEST(PeriodicTimer, EndWaitsForTheCallUnderWay) {
   std::atomic<bool> begun = false;
   std::atomic<bool> ended = false;
+  std::promise<void> first;
   auto timer = PeriodicTimer::Start(1, [&] {
-    begun = true;
-    begun.notify_one();
+    if (!begun.exchange(true)) first.set_value();
     std::this_thread::yield();
     ended = true;
   });
   ASSERT_NE(timer, nullptr);
-  begun.wait(false);
+  first.get_future().wait();
   timer.reset();
   EXPECT_TRUE(ended);
 }
