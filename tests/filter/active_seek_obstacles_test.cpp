@@ -82,10 +82,9 @@ TEST_P(ActiveSeekObstaclesTest, AWorkerThatWaitsForABufferGoesOnWhenTheFlushGive
   Demux demux(NumberedFile());
   ASSERT_EQ(demux.Connect(), S_OK);
   const auto sink = FakeSink::Create();
-  const auto allocator = FakeAllocator::Create();
+  const auto allocator = FakeAllocator::GivenTo(*sink);
   std::atomic<int> asked{0};
   allocator->onGetBuffer = [&] { return ++asked, S_OK; };
-  sink->allocator = ComPtr<IMemAllocator>(allocator.Get());
   std::mutex lock;
   bool flushed = false;
   std::vector<ComPtr<IMediaSample>> kept;
@@ -114,14 +113,13 @@ TEST_P(ActiveSeekObstaclesTest, AWorkerThatAsksInVainForABufferIsStoppedAllTheSa
   Demux demux(NumberedFile());
   ASSERT_EQ(demux.Connect(), S_OK);
   const auto sink = FakeSink::Create();
-  const auto allocator = FakeAllocator::Create();
+  const auto allocator = FakeAllocator::GivenTo(*sink);
   std::atomic<int> asked{0};
   std::atomic<bool> available{false};
   allocator->onGetBuffer = [&] {
     ++asked;
     return available ? S_OK : VFW_E_TIMEOUT;
   };
-  sink->allocator = ComPtr<IMemAllocator>(allocator.Get());
   demux.AddSink(1, sink);
   Start(demux);
   while (asked < 3) SleepMilliseconds(1);

@@ -72,8 +72,7 @@ TEST_F(CallbacksTest, APinAnswersFromInsideReceiveWhileTheFilterIsBeingStopped) 
   Demux demux(VideoFile());
   ASSERT_EQ(demux.Connect(), S_OK);
   const auto sink = FakeSink::Create();
-  const auto allocator = FakeAllocator::Create();
-  sink->allocator = ComPtr<IMemAllocator>(allocator.Get());
+  const auto allocator = FakeAllocator::GivenTo(*sink);
   const auto pin = demux.Pin(1);
   std::atomic<bool> asked{false};
   // Stop deactivates the allocator with the filter lock held, before it waits for the worker.

@@ -31,11 +31,8 @@ FILTER_STATE StateOf(Demux& demux) {
 
 // A sink whose allocator a test can spoil.
 struct SpoiltSink {
-  SpoiltSink() : sink(FakeSink::Create()), allocator(FakeAllocator::Create()) {
-    sink->allocator = ComPtr<IMemAllocator>(allocator.Get());
-  }
-  ComPtr<FakeSink> sink;
-  ComPtr<FakeAllocator> allocator;
+  const ComPtr<FakeSink> sink = FakeSink::Create();
+  const ComPtr<FakeAllocator> allocator = FakeAllocator::GivenTo(*sink);
 };
 
 TEST_F(FilterStateTest, GoesThroughItsStates) {

@@ -300,9 +300,8 @@ TEST_F(OutputPinTest, TakesItsPeersAllocatorOrItsOwn) {
     Demux demux(FileWith(AudioTrack(1)));
     ASSERT_EQ(demux.Connect(), S_OK);
     const auto sink = FakeSink::Create();
-    const auto allocator = FakeAllocator::Create();
+    const auto allocator = FakeAllocator::GivenTo(*sink);
     if (refuses) allocator->onSetProperties = [](ALLOCATOR_PROPERTIES&) { return E_FAIL; };
-    sink->allocator = ComPtr<IMemAllocator>(allocator.Get());
     demux.AddSink(1, sink);
     EXPECT_EQ(sink->Agreed().Get() == static_cast<IMemAllocator*>(allocator.Get()), !refuses);
   }

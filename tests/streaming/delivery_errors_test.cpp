@@ -63,10 +63,9 @@ TEST_F(DeliveryErrorsTest, AMissingBufferIsAskedForAgain) {
   Demux demux(AudioFile(5));
   ASSERT_EQ(demux.Connect(), S_OK);
   const auto sink = FakeSink::Create();
-  const auto allocator = FakeAllocator::Create();
+  const auto allocator = FakeAllocator::GivenTo(*sink);
   std::atomic<int> asked{0};
   allocator->onGetBuffer = [&] { return ++asked % 4 == 0 ? S_OK : VFW_E_TIMEOUT; };
-  sink->allocator = ComPtr<IMemAllocator>(allocator.Get());
   demux.AddSink(1, sink);
   demux.PlayToEnd();
   EXPECT_EQ(sink->SampleCount(), 5u);
@@ -77,10 +76,9 @@ TEST_F(DeliveryErrorsTest, AStopEndsTheWaitForABufferWithoutAnEndOfStream) {
   Demux demux(AudioFile(5));
   ASSERT_EQ(demux.Connect(), S_OK);
   const auto sink = FakeSink::Create();
-  const auto allocator = FakeAllocator::Create();
+  const auto allocator = FakeAllocator::GivenTo(*sink);
   std::atomic<int> asked{0};
   allocator->onGetBuffer = [&] { return ++asked <= 2 ? S_OK : E_FAIL; };
-  sink->allocator = ComPtr<IMemAllocator>(allocator.Get());
   demux.AddSink(1, sink);
   ASSERT_EQ(demux.Run(), S_OK);
   while (asked < 10) SleepMilliseconds(1);

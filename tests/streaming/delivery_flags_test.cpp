@@ -76,7 +76,8 @@ TEST_F(DeliveryFlagsTest, SamplesCarryNoMediaTimeAndNoMediaType) {
 }
 
 TEST_F(DeliveryFlagsTest, NothingIsLeftOfWhatASampleWasUsedForBefore) {
-  const auto allocator = FakeAllocator::Create();
+  const auto sink = FakeSink::Create();
+  const auto allocator = FakeAllocator::GivenTo(*sink);
   allocator->onSample = [](IMediaSample* sample) {
     LONGLONG first = 5;
     LONGLONG last = 6;
@@ -90,8 +91,6 @@ TEST_F(DeliveryFlagsTest, NothingIsLeftOfWhatASampleWasUsedForBefore) {
   };
   Demux demux(VideoFile({SimpleBlock(1, 0, kKey, {1}), SimpleBlock(1, 40, 0, {2})}));
   ASSERT_EQ(demux.Connect(), S_OK);
-  const auto sink = FakeSink::Create();
-  sink->allocator = ComPtr<IMemAllocator>(allocator.Get());
   demux.AddSink(1, sink);
   demux.PlayToEnd();
   const auto samples = sink->Samples();

@@ -43,10 +43,9 @@ TEST_F(LargeFrameTest, AFrameAsLargeAsItsBufferNeedsNoOther) {
   Demux demux(FileOf({Ramp(kBuffer)}));
   ASSERT_EQ(demux.Connect(), S_OK);
   const auto sink = FakeSink::Create();
-  const auto allocator = FakeAllocator::Create();
+  const auto allocator = FakeAllocator::GivenTo(*sink);
   std::atomic<int> asked{0};
   allocator->onSetProperties = [&](ALLOCATOR_PROPERTIES&) { return ++asked, S_OK; };
-  sink->allocator = ComPtr<IMemAllocator>(allocator.Get());
   demux.AddSink(1, sink);
   demux.PlayToEnd();
   EXPECT_EQ(sink->Samples().at(0).bytes, Ramp(kBuffer));
@@ -82,8 +81,7 @@ TEST_F(LargeFrameTest, TheAllocatorIsLeftDecommittedByTheStop) {
   Demux demux(FileOf({Ramp(5000)}));
   ASSERT_EQ(demux.Connect(), S_OK);
   const auto sink = FakeSink::Create();
-  const auto allocator = FakeAllocator::Create();
-  sink->allocator = ComPtr<IMemAllocator>(allocator.Get());
+  const auto allocator = FakeAllocator::GivenTo(*sink);
   demux.AddSink(1, sink);
   demux.PlayToEnd();
   EXPECT_EQ(sink->SampleCount(), 1u);
@@ -94,10 +92,9 @@ TEST_F(LargeFrameTest, GrowingWaitsForSamplesThatDownstreamStillHolds) {
   Demux demux(FileOf({Fill(10), Ramp(5000)}));
   ASSERT_EQ(demux.Connect(), S_OK);
   const auto sink = FakeSink::Create();
-  const auto allocator = FakeAllocator::Create();
+  const auto allocator = FakeAllocator::GivenTo(*sink);
   std::atomic<int> asked{0};
   allocator->onSetProperties = [&](ALLOCATOR_PROPERTIES&) { return ++asked, S_OK; };
-  sink->allocator = ComPtr<IMemAllocator>(allocator.Get());
   ComPtr<IMediaSample> held;
   sink->onReceive = [&](IMediaSample* sample) {
     if (!held) held = ComPtr<IMediaSample>(sample);
@@ -121,8 +118,7 @@ TEST_F(LargeFrameTest, AStopWhileTheLargerBuffersAreCommittedLeavesThemDecommitt
   Demux demux(FileOf({Ramp(5000), Fill(20)}));
   ASSERT_EQ(demux.Connect(), S_OK);
   const auto sink = FakeSink::Create();
-  const auto allocator = FakeAllocator::Create();
-  sink->allocator = ComPtr<IMemAllocator>(allocator.Get());
+  const auto allocator = FakeAllocator::GivenTo(*sink);
   demux.AddSink(1, sink);
   const auto pin = demux.Pin(1);
   std::atomic<int> commits{0};
@@ -146,10 +142,9 @@ TEST_F(LargeFrameTest, AStopEndsTheWaitForHeldSamples) {
   Demux demux(FileOf({Fill(10), Ramp(5000), Fill(20)}));
   ASSERT_EQ(demux.Connect(), S_OK);
   const auto sink = FakeSink::Create();
-  const auto allocator = FakeAllocator::Create();
+  const auto allocator = FakeAllocator::GivenTo(*sink);
   std::atomic<int> asked{0};
   allocator->onSetProperties = [&](ALLOCATOR_PROPERTIES&) { return ++asked, S_OK; };
-  sink->allocator = ComPtr<IMemAllocator>(allocator.Get());
   ComPtr<IMediaSample> held;
   sink->onReceive = [&](IMediaSample* sample) {
     if (!held) held = ComPtr<IMediaSample>(sample);
@@ -172,10 +167,9 @@ TEST_F(LargeFrameTest, ASeekEndsTheWaitForHeldSamplesAndTheNextRunWaitsForThemAn
     Demux demux(FileOf({Fill(10), Ramp(5000), Fill(20)}));
     ASSERT_EQ(demux.Connect(), S_OK);
     const auto sink = FakeSink::Create();
-    const auto allocator = FakeAllocator::Create();
+    const auto allocator = FakeAllocator::GivenTo(*sink);
     std::atomic<int> asked{0};
     allocator->onSetProperties = [&](ALLOCATOR_PROPERTIES&) { return ++asked, S_OK; };
-    sink->allocator = ComPtr<IMemAllocator>(allocator.Get());
     ComPtr<IMediaSample> held;
     bool isFirst = true;
     sink->onReceive = [&](IMediaSample* sample) {
@@ -209,11 +203,10 @@ TEST_F(LargeFrameTest, AnAllocatorThatRefusesCostsTheFrameAndTellsTheGraph) {
   Demux demux(FileOf({Fill(10), Ramp(5000), Fill(20)}));
   ASSERT_EQ(demux.Connect(), S_OK);
   const auto sink = FakeSink::Create();
-  const auto allocator = FakeAllocator::Create();
+  const auto allocator = FakeAllocator::GivenTo(*sink);
   allocator->onSetProperties = [](ALLOCATOR_PROPERTIES& request) {
     return request.cbBuffer > static_cast<LONG>(kBuffer) ? E_FAIL : S_OK;
   };
-  sink->allocator = ComPtr<IMemAllocator>(allocator.Get());
   demux.AddSink(1, sink);
   demux.PlayToEnd();
   EXPECT_EQ(SizesOf(*sink), (std::vector<std::size_t>{10, 20}));
@@ -225,12 +218,11 @@ TEST_F(LargeFrameTest, AnAllocatorThatGrantsLessCostsTheFrame) {
   Demux demux(FileOf({Fill(10), Ramp(5000), Fill(20)}));
   ASSERT_EQ(demux.Connect(), S_OK);
   const auto sink = FakeSink::Create();
-  const auto allocator = FakeAllocator::Create();
+  const auto allocator = FakeAllocator::GivenTo(*sink);
   allocator->onSetProperties = [](ALLOCATOR_PROPERTIES& request) {
     request.cbBuffer = std::min<LONG>(request.cbBuffer, 2048);
     return S_OK;
   };
-  sink->allocator = ComPtr<IMemAllocator>(allocator.Get());
   demux.AddSink(1, sink);
   demux.PlayToEnd();
   EXPECT_EQ(SizesOf(*sink), (std::vector<std::size_t>{10, 20}));
@@ -241,13 +233,12 @@ TEST_F(LargeFrameTest, AnAllocatorThatPromisesMoreThanItGivesCostsTheFrame) {
   Demux demux(FileOf({Fill(10), Ramp(5000), Fill(20)}));
   ASSERT_EQ(demux.Connect(), S_OK);
   const auto sink = FakeSink::Create();
-  const auto allocator = FakeAllocator::Create();
+  const auto allocator = FakeAllocator::GivenTo(*sink);
   allocator->onSetProperties = [](ALLOCATOR_PROPERTIES& request) {
     request.cbBuffer = std::min<LONG>(request.cbBuffer, 2048);
     return S_OK;
   };
   allocator->onGranted = [](ALLOCATOR_PROPERTIES& actual) { actual.cbBuffer = 1 << 20; };
-  sink->allocator = ComPtr<IMemAllocator>(allocator.Get());
   demux.AddSink(1, sink);
   demux.PlayToEnd();
   EXPECT_EQ(SizesOf(*sink), (std::vector<std::size_t>{10, 20}));
@@ -258,11 +249,10 @@ TEST_F(LargeFrameTest, AnAllocatorThatCannotCommitTheLargerBuffersGoesBackToTheO
   Demux demux(FileOf({Fill(10), Ramp(5000), Fill(20)}));
   ASSERT_EQ(demux.Connect(), S_OK);
   const auto sink = FakeSink::Create();
-  const auto allocator = FakeAllocator::Create();
+  const auto allocator = FakeAllocator::GivenTo(*sink);
   std::atomic<LONG> size{0};
   allocator->onSetProperties = [&](ALLOCATOR_PROPERTIES& request) { return size = request.cbBuffer, S_OK; };
   allocator->onCommit = [&] { return size > static_cast<LONG>(kBuffer) ? E_OUTOFMEMORY : S_OK; };
-  sink->allocator = ComPtr<IMemAllocator>(allocator.Get());
   demux.AddSink(1, sink);
   demux.PlayToEnd();
   EXPECT_EQ(SizesOf(*sink), (std::vector<std::size_t>{10, 20}));
@@ -276,11 +266,10 @@ TEST_F(LargeFrameTest, ALostFirstKeyFrameLeavesTheDiscontinuityToTheNext) {
                            SimpleBlock(1, 20, kKey, Fill(20)), SimpleBlock(1, 30, 0, Fill(30))}}}));
   ASSERT_EQ(demux.Connect(), S_OK);
   const auto sink = FakeSink::Create();
-  const auto allocator = FakeAllocator::Create();
+  const auto allocator = FakeAllocator::GivenTo(*sink);
   allocator->onSetProperties = [](ALLOCATOR_PROPERTIES& request) {
     return request.cbBuffer > static_cast<LONG>(kBuffer) ? E_FAIL : S_OK;
   };
-  sink->allocator = ComPtr<IMemAllocator>(allocator.Get());
   demux.AddSink(1, sink);
   demux.PlayToEnd();
   EXPECT_EQ(SizesOf(*sink), (std::vector<std::size_t>{20, 30})) << "nothing that needs the lost frame";
@@ -297,11 +286,10 @@ TEST_F(LargeFrameTest, LacedFramesAroundALostOneStillCome) {
                         {{0, {SimpleBlock(1, 0, kKey, Fill(5)), SimpleBlock(1, 10, kKey | kXiph, XiphLace(frames))}}}));
   ASSERT_EQ(demux.Connect(), S_OK);
   const auto sink = FakeSink::Create();
-  const auto allocator = FakeAllocator::Create();
+  const auto allocator = FakeAllocator::GivenTo(*sink);
   allocator->onSetProperties = [](ALLOCATOR_PROPERTIES& request) {
     return request.cbBuffer > static_cast<LONG>(kBuffer) ? E_FAIL : S_OK;
   };
-  sink->allocator = ComPtr<IMemAllocator>(allocator.Get());
   demux.AddSink(1, sink);
   demux.PlayToEnd();
   EXPECT_EQ(SizesOf(*sink), (std::vector<std::size_t>{5, 10, 20}));
@@ -366,10 +354,9 @@ TEST_F(LargeFrameTest, AFrameOfMoreThan256MebibytesIsNeverAskedForAndLost) {
   Demux demux({}, Demux::NewFilter(), &reader);
   ASSERT_EQ(demux.Connect(), S_OK);
   const auto sink = FakeSink::Create();
-  const auto allocator = FakeAllocator::Create();
+  const auto allocator = FakeAllocator::GivenTo(*sink);
   std::atomic<int> asked{0};
   allocator->onSetProperties = [&](ALLOCATOR_PROPERTIES&) { return ++asked, S_OK; };
-  sink->allocator = ComPtr<IMemAllocator>(allocator.Get());
   demux.AddSink(1, sink);
   demux.PlayToEnd();
   EXPECT_EQ(SizesOf(*sink), (std::vector<std::size_t>{10, 20}));

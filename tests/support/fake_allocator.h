@@ -1,8 +1,7 @@
 // An allocator over the framework's own, whose answers a test may change.
 //
-//   const auto allocator = FakeAllocator::Create();
+//   const auto allocator = FakeAllocator::GivenTo(*sink);
 //   allocator->onSetProperties = [](const ALLOCATOR_PROPERTIES&) { return E_FAIL; };
-//   sink->allocator = ComPtr<IMemAllocator>(allocator.Get());
 #pragma once
 
 #include <atomic>
@@ -10,12 +9,19 @@
 
 #include "baseclasses/allocator.h"
 #include "platform/com_ptr.h"
+#include "support/fake_sink.h"
 
 namespace vantor::test {
 
 class FakeAllocator final : public CUnknown, public IMemAllocator {
  public:
   static ComPtr<FakeAllocator> Create() { return ComPtr<FakeAllocator>(new FakeAllocator); }
+  // A new one, which the sink offers from now on.
+  static ComPtr<FakeAllocator> GivenTo(FakeSink& sink) {
+    ComPtr<FakeAllocator> allocator = Create();
+    sink.allocator = ComPtr<IMemAllocator>(allocator.Get());
+    return allocator;
+  }
 
   // Each hook comes first; anything but S_OK is the answer, S_OK lets the allocator do its work. They may be called on
   // the worker; change them while nothing streams.
