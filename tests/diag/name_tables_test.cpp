@@ -341,7 +341,9 @@ TEST(NameTables, NetworkErrorsStandInTheirOrder) {
   ExpectNames(WinsockNameRows(), expected, " = ");
   for (const NameRow& row : WinsockNameRows()) {
     const std::string_view text = row.text;
-    EXPECT_GT(text.size(), text.find(" = ") + 10) << text;
+    const std::size_t separator = text.find(" = ");
+    ASSERT_NE(separator, std::string_view::npos) << text;
+    EXPECT_GT(text.size(), separator + 10) << text;
   }
   EXPECT_STREQ(WinsockNameRows()[0].text,
                "WSAEINTR = A blocking operation was interrupted by a call to WSACancelBlockingCall");
