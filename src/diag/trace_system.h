@@ -35,7 +35,7 @@ class TraceSystem {
   static constexpr unsigned kPoll = 100;
 
   // Attempts again and again until it succeeds or the longest wait is over; whether it did.
-  bool TryForAWhile(const std::function<bool()>& attempt);
+  virtual bool TryForAWhile(const std::function<bool()>& attempt);
 
   // The system itself. It may be used until the process is gone.
   static TraceSystem& Real();

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "diag/fake_trace_system.h"
+#include "diag/patient_system.h"
 #include "diag/trace_folder.h"
 
 namespace vantor::test {
@@ -214,7 +215,8 @@ TEST_F(FileLoggerTest, LinesOfManyThreadsStayWhole) {
   constexpr int kThreads = 4;
   constexpr int kLines = 100;
   {
-    FileLogger logger(path_, TraceSystem::Real());
+    PatientSystem system;
+    FileLogger logger(path_, system);
     std::vector<std::thread> threads;
     threads.reserve(kThreads);
     for (int t = 0; t < kThreads; ++t) {

@@ -3,11 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "diag/file_logger.h"
-#include "diag/trace.h"
-#include "diag/trace_folder.h"
 #include "filter/registration.h"
 #include "support/fake_registration.h"
+#include "traced/process_trace.h"
 
 namespace vantor::test {
 namespace {
@@ -16,12 +14,7 @@ using testing::EndsWith;
 
 class RegistrationTrace : public testing::Test {
  protected:
-  void SetUp() override { ASSERT_NO_FATAL_FAILURE(TraceTo(folder_.Path("trace.txt"))); }
-  static std::string Traced() {
-    const WideString path = TracePath();
-    FileLogger::ForPath(path, TraceSystem::Real())->Flush();
-    return TraceFolder::Content(path);
-  }
+  std::string Traced() const { return trace_.Content(); }
   HRESULT Register() {
     return RegisterServer(system, [](BOOL) { return S_OK; });
   }
@@ -29,7 +22,7 @@ class RegistrationTrace : public testing::Test {
   FakeRegistration system;
 
  private:
-  TraceFolder folder_;
+  ProcessTrace trace_;
 };
 
 TEST_F(RegistrationTrace, ALibraryThatDoesNotLoadIsTracedAndItsResultNamed) {

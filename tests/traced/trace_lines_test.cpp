@@ -5,11 +5,10 @@
 #include <cstdio>
 #include <string>
 
-#include "diag/file_logger.h"
 #include "diag/result_names.h"
 #include "diag/trace.h"
-#include "diag/trace_folder.h"
 #include "support/demux_harness.h"
+#include "traced/process_trace.h"
 
 namespace vantor::test {
 namespace {
@@ -22,26 +21,19 @@ static_assert((kTraceFlags & (kTraceFormatted | kTraceToFile)) == (kTraceFormatt
 
 class TraceLinesTest : public DemuxTest {
  protected:
-  void SetUp() override { ASSERT_NO_FATAL_FAILURE(TraceTo(folder_.Path("trace.txt"))); }
-
-  // All that was traced so far.
-  static std::string Traced() {
-    const WideString path = TracePath();
-    FileLogger::ForPath(path, TraceSystem::Real())->Flush();
-    return TraceFolder::Content(path);
-  }
+  std::string Traced() const { return trace_.Content(); }
 
   static Raw FileWith(const Raw& track) { return MediaFile(100, {track}, {{0, {SimpleBlock(1, 0, kKey, {1})}}}); }
   static Raw AacTrack() { return AudioTrack(1, "A_AAC", {CodecPrivate({0x11, 0x90})}); }
 
-  static void Refuse(const ComPtr<FakeSink>& sink) {
+  void Refuse(const ComPtr<FakeSink>& sink) {
     Demux demux(FileWith(AacTrack()));
     ASSERT_EQ(demux.Connect(), S_OK);
     EXPECT_EQ(demux.Pin(1)->CompleteConnect(sink->Pin()), E_FAIL);
     EXPECT_THAT(Traced(), EndsWith(": CVXMkvDmxOutputPin::CompleteConnect: Reject Microsoft DVD Audio Decoder!"));
   }
 
-  TraceFolder folder_;
+  ProcessTrace trace_;
 };
 
 TEST_F(TraceLinesTest, TheRefusedDecoderIsTraced) {

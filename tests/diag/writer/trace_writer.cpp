@@ -15,6 +15,7 @@
 #include <thread>
 
 #include "diag/file_logger.h"
+#include "diag/patient_system.h"
 #include "diag/result_names.h"
 #include "diag/trace.h"
 #include "platform/append_file.h"
@@ -23,13 +24,6 @@
 
 namespace vantor {
 namespace {
-
-// Waits for others as long as it takes.
-class PatientSystem final : public TraceSystem {
- public:
-  std::int64_t Milliseconds() override { return 0; }
-  Timer StartTimer(unsigned, std::function<void()>) override { return std::make_shared<int>(); }
-};
 
 void WriteByTrace(const WideString& path, const char* tag, int count) {
   std::memcpy(TracePath(), path.c_str(), (path.size() + 1) * sizeof(WCHAR));
@@ -80,7 +74,10 @@ bool WriteByModule(const WideString& path, const char* tag, int count) {
   write(path.c_str(), tag, count);
   module.reset();
   write(path.c_str(), tag, count);
-  while (!IsWritten(path)) SleepMilliseconds(1);
+  while (!IsWritten(path)) {
+    SleepMilliseconds(1);
+    write(path.c_str(), tag, count);
+  }
   return true;
 }
 
@@ -94,7 +91,7 @@ bool EndDuringACall() {
 }
 
 void WriteByLogger(const WideString& path, const char* tag, int count) {
-  PatientSystem system;
+  test::PatientSystemWithoutTimer system;
   FileLogger logger(path, system);
   for (int i = 0; i < count; ++i) {
     logger.Append((std::string(tag) + " " + std::to_string(i) + "\n").c_str());
