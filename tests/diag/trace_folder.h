@@ -1,4 +1,4 @@
-// A folder for the trace files of one test, named after it and removed with all that is in it.
+// A temporary folder for the trace files of one test.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -11,33 +11,18 @@
 
 #include "diag/trace.h"
 #include "platform/file_path.h"
-#include "platform/process.h"
 #include "platform/text.h"
+#include "support/temporary_folder.h"
 
 namespace vantor::test {
 
 class TraceFolder {
  public:
-  TraceFolder() {
-    const auto* test = testing::UnitTest::GetInstance()->current_test_info();
-    path_ = std::filesystem::temp_directory_path() /
-            ("vantor_trace_" + std::to_string(platform::CurrentProcessId()) + "_" + test->name());
-    std::filesystem::remove_all(path_);
-    std::filesystem::create_directory(path_);
-  }
-  ~TraceFolder() {
-    std::error_code error;
-    std::filesystem::remove_all(path_, error);
-    EXPECT_FALSE(error) << error.message();
-  }
-  TraceFolder(const TraceFolder&) = delete;
-  TraceFolder& operator=(const TraceFolder&) = delete;
-
   // The path of a file in it; the name is UTF-8.
   WideString Path(const std::string& name) const { return Utf8ToWide(NarrowPath(name)); }
-  std::string NarrowPath(const std::string& name) const { return platform::FromPath(path_ / platform::ToPath(name)); }
+  std::string NarrowPath(const std::string& name) const { return platform::FromPath(folder_ / platform::ToPath(name)); }
 
-  bool IsEmpty() const { return std::filesystem::is_empty(path_); }
+  bool IsEmpty() const { return std::filesystem::is_empty(folder_.Path()); }
 
   static std::string Content(const WideString& path) {
     std::ifstream file(std::filesystem::path(path), std::ios::binary);
@@ -45,7 +30,7 @@ class TraceFolder {
   }
 
  private:
-  std::filesystem::path path_;
+  TemporaryFolder folder_;
 };
 
 // Has the process trace to that file. A path that its storage does not hold fails the test.

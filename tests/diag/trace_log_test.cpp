@@ -30,12 +30,18 @@ class TraceLogTest : public testing::Test {
   // The lines that a log with these flags shows.
   TraceLog Log(std::uint32_t flags) { return TraceLog(flags, path_.c_str(), system_); }
 
-  TraceFolder folder_;
-  WideString path_ = folder_.Path("trace.txt");
+  WideString path_;
   FakeTraceSystem system_;
 };
 
-TEST_F(TraceLogTest, ShippedFlagsWriteNothingAndAskTheSystemNothing) {
+class TraceLogFileTest : public TraceLogTest {
+ protected:
+  TraceLogFileTest() { path_ = folder_.Path("trace.txt"); }
+
+  TraceFolder folder_;
+};
+
+TEST_F(TraceLogFileTest, ShippedFlagsWriteNothingAndAskTheSystemNothing) {
   TraceLog log = Log(0x10);
   Trace(log, "\nformatted %d", 1);
   log.TraceLine("\nline");
@@ -254,7 +260,7 @@ TEST_F(TraceLogDeathTest, EmptyLineThatLeavesTheTimeNoRoomEndsTheProcess) {
   EXPECT_DEATH(log.TraceLine(std::string(18, '\n').c_str()), "");
 }
 
-TEST_F(TraceLogTest, TheDebuggerAloneIsFollowedByLettingOthersRun) {
+TEST_F(TraceLogFileTest, TheDebuggerAloneIsFollowedByLettingOthersRun) {
   TraceLog shown = Log(kTraceToDebugger);
   shown.TraceLine("x");
   EXPECT_THAT(system_.slept, ElementsAre(0u));
@@ -264,7 +270,7 @@ TEST_F(TraceLogTest, TheDebuggerAloneIsFollowedByLettingOthersRun) {
   EXPECT_THAT(system_.slept, IsEmpty());
 }
 
-TEST_F(TraceLogTest, FileFlagWritesToTheFileAlone) {
+TEST_F(TraceLogFileTest, FileFlagWritesToTheFileAlone) {
   {
     TraceLog log = Log(kTraceToFile | kTraceFormatted);
     Trace(log, "\n%d", 42);
@@ -274,7 +280,7 @@ TEST_F(TraceLogTest, FileFlagWritesToTheFileAlone) {
   EXPECT_THAT(system_.shown, IsEmpty());
 }
 
-TEST_F(TraceLogTest, EmptyLineBetweenBurstsIsOneInTheFile) {
+TEST_F(TraceLogFileTest, EmptyLineBetweenBurstsIsOneInTheFile) {
   {
     TraceLog log = Log(kTraceToFile | kTraceTime);
     log.TraceLine("\na");
@@ -284,7 +290,7 @@ TEST_F(TraceLogTest, EmptyLineBetweenBurstsIsOneInTheFile) {
   EXPECT_EQ(TraceFolder::Content(path_), "\xEF\xBB\xBF\r\n13:14:15.016: a\r\n\r\n13:14:15.117: b");
 }
 
-TEST_F(TraceLogTest, EndWritesWhatWasCollectedAndLaterLinesAtOnce) {
+TEST_F(TraceLogFileTest, EndWritesWhatWasCollectedAndLaterLinesAtOnce) {
   TraceLog log = Log(kTraceToFile);
   log.TraceLine("one");
   EXPECT_TRUE(folder_.IsEmpty());
@@ -294,14 +300,14 @@ TEST_F(TraceLogTest, EndWritesWhatWasCollectedAndLaterLinesAtOnce) {
   EXPECT_EQ(TraceFolder::Content(path_), "\xEF\xBB\xBFone two");
 }
 
-TEST_F(TraceLogTest, EndOfALogThatWroteNothingLeavesTheFileAlone) {
+TEST_F(TraceLogFileTest, EndOfALogThatWroteNothingLeavesTheFileAlone) {
   TraceLog log = Log(kTraceToFile);
   log.End();
   EXPECT_EQ(system_.calls, 0);
   EXPECT_TRUE(folder_.IsEmpty());
 }
 
-TEST_F(TraceLogTest, ThePathIsReadForEveryLine) {
+TEST_F(TraceLogFileTest, ThePathIsReadForEveryLine) {
   {
     WideString path = path_;
     TraceLog log(kTraceToFile, path.c_str(), system_);
