@@ -48,6 +48,26 @@ struct Loggers {
   std::map<WideString, std::weak_ptr<FileLogger>> ofPath;
 };
 
+Loggers& AllLoggers() {
+  static NeverDestroyed<Loggers> loggers;
+  return *loggers;
+}
+
+std::shared_ptr<FileLogger> FindOrMake(Loggers& loggers, const WideString& path, TraceSystem& system) {
+  std::weak_ptr<FileLogger>& entry = loggers.ofPath[path];
+  std::shared_ptr<FileLogger> logger = entry.lock();
+  if (logger == nullptr) {
+    logger = std::make_shared<FileLogger>(path, system);
+    entry = logger;
+  }
+  return logger;
+}
+
+// Takes a lock that a thread may hold which was ended.
+bool LockLast(std::unique_lock<std::mutex>& lock, TraceSystem& system) {
+  return system.TryForAWhile([&lock] { return lock.try_lock(); });
+}
+
 // Whether the path names a folder, if need be a new one. Where files may not be made, folders sometimes may.
 bool IsFolder(const WideString& path) {
   std::error_code error;
@@ -65,15 +85,15 @@ WideString InsideFolder(const WideString& path) {
 }  // namespace
 
 std::shared_ptr<FileLogger> FileLogger::ForPath(const WideString& path, TraceSystem& system) {
-  static NeverDestroyed<Loggers> loggers;
-  const std::lock_guard<std::mutex> lock(loggers->mutex);
-  std::weak_ptr<FileLogger>& entry = loggers->ofPath[path];
-  std::shared_ptr<FileLogger> logger = entry.lock();
-  if (logger == nullptr) {
-    logger = std::make_shared<FileLogger>(path, system);
-    entry = logger;
-  }
-  return logger;
+  Loggers& loggers = AllLoggers();
+  const std::lock_guard<std::mutex> lock(loggers.mutex);
+  return FindOrMake(loggers, path, system);
+}
+
+std::shared_ptr<FileLogger> FileLogger::ForPathLast(const WideString& path, TraceSystem& system) {
+  Loggers& loggers = AllLoggers();
+  std::unique_lock<std::mutex> lock(loggers.mutex, std::defer_lock);
+  return LockLast(lock, system) ? FindOrMake(loggers, path, system) : nullptr;
 }
 
 void FileLogger::FormatName(CBuffer& name, std::uint32_t processId, const WideString& path) {
@@ -94,12 +114,23 @@ FileLogger::~FileLogger() {
 }
 
 void FileLogger::Append(const char* text) {
-  CollectLines(text);
+  {
+    const std::lock_guard<std::mutex> lock(collecting_);
+    CollectLines(text);
+  }
   if (timer_ == nullptr) Flush();
 }
 
+void FileLogger::AppendLast(const char* text) {
+  {
+    std::unique_lock<std::mutex> lock(collecting_, std::defer_lock);
+    if (!LockLast(lock, system_)) return;
+    CollectLines(text);
+  }
+  FlushLast();
+}
+
 void FileLogger::CollectLines(const char* text) {
-  const std::lock_guard<std::mutex> lock(collecting_);
   while (*text != 0) {
     const std::size_t length = std::strcspn(text, "\r\n");
     Collect(text, length);
@@ -125,7 +156,7 @@ void FileLogger::Flush() noexcept {
 }
 
 void FileLogger::FlushLast() noexcept {
-  WriteOut([this](std::unique_lock<std::mutex>& lock) { system_.TryForAWhile([&lock] { return lock.try_lock(); }); });
+  WriteOut([this](std::unique_lock<std::mutex>& lock) { LockLast(lock, system_); });
 }
 
 template <typename Taking>

@@ -21,6 +21,8 @@ class FileLogger {
  public:
   // The logger of that file: the same one for all who hold it at the time. It keeps the system of the first.
   static std::shared_ptr<FileLogger> ForPath(const WideString& path, TraceSystem& system);
+  // The same at the end of the process, as FlushLast: null when a thread that was ended holds on to the loggers.
+  static std::shared_ptr<FileLogger> ForPathLast(const WideString& path, TraceSystem& system);
 
   // What the logger of that path is known by in the whole process.
   static void FormatName(CBuffer& name, std::uint32_t processId, const WideString& path);
@@ -38,6 +40,8 @@ class FileLogger {
   // The same at the end of the process, when other threads may have been ended at any point: what such a thread holds
   // for good is not waited for, nor is the text that it was collecting written.
   void FlushLast() noexcept;
+  // Appends and writes at the end of the process; drops the text that such a thread is in the way of.
+  void AppendLast(const char* text);
 
  protected:
   std::mutex collecting_;  // guards what was collected

@@ -79,6 +79,11 @@ void TraceLog::TraceLine(const char* text) noexcept {
 }
 
 void TraceLog::AppendToFile(const char* line) {
+  if (ended_) {
+    const std::shared_ptr<FileLogger> last = FileLogger::ForPathLast(path_, system_);
+    if (last != nullptr) last->AppendLast(line);
+    return;
+  }
   std::shared_ptr<FileLogger> logger = FileLogger::ForPath(path_, system_);
   logger->Append(line);
   std::shared_ptr<FileLogger> former = logger;

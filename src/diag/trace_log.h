@@ -27,9 +27,13 @@ class TraceLog {
   // bytes, by very many line feeds, ends the process.
   void TraceLine(const char* text) noexcept;
 
-  // For the end of the process: writes what was collected, as FileLogger::FlushLast does. Lines that other threads
-  // still trace are written one by one from here on.
+  // For the end of the process: writes what was collected, as FileLogger::FlushLast does. Lines that are still traced
+  // are written one by one from here on; none waits for long, and those that a thread that was ended is in the way of
+  // are lost.
   void End() noexcept;
+
+ protected:
+  std::mutex mutex_;  // guards the logger
 
  private:
   void AppendToFile(const char* line);
@@ -39,7 +43,6 @@ class TraceLog {
   TraceSystem& system_;
   TraceClock clock_;
   std::atomic<bool> ended_{false};
-  std::mutex mutex_;
   std::shared_ptr<FileLogger> logger_;  // the one last written to, kept so that it can collect
 };
 

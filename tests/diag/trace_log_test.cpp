@@ -4,7 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <cstdarg>
+#include <future>
+#include <mutex>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "diag/fake_trace_system.h"
 #include "diag/trace_folder.h"
@@ -305,6 +309,67 @@ TEST_F(TraceLogFileTest, EndOfALogThatWroteNothingLeavesTheFileAlone) {
   log.End();
   EXPECT_EQ(system_.calls, 0);
   EXPECT_TRUE(folder_.IsEmpty());
+}
+
+// A log whose lock is left, as by a thread that was ended while it traced.
+class LeftLog : public TraceLog {
+ public:
+  using TraceLog::TraceLog;
+  void Leave() { mutex_.lock(); }
+  void Return() { mutex_.unlock(); }
+};
+
+TEST_F(TraceLogFileTest, AfterTheEndLinesDoNotNeedTheLogThatAThreadLeft) {
+  LeftLog log(kTraceToFile, path_.c_str(), system_);
+  log.TraceLine("one");
+  log.Leave();
+  std::thread([&] {
+    log.End();
+    EXPECT_EQ(system_.slept, std::vector<unsigned>(10, 100));
+    EXPECT_TRUE(folder_.IsEmpty());
+    log.TraceLine(" two");
+  }).join();
+  EXPECT_EQ(TraceFolder::Content(path_), "\xEF\xBB\xBFone two");
+  log.Return();
+}
+
+TEST_F(TraceLogFileTest, AfterTheEndLinesAreLostWhileAThreadThatWasEndedHoldsTheLoggers) {
+  TraceLog log = Log(kTraceToFile);
+  std::promise<void> held;
+  std::promise<void> letGo;
+  std::thread holding([&] {
+    FakeTraceSystem system;
+    system.onStartTimer = [&] {
+      held.set_value();
+      letGo.get_future().wait();
+    };
+    FileLogger::ForPath(folder_.Path("other.txt"), system);
+  });
+  held.get_future().wait();
+  log.End();
+  log.TraceLine("lost");
+  EXPECT_EQ(system_.slept, std::vector<unsigned>(10, 100));
+  letGo.set_value();
+  holding.join();
+  log.TraceLine("kept");
+  EXPECT_EQ(TraceFolder::Content(path_), "\xEF\xBB\xBFkept");
+}
+
+// Reaches a logger's buffer.
+struct LeftBuffer : FileLogger {
+  static std::mutex& Of(FileLogger& logger) { return logger.*&LeftBuffer::collecting_; }
+};
+
+TEST_F(TraceLogFileTest, AfterTheEndLinesAreLostWhileAThreadThatWasEndedHoldsTheBuffer) {
+  TraceLog log = Log(kTraceToFile);
+  log.End();
+  const auto logger = FileLogger::ForPath(path_, system_);
+  LeftBuffer::Of(*logger).lock();
+  std::thread([&] { log.TraceLine("lost"); }).join();
+  EXPECT_EQ(system_.slept, std::vector<unsigned>(10, 100));
+  LeftBuffer::Of(*logger).unlock();
+  log.TraceLine("kept");
+  EXPECT_EQ(TraceFolder::Content(path_), "\xEF\xBB\xBFkept");
 }
 
 TEST_F(TraceLogFileTest, ThePathIsReadForEveryLine) {
