@@ -18,8 +18,8 @@ const char* LookupResultName(HRESULT result);
 const char* LookupEventName(long event);
 const char* LookupMessageName(std::uint32_t message);
 
-// LookupResultName where the flags ask for it.
-inline const char* ResultName(HRESULT result, std::uint32_t flags = kTraceFlags) {
+// LookupResultName where the flags ask for it, by default those of the calling source file.
+static inline const char* ResultName(HRESULT result, std::uint32_t flags = kTraceFlags) {
   return (flags & kTraceFormatted) != 0 ? LookupResultName(result) : "";
 }
 

@@ -16,6 +16,7 @@ enum TraceFlag : std::uint32_t {
   kTraceToDebugger = 0x40,  // lines go to the debugger
 };
 
-inline constexpr std::uint32_t kTraceFlags = VANTOR_TRACE_FLAGS;
+// Each source file has its own: those of one program may be built with different flags.
+constexpr std::uint32_t kTraceFlags = VANTOR_TRACE_FLAGS;
 
 }  // namespace vantor
