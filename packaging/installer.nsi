@@ -6,8 +6,10 @@
 ; x64 is for 64-bit Windows and brings both components, for hosts of either bitness; x86 is for 32-bit Windows. The
 ; staging folder holds x64/ and x86/ with the binaries, and the text file. ./package calls this.
 ;
-; What is in a folder already is set aside first, under the name with ".old" behind it, so that an installation that
-; fails can be undone to the last file.
+; What the previous version's folder and the new one hold already is set aside first, under the name with ".old" behind
+; it, so that an installation that fails can be undone to the last file. In the end only files of that name are removed,
+; never one by the name it is installed under: the two folders may be the same in two spellings (by a junction, a short
+; name, a drive of subst), or one may lie in the other, and then what was a previous file's name is a new file's.
 
 Unicode true
 !if "${ARCHITECTURE}" == "x64"
@@ -28,6 +30,7 @@ SetDateSave on
 !define TOOL "vantor-mkv.exe"
 !define TEXT "vantor-mkv.txt"
 !define UNINSTALLER "uninstall-vantor-mkv.exe"
+!define FILE_ATTRIBUTE_REPARSE_POINT 0x400
 !define ENTRY "Software\Microsoft\Windows\CurrentVersion\Uninstall\${NAME}"
 
 ; Exit codes, beside 0 (done) and 1 (cancelled by the user).
@@ -35,6 +38,7 @@ SetDateSave on
 !define NOT_REGISTERED 3
 !define NOT_HERE 4
 !define NOT_WRITTEN 5
+!define NOT_UNREGISTERED 6
 
 Name "${NAME}"
 OutFile "${OUTPUT}"
@@ -105,16 +109,31 @@ VIAddVersionKey "LegalCopyright" "Vantor"
   Delete "${FOLDER}\${FILE}.old"
 !macroend
 
-; Only empty folders go.
+; Only empty folders go. A junction or a symbolic link would go whatever is behind it, and the installation may be.
+!macro RemoveFolder FOLDER
+  StrCpy $R0 "${FOLDER}"
+  System::Call 'kernel32::GetFileAttributes(t R0) i .R0'
+  IntOp $R0 $R0 & ${FILE_ATTRIBUTE_REPARSE_POINT}
+  ${If} $R0 == 0
+    RMDir "${FOLDER}"
+  ${EndIf}
+!macroend
+
+; A working folder cannot be removed, be it that of a program started here, or of its console, which ends a little later.
+!macro LeaveFolders
+  SetOutPath $TEMP
+!macroend
+
 !macro RemoveFolders FOLDER
-  RMDir "${FOLDER}\x86"
-  RMDir "${FOLDER}"
+  !insertmacro RemoveFolder "${FOLDER}\x86"
+  !insertmacro RemoveFolder "${FOLDER}"
 !macroend
 
 ; ---- What installer and uninstaller share.
 
 Var used    ; a file that is in use, or nothing
 Var result  ; of the last regsvr32: its exit code, or a word when it has none; 0 is success
+Var failed  ; what could not be unregistered, with the result, or nothing
 
 ; A program or component that runs cannot be opened for writing.
 !macro Probe FOLDER FILE
@@ -178,15 +197,22 @@ Var result  ; of the last regsvr32: its exit code, or a word when it has none; 0
   DetailPrint "regsvr32 ${SWITCHES} ${FILE}: $result"
 !macroend
 
-!macro UnregisterComponents FOLDER
-  !if "${ARCHITECTURE}" == "x64"
-    ${If} ${FileExists} "${FOLDER}\x86\${COMPONENT}"
-      !insertmacro Regsvr32 "${REGSVR32_X86}" "/s /u" "${FOLDER}\x86\${COMPONENT}"
+!macro Unregister PROGRAM FILE
+  ${If} ${FileExists} "${FILE}"
+    !insertmacro Regsvr32 "${PROGRAM}" "/s /u" "${FILE}"
+    ${If} $result != 0
+      StrCpy $failed "$failed${FILE} (regsvr32 ended with $result)$\r$\n"
     ${EndIf}
-  !endif
-  ${If} ${FileExists} "${FOLDER}\${COMPONENT}"
-    !insertmacro Regsvr32 "$SYSDIR\regsvr32.exe" "/s /u" "${FOLDER}\${COMPONENT}"
   ${EndIf}
+!macroend
+
+; Goes on after a component that cannot be unregistered.
+!macro UnregisterComponents FOLDER
+  StrCpy $failed ""
+  !if "${ARCHITECTURE}" == "x64"
+    !insertmacro Unregister "${REGSVR32_X86}" "${FOLDER}\x86\${COMPONENT}"
+  !endif
+  !insertmacro Unregister "$SYSDIR\regsvr32.exe" "${FOLDER}\${COMPONENT}"
 !macroend
 
 ; Stops at the first component that cannot be registered: its path is then in $1, and $result is not 0.
@@ -266,17 +292,27 @@ Function FindPrevious
     StrCpy $first "yes"
     StrCpy $previous $INSTDIR
   ${EndIf}
+  ${Do}  ; slashes at the end
+    StrCpy $0 $previous 1 -1
+    ${If} $0 != "\"
+    ${AndIf} $0 != "/"
+      ${ExitDo}
+    ${EndIf}
+    StrCpy $previous $previous -1
+  ${Loop}
 FunctionEnd
 
 Function Undo
+  !insertmacro LeaveFolders
   !insertmacro UnregisterComponents "$INSTDIR"
   !insertmacro EachFile Remove "$INSTDIR"
   Call PutBackOld
 FunctionEnd
 
+; Of two overlapping folders each puts back what the other one set aside, which comes to the same.
 Function PutBackOld
   !insertmacro EachFile PutBack "$INSTDIR"
-  SetOutPath $TEMP  ; a working folder cannot be removed
+  !insertmacro EachFile PutBack "$previous"
   !insertmacro RemoveFolders "$INSTDIR"
   ${If} $first == "no"
     !insertmacro RegisterComponents "$previous"
@@ -284,6 +320,7 @@ Function PutBackOld
 FunctionEnd
 
 Section
+  !insertmacro LeaveFolders
   Call FindPrevious
   StrCpy $2 $INSTDIR
   StrCpy $3 $previous
@@ -293,10 +330,11 @@ Section
     !insertmacro UnregisterComponents "$previous"
   ${EndIf}
   ClearErrors
+  !insertmacro EachFile SetAside "$previous"
   !insertmacro EachFile SetAside "$INSTDIR"
   ${If} ${Errors}
     Call PutBackOld
-    !insertmacro Stop ${NOT_WRITTEN} "A file in $INSTDIR cannot be replaced. Nothing has been changed."
+    !insertmacro Stop ${NOT_WRITTEN} "A file in $INSTDIR, or of the installed version, cannot be replaced. Nothing has been changed."
   ${EndIf}
 
   SetOverwrite try
@@ -320,6 +358,7 @@ Section
     !insertmacro Stop ${NOT_WRITTEN} "The files cannot be written to $INSTDIR. Nothing has been changed."
   ${EndIf}
 
+  !insertmacro LeaveFolders
   !insertmacro RegisterComponents "$INSTDIR"
   ${If} $result != 0
     StrCpy $4 $1
@@ -339,10 +378,8 @@ Section
   WriteRegDWORD HKLM "${ENTRY}" "NoRepair" 1
 
   !insertmacro EachFile RemoveOld "$INSTDIR"
-  ${If} $previous != $INSTDIR
-    !insertmacro EachFile Remove "$previous"
-    !insertmacro RemoveFolders "$previous"
-  ${EndIf}
+  !insertmacro EachFile RemoveOld "$previous"
+  !insertmacro RemoveFolders "$previous"  ; which are not empty where the new files are
   SetErrorLevel 0
 SectionEnd
 
@@ -353,14 +390,19 @@ Function un.onInit
 FunctionEnd
 
 Section Uninstall
+  !insertmacro LeaveFolders
   StrCpy $2 $INSTDIR
   StrCpy $3 $INSTDIR
   Call un.RefuseWhileInUse
   !insertmacro UnregisterComponents "$INSTDIR"
   !insertmacro EachFile Remove "$INSTDIR"
   !insertmacro EachFile RemoveOld "$INSTDIR"
-  SetOutPath $TEMP
   !insertmacro RemoveFolders "$INSTDIR"
   DeleteRegKey HKLM "${ENTRY}"
   SetErrorLevel 0
+  ${If} $failed != ""
+    SetErrorLevel ${NOT_UNREGISTERED}
+    MessageBox MB_OK|MB_ICONEXCLAMATION "The files of ${NAME} have been removed, but this could not be unregistered:$\r$\n$\r$\n\
+$failed$\r$\nThe system may go on offering it to programs. To mend this, install ${NAME} again and then remove it." /SD IDOK
+  ${EndIf}
 SectionEnd

@@ -40,7 +40,7 @@ UNINSTALLER = "uninstall-vantor-mkv.exe"
 FILES = {"vantormkv.ax", "vantor-mkv.exe", "vantor-mkv.txt", UNINSTALLER}
 X86_FILES = {"x86/vantormkv.ax", "x86/vantor-mkv.exe"}
 
-DONE, IN_USE, NOT_REGISTERED, NOT_WRITTEN = 0, 2, 3, 5
+DONE, IN_USE, NOT_REGISTERED, NOT_WRITTEN, NOT_UNREGISTERED = 0, 2, 3, 5, 6
 
 
 # ---- The packages.
@@ -78,9 +78,9 @@ def package_broken(out, **environment):
 
 
 def package_boxing(out):
-    """Installers that wait a few seconds only: this component is never registered before its box is closed."""
+    """Installers that wait a few seconds only: what shows a box would never end."""
     tree_with("boxing-x64", X64_TREE / "bin" / "boxing_component.dll")
-    package(WORK / "boxing-x64", WORK / "broken-x86", out, "--limit", "3")
+    package(WORK / "boxing-x64", WORK / "broken-x86", out, "--limit", "5")
 
 
 # ---- Windows.
@@ -91,8 +91,8 @@ def environment():
 
 
 def wine(*words, **options):
-    return subprocess.run([WINE, *map(str, words)], env=environment(), stdin=subprocess.DEVNULL, timeout=120,
-                          **({"stdout": sys.stderr} | options))
+    return subprocess.run([WINE, *map(str, words)], stdin=subprocess.DEVNULL, timeout=120,
+                          **({"env": environment(), "stdout": sys.stderr} | options))
 
 
 def unix(path):
@@ -162,16 +162,16 @@ def everything():
     return {str(path) for path in drive.rglob("*") if not re.search("/temp/", str(path), re.I) and path.suffix != ".reg"}
 
 
-def install(folder=None, packages="packages"):
+def install(folder=None, packages="packages", **variables):
     setup = WORK / packages / f"vantor-mkv-{VERSION}-setup-x64.exe"
     # The folder stands last, and without quotation marks, however many words it is.
     words = f"/D={folder}".split(" ") if folder else []
-    return wine(setup, "/S", *words).returncode
+    return wine(setup, "/S", *words, env=environment() | variables).returncode
 
 
-def uninstall(folder=FOLDER):
+def uninstall(folder=FOLDER, **variables):
     """Waits for the end, for which the uninstaller has to stay where it is, and stay behind."""
-    return wine(rf"{folder}\{UNINSTALLER}", "/S", *f"_?={folder}".split(" ")).returncode
+    return wine(rf"{folder}\{UNINSTALLER}", "/S", *f"_?={folder}".split(" "), env=environment() | variables).returncode
 
 
 @contextlib.contextmanager
@@ -187,6 +187,7 @@ def holding(file):
         program.communicate()
 
 
+LINK = r"C:\Linked"  # as a junction
 SYSTEM_OF_32_BITS = r"C:\windows\syswow64\regsvr32.exe"
 CALLS = r"C:\regsvr32.log"
 CODE = r"C:\regsvr32.code"
@@ -243,11 +244,11 @@ class InstallerTest(unittest.TestCase):
         self.addCleanup(self.clean)
 
     def clean(self):
-        for folder in (FOLDER, r"C:\My media\Vantor's filters"):
+        for folder in (rf"{FOLDER}\x86", FOLDER, r"C:\My media\Vantor's filters"):
             if unix(rf"{folder}\{UNINSTALLER}").exists():
                 uninstall(folder)
             shutil.rmtree(unix(folder), ignore_errors=True)
-        for file in (SYSTEM_OF_32_BITS, CALLS, CODE):
+        for file in (SYSTEM_OF_32_BITS, CALLS, CODE, LINK):
             unix(file).unlink(missing_ok=True)
 
     def bring_32_bits(self):
@@ -320,6 +321,64 @@ class InstallerTest(unittest.TestCase):
         self.assertEqual(install(), DONE)
         self.check_installed(folder)
 
+    def check_works(self, files=frozenset(FILES)):
+        """However the folder is written."""
+        self.assertEqual(files_in(unix(FOLDER)), set(files))
+        used = wine(X64_TREE / "bin" / "component_user.exe", stdout=subprocess.PIPE)
+        self.assertRegex(used.stdout.decode().strip(), r"^00000000 [Cc]:\\.*\\vantormkv\.ax$")
+
+    def test_InstallsOverTheSameFolderInAnotherSpelling(self):
+        self.bring_32_bits()
+        self.assertEqual(install(), DONE)
+        for folder in (rf"C:\Program Files\.\{NAME}", rf"C:\windows\..\Program Files\{NAME}", FOLDER.upper(),
+                       FOLDER.replace("\\", "/"), FOLDER):
+            with self.subTest(folder):
+                self.assertEqual(install(folder), DONE)
+                self.check_works(FILES | X86_FILES)
+
+    def test_InstallsOverAFolderTheEntryOfWhichIsSpeltOtherwise(self):
+        for folder in (rf"{FOLDER}\\", rf"{FOLDER}//", FOLDER.lower(), rf"\\?\{FOLDER}"):
+            with self.subTest(folder):
+                self.assertEqual(install(FOLDER), DONE)
+                wine("reg", "add", ENTRY, "/v", "InstallLocation", "/d", folder, "/f")
+                self.assertEqual(install(FOLDER), DONE)
+                self.check_installed()
+
+    def test_InstallsOverTheSameFolderThroughAJunction(self):
+        self.bring_32_bits()
+        self.assertEqual(install(), DONE)
+        unix(LINK).symlink_to(unix(FOLDER))
+        # The last one leaves no entry that goes through the junction, which still is not the installer's to remove.
+        for folder in (LINK, LINK.lower(), FOLDER):
+            with self.subTest(folder):
+                self.assertEqual(install(folder), DONE)
+                self.check_works(FILES | X86_FILES)
+                self.assertTrue(unix(LINK).is_symlink())
+
+    def test_InstallsIntoAFolderOfThePreviousVersionAndBack(self):
+        self.bring_32_bits()
+        self.assertEqual(install(), DONE)
+        inner = rf"{FOLDER}\x86"
+        self.assertEqual(install(inner), DONE)
+        self.check_installed(inner, FILES | X86_FILES)
+        self.assertEqual(files_in(unix(FOLDER)), {f"x86/{name}" for name in FILES | X86_FILES})
+        self.assertEqual(machine_of((unix(inner) / "vantormkv.ax").read_bytes()), 0x8664)
+        self.assertEqual(install(FOLDER), DONE)
+        self.check_installed(files=FILES | X86_FILES)
+        self.assertEqual(machine_of((unix(inner) / "vantormkv.ax").read_bytes()), 0x14C)
+
+    def test_FailedMoveBringsBackWhatWasThere(self):
+        self.bring_32_bits()
+        self.assertEqual(install(), DONE)
+        before, classes = state_of(unix(FOLDER)), registry(CLASS)
+        for folder in (r"C:\My media\Vantor's filters", rf"{FOLDER}\x86", rf"C:\Program Files\.\{NAME}"):
+            with self.subTest(folder):
+                self.assertEqual(install(folder, packages="broken-packages"), NOT_REGISTERED)
+                self.assertEqual(state_of(unix(FOLDER)), before)
+                self.assertEqual(registry(CLASS), classes)
+                self.check_installed(files=FILES | X86_FILES)
+        self.assertFalse(unix(r"C:\My media\Vantor's filters").exists())
+
     def test_RefusesToInstallOverAComponentInUse(self):
         self.assertEqual(install(), DONE)
         before, classes = state_of(unix(FOLDER)), registry(CLASS)
@@ -358,6 +417,20 @@ class InstallerTest(unittest.TestCase):
     def test_SilentInstallationDoesNotWaitForSomebodyToCloseAMessageBox(self):
         self.assertEqual(install(packages="boxing-packages"), NOT_REGISTERED)
         self.check_absent()
+
+    def test_FailedUnregistrationIsReportedAndTheFilesGo(self):
+        self.bring_32_bits()
+        self.assertEqual(install(), DONE)
+        unix(CODE).write_text("5")
+        self.assertEqual(uninstall(), NOT_UNREGISTERED)
+        self.assertEqual(files_in(unix(FOLDER)), {UNINSTALLER})
+        self.assertEqual(registry(ENTRY) | registry(CLASS), {})
+
+    def test_SilentUninstallationReportsAnUnregistrationThatHadToBeEnded(self):
+        self.assertEqual(install(packages="boxing-packages", BOXING="unregistering"), DONE)
+        self.assertEqual(uninstall(BOXING="unregistering"), NOT_UNREGISTERED)
+        self.assertEqual(files_in(unix(FOLDER)), {UNINSTALLER})
+        self.assertEqual(registry(ENTRY), {})
 
     def test_FilesThatCannotBeWrittenAreAnErrorOfTheirOwn(self):
         self.bring_32_bits()
