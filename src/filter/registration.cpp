@@ -34,16 +34,21 @@ constexpr const char* kExtensions[] = {".webm", ".mkv", ".mka", ".mks"};
 
 std::string StreamTypesKey() { return "Media Type\\" + GuidText(MEDIATYPE_Stream); }
 
-HRESULT WriteMediaTypeKey(RegistrationSystem& system, const GUID& subtype, const CLSID& source) {
-  const std::string key = StreamTypesKey() + "\\" + GuidText(subtype);
-  HRESULT result = system.ClearClassesKey(key);
-  if (FAILED(result)) return result;
+HRESULT WriteMediaTypeValues(RegistrationSystem& system, const std::string& key, const CLSID& source) {
   int index = 0;
   for (const char* entry : kCheckBytes) {
-    result = system.WriteClassesValue(key, std::to_string(index++), entry);
+    const HRESULT result = system.WriteClassesValue(key, std::to_string(index++), entry);
     if (FAILED(result)) return result;
   }
   return system.WriteClassesValue(key, "Source Filter", GuidText(source));
+}
+
+// A key that keeps old values gets its own all the same: with them a file may still be known by its first bytes.
+HRESULT WriteMediaTypeKey(RegistrationSystem& system, const GUID& subtype, const CLSID& source) {
+  const std::string key = StreamTypesKey() + "\\" + GuidText(subtype);
+  const HRESULT cleared = Guarded([&] { return system.ClearClassesKey(key); });
+  const HRESULT written = Guarded([&] { return WriteMediaTypeValues(system, key, source); });
+  return FAILED(cleared) ? cleared : written;
 }
 
 void DeleteExtensionKeys(RegistrationSystem& system) {
@@ -55,20 +60,30 @@ void DeleteExtensionKeys(RegistrationSystem& system) {
   }
 }
 
+// A message for which there is no memory is left out; it changes no result.
+template <typename Text>
+void Show(RegistrationSystem& system, Text text) {
+  Guarded([&] {
+    system.ShowError("Error", text());
+    return S_OK;
+  });
+}
+
 HRESULT RegisterTypeLibrary(RegistrationSystem& system) {
   const std::string path = system.ModulePath();
   std::unique_ptr<platform::TypeLibrary> library;
   HRESULT result = system.LoadTypeLibrary(path, library);
   if (FAILED(result)) {
     VANTOR_TRACE("\nVX_RegisterTypeLibrary: LoadTypeLib failed 0x%08x", static_cast<std::uint32_t>(result));
-    system.ShowError("Error", std::string("Failed ") + ResultName(result) +
-                                  " to register type library: " + system.ErrorText(result));
+    Show(system, [&] {
+      return std::string("Failed ") + ResultName(result) + " to register type library: " + system.ErrorText(result);
+    });
     return result;
   }
   result = library->Register(path);
   if (FAILED(result)) {
     VANTOR_TRACE("\nVX_RegisterTypeLibrary: RegisterTypeLib failed 0x%08x", static_cast<std::uint32_t>(result));
-    system.ShowError("Error", "Failed to register type library: " + system.ErrorText(result));
+    Show(system, [&] { return "Failed to register type library: " + system.ErrorText(result); });
   }
   return result;
 }

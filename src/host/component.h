@@ -29,7 +29,8 @@ class Component {
   using GetClassObjectFunction = HRESULT(STDAPICALLTYPE*)(REFCLSID, REFIID, LPVOID*);
   using CanUnloadNowFunction = HRESULT(STDAPICALLTYPE*)();
 
-  // Null, with one line in words in error, when the library or one of its entry points cannot be had.
+  // The path is a whole one; without a folder the system looks for it where it looks for libraries. Null, with one line
+  // in words in error, when the library or one of its entry points cannot be had.
   static std::unique_ptr<Component> Load(const std::string& path, std::string& error);
   // Loads the component that lies beside the running program, or beside the library this code is in.
   static std::unique_ptr<Component> LoadBesideProgram(std::string& error);

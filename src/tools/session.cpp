@@ -30,11 +30,12 @@ const char* Words(FileError error) {
   return "cannot be read";
 }
 
-// Filters look for files beside the one they play, so its whole path is what they are told.
-WideString FullName(const std::string& path) {
+// Filters look for files beside the one they play, so its whole path is what they are told; and the system looks for a
+// library without a folder where its own are, but on a command line it is one in the current folder.
+std::string FullName(const std::string& path) {
   std::error_code error;
   const std::filesystem::path full = std::filesystem::absolute(platform::ToPath(path), error);
-  return Utf8ToWide(error ? path : platform::FromPath(full));
+  return error ? path : platform::FromPath(full);
 }
 
 }  // namespace
@@ -56,8 +57,8 @@ int Session::Open() {
     return kExitUsage;
   }
   std::string error;
-  component_ =
-      options_.component.empty() ? Component::LoadBesideProgram(error) : Component::Load(options_.component, error);
+  component_ = options_.component.empty() ? Component::LoadBesideProgram(error)
+                                          : Component::Load(FullName(options_.component), error);
   if (!component_) {
     Say("cannot load the component: " + error);
     return kExitUsage;
@@ -68,7 +69,7 @@ int Session::Open() {
     return kExitUsage;
   }
   shape_ = ProbeFile(*bytes);
-  connect_result_ = graph_.ConnectInput(bytes, FullName(options_.file));
+  connect_result_ = graph_.ConnectInput(bytes, Utf8ToWide(FullName(options_.file)));
   if (FAILED(connect_result_)) {
     const std::string why = WhyRefused(shape_);
     return Failed(why.empty() ? "the filter refuses the file" : why, connect_result_);

@@ -25,7 +25,7 @@ class FakeRegistration final : public platform::RegistrationSystem {
   // Every call whose line begins so fails.
   void Fail(std::string beginning, HRESULT result) { failures_.emplace_back(std::move(beginning), result); }
 
-  // Every call whose line begins so runs out of memory.
+  // Every call whose line begins so runs out of memory; "words": asking for the words of a result, which is no line.
   std::string throwing;
 
   // Writes a line down and gives the result that was asked for, S_OK otherwise.
@@ -61,6 +61,7 @@ class FakeRegistration final : public platform::RegistrationSystem {
     return Note("unregister library " + GuidText(library) + " " + std::to_string(major) + "." + std::to_string(minor));
   }
   std::string ErrorText(HRESULT result) override {
+    if (throwing == "words") throw std::bad_alloc();
     char text[32];
     std::snprintf(text, sizeof text, "words for %08X", static_cast<unsigned>(result));
     return text;

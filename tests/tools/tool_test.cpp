@@ -289,6 +289,18 @@ TEST_F(Tool, APartBehindTheEndIsSaidSo) {
   ExpectOneMessage(outcome, "warning: cannot seek to 1:00:00.000; playing from 0:00:02");
 }
 
+TEST_F(Tool, TakesAComponentFromTheCurrentFolderByItsNameAlone) {
+  const std::filesystem::path toy(VANTOR_TOY_COMPONENT);
+  const std::string stream = WriteToy('n', 2, 3);
+  const std::filesystem::path before = std::filesystem::current_path();
+  std::filesystem::current_path(toy.parent_path());
+  const Outcome outcome = Run("--component " + toy.filename().string() + " samples " + stream);
+  std::filesystem::current_path(before);
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.messages, "");
+  EXPECT_EQ(outcome.Lines("pin").size(), 2u);
+}
+
 TEST_F(Tool, AFilterThatDoesNotSeekIsSaidSo) {
   const Outcome outcome = RunToy("play --to 1", 'n', 1, 1);
   EXPECT_EQ(outcome.status, 1);

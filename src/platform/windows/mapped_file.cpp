@@ -35,8 +35,9 @@ FileError ErrorOf(DWORD code) noexcept {
 
 HANDLE AsHandle(std::intptr_t handle) noexcept { return reinterpret_cast<HANDLE>(handle); }
 
-// Reads from a mapping of a network or removable drive fail with an exception when the drive goes away; only a local
-// disk's mapping is read in place. The system itself refuses to shorten a file that is mapped.
+// Reads from a mapping fail with an exception when its drive goes away; only what the system calls a fixed drive is
+// read in place. That leaves out network drives, and sticks and cards; a hard disk on a USB cable is a fixed drive too,
+// and is not told from one inside the machine. The system itself refuses to shorten a file that is mapped.
 bool OnLocalDisk(HANDLE file) noexcept {
   wchar_t path[MAX_PATH] = {};
   const DWORD length = GetFinalPathNameByHandleW(file, path, MAX_PATH, FILE_NAME_NORMALIZED | VOLUME_NAME_DOS);
