@@ -29,7 +29,8 @@ class RegistrationSystem {
   virtual HRESULT WriteClassesValue(const std::string& key, const std::string& name, const std::string& text) = 0;
   // Deletes every value of a key and leaves the keys below it. A missing key has none.
   virtual HRESULT ClearClassesKey(const std::string& key) = 0;
-  // Deletes one key below another, and nothing below it: a key with subkeys stays. True when it was deleted.
+  // Deletes one key below another, and nothing below it: a key with subkeys stays. True when it was deleted;
+  // an empty name is no key below another.
   virtual bool DeleteClassesKey(const std::string& parent, const std::string& name) = 0;
   // Deletes a key and everything below it. A missing key gives HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND).
   virtual HRESULT DeleteClassesTree(const std::string& key) = 0;

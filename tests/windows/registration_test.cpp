@@ -10,6 +10,7 @@
 #include "filter/ids.h"
 #include "filter/registration.h"
 #include "platform/registration.h"
+#include "support/temporary_folder.h"
 #include "windows/registry_snapshot.h"
 #include "windows/regsvr32.h"
 
@@ -246,8 +247,9 @@ TEST_F(WindowsRegistration, TheSystemsProgramRegistersAndUnregistersTheComponent
 
 TEST_F(WindowsRegistration, TheSystemsProgramFailsForAComponentWithoutATypeLibrary) {
   const std::filesystem::path original(Utf8ToWide(Path()));
-  const std::filesystem::path bare = std::filesystem::temp_directory_path() / L"vantormkv_bare.ax";
-  std::filesystem::copy_file(original, bare, std::filesystem::copy_options::overwrite_existing);
+  const TemporaryFolder folder;
+  const std::filesystem::path bare = folder / L"vantormkv_bare.ax";
+  std::filesystem::copy_file(original, bare);
   const HANDLE update = BeginUpdateResourceW(bare.c_str(), TRUE);
   ASSERT_NE(update, nullptr);
   ASSERT_TRUE(EndUpdateResourceW(update, FALSE));
@@ -257,7 +259,6 @@ TEST_F(WindowsRegistration, TheSystemsProgramFailsForAComponentWithoutATypeLibra
   EXPECT_EQ(run.message, WindowsCanBeMade() ? "Failed  to register type library: " + reason : "");
   EXPECT_THAT(ClassAndLibrary(), IsEmpty());
   EXPECT_TRUE(KeyExists(kFirstBytesKey));
-  EXPECT_TRUE(std::filesystem::remove(bare));
 }
 
 TEST_F(WindowsRegistration, TheFilterIsFoundByTheMapperForBothSubtypes) {

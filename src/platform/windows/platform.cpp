@@ -29,15 +29,19 @@ WideString ModuleWidePath() {
   }
 }
 
+struct LocalDeleter {
+  void operator()(WCHAR* text) const { LocalFree(text); }
+};
+
 }  // namespace
 
 std::string SystemMessage(DWORD code) {
-  LPWSTR text = nullptr;
+  LPWSTR allocated = nullptr;
   const DWORD length =
       FormatMessageW(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
-                     nullptr, code, 0, reinterpret_cast<LPWSTR>(&text), 0, nullptr);
-  WideString message(text ? text : L"", length);
-  LocalFree(text);
+                     nullptr, code, 0, reinterpret_cast<LPWSTR>(&allocated), 0, nullptr);
+  const std::unique_ptr<WCHAR, LocalDeleter> text(allocated);
+  WideString message(text ? text.get() : L"", length);
   while (!message.empty() && (message.back() == L'\n' || message.back() == L'\r')) message.pop_back();
   if (!message.empty()) return WideToUtf8(message);
   char number[sizeof "error 0x12345678"];

@@ -22,6 +22,23 @@ class LoadedTypeLibrary final : public TypeLibrary {
   const ComPtr<ITypeLib> library_;
 };
 
+// Closes the key, whatever happens while it is used.
+class OpenedKey {
+ public:
+  OpenedKey() = default;
+  ~OpenedKey() {
+    if (key_) RegCloseKey(key_);
+  }
+  OpenedKey(const OpenedKey&) = delete;
+  OpenedKey& operator=(const OpenedKey&) = delete;
+
+  HKEY Get() const { return key_; }
+  HKEY* Out() { return &key_; }
+
+ private:
+  HKEY key_ = nullptr;
+};
+
 LSTATUS DeleteValues(HKEY key) {
   WideString name(kLongestValueName + 1, 0);
   for (;;) {
@@ -39,38 +56,37 @@ class WindowsRegistration final : public RegistrationSystem {
 
   HRESULT WriteClassesValue(const std::string& key, const std::string& name, const std::string& text) override {
     const WideString data = Utf8ToWide(text);
-    HKEY opened = nullptr;
+    OpenedKey opened;
     LSTATUS status = RegCreateKeyExW(HKEY_CLASSES_ROOT, Utf8ToWide(key).c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE,
-                                     KEY_SET_VALUE, nullptr, &opened, nullptr);
+                                     KEY_SET_VALUE, nullptr, opened.Out(), nullptr);
     if (status != ERROR_SUCCESS) return HRESULT_FROM_WIN32(status);
-    status = RegSetValueExW(opened, name.empty() ? nullptr : Utf8ToWide(name).c_str(), 0, REG_SZ,
+    status = RegSetValueExW(opened.Get(), name.empty() ? nullptr : Utf8ToWide(name).c_str(), 0, REG_SZ,
                             reinterpret_cast<const BYTE*>(data.c_str()),
                             static_cast<DWORD>((data.size() + 1) * sizeof(WCHAR)));
-    RegCloseKey(opened);
     return HRESULT_FROM_WIN32(status);
   }
 
   HRESULT ClearClassesKey(const std::string& key) override {
-    HKEY opened = nullptr;
+    OpenedKey opened;
     LSTATUS status =
-        RegOpenKeyExW(HKEY_CLASSES_ROOT, Utf8ToWide(key).c_str(), 0, KEY_QUERY_VALUE | KEY_SET_VALUE, &opened);
+        RegOpenKeyExW(HKEY_CLASSES_ROOT, Utf8ToWide(key).c_str(), 0, KEY_QUERY_VALUE | KEY_SET_VALUE, opened.Out());
     if (status == ERROR_FILE_NOT_FOUND) return S_OK;
     if (status != ERROR_SUCCESS) return HRESULT_FROM_WIN32(status);
-    status = DeleteValues(opened);
-    RegCloseKey(opened);
+    status = DeleteValues(opened.Get());
     return HRESULT_FROM_WIN32(status);
   }
 
   bool DeleteClassesKey(const std::string& parent, const std::string& name) override {
-    HKEY opened = nullptr;
-    if (RegOpenKeyExA(HKEY_CLASSES_ROOT, parent.c_str(), 0, KEY_ALL_ACCESS, &opened) != ERROR_SUCCESS) return false;
-    const bool deleted = !name.empty() && RegDeleteKeyA(opened, name.c_str()) == ERROR_SUCCESS;
-    RegCloseKey(opened);
-    return deleted;
+    OpenedKey opened;
+    if (RegOpenKeyExA(HKEY_CLASSES_ROOT, parent.c_str(), 0, KEY_ALL_ACCESS, opened.Out()) != ERROR_SUCCESS)
+      return false;
+    return !name.empty() && RegDeleteKeyA(opened.Get(), name.c_str()) == ERROR_SUCCESS;
   }
 
   HRESULT DeleteClassesTree(const std::string& key) override {
-    return HRESULT_FROM_WIN32(RegDeleteTreeW(HKEY_CLASSES_ROOT, Utf8ToWide(key).c_str()));
+    // HRESULT_FROM_WIN32 may be a macro that evaluates its argument more than once.
+    const LSTATUS status = RegDeleteTreeW(HKEY_CLASSES_ROOT, Utf8ToWide(key).c_str());
+    return HRESULT_FROM_WIN32(status);
   }
 
   HRESULT OpenFilterMapper(ComPtr<IFilterMapper2>& mapper) override {
