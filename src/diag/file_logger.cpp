@@ -30,10 +30,10 @@ std::atomic_ref<std::uint32_t> Word(platform::SharedWords& words, std::size_t in
   return std::atomic_ref<std::uint32_t>(words[index]);
 }
 
-std::shared_ptr<platform::SharedWords> WordsOf(const WideString& path, std::uint32_t processId) {
+std::shared_ptr<platform::SharedWords> WordsOf(const WideString& path, TraceSystem& system) {
   CBuffer name;
-  FileLogger::FormatName(name, processId, path);
-  auto words = name.Length() > 0 ? platform::OpenSharedWords(reinterpret_cast<const char*>(name.Data())) : nullptr;
+  FileLogger::FormatName(name, system.ProcessId(), path);
+  auto words = name.Length() > 0 ? system.OpenWords(reinterpret_cast<const char*>(name.Data())) : nullptr;
   return words != nullptr ? words : std::make_shared<platform::SharedWords>();
 }
 
@@ -105,7 +105,7 @@ void FileLogger::FormatName(CBuffer& name, std::uint32_t processId, const WideSt
 FileLogger::FileLogger(const WideString& path, TraceSystem& system)
     : path_(path),
       system_(system),
-      words_(UseWords(WordsOf(path, system.ProcessId()))),
+      words_(UseWords(WordsOf(path, system))),
       timer_(system.StartTimer(kFlushPeriod, [this] { Flush(); })) {}
 
 FileLogger::~FileLogger() {

@@ -29,6 +29,10 @@ std::unique_ptr<platform::AppendFile> TraceSystem::OpenFile(const WideString& pa
   return platform::AppendFile::Open(path, error);
 }
 
+std::shared_ptr<platform::SharedWords> TraceSystem::OpenWords(const char* name) {
+  return platform::OpenSharedWords(name);
+}
+
 TraceSystem::Timer TraceSystem::StartTimer(unsigned milliseconds, std::function<void()> callback) {
   return platform::PeriodicTimer::Start(milliseconds, std::move(callback));
 }

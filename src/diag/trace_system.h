@@ -9,6 +9,7 @@
 #include "platform/append_file.h"
 #include "platform/periodic_timer.h"
 #include "platform/process.h"
+#include "platform/shared_words.h"
 
 namespace vantor {
 
@@ -28,6 +29,7 @@ class TraceSystem {
   virtual int HandleCount();
   virtual void DebuggerOutput(const char* line);
   virtual std::unique_ptr<platform::AppendFile> OpenFile(const WideString& path, platform::AppendError& error);
+  virtual std::shared_ptr<platform::SharedWords> OpenWords(const char* name);
   virtual Timer StartTimer(unsigned milliseconds, std::function<void()> callback);
 
   // How long anything is waited for, and the time between two attempts to take a lock; in milliseconds.

@@ -20,6 +20,7 @@ class FakeTraceSystem final : public TraceSystem {
   std::uint32_t thread = 0xABC;
   std::uint32_t process = 0x1234;
   bool hasTimer = true;
+  bool hasWords = true;
   std::deque<platform::AppendError> openFailures;
   std::function<void()> onSleep;
   std::function<void()> onLocalTime;
@@ -69,6 +70,10 @@ class FakeTraceSystem final : public TraceSystem {
     error = openFailures.front();
     openFailures.pop_front();
     return nullptr;
+  }
+  std::shared_ptr<platform::SharedWords> OpenWords(const char* name) override {
+    ++calls;
+    return hasWords ? TraceSystem::OpenWords(name) : nullptr;
   }
   Timer StartTimer(unsigned milliseconds, std::function<void()> callback) override {
     ++calls;

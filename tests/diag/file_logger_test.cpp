@@ -199,6 +199,17 @@ TEST_F(FileLoggerTest, LoggerThatCannotBeMadeIsNotCounted) {
   EXPECT_EQ((*words)[0], 0u);
 }
 
+TEST_F(FileLoggerTest, WhereNoWordsAreSharedALoggerHasItsOwn) {
+  const auto words = Words();
+  (*words)[kLock] = 1;
+  system_.hasWords = false;
+  Write("one");
+  Write(" two");
+  EXPECT_EQ(Content(), MARK "one two");
+  EXPECT_THAT(system_.slept, IsEmpty());
+  EXPECT_EQ(*words, (platform::SharedWords{0, 0, 0, 1}));
+}
+
 TEST_F(FileLoggerTest, LockLeavesTheWordsThatCountAlone) {
   const auto words = Words();
   FileLogger logger(path_, system_);
