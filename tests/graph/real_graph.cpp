@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <fstream>
 
 #include "baseclasses/media_type.h"
 #include "host/file_source_filter.h"
@@ -25,15 +24,6 @@ class ComRuntime final : public testing::Environment {
 [[maybe_unused]] const testing::Environment* const kComRuntime =
     testing::AddGlobalTestEnvironment(new ComRuntime);  // NOLINT(cppcoreguidelines-owning-memory): taken over
 
-std::filesystem::path NewFolder() {
-  static int made = 0;
-  std::filesystem::path folder =
-      std::filesystem::temp_directory_path() /
-      ("vantor-graph-" + std::to_string(GetCurrentProcessId()) + "-" + std::to_string(++made));
-  std::filesystem::create_directories(folder);
-  return folder;
-}
-
 template <typename Interface>
 ComPtr<Interface> Ask(IUnknown* object, const IID& id) {
   ComPtr<Interface> found;
@@ -44,20 +34,14 @@ ComPtr<Interface> Ask(IUnknown* object, const IID& id) {
 }  // namespace
 
 MediaCopy::MediaCopy(const std::string& media_name, const std::string& name)
-    : path_(NewFolder() / (name.empty() ? media_name : name)) {
+    : path_(folder_ / (name.empty() ? media_name : name)) {
   std::filesystem::copy_file(MediaPath(media_name), path_);
 }
 
-MediaCopy::MediaCopy(const Raw& bytes, const std::string& name) : path_(NewFolder() / name) {
-  std::ofstream(path_, std::ios::binary)
-      .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-}
+MediaCopy::MediaCopy(const Raw& bytes, const std::string& name)
+    : path_(folder_.Write(name, {reinterpret_cast<const char*>(bytes.data()), bytes.size()})) {}
 
-MediaCopy::~MediaCopy() {
-  EXPECT_TRUE(DeleteFileW(path_.c_str())) << "somebody still has " << path_ << " open";
-  std::error_code ignored;
-  std::filesystem::remove_all(path_.parent_path(), ignored);
-}
+MediaCopy::~MediaCopy() { EXPECT_TRUE(DeleteFileW(path_.c_str())) << "somebody still has " << path_ << " open"; }
 
 RealGraph::RealGraph() {
   EXPECT_EQ(CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, IID_IGraphBuilder, graph_.Void()), S_OK);

@@ -21,6 +21,7 @@
 #include "platform/com_ptr.h"
 #include "platform/text.h"
 #include "support/mkv_builder.h"
+#include "support/temporary_folder.h"
 
 namespace vantor::test {
 
@@ -35,10 +36,11 @@ class MediaCopy {
   MediaCopy& operator=(const MediaCopy&) = delete;
 
   const WCHAR* Path() const { return path_.c_str(); }
-  std::filesystem::path Beside(const std::string& name) const { return path_.parent_path() / name; }
+  std::filesystem::path Beside(const std::string& name) const { return folder_ / name; }
 
  private:
-  std::filesystem::path path_;
+  const TemporaryFolder folder_;
+  const std::filesystem::path path_;
 };
 
 class RealGraph {

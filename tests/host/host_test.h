@@ -5,7 +5,6 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
@@ -24,11 +23,8 @@ class HostTest : public testing::Test {
 // A file in a folder of its own, removed at the end.
 class TemporaryFile {
  public:
-  explicit TemporaryFile(const std::vector<unsigned char>& bytes) {
-    path_ = folder_ / "bytes.bin";
-    std::ofstream file(path_, std::ios::binary | std::ios::trunc);
-    file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-  }
+  explicit TemporaryFile(const std::vector<unsigned char>& bytes)
+      : path_(folder_.Write("bytes.bin", {reinterpret_cast<const char*>(bytes.data()), bytes.size()})) {}
   ~TemporaryFile() {
     std::error_code error;
     std::filesystem::remove(path_, error);
@@ -42,7 +38,7 @@ class TemporaryFile {
 
  private:
   const TemporaryFolder folder_;
-  std::filesystem::path path_;
+  const std::filesystem::path path_;
 };
 
 // Bytes none of which is zero, different at every position of a wide range.

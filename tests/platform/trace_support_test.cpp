@@ -16,6 +16,7 @@
 #include "platform/periodic_timer.h"
 #include "platform/process.h"
 #include "platform/shared_words.h"
+#include "support/temporary_folder.h"
 
 namespace vantor::platform {
 namespace {
@@ -48,13 +49,6 @@ TEST(Process, HandlesAreCounted) { EXPECT_GE(OpenHandleCount(), 0); }
 
 class AppendFileTest : public testing::Test {
  protected:
-  void SetUp() override {
-    const std::string test = testing::UnitTest::GetInstance()->current_test_info()->name();
-    folder_ = std::filesystem::temp_directory_path() / ("vantor_append_" + std::to_string(CurrentProcessId()) + test);
-    std::filesystem::create_directory(folder_);
-  }
-  void TearDown() override { std::filesystem::remove_all(folder_); }
-
   std::unique_ptr<AppendFile> Open(const char* name) {
     return AppendFile::Open(Utf8ToWide((folder_ / name).string()), error_);
   }
@@ -63,7 +57,7 @@ class AppendFileTest : public testing::Test {
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
   }
 
-  std::filesystem::path folder_;
+  const test::TemporaryFolder folder_;
   AppendError error_ = AppendError::kOther;
 };
 
@@ -75,7 +69,7 @@ TEST_F(AppendFileTest, MissingFileIsMade) {
 }
 
 TEST_F(AppendFileTest, BytesGoToTheEndAsTheyAre) {
-  std::ofstream(folder_ / "old", std::ios::binary) << "old";
+  folder_.Write("old", "old");
   {
     const auto file = Open("old");
     ASSERT_NE(file, nullptr);

@@ -1,5 +1,5 @@
-// A folder for the files of one test, named after it and the process, so that no two tests meet there whoever runs
-// them. Removed with all that is in it.
+// A folder for files of one test, named after it, the process and its number there, so that no two meet whoever runs
+// the tests. Removed with all that is in it.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -18,9 +18,10 @@ namespace vantor::test {
 class TemporaryFolder {
  public:
   TemporaryFolder() {
+    static int made = 0;
     const auto* test = testing::UnitTest::GetInstance()->current_test_info();
-    std::string name =
-        "vantor_" + std::to_string(platform::CurrentProcessId()) + "_" + test->test_suite_name() + "_" + test->name();
+    std::string name = "vantor_" + std::to_string(platform::CurrentProcessId()) + "_" + std::to_string(++made) + "_" +
+                       test->test_suite_name() + "_" + test->name();
     std::replace(name.begin(), name.end(), '/', '_');
     path_ = std::filesystem::temp_directory_path() / name;
     std::filesystem::remove_all(path_);
