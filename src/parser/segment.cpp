@@ -2,6 +2,8 @@
 
 #include <optional>
 
+#include "platform/wrapping.h"
+
 namespace vantor {
 
 namespace {
@@ -18,7 +20,7 @@ std::optional<std::uint64_t> FirstTrackOfType(const MkvSegment& segment, std::ui
 }  // namespace
 
 std::int64_t MkvSegment::TicksToTime(std::int64_t ticks) const {
-  return static_cast<std::int64_t>(static_cast<std::uint64_t>(ticks) * info.TimecodeScale.value) / 100;
+  return WrappingMultiply(ticks, static_cast<std::int64_t>(info.TimecodeScale.value)) / 100;
 }
 
 std::uint64_t MkvSegment::SeekTarget(const MkvSeekEntry& entry) const {
