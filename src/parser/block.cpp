@@ -21,10 +21,6 @@ void ReadFrame(CMkvFile& file, std::uint64_t size, FrameList& frames) {
   if (file.Read(frame.data(), there) != S_OK) frame.resize(static_cast<std::size_t>(file.position - before));
 }
 
-bool IsBlock(const MkvElement& element) {
-  return element.id.value == ids::kBlockGroup || element.id.value == ids::kSimpleBlock;
-}
-
 }  // namespace
 
 void MkvBlock::Reset() {

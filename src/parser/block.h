@@ -10,6 +10,7 @@
 
 #include "parser/ebml_value.h"
 #include "parser/element.h"
+#include "parser/element_ids.h"
 #include "parser/frame_bytes.h"
 
 namespace vantor {
@@ -61,6 +62,10 @@ struct MkvBlock {
   HRESULT WalkGroup(const MkvElement& group, const ReadBlock& readBlock);
 };
 
+// Whether the element, a child of a Cluster, is a BlockGroup or a SimpleBlock.
+inline bool IsBlock(const MkvElement& element) {
+  return element.id.value == ids::kBlockGroup || element.id.value == ids::kSimpleBlock;
+}
 // The Cluster's first BlockGroup or SimpleBlock; empty when it has none.
 MkvElement FirstBlock(const MkvElement& cluster);
 // Moves on to the next one; false at the end of the Cluster.

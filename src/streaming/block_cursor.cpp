@@ -25,10 +25,6 @@ std::int64_t WrappingAdd(std::int64_t left, std::int64_t right) {
   return static_cast<std::int64_t>(static_cast<std::uint64_t>(left) + static_cast<std::uint64_t>(right));
 }
 
-bool IsBlock(const MkvElement& element) {
-  return element.id.value == ids::kSimpleBlock || element.id.value == ids::kBlockGroup;
-}
-
 void MarkNonKeyFrame(MkvBlock& block) {
   if ((block.flags.value & kKeyFrameFlag) != 0) return;
   block.ReferenceBlock.value = 0;
