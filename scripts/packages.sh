@@ -1,3 +1,4 @@
+# shellcheck shell=bash disable=SC2034  # the lists are read where this is sourced
 # Debian packages for ./test, ./demo and ./package. Sourced, not run.
 #
 #   need_packages NAME...    installs those that are missing; false when that is impossible
