@@ -87,7 +87,8 @@ def package_boxing(out):
 
 def environment():
     wanted = {key: value for key, value in os.environ.items() if key != "DISPLAY"}
-    return wanted | {"WINEPREFIX": str(WORK / "wine"), "WINEDEBUG": "-all", "WINEDLLOVERRIDES": "mscoree,mshtml="}
+    return wanted | {"WINEPREFIX": str(WORK / "wine"), "WINEDEBUG": "-all",
+                     "WINEDLLOVERRIDES": "mscoree,mshtml=;winegstreamer=d"}
 
 
 def wine(*words, **options):
