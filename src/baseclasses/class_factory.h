@@ -2,8 +2,11 @@
 //
 // A server defines the table and forwards its exported functions:
 //
-//   CFactoryTemplate g_Templates[] = {{OLESTR("My Filter"), &CLSID_MyFilter, CMyFilter::CreateInstance, nullptr,
-//   nullptr}}; int g_cTemplates = 1; STDAPI DllGetClassObject(REFCLSID rclsid, REFIID riid, void** ppv) {
+//   CFactoryTemplate g_Templates[] = {
+//       {OLESTR("My Filter"), &CLSID_MyFilter, CMyFilter::CreateInstance, nullptr, nullptr},
+//   };
+//   int g_cTemplates = 1;
+//   STDAPI DllGetClassObject(REFCLSID rclsid, REFIID riid, void** ppv) {
 //     return CClassFactory::GetClassObject(g_Templates, g_cTemplates, rclsid, riid, ppv);
 //   }
 //   STDAPI DllCanUnloadNow() { return CClassFactory::CanUnloadNow(); }

@@ -1,8 +1,11 @@
 // IDispatch for a filter's automation interface, described by the server's type library.
 //
 //   class CMyFilter : public CBaseFilter, public CFilterDispatchImpl<IMyFilter> {
-//     CMyFilter(...) : ..., CFilterDispatchImpl<IMyFilter>(LIBID_My, 1, 0, IID_IMyFilter) {}
+//    public:
 //     DECLARE_IUNKNOWN
+//     CMyFilter(LPUNKNOWN outer, CCritSec* lock)
+//         : CBaseFilter(OLESTR("My Filter"), outer, lock, CLSID_MyFilter),
+//           CFilterDispatchImpl<IMyFilter>(LIBID_My, 1, 0, IID_IMyFilter) {}
 //   };
 #pragma once
 

@@ -1,11 +1,11 @@
 // A worker thread with a channel of requests: the owner calls CallWorker, which waits for the worker's Reply.
 //
-//   owner                          worker, in ThreadProc
-//   Create()
-//   CallWorker(CMD_RUN)  ------->  GetRequest() == CMD_RUN
-//                        <-------  Reply(S_OK)
-//   CallWorker(CMD_EXIT) ------->  CheckRequest(nullptr) in its loop, GetRequest(), Reply(S_OK), return 0
-//   Close()                        waits for the thread's end
+//     owner                          worker, in ThreadProc
+//     Create()
+//     CallWorker(CMD_RUN)  ------->  GetRequest() == CMD_RUN
+//                          <-------  Reply(S_OK)
+//     CallWorker(CMD_EXIT) ------->  CheckRequest(nullptr) in its loop, GetRequest(), Reply(S_OK), return 0
+//     Close()                        waits for the thread's end
 #pragma once
 
 #include <memory>

@@ -2,7 +2,7 @@
 //
 //   watch.Begin(3);                        // three streams, none of them ended
 //   watch.Report(0, true); ...             // from any thread, as they end or start again
-//   watch.Wait(std::nullopt, false) == WaitResult::kEnded
+//   if (watch.Wait(std::nullopt, false) == WaitResult::kEnded) ...
 #pragma once
 
 #include <chrono>

@@ -1,7 +1,11 @@
 // SampleListener: what a sink hands on of everything that reaches it.
 //
 //   class Counter : public SampleListener {
-//     HRESULT OnSample(IMediaSample* sample) override { bytes += sample->GetActualDataLength(); return S_OK; }
+//     HRESULT OnSample(IMediaSample* sample) noexcept override {
+//       bytes += sample->GetActualDataLength();
+//       return S_OK;
+//     }
+//     std::int64_t bytes = 0;
 //   };
 //
 // Called on the thread that delivers, for one sink never from two threads at once but for OnBeginFlush, which may come

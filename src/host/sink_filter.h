@@ -4,7 +4,7 @@
 //   output_pin->Connect(sink->InputPin(), &type);
 //   sink->Gate().Answer(E_FAIL, 100);                  // fail the hundred-and-first sample
 //   ... run ...
-//   sink->Counts().samples
+//   if (sink->Counts().samples > 100) ...
 //
 // Samples are never timed: they are taken as fast as they come, also while paused.
 #pragma once

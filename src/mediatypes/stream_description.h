@@ -1,8 +1,8 @@
 // The stream description file: a profile (INI) file beside the media file, named like it with the extension ".conf",
 // that carries AVC configurations which the media file lacks. Read only.
 //
-//   [Stream.Main]                      "Stream." and the track's Name
-//   CodecData=AAAAL2F2Y0MBZAAo/+E...   what BuildAvcConfig takes, in base64
+//     [Stream.Main]                      "Stream." and the track's Name
+//     CodecData=AAAAL2F2Y0MBZAAo/+E...   what BuildAvcConfig takes, in base64
 #pragma once
 
 #include "mediatypes/avc_config.h"

@@ -2,7 +2,7 @@
 // consumed; `present` tells whether a value was read (or a default was set by the owner).
 //
 //   CMkvUInt duration;
-//   if (SUCCEEDED(duration.Read(element))) use(duration.value);
+//   if (SUCCEEDED(duration.Read(element))) Use(duration.value);
 #pragma once
 
 #include <cstdint>

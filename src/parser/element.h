@@ -1,7 +1,7 @@
 // Element headers and walking: MkvElement is an element's header and a cursor that moves from sibling to sibling.
 //
 //   MkvElement root = MkvElement::WholeFile(file);
-//   for (auto child = root.FirstChild(); child; child.MoveNext()) if (child.id.value == ids::Segment) ...
+//   for (auto child = root.FirstChild(); child; child.MoveNext()) if (child.id.value == ids::kSegment) ...
 //
 // An element refers to its parent and to the byte source; both must outlive it and stay where they are.
 #pragma once

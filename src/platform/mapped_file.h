@@ -4,7 +4,7 @@
 //   ReadableFile file;
 //   if (FileError error = file.Open("movie.mkv"); error != FileError::kNone) return Describe(error);
 //   MappedBytes bytes;
-//   if (bytes.Map(file)) { ok = bytes.Copy(position, buffer, size); }
+//   if (bytes.Map(file) && bytes.Copy(position, buffer, size)) ...
 //
 // All members but Open, Map and destruction may be called from several threads at once.
 #pragma once

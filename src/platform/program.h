@@ -4,6 +4,8 @@
 //   int main(int argc, char** argv) {
 //     const platform::StandardStreams streams;
 //     const std::vector<std::string> arguments = platform::Arguments(argc, argv);
+//     return Run(arguments);
+//   }
 #pragma once
 
 #include <string>

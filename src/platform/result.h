@@ -1,7 +1,7 @@
 // Result codes and exceptions: inside the component a failure that has no return path travels as ResultError; at every
 // boundary (COM methods, thread procedures, exported functions) Guarded turns it back into its code.
 //
-//   HRESULT CFoo::Bar() { return Guarded([&] { ...; return S_OK; }); }
+//   HRESULT Open() { return Guarded([&] { ...; return S_OK; }); }
 #pragma once
 
 #include <exception>

@@ -1,7 +1,7 @@
 // A pin's place in the file: walks the clusters through a byte source of its own, keeps the blocks of one track, and
 // repositions by the cues.
 //
-//   BlockCursor cursor(root, track);
+//   BlockCursor cursor(root, FindFirstCluster(root), track);
 //   while (cursor.FillQueue([] { return false; }) > 0) { cursor.TakeBlock(block); ...; cursor.Recycle(block); }
 //
 // Not locked: used by the pin's worker while it streams, and by the seeking code while that worker is stopped.

@@ -1,7 +1,10 @@
 // The command line: what is asked for, or what to say instead.
 //
 //   ParseResult parsed = ParseCommandLine(argc, argv);
-//   if (!parsed.options) { print parsed.message, return parsed.exit_status; }
+//   if (!parsed.options) {
+//     Print(parsed.message);
+//     return parsed.exit_status;
+//   }
 #pragma once
 
 #include <cstdint>

@@ -1,7 +1,7 @@
 // Text for JSON output: always valid, whatever the names and bytes were.
 //
-//   AppendJsonString(out, name);     // "AVC video 1", quotes included
-//   AppendHex(out, block);           // 0a1b2c
+//   AppendJsonString(buffer, name);                      // "AVC video 1", quotes included
+//   AppendHex(buffer, block.data(), block.size());       // 0a1b2c
 #pragma once
 
 #include <fmt/format.h>

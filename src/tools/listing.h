@@ -1,7 +1,7 @@
 // The lines of the sample listing: one JSON object a line, for each thing the filter showed or delivered.
 //
 //   Buffer out;
-//   AppendFilterLine(out, {WideToUtf8(name), hr, 3, duration, stop, frame_duration});
+//   AppendFilterLine(out, Summarize(graph, hr));
 //   AppendPinLine(out, pin);
 //   AppendRecordLine(out, pin.number, record);
 #pragma once

@@ -1,9 +1,9 @@
 // Media types in words: what a stream is, told from the media type alone.
 //
 //   StreamWords words = DescribeMediaType(pin.types[0]);
-//   words.kind      "video"
-//   words.codec     "AVC (H.264)"
-//   words.Details() "1920x1080, 23.976 fps"
+//   words.kind;       // "video"
+//   words.codec;      // "AVC (H.264)"
+//   words.Details();  // "1920x1080, 23.976 fps"
 #pragma once
 
 #include <cstdint>

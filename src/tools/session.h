@@ -2,7 +2,7 @@
 //
 //   Session session(options, stderr);
 //   if (int status = session.Open(); status != kExitDone) return status;
-//   session.graph().ConnectSinks(...)
+//   session.graph().ConnectSinks([](GraphPin&) { return std::make_shared<SampleLog>(); });
 #pragma once
 
 #include <cstdio>

@@ -1,7 +1,7 @@
 // The demultiplexer between a fake source and fake sinks, for the tests of streaming and of the filter.
 //
 //   class DeliveryTest : public DemuxTest {};
-//   TEST_F(DeliveryTest, ...) {
+//   TEST_F(DeliveryTest, ASampleABlock) {
 //     Demux demux(MediaFile(10000, {AudioTrack(1)}, {{0, {SimpleBlock(1, 0, kKey, {1, 2})}}}));
 //     ASSERT_EQ(demux.Connect(), S_OK);
 //     FakeSink& sink = demux.AddSink(1);

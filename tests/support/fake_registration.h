@@ -3,7 +3,7 @@
 //   FakeRegistration system;
 //   system.Fail("load", E_ACCESSDENIED);
 //   EXPECT_EQ(RegisterServer(system, classes), E_ACCESSDENIED);
-//   EXPECT_THAT(system.calls, ElementsAre("write ...", ...));
+//   EXPECT_TRUE(system.calls.back().starts_with("load "));
 #pragma once
 
 #include <cstdio>

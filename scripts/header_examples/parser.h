@@ -1,0 +1,11 @@
+// What the examples in the headers of src/parser take as given.
+#pragma once
+#include "parser/cues.h"
+#include "parser/element_ids.h"
+
+extern IAsyncReader* reader;
+extern CMkvFile& file;
+extern const MkvElement element, cluster, point;
+extern MkvCuePoint& record;
+void ReadTrackPosition(const MkvElement& child, MkvCuePoint& record);
+void Use(std::uint64_t value);

@@ -1,0 +1,18 @@
+// What the examples in the headers of src/tools take as given.
+#pragma once
+#include "tools/command_line.h"
+#include "tools/sample_log.h"
+
+extern int argc;
+extern char** argv;
+void Print(const std::string& text);
+extern ByteStore* store;
+extern const Options& options;
+extern Graph& graph;
+extern GraphPin& pin;
+extern HRESULT hr;
+extern LogRecord& record;
+extern fmt::memory_buffer& buffer;
+extern std::string name, out;
+extern Bytes block;
+extern std::int64_t position, duration;
