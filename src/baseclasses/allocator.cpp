@@ -6,6 +6,8 @@
 #include "platform/platform.h"
 #include "platform/result.h"
 
+using vantor::LockScope;
+
 namespace {
 
 bool IsPowerOfTwo(std::size_t value) { return value != 0 && (value & (value - 1)) == 0; }
@@ -28,7 +30,7 @@ STDMETHODIMP CBaseAllocator::NonDelegatingQueryInterface(REFIID riid, void** ppv
 STDMETHODIMP CBaseAllocator::SetProperties(ALLOCATOR_PROPERTIES* pRequest, ALLOCATOR_PROPERTIES* pActual) {
   if (!pRequest || !pActual) return E_POINTER;
   *pActual = {};
-  const std::lock_guard<std::mutex> lock(m_Mutex);
+  const LockScope hold(m_Lock);
   if (m_bCommitted) return VFW_E_ALREADY_COMMITTED;
   if (m_lInUse > 0) return VFW_E_BUFFERS_OUTSTANDING;
   if (pRequest->cbAlign <= 0) return VFW_E_BADALIGN;
@@ -42,17 +44,20 @@ STDMETHODIMP CBaseAllocator::SetProperties(ALLOCATOR_PROPERTIES* pRequest, ALLOC
 
 STDMETHODIMP CBaseAllocator::GetProperties(ALLOCATOR_PROPERTIES* pProps) {
   if (!pProps) return E_POINTER;
-  const std::lock_guard<std::mutex> lock(m_Mutex);
+  const LockScope hold(m_Lock);
   *pProps = m_Properties;
   return S_OK;
 }
 
 STDMETHODIMP CBaseAllocator::Commit() {
-  const std::lock_guard<std::mutex> lock(m_Mutex);
+  const LockScope hold(m_Lock);
   if (m_bCommitted) return S_OK;
   if (m_Properties.cBuffers == 0) return VFW_E_SIZENOTSET;
   if (!m_bAllocated) {
-    const HRESULT hr = vantor::Guarded([this] { return Alloc(); });
+    const HRESULT hr = vantor::Guarded([this] {
+      m_Lock.AssertHeld();
+      return Alloc();
+    });
     if (FAILED(hr)) {
       m_pFree = nullptr;
       Free();
@@ -65,11 +70,11 @@ STDMETHODIMP CBaseAllocator::Commit() {
 }
 
 STDMETHODIMP CBaseAllocator::Decommit() {
-  const std::lock_guard<std::mutex> lock(m_Mutex);
+  const LockScope hold(m_Lock);
   if (!m_bCommitted) return S_OK;
   m_bCommitted = false;
   ++m_Decommits;
-  if (m_lWaiting > 0) m_Available.notify_all();
+  if (m_lWaiting > 0) m_Available.NotifyAll();
   FreeIfIdle();
   return S_OK;
 }
@@ -86,13 +91,13 @@ STDMETHODIMP CBaseAllocator::GetBuffer(IMediaSample** ppBuffer, REFERENCE_TIME*,
   *ppBuffer = nullptr;
   CMediaSample* pSample;
   {
-    std::unique_lock<std::mutex> lock(m_Mutex);
+    const LockScope hold(m_Lock);
     const unsigned decommits = m_Decommits;
     if (!m_bCommitted) return VFW_E_NOT_COMMITTED;
     while (!m_pFree) {
       if (dwFlags & AM_GBF_NOWAIT) return VFW_E_TIMEOUT;
       ++m_lWaiting;
-      m_Available.wait(lock);
+      m_Available.Wait(m_Lock);
       --m_lWaiting;
       if (m_Decommits != decommits) return VFW_E_NOT_COMMITTED;
     }
@@ -109,10 +114,10 @@ STDMETHODIMP CBaseAllocator::ReleaseBuffer(IMediaSample* pBuffer) {
   if (!pBuffer) return E_POINTER;
   bool last = false;
   {
-    const std::lock_guard<std::mutex> lock(m_Mutex);
+    const LockScope hold(m_Lock);
     AddFree(static_cast<CMediaSample*>(pBuffer));
     --m_lInUse;
-    if (m_lWaiting > 0) m_Available.notify_one();
+    if (m_lWaiting > 0) m_Available.NotifyOne();
     FreeIfIdle();
     last = m_bReleased && m_lInUse == 0;
   }
@@ -122,7 +127,7 @@ STDMETHODIMP CBaseAllocator::ReleaseBuffer(IMediaSample* pBuffer) {
 
 void CBaseAllocator::FinalRelease() {
   {
-    const std::lock_guard<std::mutex> lock(m_Mutex);
+    const LockScope hold(m_Lock);
     m_bReleased = true;
     if (m_lInUse > 0) return;
   }
@@ -136,7 +141,11 @@ void CBaseAllocator::AddFree(CMediaSample* pSample) noexcept {
 
 CMemAllocator::CMemAllocator(LPCWSTR pName, LPUNKNOWN pUnk, HRESULT* phr) : CBaseAllocator(pName, pUnk, phr) {}
 
-CMemAllocator::~CMemAllocator() { CMemAllocator::Free(); }
+// Nobody else knows the object any more; the lock is for Free's sake.
+CMemAllocator::~CMemAllocator() {
+  const LockScope hold(m_Lock);
+  CMemAllocator::Free();
+}
 
 // Each buffer is aligned itself; its prefix lies directly before it.
 HRESULT CMemAllocator::Alloc() {

@@ -3,14 +3,14 @@
 // Samples in use keep their allocator alive. Getting and releasing a sample each cost one lock and no allocation.
 #pragma once
 
-#include <condition_variable>
 #include <cstddef>
 #include <memory>
-#include <mutex>
 
 #include "baseclasses/media_sample.h"
+#include "baseclasses/sync.h"
 #include "baseclasses/unknown.h"
 #include "platform/com.h"
+#include "platform/lock.h"
 
 class CBaseAllocator : public CUnknown, public IMemAllocator {
  public:
@@ -37,30 +37,31 @@ class CBaseAllocator : public CUnknown, public IMemAllocator {
   STDMETHODIMP ReleaseBuffer(IMediaSample* pBuffer) override;
 
  protected:
-  // Makes m_Properties.cBuffers samples and AddFree each; called with the lock held.
-  virtual HRESULT Alloc() = 0;
+  // Makes m_Properties.cBuffers samples and AddFree each.
+  virtual HRESULT Alloc() VANTOR_REQUIRES(m_Lock) = 0;
   // Frees them; all are in the free list. A derived class's destructor does the same.
-  virtual void Free() noexcept = 0;
+  virtual void Free() noexcept VANTOR_REQUIRES(m_Lock) = 0;
 
-  void AddFree(CMediaSample* pSample) noexcept;
+  void AddFree(CMediaSample* pSample) noexcept VANTOR_REQUIRES(m_Lock);
 
   // With samples in use the last of them deletes the allocator: cheaper than a reference each.
   void FinalRelease() override;
 
-  ALLOCATOR_PROPERTIES m_Properties = {};  // guarded by m_Mutex
+  vantor::Lock m_Lock{LockRank::Allocator};
+  ALLOCATOR_PROPERTIES m_Properties VANTOR_GUARDED_BY(m_Lock) = {};
 
  private:
-  void FreeIfIdle() noexcept;
+  void FreeIfIdle() noexcept VANTOR_REQUIRES(m_Lock);
 
-  std::mutex m_Mutex;  // guards everything below
-  std::condition_variable m_Available;
-  CMediaSample* m_pFree = nullptr;
-  LONG m_lInUse = 0;
-  LONG m_lWaiting = 0;
-  unsigned m_Decommits = 0;  // tells a wait that it was ended, even after another Commit
-  bool m_bCommitted = false;
-  bool m_bReleased = false;   // by its users; samples in use may be left
-  bool m_bAllocated = false;  // stays until the last sample in use is back
+  vantor::Condition m_Available;
+  CMediaSample* m_pFree VANTOR_GUARDED_BY(m_Lock) = nullptr;
+  LONG m_lInUse VANTOR_GUARDED_BY(m_Lock) = 0;
+  LONG m_lWaiting VANTOR_GUARDED_BY(m_Lock) = 0;
+  // Tells a wait that it was ended, even after another Commit.
+  unsigned m_Decommits VANTOR_GUARDED_BY(m_Lock) = 0;
+  bool m_bCommitted VANTOR_GUARDED_BY(m_Lock) = false;
+  bool m_bReleased VANTOR_GUARDED_BY(m_Lock) = false;   // by its users; samples in use may be left
+  bool m_bAllocated VANTOR_GUARDED_BY(m_Lock) = false;  // stays until the last sample in use is back
 };
 
 class CMemAllocator final : public CBaseAllocator {
@@ -69,11 +70,11 @@ class CMemAllocator final : public CBaseAllocator {
   ~CMemAllocator() override;
 
  protected:
-  HRESULT Alloc() override;
-  void Free() noexcept override;
+  HRESULT Alloc() override VANTOR_REQUIRES(m_Lock);
+  void Free() noexcept override VANTOR_REQUIRES(m_Lock);
 
  private:
-  void* m_pPages = nullptr;
-  std::size_t m_cbPages = 0;
-  std::unique_ptr<CMediaSample[]> m_pSamples;
+  void* m_pPages VANTOR_GUARDED_BY(m_Lock) = nullptr;
+  std::size_t m_cbPages VANTOR_GUARDED_BY(m_Lock) = 0;
+  std::unique_ptr<CMediaSample[]> m_pSamples VANTOR_GUARDED_BY(m_Lock);
 };

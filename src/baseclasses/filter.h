@@ -82,7 +82,8 @@ class CBaseFilter : public CUnknown, public IBaseFilter, public IAMovieSetup {
  private:
   HRESULT ChangeRegistration(BOOL bRegister);
 
-  mutable CCritSec m_InfoLock;  // name and graph; never held across a call out but QueryFilterInfo's AddRef
+  mutable CCritSec m_InfoLock{
+      LockRank::Info};  // name and graph; never held across a call out but QueryFilterInfo's AddRef
   vantor::WideString m_Name VANTOR_GUARDED_BY(m_InfoLock);
   std::atomic<IFilterGraph*> m_pGraph{nullptr};
   std::atomic<IMediaEventSink*> m_pSink{nullptr};

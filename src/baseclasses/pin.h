@@ -126,7 +126,7 @@ class CBasePin : public CUnknown, public IPin, public IQualityControl {
 
   const vantor::WideString m_Name;
   std::atomic<LONG> m_TypeVersion{1};
-  mutable CCritSec m_ConnectionLock;
+  mutable CCritSec m_ConnectionLock{LockRank::Connection};
   std::atomic<IPin*> m_Connected{nullptr};  // counted; written with both locks held
   CMediaType m_mt VANTOR_GUARDED_BY(m_ConnectionLock);
 };

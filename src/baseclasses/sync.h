@@ -5,38 +5,26 @@
 //   CAutoLock lock(&m_Lock);
 #pragma once
 
-#include <condition_variable>
-#include <mutex>
-
-#include "baseclasses/thread_annotations.h"
 #include "platform/com.h"
+#include "platform/lock.h"
 
-// The order in which ranked locks nest: a thread takes them in rising order only. Two locks of one rank do not nest
-// either, but for filter locks: two filters that connect hold both. Unranked locks are not checked.
-namespace LockRank {
-constexpr int Unranked = 0;
-constexpr int Seek = 1;
-constexpr int Filter = 2;
-constexpr int Position = 3;
-}  // namespace LockRank
+// The order in which locks nest: platform/lock_rank.h.
+namespace LockRank = vantor::LockRank;
 
-// A recursive lock. In debug builds a thread that takes a ranked lock out of order ends the program with a message:
-// such an order deadlocks sooner or later.
+// A recursive lock. In debug builds a thread that takes a ranked lock out of order ends the program with a message.
 class VANTOR_CAPABILITY("mutex") CCritSec {
  public:
-  explicit CCritSec(int rank = LockRank::Unranked);
-  ~CCritSec() = default;
+  explicit CCritSec(int rank = LockRank::Unranked) noexcept : m_Lock(rank) {}
   CCritSec(const CCritSec&) = delete;
   CCritSec& operator=(const CCritSec&) = delete;
 
-  void Lock() VANTOR_ACQUIRE();
-  void Unlock() VANTOR_RELEASE();
+  void Lock() VANTOR_ACQUIRE() VANTOR_NO_THREAD_SAFETY_ANALYSIS { m_Lock.Acquire(); }
+  void Unlock() VANTOR_RELEASE() VANTOR_NO_THREAD_SAFETY_ANALYSIS { m_Lock.Release(); }
+  // For who got the lock by another name; debug builds end the program when the thread does not hold it.
+  void AssertHeld() const VANTOR_ASSERT_CAPABILITY() VANTOR_NO_THREAD_SAFETY_ANALYSIS { m_Lock.AssertHeld(); }
 
  private:
-  std::recursive_mutex m_Mutex;
-#ifndef NDEBUG
-  const int m_Rank;
-#endif
+  vantor::RecursiveLock m_Lock;
 };
 
 // Holds a lock for a scope.
@@ -68,7 +56,7 @@ class CAMEvent {
 
  private:
   const bool m_ManualReset;
-  std::mutex m_Mutex;
-  std::condition_variable m_Changed;
-  bool m_Set = false;
+  vantor::Lock m_Lock{LockRank::Event};
+  vantor::Condition m_Changed;
+  bool m_Set VANTOR_GUARDED_BY(m_Lock) = false;
 };

@@ -7,22 +7,22 @@
 #include "platform/result.h"
 
 struct CAMThread::Channel {
-  std::mutex mutex;
-  std::condition_variable changed;
+  vantor::Lock lock{LockRank::ThreadChannel};
+  vantor::Condition changed;
   std::atomic<bool> pending{false};
   std::atomic<DWORD> request{0};
-  bool replied = false;
-  bool ended = false;
-  DWORD reply = 0;
-  DWORD exitCode = 0;
+  bool replied VANTOR_GUARDED_BY(lock) = false;
+  bool ended VANTOR_GUARDED_BY(lock) = false;
+  DWORD reply VANTOR_GUARDED_BY(lock) = 0;
+  DWORD exitCode VANTOR_GUARDED_BY(lock) = 0;
   std::atomic<std::thread::id> id{};
 
   void End(DWORD code) {
-    std::lock_guard<std::mutex> lock(mutex);
+    const vantor::LockScope hold(lock);
     exitCode = code;
     ended = true;
     id = std::thread::id();  // the system may give it to another thread
-    changed.notify_all();
+    changed.NotifyAll();
   }
 };
 
@@ -71,12 +71,12 @@ DWORD CAMThread::CallWorker(DWORD dwParam) {
   CAutoLock access(&m_AccessLock);
   if (!ThreadExists()) return static_cast<DWORD>(E_FAIL);
   Channel& channel = *m_pChannel;
-  std::unique_lock<std::mutex> lock(channel.mutex);
+  const vantor::LockScope hold(channel.lock);
   channel.request.store(dwParam, std::memory_order_relaxed);
   channel.replied = false;
   channel.pending.store(true, std::memory_order_release);
-  channel.changed.notify_all();
-  channel.changed.wait(lock, [&channel] { return channel.replied || channel.ended; });
+  channel.changed.NotifyAll();
+  while (!channel.replied && !channel.ended) channel.changed.Wait(channel.lock);
   if (!channel.replied) {
     channel.pending.store(false, std::memory_order_relaxed);
     return static_cast<DWORD>(E_FAIL);
@@ -86,14 +86,14 @@ DWORD CAMThread::CallWorker(DWORD dwParam) {
 
 DWORD CAMThread::GetExitCode() const {
   if (!m_pChannel) return 0;
-  std::lock_guard<std::mutex> lock(m_pChannel->mutex);
+  const vantor::LockScope hold(m_pChannel->lock);
   return m_pChannel->exitCode;
 }
 
 DWORD CAMThread::GetRequest() {
   Channel& channel = *m_pChannel;
-  std::unique_lock<std::mutex> lock(channel.mutex);
-  channel.changed.wait(lock, [&channel] { return channel.pending.load(std::memory_order_acquire); });
+  const vantor::LockScope hold(channel.lock);
+  while (!channel.pending.load(std::memory_order_acquire)) channel.changed.Wait(channel.lock);
   return channel.request.load(std::memory_order_relaxed);
 }
 
@@ -105,11 +105,11 @@ BOOL CAMThread::CheckRequest(DWORD* pParam) const {
 
 void CAMThread::Reply(DWORD dwReply) {
   Channel& channel = *m_pChannel;
-  std::lock_guard<std::mutex> lock(channel.mutex);
+  const vantor::LockScope hold(channel.lock);
   channel.reply = dwReply;
   channel.replied = true;
   channel.pending.store(false, std::memory_order_relaxed);
-  channel.changed.notify_all();
+  channel.changed.NotifyAll();
 }
 
 DWORD CAMThread::GetRequestParam() const { return m_pChannel->request.load(std::memory_order_relaxed); }

@@ -53,7 +53,7 @@ class CAMThread {
  private:
   struct Channel;
 
-  CCritSec m_AccessLock;  // one caller at a time
+  CCritSec m_AccessLock{LockRank::ThreadCall};  // one caller at a time
   std::thread m_Thread;
   std::shared_ptr<Channel> m_pChannel;  // shared with the thread, which may outlive this object
 };

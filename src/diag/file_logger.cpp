@@ -8,6 +8,7 @@
 #include <system_error>
 #include <utility>
 
+#include "platform/lock.h"
 #include "platform/never_destroyed.h"
 #include "platform/text.h"
 
@@ -44,8 +45,8 @@ std::shared_ptr<platform::SharedWords> UseWords(const std::shared_ptr<platform::
 }
 
 struct Loggers {
-  std::mutex mutex;
-  std::map<WideString, std::weak_ptr<FileLogger>> ofPath;
+  Lock lock{LockRank::TraceLoggers};
+  std::map<WideString, std::weak_ptr<FileLogger>> ofPath VANTOR_GUARDED_BY(lock);
 };
 
 Loggers& AllLoggers() {
@@ -53,7 +54,8 @@ Loggers& AllLoggers() {
   return *loggers;
 }
 
-std::shared_ptr<FileLogger> FindOrMake(Loggers& loggers, const WideString& path, TraceSystem& system) {
+std::shared_ptr<FileLogger> FindOrMake(Loggers& loggers, const WideString& path, TraceSystem& system)
+    VANTOR_REQUIRES(loggers.lock) {
   std::weak_ptr<FileLogger>& entry = loggers.ofPath[path];
   std::shared_ptr<FileLogger> logger = entry.lock();
   if (logger == nullptr) {
@@ -64,8 +66,8 @@ std::shared_ptr<FileLogger> FindOrMake(Loggers& loggers, const WideString& path,
 }
 
 // Takes a lock that a thread may hold which was ended.
-bool LockLast(std::unique_lock<std::mutex>& lock, TraceSystem& system) {
-  return system.TryForAWhile([&lock] { return lock.try_lock(); });
+bool LockLast(Lock& lock, TraceSystem& system) VANTOR_TRY_ACQUIRE(true, lock) VANTOR_NO_THREAD_SAFETY_ANALYSIS {
+  return system.TryForAWhile([&lock] { return lock.TryAcquire(); });
 }
 
 // Whether the path names a folder, if need be a new one. Where files may not be made, folders sometimes may.
@@ -86,14 +88,15 @@ WideString InsideFolder(const WideString& path) {
 
 std::shared_ptr<FileLogger> FileLogger::ForPath(const WideString& path, TraceSystem& system) {
   Loggers& loggers = AllLoggers();
-  const std::lock_guard<std::mutex> lock(loggers.mutex);
+  const LockScope hold(loggers.lock);
   return FindOrMake(loggers, path, system);
 }
 
 std::shared_ptr<FileLogger> FileLogger::ForPathLast(const WideString& path, TraceSystem& system) {
   Loggers& loggers = AllLoggers();
-  std::unique_lock<std::mutex> lock(loggers.mutex, std::defer_lock);
-  return LockLast(lock, system) ? FindOrMake(loggers, path, system) : nullptr;
+  if (!LockLast(loggers.lock, system)) return nullptr;
+  const LockScope hold(loggers.lock, AdoptLock());
+  return FindOrMake(loggers, path, system);
 }
 
 void FileLogger::FormatName(CBuffer& name, std::uint32_t processId, const WideString& path) {
@@ -115,7 +118,7 @@ FileLogger::~FileLogger() {
 
 void FileLogger::Append(const char* text) {
   {
-    const std::lock_guard<std::mutex> lock(collecting_);
+    const LockScope hold(collecting_);
     CollectLines(text);
   }
   if (timer_ == nullptr) Flush();
@@ -123,8 +126,8 @@ void FileLogger::Append(const char* text) {
 
 void FileLogger::AppendLast(const char* text) {
   {
-    std::unique_lock<std::mutex> lock(collecting_, std::defer_lock);
-    if (!LockLast(lock, system_)) return;
+    if (!LockLast(collecting_, system_)) return;
+    const LockScope hold(collecting_, AdoptLock());
     CollectLines(text);
   }
   FlushLast();
@@ -151,20 +154,15 @@ void FileLogger::Collect(const char* bytes, std::size_t count) {
   collected_.Append(bytes, length);
 }
 
-void FileLogger::Flush() noexcept {
-  WriteOut([](std::unique_lock<std::mutex>& lock) { lock.lock(); });
-}
+void FileLogger::Flush() noexcept { WriteOut(false); }
 
-void FileLogger::FlushLast() noexcept {
-  WriteOut([this](std::unique_lock<std::mutex>& lock) { LockLast(lock, system_); });
-}
+void FileLogger::FlushLast() noexcept { WriteOut(true); }
 
-template <typename Taking>
-void FileLogger::WriteOut(Taking take) noexcept {
+void FileLogger::WriteOut(bool last) noexcept {
   const bool locked = LockForWriting();
   try {
     CHeapBuffer text;
-    Swap(text, take);
+    Swap(text, last);
     if (locked && text.Length() > 0) Write(text);
   } catch (...) {
     // The text is lost, and nobody is told.
@@ -172,11 +170,15 @@ void FileLogger::WriteOut(Taking take) noexcept {
   if (locked) UnlockForWriting();
 }
 
-template <typename Taking>
-void FileLogger::Swap(CHeapBuffer& text, Taking take) {
-  std::unique_lock<std::mutex> lock(collecting_, std::defer_lock);
-  take(lock);
-  if (lock.owns_lock()) text.Swap(&collected_);
+// Leaves the text where it is when a thread holds it that was ended.
+void FileLogger::Swap(CHeapBuffer& text, bool last) {
+  if (!last) {
+    collecting_.Acquire();
+  } else if (!LockLast(collecting_, system_)) {
+    return;
+  }
+  const LockScope hold(collecting_, AdoptLock());
+  text.Swap(&collected_);
 }
 
 bool FileLogger::LockForWriting() {

@@ -9,10 +9,10 @@
 
 #include <cstdint>
 #include <memory>
-#include <mutex>
 
 #include "diag/byte_buffer.h"
 #include "diag/trace_system.h"
+#include "platform/lock.h"
 #include "platform/shared_words.h"
 
 namespace vantor {
@@ -34,34 +34,32 @@ class FileLogger {
   FileLogger& operator=(const FileLogger&) = delete;
 
   // Any thread may append.
-  void Append(const char* text);
+  void Append(const char* text) VANTOR_EXCLUDES(collecting_);
   // Writes what was collected. Any thread may.
-  void Flush() noexcept;
+  void Flush() noexcept VANTOR_EXCLUDES(collecting_);
   // The same at the end of the process, when other threads may have been ended at any point: what such a thread holds
   // for good is not waited for, nor is the text that it was collecting written.
-  void FlushLast() noexcept;
+  void FlushLast() noexcept VANTOR_EXCLUDES(collecting_);
   // Appends and writes at the end of the process; drops the text that such a thread is in the way of.
-  void AppendLast(const char* text);
+  void AppendLast(const char* text) VANTOR_EXCLUDES(collecting_);
 
  protected:
-  std::mutex collecting_;  // guards what was collected
+  Lock collecting_{LockRank::TraceText};
 
  private:
-  template <typename Taking>
-  void WriteOut(Taking take) noexcept;
-  template <typename Taking>
-  void Swap(CHeapBuffer& text, Taking take);
+  void WriteOut(bool last) noexcept VANTOR_EXCLUDES(collecting_);
+  void Swap(CHeapBuffer& text, bool last) VANTOR_EXCLUDES(collecting_);
   bool LockForWriting();
   void UnlockForWriting();
-  void CollectLines(const char* text);
-  void Collect(const char* bytes, std::size_t count);
+  void CollectLines(const char* text) VANTOR_REQUIRES(collecting_);
+  void Collect(const char* bytes, std::size_t count) VANTOR_REQUIRES(collecting_);
   void Write(const CBaseBuffer& text);
   std::unique_ptr<platform::AppendFile> OpenFile();
 
   const WideString path_;
   TraceSystem& system_;
   std::shared_ptr<platform::SharedWords> words_;
-  CHeapBuffer collected_;
+  CHeapBuffer collected_ VANTOR_GUARDED_BY(collecting_);
   TraceSystem::Timer timer_;
 };
 

@@ -88,19 +88,24 @@ void TraceLog::AppendToFile(const char* line) {
   logger->Append(line);
   std::shared_ptr<FileLogger> former = logger;
   {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const LockScope hold(lock_);
     std::swap(logger_, former);
   }
   if (ended_) logger->Flush();
 }
 
+bool TraceLog::TryLock() VANTOR_NO_THREAD_SAFETY_ANALYSIS {
+  return system_.TryForAWhile([this] { return lock_.TryAcquire(); });
+}
+
 void TraceLog::End() noexcept {
   ended_ = true;
   std::shared_ptr<FileLogger> logger;
-  std::unique_lock<std::mutex> lock(mutex_, std::defer_lock);
-  if (!system_.TryForAWhile([&lock] { return lock.try_lock(); })) return;
-  logger = logger_;
-  lock.unlock();
+  {
+    if (!TryLock()) return;
+    const LockScope hold(lock_, AdoptLock());
+    logger = logger_;
+  }
   if (logger != nullptr) logger->FlushLast();
 }
 

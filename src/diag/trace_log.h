@@ -5,12 +5,12 @@
 #include <cstdarg>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 
 #include "diag/file_logger.h"
 #include "diag/trace_clock.h"
 #include "diag/trace_flags.h"
 #include "diag/trace_system.h"
+#include "platform/lock.h"
 
 namespace vantor {
 
@@ -30,20 +30,23 @@ class TraceLog {
   // For the end of the process: writes what was collected, as FileLogger::FlushLast does. Lines that are still traced
   // are written one by one from here on; none waits for long, and those that a thread that was ended is in the way of
   // are lost.
-  void End() noexcept;
+  void End() noexcept VANTOR_EXCLUDES(lock_);
 
  protected:
-  std::mutex mutex_;  // guards the logger
+  Lock lock_{LockRank::TraceLog};
 
  private:
-  void AppendToFile(const char* line);
+  void AppendToFile(const char* line) VANTOR_EXCLUDES(lock_);
+  // Takes the lock unless a thread holds it for good that was ended.
+  bool TryLock() VANTOR_TRY_ACQUIRE(true, lock_);
 
   const std::uint32_t flags_;
   const WCHAR* const path_;
   TraceSystem& system_;
   TraceClock clock_;
   std::atomic<bool> ended_{false};
-  std::shared_ptr<FileLogger> logger_;  // the one last written to, kept so that it can collect
+  // The one last written to, kept so that it can collect.
+  std::shared_ptr<FileLogger> logger_ VANTOR_GUARDED_BY(lock_);
 };
 
 }  // namespace vantor

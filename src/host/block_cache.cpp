@@ -14,7 +14,7 @@ bool BlockCache::Read(std::int64_t position, void* buffer, std::size_t size) noe
   }
   auto* to = static_cast<unsigned char*>(buffer);
   Lane& lane = lanes_[ThreadSlot() % kLanes];
-  const std::lock_guard<std::mutex> hold(lane.lock);
+  const LockScope hold(lane.lock);
   while (size > 0) {
     const std::int64_t index = position / static_cast<std::int64_t>(kBlockSize);
     const auto offset = static_cast<std::size_t>(position % static_cast<std::int64_t>(kBlockSize));

@@ -9,8 +9,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 
+#include "platform/lock.h"
 #include "platform/mapped_file.h"
 
 namespace vantor {
@@ -36,14 +36,14 @@ class BlockCache {
     std::unique_ptr<unsigned char[]> bytes;
   };
   struct Lane {
-    std::mutex lock;
-    std::uint64_t uses = 0;
-    std::array<Block, kBlocksPerLane> blocks;
+    Lock lock{LockRank::Host};
+    std::uint64_t uses VANTOR_GUARDED_BY(lock) = 0;
+    std::array<Block, kBlocksPerLane> blocks VANTOR_GUARDED_BY(lock);
   };
 
   // The block with that index, fetched if need be, holding at least the byte at the offset; null when that cannot be
-  // had. Called with the lane's lock held.
-  const Block* Find(Lane& lane, std::int64_t index, std::size_t offset) const noexcept;
+  // had.
+  const Block* Find(Lane& lane, std::int64_t index, std::size_t offset) const noexcept VANTOR_REQUIRES(lane.lock);
 
   const platform::ReadableFile& file_;
   std::array<Lane, kLanes> lanes_;

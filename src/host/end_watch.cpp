@@ -3,15 +3,15 @@
 namespace vantor {
 
 void EndWatch::Begin(std::size_t streams) {
-  const std::lock_guard<std::mutex> hold(lock_);
+  const LockScope hold(lock_);
   ended_.assign(streams, 0);
   ended_count_ = 0;
   failed_ = false;
-  changed_.notify_all();
+  changed_.NotifyAll();
 }
 
 void EndWatch::Report(std::size_t stream, bool ended) {
-  const std::lock_guard<std::mutex> hold(lock_);
+  const LockScope hold(lock_);
   if (stream >= ended_.size() || (ended_[stream] != 0) == ended) {
     return;
   }
@@ -22,40 +22,35 @@ void EndWatch::Report(std::size_t stream, bool ended) {
     --ended_count_;
   }
   if (ended_count_ == ended_.size()) {
-    changed_.notify_all();
+    changed_.NotifyAll();
   }
 }
 
 void EndWatch::Fail() {
-  const std::lock_guard<std::mutex> hold(lock_);
+  const LockScope hold(lock_);
   failed_ = true;
-  changed_.notify_all();
+  changed_.NotifyAll();
 }
 
 void EndWatch::Cancel() {
-  const std::lock_guard<std::mutex> hold(lock_);
+  const LockScope hold(lock_);
   cancelled_ = true;
-  changed_.notify_all();
+  changed_.NotifyAll();
+}
+
+WaitResult EndWatch::State(bool until_error) const {
+  if (cancelled_) return WaitResult::kCancelled;
+  if (ended_count_ == ended_.size()) return WaitResult::kEnded;
+  return failed_ && until_error ? WaitResult::kFailed : WaitResult::kTimedOut;
 }
 
 WaitResult EndWatch::Wait(std::optional<std::chrono::milliseconds> limit, bool until_error) {
-  std::unique_lock<std::mutex> hold(lock_);
-  const auto state = [&] {
-    if (cancelled_) {
-      return WaitResult::kCancelled;
-    }
-    if (ended_count_ == ended_.size()) {
-      return WaitResult::kEnded;
-    }
-    return failed_ && until_error ? WaitResult::kFailed : WaitResult::kTimedOut;
-  };
-  const auto over = [&] { return state() != WaitResult::kTimedOut; };
-  if (limit) {
-    changed_.wait_for(hold, *limit, over);
-  } else {
-    changed_.wait(hold, over);
+  const Deadline over(limit ? static_cast<std::uint32_t>(limit->count()) : kForever);
+  const LockScope hold(lock_);
+  while (State(until_error) == WaitResult::kTimedOut) {
+    if (!changed_.WaitFor(lock_, over.Left())) break;
   }
-  const WaitResult result = state();
+  const WaitResult result = State(until_error);
   cancelled_ = false;
   return result;
 }

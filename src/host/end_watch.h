@@ -6,11 +6,11 @@
 #pragma once
 
 #include <chrono>
-#include <condition_variable>
 #include <cstddef>
-#include <mutex>
 #include <optional>
 #include <vector>
+
+#include "platform/lock.h"
 
 namespace vantor {
 
@@ -19,22 +19,25 @@ enum class WaitResult { kEnded, kFailed, kCancelled, kTimedOut };
 // All members may be called from any thread.
 class EndWatch {
  public:
-  void Begin(std::size_t streams);
+  void Begin(std::size_t streams) VANTOR_EXCLUDES(lock_);
   // Says whether the stream with that number stands at its end.
-  void Report(std::size_t stream, bool ended);
+  void Report(std::size_t stream, bool ended) VANTOR_EXCLUDES(lock_);
   // Something failed, for those who wait until an error.
-  void Fail();
+  void Fail() VANTOR_EXCLUDES(lock_);
   // Ends the waiting in progress, or else the next one.
-  void Cancel();
-  WaitResult Wait(std::optional<std::chrono::milliseconds> limit, bool until_error);
+  void Cancel() VANTOR_EXCLUDES(lock_);
+  WaitResult Wait(std::optional<std::chrono::milliseconds> limit, bool until_error) VANTOR_EXCLUDES(lock_);
 
  private:
-  std::mutex lock_;
-  std::condition_variable changed_;
-  std::vector<char> ended_;
-  std::size_t ended_count_ = 0;
-  bool failed_ = false;
-  bool cancelled_ = false;
+  // What a wait would end with now; kTimedOut when it would go on.
+  WaitResult State(bool until_error) const VANTOR_REQUIRES(lock_);
+
+  Lock lock_{LockRank::Host};
+  Condition changed_;
+  std::vector<char> ended_ VANTOR_GUARDED_BY(lock_);
+  std::size_t ended_count_ VANTOR_GUARDED_BY(lock_) = 0;
+  bool failed_ VANTOR_GUARDED_BY(lock_) = false;
+  bool cancelled_ VANTOR_GUARDED_BY(lock_) = false;
 };
 
 }  // namespace vantor

@@ -53,7 +53,7 @@ class FileSourceFilter final : public CBaseFilter, public IFileSourceFilter {
   explicit FileSourceFilter(HRESULT* result);
   ~FileSourceFilter() override;
 
-  CCritSec lock_;
+  CCritSec lock_{LockRank::Filter};
   CMediaType type_;
   WideString name_;
   FileSourcePin* const pin_;  // held

@@ -1,7 +1,6 @@
 #include "host/file_source_pin.h"
 
 #include <algorithm>
-#include <chrono>
 #include <utility>
 
 #include "baseclasses/allocator.h"
@@ -54,14 +53,14 @@ HRESULT FileSourcePin::GetMediaType(int position, CMediaType* type) {
 }
 
 STDMETHODIMP FileSourcePin::BeginFlush() {
-  const std::lock_guard<std::mutex> hold(request_lock_);
+  const LockScope hold(request_lock_);
   flushing_ = true;
-  request_ready_.notify_all();
+  request_ready_.NotifyAll();
   return S_OK;
 }
 
 STDMETHODIMP FileSourcePin::EndFlush() {
-  const std::lock_guard<std::mutex> hold(request_lock_);
+  const LockScope hold(request_lock_);
   flushing_ = false;
   return S_OK;
 }
@@ -103,15 +102,15 @@ STDMETHODIMP FileSourcePin::Request(IMediaSample* sample, DWORD_PTR user) {
   }
   return Guarded([&]() -> HRESULT {
     {
-      const std::lock_guard<std::mutex> hold(request_lock_);
+      const LockScope hold(request_lock_);
       if (flushing_) {
         return VFW_E_WRONG_STATE;
       }
     }
     const HRESULT result = SyncReadAligned(sample);
-    const std::lock_guard<std::mutex> hold(request_lock_);
+    const LockScope hold(request_lock_);
     requests_.push_back({sample, user, result});
-    request_ready_.notify_one();
+    request_ready_.NotifyOne();
     return S_OK;
   });
 }
@@ -123,12 +122,9 @@ STDMETHODIMP FileSourcePin::WaitForNext(DWORD timeout, IMediaSample** sample, DW
   *sample = nullptr;
   *user = 0;
   return Guarded([&]() -> HRESULT {
-    std::unique_lock<std::mutex> hold(request_lock_);
-    const auto ready = [&] { return !requests_.empty() || flushing_; };
-    if (timeout == INFINITE) {
-      request_ready_.wait(hold, ready);
-    } else {
-      request_ready_.wait_for(hold, std::chrono::milliseconds(timeout), ready);
+    const Deadline over(timeout);
+    const LockScope hold(request_lock_);
+    while (requests_.empty() && !flushing_ && request_ready_.WaitFor(request_lock_, over.Left())) {
     }
     if (requests_.empty()) {
       return flushing_ ? VFW_E_WRONG_STATE : VFW_E_TIMEOUT;

@@ -8,16 +8,15 @@
 // throughout. While flushing, Request is refused with VFW_E_WRONG_STATE and WaitForNext does not wait.
 #pragma once
 
-#include <condition_variable>
 #include <deque>
 #include <memory>
-#include <mutex>
 #include <utility>
 
 #include "baseclasses/pin.h"
 #include "host/byte_store.h"
 #include "host/read_statistics.h"
 #include "platform/com.h"
+#include "platform/lock.h"
 
 namespace vantor {
 
@@ -63,10 +62,10 @@ class FileSourcePin final : public CBasePin, public IAsyncReader {
   std::shared_ptr<ByteStore> bytes_;
   LONGLONG length_ = 0;
   ReadStatistics statistics_;
-  std::mutex request_lock_;
-  std::condition_variable request_ready_;
-  std::deque<Pending> requests_;
-  bool flushing_ = false;
+  Lock request_lock_{LockRank::Host};
+  Condition request_ready_;
+  std::deque<Pending> requests_ VANTOR_GUARDED_BY(request_lock_);
+  bool flushing_ VANTOR_GUARDED_BY(request_lock_) = false;
 };
 
 }  // namespace vantor

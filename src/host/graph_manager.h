@@ -7,12 +7,12 @@
 
 #include <atomic>
 #include <functional>
-#include <mutex>
 #include <utility>
 #include <vector>
 
 #include "platform/com.h"
 #include "platform/com_ptr.h"
+#include "platform/lock.h"
 
 namespace vantor {
 
@@ -42,9 +42,9 @@ class GraphManager final : public IFilterGraph, public IMediaEventSink {
   STDMETHODIMP SetDefaultSyncSource() override;
 
   // IMediaEventSink
-  STDMETHODIMP Notify(LONG code, LONG_PTR param1, LONG_PTR param2) override;
+  STDMETHODIMP Notify(LONG code, LONG_PTR param1, LONG_PTR param2) override VANTOR_EXCLUDES(event_lock_);
 
-  std::vector<GraphEvent> Events() const;
+  std::vector<GraphEvent> Events() const VANTOR_EXCLUDES(event_lock_);
   // Called with every event after it is recorded, on the thread that announces it. Set before filters are added.
   void OnEvent(std::function<void(const GraphEvent&)> report) { report_ = std::move(report); }
 
@@ -61,8 +61,8 @@ class GraphManager final : public IFilterGraph, public IMediaEventSink {
 
   std::atomic<ULONG> references_{1};
   std::vector<Member> members_;
-  mutable std::mutex event_lock_;
-  std::vector<GraphEvent> events_;
+  mutable Lock event_lock_{LockRank::Host};
+  std::vector<GraphEvent> events_ VANTOR_GUARDED_BY(event_lock_);
   std::function<void(const GraphEvent&)> report_;
 };
 

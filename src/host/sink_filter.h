@@ -84,7 +84,7 @@ class SinkFilter final : public CBaseFilter {
   SinkFilter(std::shared_ptr<SampleListener> listener, HRESULT* result);
   ~SinkFilter() override;
 
-  CCritSec lock_;
+  CCritSec lock_{LockRank::Filter};
   SinkPin* const pin_;  // held
 };
 

@@ -11,11 +11,10 @@
 
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <cstdint>
-#include <mutex>
 
 #include "platform/com.h"
+#include "platform/lock.h"
 
 namespace vantor {
 
@@ -23,35 +22,37 @@ class SinkGate {
  public:
   // From the sample with this number (the first is 0) on, samples are answered so without reaching the listener. An
   // S_OK takes the refusal back.
-  void Answer(HRESULT result, std::uint64_t from_sample = 0);
+  void Answer(HRESULT result, std::uint64_t from_sample = 0) VANTOR_EXCLUDES(lock_);
   // Every sample takes at least this long.
-  void Delay(std::chrono::milliseconds delay);
-  void Hold();
-  void LetGo();
+  void Delay(std::chrono::milliseconds delay) VANTOR_EXCLUDES(lock_);
+  void Hold() VANTOR_EXCLUDES(lock_);
+  void LetGo() VANTOR_EXCLUDES(lock_);
   // Waits until that many threads are held.
-  void WaitUntilHeld(int threads);
+  void WaitUntilHeld(int threads) VANTOR_EXCLUDES(lock_);
 
   // The sink's side. Pass costs no lock while the gate is open and does nothing to samples. It gives S_OK for a sample
   // that is to reach the listener, else what to answer: VFW_E_WRONG_STATE when the gate closed while the thread was
   // held.
-  HRESULT Pass(std::uint64_t sample);
+  HRESULT Pass(std::uint64_t sample) VANTOR_EXCLUDES(lock_);
   // A closed gate holds and delays nobody.
-  void Open();
-  void Close();
+  void Open() VANTOR_EXCLUDES(lock_);
+  void Close() VANTOR_EXCLUDES(lock_);
 
  private:
-  // Called with the lock held after every change.
-  void Update() noexcept { lets_all_pass_ = open_ && !hold_ && answer_ == S_OK && delay_.count() == 0; }
+  // Called after every change.
+  void Update() noexcept VANTOR_REQUIRES(lock_) {
+    lets_all_pass_ = open_ && !hold_ && answer_ == S_OK && delay_.count() == 0;
+  }
 
-  std::mutex lock_;
-  std::condition_variable changed_;
-  HRESULT answer_ = S_OK;
-  std::uint64_t answer_from_ = 0;
-  std::chrono::milliseconds delay_{0};
-  bool hold_ = false;
-  bool open_ = false;
-  int held_ = 0;
-  std::atomic<bool> lets_all_pass_{false};
+  Lock lock_{LockRank::Host};
+  Condition changed_;
+  HRESULT answer_ VANTOR_GUARDED_BY(lock_) = S_OK;
+  std::uint64_t answer_from_ VANTOR_GUARDED_BY(lock_) = 0;
+  std::chrono::milliseconds delay_ VANTOR_GUARDED_BY(lock_){0};
+  bool hold_ VANTOR_GUARDED_BY(lock_) = false;
+  bool open_ VANTOR_GUARDED_BY(lock_) = false;
+  int held_ VANTOR_GUARDED_BY(lock_) = 0;
+  std::atomic<bool> lets_all_pass_{false};  // read without the lock
 };
 
 }  // namespace vantor

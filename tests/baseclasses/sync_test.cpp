@@ -84,7 +84,7 @@ TEST_F(CritSecDeathTest, ALowerRankUnderAHigherEndsTheProgram) {
         const CAutoLock outer(&locks->position);
         const CAutoLock inner(&locks->filter);
       },
-      "wrong order.*holding rank 3, taking rank 2");
+      "wrong order.*holding rank 40, taking rank 20");
 }
 
 TEST_F(CritSecDeathTest, AnotherLockOfTheSameRankEndsTheProgram) {
@@ -96,7 +96,25 @@ TEST_F(CritSecDeathTest, AnotherLockOfTheSameRankEndsTheProgram) {
       },
       "wrong order");
 }
+
+void AssertHeld(const CCritSec& lock) VANTOR_NO_THREAD_SAFETY_ANALYSIS { lock.AssertHeld(); }
+
+TEST_F(CritSecDeathTest, RelyingOnALockOfAnotherThreadEndsTheProgram) {
+  testing::FLAGS_gtest_death_test_style = "threadsafe";
+  EXPECT_DEATH(
+      {
+        const CAutoLock held(&locks->filter);
+        std::thread([&] { AssertHeld(locks->filter); }).join();
+      },
+      "not held");
+}
 #endif
+
+TEST_F(CritSec, ItStaysHeldUntilItIsGivenBackAsOftenAsItWasTaken) {
+  const CAutoLock outer(&locks->filter);
+  TakeAndGiveBack(&locks->filter);
+  locks->filter.AssertHeld();
+}
 
 TEST(Event, AnAutomaticEventEndsOneWait) {
   CAMEvent event;

@@ -382,8 +382,8 @@ TEST_F(FileLoggerTest, LockIsWaitedForBySteps) {
 class LeftLogger : public FileLogger {
  public:
   using FileLogger::FileLogger;
-  void Leave() { collecting_.lock(); }
-  void Return() { collecting_.unlock(); }
+  void Leave() VANTOR_ACQUIRE(collecting_) { collecting_.Acquire(); }
+  void Return() VANTOR_RELEASE(collecting_) { collecting_.Release(); }
 };
 
 TEST_F(FileLoggerTest, LastFlushWritesWhatWasCollected) {

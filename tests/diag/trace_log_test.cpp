@@ -5,7 +5,6 @@
 
 #include <cstdarg>
 #include <future>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -315,8 +314,8 @@ TEST_F(TraceLogFileTest, EndOfALogThatWroteNothingLeavesTheFileAlone) {
 class LeftLog : public TraceLog {
  public:
   using TraceLog::TraceLog;
-  void Leave() { mutex_.lock(); }
-  void Return() { mutex_.unlock(); }
+  void Leave() VANTOR_ACQUIRE(lock_) { lock_.Acquire(); }
+  void Return() VANTOR_RELEASE(lock_) { lock_.Release(); }
 };
 
 TEST_F(TraceLogFileTest, AfterTheEndLinesDoNotNeedTheLogThatAThreadLeft) {
@@ -357,17 +356,18 @@ TEST_F(TraceLogFileTest, AfterTheEndLinesAreLostWhileAThreadThatWasEndedHoldsThe
 
 // Reaches a logger's buffer.
 struct LeftBuffer : FileLogger {
-  static std::mutex& Of(FileLogger& logger) { return logger.*&LeftBuffer::collecting_; }
+  static Lock& Of(FileLogger& logger) { return logger.*&LeftBuffer::collecting_; }
 };
 
 TEST_F(TraceLogFileTest, AfterTheEndLinesAreLostWhileAThreadThatWasEndedHoldsTheBuffer) {
   TraceLog log = Log(kTraceToFile);
   log.End();
   const auto logger = FileLogger::ForPath(path_, system_);
-  LeftBuffer::Of(*logger).lock();
+  Lock& buffer = LeftBuffer::Of(*logger);
+  buffer.Acquire();
   std::thread([&] { log.TraceLine("lost"); }).join();
   EXPECT_EQ(system_.slept, std::vector<unsigned>(10, 100));
-  LeftBuffer::Of(*logger).unlock();
+  buffer.Release();
   log.TraceLine("kept");
   EXPECT_EQ(TraceFolder::Content(path_), "\xEF\xBB\xBFkept");
 }

@@ -11,7 +11,6 @@
 #include <csetjmp>
 #include <csignal>
 #include <cstring>
-#include <mutex>
 
 namespace vantor::platform {
 namespace {

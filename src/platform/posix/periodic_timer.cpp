@@ -2,12 +2,11 @@
 
 #include <dlfcn.h>
 
-#include <chrono>
-#include <condition_variable>
-#include <mutex>
 #include <system_error>
 #include <thread>
 #include <utility>
+
+#include "platform/lock.h"
 
 namespace vantor::platform {
 namespace {
@@ -22,10 +21,20 @@ void KeepModule() {
 }  // namespace
 
 struct PeriodicTimer::State {
-  std::mutex mutex;
-  std::condition_variable ended;
-  bool ending = false;
+  Lock lock{LockRank::Timer};
+  Condition ended;
+  bool ending VANTOR_GUARDED_BY(lock) = false;
   std::thread thread;
+
+  // True once the timer ends, false after a period.
+  bool WaitForEnd(unsigned milliseconds) VANTOR_EXCLUDES(lock) {
+    const Deadline period(milliseconds);
+    const LockScope hold(lock);
+    while (!ending) {
+      if (!ended.WaitFor(lock, period.Left())) break;
+    }
+    return ending;
+  }
 };
 
 PeriodicTimer::PeriodicTimer(std::unique_ptr<State> state) : state_(std::move(state)) {}
@@ -37,12 +46,7 @@ std::unique_ptr<PeriodicTimer> PeriodicTimer::Start(unsigned milliseconds, std::
   auto timer = std::unique_ptr<PeriodicTimer>(new PeriodicTimer(std::move(owned)));
   try {
     state->thread = std::thread([state, milliseconds, callback = std::move(callback)] {
-      std::unique_lock<std::mutex> lock(state->mutex);
-      while (!state->ended.wait_for(lock, std::chrono::milliseconds(milliseconds), [state] { return state->ending; })) {
-        lock.unlock();
-        callback();
-        lock.lock();
-      }
+      while (!state->WaitForEnd(milliseconds)) callback();
     });
   } catch (const std::system_error&) {
     return nullptr;
@@ -53,10 +57,10 @@ std::unique_ptr<PeriodicTimer> PeriodicTimer::Start(unsigned milliseconds, std::
 PeriodicTimer::~PeriodicTimer() {
   if (!state_->thread.joinable()) return;
   {
-    const std::lock_guard<std::mutex> lock(state_->mutex);
+    const LockScope hold(state_->lock);
     state_->ending = true;
   }
-  state_->ended.notify_one();
+  state_->ended.NotifyOne();
   state_->thread.join();
 }
 
