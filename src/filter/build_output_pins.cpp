@@ -5,6 +5,7 @@
 #include "filter/mkv_filter.h"
 #include "mediatypes/font_attachments.h"
 #include "mediatypes/stream_description.h"
+#include "parser/content_encoding.h"
 #include "platform/conversions.h"
 #include "platform/result.h"
 

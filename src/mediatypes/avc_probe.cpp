@@ -2,6 +2,7 @@
 
 #include "mediatypes/avc_config.h"
 #include "parser/block.h"
+#include "parser/content_encoding.h"
 #include "parser/element.h"
 #include "parser/element_ids.h"
 

@@ -1,10 +1,16 @@
-// Reading the ContentEncodings of a track; applying them is declared with the track entry.
+// A track's content encodings: how its private data and frames were compressed or encrypted. Header stripping is the
+// one that is undone.
+//
+//   if (ApplyContentEncodings(track, frame, MkvContentEncoding::kScopeFrames)) Use(frame);  // as it was in the file
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <vector>
 
+#include "parser/ebml_value.h"
 #include "parser/element.h"
+#include "parser/frame_bytes.h"
 #include "parser/track_entry.h"
 
 namespace vantor {
@@ -14,5 +20,10 @@ inline constexpr std::size_t kMaxContentEncodings = 16;
 
 // Appends the ContentEncoding children of a ContentEncodings element, in file order.
 void ReadContentEncodings(const MkvElement& element, std::vector<MkvContentEncoding>& encodings);
+
+// Undoes the one content encoding of highest order whose scope meets the mask, as far as it can be undone: header
+// stripping is. True when no encoding matched, so that the buffer is usable as it was.
+bool ApplyContentEncodings(const MkvTrackEntry& track, Bytes& buffer, std::uint64_t scopeMask);
+bool ApplyContentEncodings(const MkvTrackEntry& track, FrameBytes& buffer, std::uint64_t scopeMask);
 
 }  // namespace vantor

@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "parser/ebml_value.h"
-#include "parser/frame_bytes.h"
 
 namespace vantor {
 
@@ -97,10 +96,5 @@ inline constexpr std::size_t kMaxTracks = 1024;
 // Reads every TrackEntry of the Tracks element, in file order, until the list has `limit`. E_POINTER for an empty
 // element.
 HRESULT ReadTracks(const MkvElement& tracks, MkvTrackList& list, std::size_t limit = kMaxTracks);
-
-// Undoes the one content encoding of highest order whose scope meets the mask, as far as it can be undone: header
-// stripping is. True when no encoding matched, so that the buffer is usable as it was.
-bool ApplyContentEncodings(const MkvTrackEntry& track, Bytes& buffer, std::uint64_t scopeMask);
-bool ApplyContentEncodings(const MkvTrackEntry& track, FrameBytes& buffer, std::uint64_t scopeMask);
 
 }  // namespace vantor

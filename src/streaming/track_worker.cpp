@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "parser/content_encoding.h"
 #include "platform/platform.h"
 #include "platform/result.h"
 #include "streaming/codec_headers.h"
