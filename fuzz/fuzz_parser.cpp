@@ -8,6 +8,7 @@
 
 #include "fuzz/heap_bound.h"
 #include "parser/block.h"
+#include "parser/cue_synthesis.h"
 #include "parser/element_ids.h"
 #include "parser/file_root.h"
 #include "support/memory_reader.h"
@@ -42,7 +43,7 @@ void WalkClusters(CMkvFileRoot& root) {
   if (!segment) return;
   for (MkvElement cluster = segment.FirstChild(ids::kCluster); cluster;) {
     std::int64_t ticks = 0;
-    ReadClusterTimecode(cluster, ticks);
+    (void)ReadClusterTimecode(cluster, ticks);
     for (MkvElement block = FirstBlock(cluster); block;) {
       ReadBlock(block, file.length);
       const std::uint64_t before = block.start;
@@ -65,7 +66,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   test::MemoryReader reader(std::vector<std::uint8_t>(data, data + size));
   CMkvFileRoot root(&reader, true);
   if (FAILED(root.Open())) return 0;
-  root.SynthesiseCues();
+  (void)SynthesiseCues(root);
   fuzz::Expect(reader.BytesRead() <= fuzz::kOpeningReads * size + fuzz::kOpeningBase,
                "opening reads in proportion to the file");
   fuzz::WalkClusters(root);

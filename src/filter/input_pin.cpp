@@ -3,6 +3,7 @@
 #include "filter/ids.h"
 #include "filter/mkv_filter.h"
 #include "mediatypes/media_guids.h"
+#include "parser/cue_synthesis.h"
 #include "platform/result.h"
 
 namespace vantor {
@@ -35,7 +36,7 @@ HRESULT CVXMkvDmxInputPin::CompleteConnect(IPin* receivePin) {
       root_.reset();
       return result;
     }
-    result = root_->SynthesiseCues();
+    result = SynthesiseCues(*root_);
     if (FAILED(result)) return result;
     result = filter_->BuildOutputPins(*root_, receivePin);
     return FAILED(result) ? result : S_OK;

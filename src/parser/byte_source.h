@@ -47,8 +47,8 @@ class CMkvFile : public CMkvFileReader {
 
   // Whether segment discovery may follow the seek index.
   virtual bool CanSeek() = 0;
-  // The records read at open; shared and read-only afterwards.
-  virtual MkvSegment* GetSegment() = 0;
+  // The records read at open, shared by all sources over the file.
+  virtual const MkvSegment* GetSegment() = 0;
   // Presentation time of the first cluster, 100 ns.
   virtual std::int64_t GetStartTime() = 0;
 };
@@ -59,7 +59,7 @@ class CMkvFileClone final : public CMkvFile {
   explicit CMkvFileClone(CMkvFile& root);
 
   bool CanSeek() override { return source_->CanSeek(); }
-  MkvSegment* GetSegment() override { return source_->GetSegment(); }
+  const MkvSegment* GetSegment() override { return source_->GetSegment(); }
   std::int64_t GetStartTime() override { return source_->GetStartTime(); }
 
  private:

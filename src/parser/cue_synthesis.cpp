@@ -1,8 +1,9 @@
+#include "parser/cue_synthesis.h"
+
 #include <utility>
 
 #include "parser/block.h"
 #include "parser/element_ids.h"
-#include "parser/file_root.h"
 #include "parser/record_room.h"
 
 namespace vantor {
@@ -23,25 +24,28 @@ MkvCuePoint MakeCuePoint(std::uint64_t time, std::uint64_t track, std::uint64_t 
 
 }  // namespace
 
-HRESULT CMkvFileRoot::SynthesiseCues() {
-  if (!canSeek || !segment.cues.empty()) return S_OK;
-  const MkvElement file = MkvElement::WholeFile(*this);
+HRESULT SynthesiseCues(CMkvFileRoot& root) {
+  MkvSegment& segment = root.segment;
+  if (!root.canSeek || !segment.cues.empty()) return S_OK;
+  const MkvElement file = MkvElement::WholeFile(root);
   const MkvElement first = file.FirstChild(ids::kSegment);
   MkvElement cluster = first.FirstChild(ids::kCluster);
   if (!cluster) return E_UNEXPECTED;
 
   segment.info.Duration = CMkvFloat(0.0);
-  std::uint64_t track = 0;
-  FindReferenceTrackNumber(segment, track);
-  // Ticks less milliseconds, in single precision: durations are compared with what such files always showed.
-  const std::int64_t startMilliseconds = startTime / 10000;
+  const std::uint64_t track = FindReferenceTrackNumber(segment).value_or(0);
+  // Ticks less milliseconds, as it looks: the two agree at the usual scale, and at others the durations of such files
+  // have always come out so. Single precision, on both sides of the subtraction, for the same reason.
+  const std::int64_t startMilliseconds = root.startTime / 10000;
   RecordRoom room(first, kSlack);
   MkvCueList cues;
+  // By walking only: the seek index names one Cluster and would lead back to it.
   for (; cluster; cluster.MoveNextOfSameId()) {
     std::int64_t ticks = 0;
-    ReadClusterTimecode(cluster, ticks);
+    (void)ReadClusterTimecode(cluster, ticks);  // a Cluster without a time is at 0
     const float duration = static_cast<float>(ticks) - static_cast<float>(startMilliseconds);
     segment.info.Duration = CMkvFloat(duration);
+    // Without room the walk goes on all the same, for the duration.
     if (!room.Take(sizeof(MkvCuePoint) + sizeof(MkvCueTrackPosition))) continue;
     cues.push_back(MakeCuePoint(static_cast<std::uint64_t>(ticks), track, cluster.start - segment.dataStart));
   }

@@ -24,12 +24,8 @@ class CMkvFileRoot final : public CMkvFile {
   // records. Raises running out of memory.
   HRESULT Open();
 
-  // Gives a file without Cues one cue point per Cluster and a duration up to the last Cluster. S_OK; E_UNEXPECTED
-  // without a Segment or Cluster. Raises running out of memory.
-  HRESULT SynthesiseCues();
-
   bool CanSeek() override { return canSeek; }
-  MkvSegment* GetSegment() override { return &segment; }
+  const MkvSegment* GetSegment() override { return &segment; }
   std::int64_t GetStartTime() override { return startTime; }
 
   std::int64_t startTime = 0;  // 100 ns; 0 until Open has computed it

@@ -1,7 +1,5 @@
 #include "parser/segment.h"
 
-#include <optional>
-
 #include "platform/wrapping.h"
 
 namespace vantor {
@@ -28,17 +26,11 @@ std::uint64_t MkvSegment::SeekTarget(const MkvSeekEntry& entry) const {
   return target < dataStart ? ~std::uint64_t{0} : target;
 }
 
-bool FindReferenceTrackNumber(const MkvSegment& segment, std::uint64_t& number) {
-  std::optional<std::uint64_t> found = FirstTrackOfType(segment, MkvTrackEntry::kTypeVideo);
-  if (!found) found = FirstTrackOfType(segment, MkvTrackEntry::kTypeAudio);
-  if (found) number = *found;
-  return found.has_value();
+std::optional<std::uint64_t> FindReferenceTrackNumber(const MkvSegment& segment) {
+  const std::optional<std::uint64_t> video = FirstTrackOfType(segment, MkvTrackEntry::kTypeVideo);
+  return video ? video : FirstTrackOfType(segment, MkvTrackEntry::kTypeAudio);
 }
 
-std::uint64_t ReferenceTrackNumber(const MkvSegment& segment) {
-  std::uint64_t number = 1;
-  FindReferenceTrackNumber(segment, number);
-  return number;
-}
+std::uint64_t ReferenceTrackNumber(const MkvSegment& segment) { return FindReferenceTrackNumber(segment).value_or(1); }
 
 }  // namespace vantor

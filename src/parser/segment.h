@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -70,7 +71,7 @@ struct MkvSegment {
 
 // The track whose cue positions seeking follows: the number of the first video track, else of the first audio track,
 // else nothing.
-bool FindReferenceTrackNumber(const MkvSegment& segment, std::uint64_t& number);
+std::optional<std::uint64_t> FindReferenceTrackNumber(const MkvSegment& segment);
 // The same, 1 when the file has neither.
 std::uint64_t ReferenceTrackNumber(const MkvSegment& segment);
 

@@ -85,7 +85,7 @@ class BlockCursor {
 
   CMkvFileClone file_;
   const MkvTrackEntry& track_;
-  MkvSegment& records_;
+  const MkvSegment& records_;
   MkvElement wholeFile_;
   MkvElement segment_;
   MkvElement firstCluster_;

@@ -342,7 +342,7 @@ TEST_F(FontAttachments, FontReadShortIsPassedOver) {
 TEST_F(FontAttachments, FontThatRunsPastTheEndIsPassedOverUnread) {
   std::uint64_t reads = 0;
   prepare = [&](CMkvFileRoot& root, MemoryReader& reader) {
-    std::vector<MkvAttachedFile>& list = root.GetSegment()->attachments.at(0);
+    std::vector<MkvAttachedFile>& list = root.segment.attachments.at(0);
     ASSERT_EQ(list.size(), 3U);
     list[0].dataSize = root.length - list[0].dataPosition + 1;
     list[1].dataSize = 0xFFFFFFFFFFFFFFFF;
@@ -364,7 +364,7 @@ TEST_F(FontAttachments, FontThatIsRefusedDoesNotStopTheNext) {
 
 TEST_F(FontAttachments, EveryAttachmentsListIsWalked) {
   prepare = [](CMkvFileRoot& root, MemoryReader&) {
-    auto& lists = root.GetSegment()->attachments;
+    auto& lists = root.segment.attachments;
     lists.push_back(lists.at(0));
   };
   Install(Attachments({Attachment("a.ttf", kTrueType, Ramp(5))}));

@@ -1,3 +1,5 @@
+#include "parser/cue_synthesis.h"
+
 #include <gtest/gtest.h>
 
 #include "fixture.h"
@@ -11,7 +13,7 @@ namespace {
 struct Synthesised : Opened {
   explicit Synthesised(const Raw& bytes, bool canSeek = true) : Opened(bytes, canSeek) {
     EXPECT_EQ(result, S_OK);
-    synthesis = root.SynthesiseCues();
+    synthesis = SynthesiseCues(root);
   }
   const MkvCueList& Cues() const { return root.segment.cues.at(0); }
   double Duration() const { return root.segment.info.Duration.value; }
@@ -157,7 +159,7 @@ TEST(CueSynthesis, RunningOutOfMemoryIsRaised) {
     Opened file(bytes);
     FailAllocation(n);
     try {
-      const HRESULT result = file.root.SynthesiseCues();
+      const HRESULT result = SynthesiseCues(file.root);
       FailAllocation(0);
       EXPECT_EQ(result, S_OK);
       break;

@@ -7,6 +7,7 @@
 
 #include "fixture.h"
 #include "parser/block.h"
+#include "parser/cue_synthesis.h"
 #include "parser/element_ids.h"
 #include "support/allocation_monitor.h"
 
@@ -85,7 +86,7 @@ TEST(Damage, EveryPrefixOpensOrFailsCleanly) {
       EXPECT_EQ(file.result, S_OK) << size;
     }
     if (file.result != S_OK) continue;
-    const HRESULT synthesis = file.root.SynthesiseCues();
+    const HRESULT synthesis = SynthesiseCues(file.root);
     EXPECT_TRUE(synthesis == S_OK || synthesis == E_UNEXPECTED) << size;
     const Totals totals = ReadEverything(file.root);
     EXPECT_GE(totals.bytes, lastBytes) << "a longer file must not give less, at " << size;
@@ -106,7 +107,7 @@ TEST(Damage, EveryReadFailingInTurnIsSurvivedAndHeldByNobody) {
         const HRESULT result = root.Open();
         EXPECT_TRUE(result == S_OK || result == E_FAIL) << n;
         if (result == S_OK) {
-          root.SynthesiseCues();
+          (void)SynthesiseCues(root);
           ReadEverything(root);
         }
         ranThrough = reader.Reads() < n;
@@ -129,7 +130,7 @@ TEST(Damage, EveryAllocationFailingInTurnIsRaisedAndLeaksNothing) {
         FailAllocation(n);
         CMkvFileRoot root(&reader, true);
         const HRESULT result = root.Open();
-        root.SynthesiseCues();
+        (void)SynthesiseCues(root);
         ReadEverything(root);
         FailAllocation(0);
         EXPECT_EQ(result, S_OK);
@@ -154,7 +155,7 @@ TEST(Damage, EveryByteChangedIsSurvived) {
       changed[at] = value;
       Opened file(changed);
       if (file.result != S_OK) continue;
-      file.root.SynthesiseCues();
+      (void)SynthesiseCues(file.root);
       EXPECT_LE(ReadEverything(file.root).blocks, 100);
     }
   }
@@ -170,7 +171,7 @@ void ExpectBounded(const char* name, const Raw& bytes) {
   {
     CMkvFileRoot root(&reader, true);
     EXPECT_EQ(root.Open(), S_OK) << name;
-    root.SynthesiseCues();
+    (void)SynthesiseCues(root);
     EXPECT_LT(reader.BytesRead(), bytes.size() * 24 + 200000) << name;
     EXPECT_LT(PeakBytes() - before, bytes.size() * 40 + 5'000'000) << name;
     EXPECT_LT(LiveBytes() - before, bytes.size() * 24 + 4'500'000) << name;

@@ -17,7 +17,7 @@ class PlainFile final : public CMkvFile {
  public:
   explicit PlainFile(IAsyncReader* source) : CMkvFile(source) {}
   bool CanSeek() override { return true; }
-  MkvSegment* GetSegment() override { return &segment; }
+  const MkvSegment* GetSegment() override { return &segment; }
   std::int64_t GetStartTime() override { return 0; }
 
   MkvSegment segment;

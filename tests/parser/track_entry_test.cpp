@@ -205,9 +205,9 @@ TEST(ReferenceTrack, IsSearchedInAllTrackLists) {
 }
 
 TEST(ReferenceTrack, TellsWhetherThereIsOne) {
-  std::uint64_t number = 42;
-  EXPECT_FALSE(FindReferenceTrackNumber(MkvSegment(), number));
-  EXPECT_EQ(number, 42u);
+  EXPECT_FALSE(FindReferenceTrackNumber(MkvSegment()));
+  const Opened file(MkvFile({Tracks({Track(1, 2, "A_AC3")})}));
+  EXPECT_EQ(FindReferenceTrackNumber(file.root.segment), 1u);
 }
 
 // ---- Content encodings ----

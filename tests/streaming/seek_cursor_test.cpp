@@ -2,6 +2,7 @@
 #include <utility>
 #include <vector>
 
+#include "parser/cue_synthesis.h"
 #include "parser/element_ids.h"
 #include "streaming/opened_file.h"
 #include "support/demux_harness.h"
@@ -103,7 +104,7 @@ TEST(SeekCursor, FailsAtTheFirstClusterWithoutCues) {
 TEST(SeekCursor, WorksWithSynthesisedCues) {
   OpenedFile file(MkvFile({Info(), Tracks({VideoTrack(1)}), Cluster(0, {SimpleBlock(1, 0, kKey, {1})}),
                            Cluster(1000, {SimpleBlock(1, 0, kKey, {2})})}));
-  ASSERT_EQ(file.root.SynthesiseCues(), S_OK);
+  ASSERT_EQ(SynthesiseCues(file.root), S_OK);
   const Stand stand = SeekVideo(file, kSecond);
   EXPECT_TRUE(stand.found);
   EXPECT_EQ(stand.video, (Raw{2}));

@@ -1,0 +1,15 @@
+// Cues for a file without an index: one cue point for each Cluster, so that seeking finds its way all the same.
+//
+//   CMkvFileRoot root(reader, true);
+//   if (SUCCEEDED(root.Open()) && SUCCEEDED(SynthesiseCues(root))) Play(root.GetSegment()->cues);
+#pragma once
+
+#include "parser/file_root.h"
+
+namespace vantor {
+
+// Gives an opened file without Cues one cue point per Cluster and a duration up to the last Cluster. S_OK, also when
+// there was nothing to do; E_UNEXPECTED without a Segment or Cluster. Raises running out of memory.
+HRESULT SynthesiseCues(CMkvFileRoot& root);
+
+}  // namespace vantor
