@@ -1,23 +1,19 @@
-// The constant tables that codes are named from. Rows stand in ascending order of their codes, which the search relies
-// on; a few stand elsewhere, or share their code, and are then found by chance or not at all.
+// The constant tables that codes are named from, EventNameRows among them. Rows stand in ascending order of their
+// codes, which the search relies on; a few stand elsewhere, or share their code, and are then found by chance or not at
+// all.
 #pragma once
 
 #include <cstdint>
 #include <span>
 
-namespace vantor {
+#include "published/event_names.h"
 
-struct NameRow {
-  std::uint32_t code;
-  const char* text;
-};
+namespace vantor {
 
 // Result codes: the symbolic name, for some followed by " - " and a description.
 std::span<const NameRow> ResultNameRows();
 // Errors of the network library, by their own numbers: the symbolic name, " = " and a description.
 std::span<const NameRow> WinsockNameRows();
-// Events of the filter graph.
-std::span<const NameRow> EventNameRows();
 // Messages of windows.
 std::span<const NameRow> MessageNameRows();
 

@@ -2,9 +2,9 @@
 #include <iterator>
 
 #include "baseclasses/class_factory.h"
-#include "filter/ids.h"
 #include "filter/mkv_filter.h"
 #include "filter/registration.h"
+#include "published/component.h"
 
 CFactoryTemplate g_Templates[] = {
     {vantor::kFilterName, &vantor::kClsidMkvDmx, vantor::CVXMkvDmx::CreateInstance, nullptr, &vantor::kFilterSetup},

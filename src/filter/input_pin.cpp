@@ -1,10 +1,10 @@
 #include "filter/input_pin.h"
 
-#include "filter/ids.h"
 #include "filter/mkv_filter.h"
-#include "mediatypes/media_guids.h"
 #include "parser/cue_synthesis.h"
 #include "platform/result.h"
+#include "published/component.h"
+#include "published/media_guids.h"
 
 namespace vantor {
 

@@ -18,10 +18,10 @@
 #include "baseclasses/filter.h"
 #include "baseclasses/filter_dispatch.h"
 #include "baseclasses/sync.h"
-#include "filter/ids.h"
 #include "filter/input_pin.h"
 #include "filter/output_pin.h"
 #include "mediatypes/font_installer.h"
+#include "published/component.h"
 #include "streaming/playback.h"
 
 namespace vantor {

@@ -9,8 +9,8 @@
 #include "diag/trace.h"
 #include "filter/mkv_filter.h"
 #include "mediatypes/alternative_media_type.h"
-#include "mediatypes/media_guids.h"
 #include "platform/result.h"
+#include "published/media_guids.h"
 
 namespace vantor {
 

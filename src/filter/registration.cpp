@@ -1,14 +1,16 @@
 #include "filter/registration.h"
 
 #include <cstdint>
+#include <cstdio>
 #include <string>
 
 #include "diag/result_names.h"
 #include "diag/trace.h"
-#include "filter/ids.h"
-#include "mediatypes/media_guids.h"
+#include "parser/element_ids.h"
 #include "platform/result.h"
 #include "platform/text.h"
+#include "published/component.h"
+#include "published/media_guids.h"
 
 namespace vantor {
 namespace {
@@ -28,18 +30,19 @@ const AMOVIESETUP_PIN kPins[] = {
 };
 
 // Offset, length, mask (none), bytes: what an EBML header begins with.
-constexpr const char* kCheckBytes[] = {"0,4,,1A45DFA3"};
+std::string FirstBytes() {
+  char text[32];
+  std::snprintf(text, sizeof text, "0,4,,%08X", static_cast<unsigned>(ids::kEbmlHeader));
+  return text;
+}
 
 constexpr const char* kExtensions[] = {".webm", ".mkv", ".mka", ".mks"};
 
 std::string StreamTypesKey() { return "Media Type\\" + GuidText(MEDIATYPE_Stream); }
 
 HRESULT WriteMediaTypeValues(RegistrationSystem& system, const std::string& key, const CLSID& source) {
-  int index = 0;
-  for (const char* entry : kCheckBytes) {
-    const HRESULT result = system.WriteClassesValue(key, std::to_string(index++), entry);
-    if (FAILED(result)) return result;
-  }
+  const HRESULT result = system.WriteClassesValue(key, "0", FirstBytes());
+  if (FAILED(result)) return result;
   return system.WriteClassesValue(key, "Source Filter", GuidText(source));
 }
 

@@ -3,7 +3,7 @@
 //   std::string error;
 //   std::unique_ptr<Component> component = Component::Load("/usr/lib/vantor/libvantormkv.so", error);
 //   ComPtr<IBaseFilter> filter;
-//   HRESULT hr = component->CreateFilter(kComponentClassId, filter.Out());
+//   HRESULT hr = component->CreateFilter(kClsidMkvDmx, filter.Out());
 //
 // The component is known by nothing but DllGetClassObject, DllCanUnloadNow and the filter's class id. A program that is
 // linked with one gives the two functions instead of a path. Every object of the component must be released before the
@@ -15,14 +15,9 @@
 
 #include "platform/com.h"
 #include "platform/platform.h"
+#include "published/component.h"
 
 namespace vantor {
-
-// The class id of the demultiplexer: {5E1B2A64-90C3-4D0F-A7E2-6B8D54C9F311}.
-inline constexpr GUID kComponentClassId = {
-    0x5E1B2A64, 0x90C3, 0x4D0F, {0xA7, 0xE2, 0x6B, 0x8D, 0x54, 0xC9, 0xF3, 0x11}};
-// The name that it registers itself under, and joins a graph with.
-inline constexpr const WCHAR* kComponentName = OLESTR("Vantor MKV Demultiplexer");
 
 class Component {
  public:

@@ -46,7 +46,7 @@ FileSourceFilter::FileSourceFilter(HRESULT* result)
     : CBaseFilter(nullptr, nullptr, &lock_, kFileSourceClassId), pin_(new FileSourcePin(this, &lock_, &type_, result)) {
   pin_->HoldByFilter();
   type_.majortype = MEDIATYPE_Stream;
-  type_.subtype = kMatroskaStreamSubtype;
+  type_.subtype = kSubtypePrivateMatroska;
   // A type without a format type would count as partly specified, and its refusal as another result.
   type_.formattype = FORMAT_None;
   type_.bFixedSizeSamples = TRUE;

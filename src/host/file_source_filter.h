@@ -16,12 +16,9 @@
 #include "host/byte_store.h"
 #include "host/file_source_pin.h"
 #include "platform/com.h"
+#include "published/media_guids.h"
 
 namespace vantor {
-
-// {49952F4C-3EDC-4A9B-8906-1DE02A3D4BC2}
-inline constexpr GUID kMatroskaStreamSubtype = {
-    0x49952F4C, 0x3EDC, 0x4A9B, {0x89, 0x06, 0x1D, 0xE0, 0x2A, 0x3D, 0x4B, 0xC2}};
 
 class FileSourceFilter final : public CBaseFilter, public IFileSourceFilter {
  public:

@@ -78,7 +78,7 @@ HRESULT Graph::Create(const Component& component, const GUID& class_id) {
 }
 
 HRESULT Graph::Adopt(IBaseFilter* splitter) {
-  const HRESULT hr = manager_->AddFilter(splitter, kComponentName);
+  const HRESULT hr = manager_->AddFilter(splitter, kFilterName);
   if (SUCCEEDED(hr)) {
     splitter_ = ComPtr<IBaseFilter>(splitter);
   }

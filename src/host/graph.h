@@ -51,7 +51,7 @@ class Graph {
   Graph& operator=(const Graph&) = delete;
 
   // Makes the splitter and joins it to the graph under its registered name, or joins the one given. Once per graph.
-  HRESULT Create(const Component& component, const GUID& class_id = kComponentClassId);
+  HRESULT Create(const Component& component, const GUID& class_id = kClsidMkvDmx);
   HRESULT Adopt(IBaseFilter* splitter);
 
   // Connects the splitter's first input pin behind a source of these bytes and lists its output pins. The name is what

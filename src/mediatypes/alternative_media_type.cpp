@@ -5,11 +5,11 @@
 #include <cstring>
 #include <utility>
 
-#include "mediatypes/codec_id.h"
 #include "mediatypes/format_block.h"
-#include "mediatypes/media_guids.h"
 #include "mediatypes/start_code_rewriting.h"
 #include "platform/result.h"
+#include "published/format_blocks.h"
+#include "published/media_guids.h"
 
 namespace vantor {
 
@@ -22,20 +22,8 @@ bool LoadHeader(const CMediaType& type, Header& header, std::size_t size = sizeo
   return true;
 }
 
-struct OldVorbisFormat {
-  std::uint32_t channels;
-  std::uint32_t samplesPerSecond;
-  std::uint32_t minimumBitRate;
-  std::uint32_t averageBitRate;
-  std::uint32_t maximumBitRate;
-  std::uint32_t quality;
-};
-static_assert(sizeof(OldVorbisFormat) == 24);
-
 HRESULT BuildOldVorbis(const CMediaType& own, CMediaType& alternative) {
-  struct {
-    std::uint32_t channels, samplesPerSecond, bitsPerSample;
-  } stored;
+  VorbisFormat stored{};
   if (!LoadHeader(own, stored)) return E_INVALIDARG;
   CMediaType made(&MEDIATYPE_Audio);
   made.SetSubtype(&kSubtypeVorbis);

@@ -1,6 +1,7 @@
 // The audio codecs: one row each, the first that matches wins.
 #include "mediatypes/audio_builders.h"
 #include "mediatypes/track_media_type.h"
+#include "published/subtype_codes.h"
 
 namespace vantor {
 
@@ -9,23 +10,23 @@ namespace {
 constexpr std::uint32_t kSampleSize = 256000;
 
 constexpr AudioCodec kAudioCodecs[] = {
-    {"A_AC3", Match::kExact, OLESTR("AC3"), 0x2000, BuildWaveFormat},
-    {"A_MPEG/L3", Match::kExact, OLESTR("MP3"), 0x0055, BuildWaveFormat},
-    {"A_MPEG/L2", Match::kExact, OLESTR("MPEG"), 0x0050, BuildMpegLayer},
-    {"A_MPEG/L1", Match::kExact, OLESTR("MPEG"), 0x0050, BuildMpegLayer},
-    {"A_DTS", Match::kExact, OLESTR("DTS"), 0x2001, BuildWaveFormat},
-    {"A_PCM/INT/LIT", Match::kExact, OLESTR("PCM"), 0x0001, BuildWaveFormat},
-    {"A_PCM/FLOAT/IEEE", Match::kExact, OLESTR("PCM"), 0x0003, BuildWaveFormat},
-    {"A_TTA1", Match::kExact, OLESTR("TTA"), 0x77A1, BuildWaveFormatWithPrivate},
-    {"A_WAVPACK4", Match::kExact, OLESTR("WAVPACK"), 0x5756, BuildWaveFormatWithPrivate},
-    {"A_FLAC", Match::kExact, OLESTR("FLAC"), 0xF1AC, BuildFlac},
-    {"A_OPUS", Match::kExact, OLESTR("OPUS"), 0x704F, BuildWaveFormatWithPrivate},
-    {"A_AAC", Match::kExact, OLESTR("AAC"), 0x00FF, BuildWaveFormatWithPrivate},
+    {"A_AC3", Match::kExact, OLESTR("AC3"), format_tags::kAc3, BuildWaveFormat},
+    {"A_MPEG/L3", Match::kExact, OLESTR("MP3"), format_tags::kMpegLayer3, BuildWaveFormat},
+    {"A_MPEG/L2", Match::kExact, OLESTR("MPEG"), format_tags::kMpeg, BuildMpegLayer},
+    {"A_MPEG/L1", Match::kExact, OLESTR("MPEG"), format_tags::kMpeg, BuildMpegLayer},
+    {kCodecDts, Match::kExact, OLESTR("DTS"), format_tags::kDts, BuildWaveFormat},
+    {"A_PCM/INT/LIT", Match::kExact, OLESTR("PCM"), format_tags::kPcm, BuildWaveFormat},
+    {"A_PCM/FLOAT/IEEE", Match::kExact, OLESTR("PCM"), format_tags::kFloat, BuildWaveFormat},
+    {"A_TTA1", Match::kExact, OLESTR("TTA"), format_tags::kTta, BuildWaveFormatWithPrivate},
+    {"A_WAVPACK4", Match::kExact, OLESTR("WAVPACK"), format_tags::kWavPack, BuildWaveFormatWithPrivate},
+    {"A_FLAC", Match::kExact, OLESTR("FLAC"), format_tags::kFlac, BuildFlac},
+    {"A_OPUS", Match::kExact, OLESTR("OPUS"), format_tags::kOpus, BuildWaveFormatWithPrivate},
+    {"A_AAC", Match::kExact, OLESTR("AAC"), format_tags::kAac, BuildWaveFormatWithPrivate},
     {"A_VORBIS", Match::kExact, OLESTR("VORBIS"), 0, BuildVorbis},
     {"A_VORBIS2", Match::kExact, OLESTR("VORBIS2"), 0, BuildVorbis2},
     {"A_MS/ACM", Match::kExact, OLESTR("ACM"), 0, BuildStoredWaveFormat},
     {"A_REAL/", Match::kPrefix, OLESTR("REAL"), 0, BuildRealAudio},
-    {"A_AAC/", Match::kPrefix, OLESTR("AAC"), 0x00FF, BuildAacProfile},
+    {"A_AAC/", Match::kPrefix, OLESTR("AAC"), format_tags::kAac, BuildAacProfile},
 };
 
 }  // namespace

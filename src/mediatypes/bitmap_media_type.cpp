@@ -5,6 +5,7 @@
 
 #include "mediatypes/format_block.h"
 #include "mediatypes/video_builders.h"
+#include "published/subtype_codes.h"
 
 namespace vantor {
 

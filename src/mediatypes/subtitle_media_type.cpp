@@ -5,8 +5,9 @@
 
 #include "mediatypes/codec_id.h"
 #include "mediatypes/format_block.h"
-#include "mediatypes/media_guids.h"
 #include "mediatypes/track_media_type.h"
+#include "published/format_blocks.h"
+#include "published/media_guids.h"
 
 namespace vantor {
 
@@ -38,13 +39,6 @@ const SubtitleCodec kSubtitleCodecs[] = {
     {"S_VOBSUB", kTypeSubtitle, kSubtypeVobSub, nullptr},
 };
 const SubtitleCodec kAnyOther = {{}, kTypeSubtitle, GUID_NULL, nullptr};
-
-struct SubtitleInfo {
-  std::uint32_t dwOffset;
-  char IsoLang[4];
-  WCHAR TrackName[256];
-};
-static_assert(sizeof(SubtitleInfo) == 520);
 
 WideString LanguageLabel(const MkvTrackEntry& track) {
   WideString label;

@@ -1,6 +1,7 @@
 // The video codecs: one row each, the first that matches wins.
 #include "mediatypes/track_media_type.h"
 #include "mediatypes/video_builders.h"
+#include "published/subtype_codes.h"
 
 namespace vantor {
 
@@ -16,7 +17,7 @@ constexpr VideoCodec kVideoCodecs[] = {
     {"V_MPEG2", Match::kExact, OLESTR("MPEG2"), 0, BuildMpegVideo},
     {"V_THEORA", Match::kExact, OLESTR("THEORA"), FourCc("THEO"), BuildTheora},
     {"V_MPEG4/ISO/ASP", Match::kExact, OLESTR("MPEG4"), FourCc("MP4V"), BuildMpeg4},
-    {"V_MPEG4/ISO/AVC", Match::kExact, OLESTR("AVC"), FourCc("AVC1"), BuildAvc},
+    {kCodecAvc, Match::kExact, OLESTR("AVC"), FourCc("AVC1"), BuildAvc},
     {"V_MPEGH/ISO/HEVC", Match::kExact, OLESTR("HEVC"), FourCc("hev1"), BuildHevc},
 };
 

@@ -1,26 +1,20 @@
 // Vorbis: a block of its own with the three header packets, which the private data holds Xiph-laced.
 #include <array>
 #include <cstddef>
+#include <type_traits>
 
 #include "mediatypes/audio_builders.h"
 #include "mediatypes/format_block.h"
-#include "mediatypes/media_guids.h"
 #include "platform/conversions.h"
 #include "platform/result.h"
+#include "published/format_blocks.h"
+#include "published/media_guids.h"
 
 namespace vantor {
 
 namespace {
 
-constexpr std::size_t kPackets = 3;
-
-struct VorbisFormat2 {
-  std::uint32_t channels;
-  std::uint32_t samplesPerSecond;
-  std::uint32_t bitsPerSample;
-  std::uint32_t headerSizes[kPackets];
-};
-static_assert(sizeof(VorbisFormat2) == 24);
+constexpr std::size_t kPackets = std::extent_v<decltype(VorbisFormat::headerSizes)>;
 
 struct Packets {
   std::array<std::size_t, kPackets> sizes;
@@ -53,16 +47,15 @@ HRESULT Build(const MkvTrackEntry& track, const GUID& subtype, const GUID& forma
   const Packets packets = ReadLace(codecPrivate);
 
   const std::size_t packetBytes = codecPrivate.size() - packets.start;
-  const HRESULT made =
-      MakeFormatBlock(result.mediaType, formatType, sizeof(VorbisFormat2) + std::uint64_t{packetBytes});
+  const HRESULT made = MakeFormatBlock(result.mediaType, formatType, sizeof(VorbisFormat) + std::uint64_t{packetBytes});
   if (FAILED(made)) return made;
-  VorbisFormat2 header{};
+  VorbisFormat header{};
   header.channels = static_cast<std::uint32_t>(track.audio.Channels.value);
   header.samplesPerSecond = SamplesPerSecond(track);
   header.bitsPerSample = static_cast<std::uint32_t>(track.audio.BitDepth.value);
   for (std::size_t i = 0; i < kPackets; ++i) header.headerSizes[i] = static_cast<std::uint32_t>(packets.sizes[i]);
   StoreHeader(result.mediaType, header);
-  StoreBytes(result.mediaType, sizeof(VorbisFormat2), codecPrivate.data() + packets.start, packetBytes);
+  StoreBytes(result.mediaType, sizeof(VorbisFormat), codecPrivate.data() + packets.start, packetBytes);
   result.mediaType.SetSubtype(&subtype);
   return S_OK;
 }

@@ -3,8 +3,8 @@
 
 #include "mediatypes/audio_builders.h"
 #include "mediatypes/format_block.h"
-#include "mediatypes/media_guids.h"
 #include "platform/conversions.h"
+#include "published/media_guids.h"
 
 namespace vantor {
 
@@ -99,8 +99,9 @@ HRESULT BuildRealAudio(const AudioCodec& codec, const MkvTrackEntry& track, Trac
     std::uint16_t formatTag;
   };
   constexpr Tag kTags[] = {
-      {FourCc("14_4"), 0x2002}, {FourCc("28_8"), 0x2003}, {FourCc("ATRC"), 0x0270},
-      {FourCc("COOK"), 0x2004}, {FourCc("SIPR"), 0x0130},
+      {FourCc("14_4"), format_tags::kReal144}, {FourCc("28_8"), format_tags::kReal288},
+      {FourCc("ATRC"), format_tags::kAtrac},   {FourCc("COOK"), format_tags::kCook},
+      {FourCc("SIPR"), format_tags::kSipro},
   };
   const std::string_view suffix = CodecIdText(track.CodecID).substr(codec.id.size());
   if (suffix.size() < 4) return S_FALSE;

@@ -2,14 +2,15 @@
 
 #include <cstring>
 
-#include "mediatypes/media_guids.h"
+#include "published/format_blocks.h"
+#include "published/media_guids.h"
 
 namespace vantor {
 
 namespace {
 
-constexpr std::size_t kSizesOffset = 12;
-constexpr std::size_t kHeadersOffset = 24;
+constexpr std::size_t kSizesOffset = offsetof(VorbisFormat, headerSizes);
+constexpr std::size_t kHeadersOffset = sizeof(VorbisFormat);
 
 }  // namespace
 

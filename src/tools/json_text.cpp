@@ -45,12 +45,6 @@ void AppendReal(Buffer& out, double value) {
   }
 }
 
-std::string GuidText(const GUID& guid) {
-  const auto& d = guid.Data4;
-  return fmt::format("{{{:08X}-{:04X}-{:04X}-{:02X}{:02X}-{:02X}{:02X}{:02X}{:02X}{:02X}{:02X}}}", guid.Data1,
-                     guid.Data2, guid.Data3, d[0], d[1], d[2], d[3], d[4], d[5], d[6], d[7]);
-}
-
 std::string ResultText(HRESULT result) { return fmt::format("0x{:08X}", static_cast<std::uint32_t>(result)); }
 
 }  // namespace vantor::tools

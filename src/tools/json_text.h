@@ -26,8 +26,6 @@ void AppendHex(Buffer& out, const unsigned char* bytes, std::size_t size);
 // that JSON has not got.
 void AppendReal(Buffer& out, double value);
 
-// The GUID in registry form with upper-case hexadecimal.
-std::string GuidText(const GUID& guid);
 // The result code as "0x%08X".
 std::string ResultText(HRESULT result);
 

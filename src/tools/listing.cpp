@@ -3,7 +3,8 @@
 #include <iterator>
 #include <string_view>
 
-#include "tools/event_name.h"
+#include "diag/result_names.h"
+#include "platform/text.h"
 
 namespace vantor::tools {
 namespace {
@@ -35,7 +36,7 @@ FilterSummary Summarize(const Graph& graph, HRESULT connect) {
 
 void AppendFilterLine(Buffer& out, const FilterSummary& summary) {
   Append(out, R"({"type":"filter","name":)");
-  AppendJsonString(out, WideString(kComponentName));
+  AppendJsonString(out, WideString(kFilterName));
   Format(out, R"(,"connect":"{}","pins":{},"duration":{},"stop":{},"frame_duration":{}}})", ResultText(summary.connect),
          summary.pins, summary.duration, summary.stop, summary.frame_duration);
   Append(out, "\n");
@@ -91,7 +92,7 @@ void AppendRecordLine(Buffer& out, int pin, const LogRecord& record) {
 }
 
 void AppendEventLine(Buffer& out, const GraphEvent& event) {
-  Format(out, R"({{"type":"event","code":"{}","param1":"0x{:08X}","param2":"0x{:08X}"}})", EventName(event.code),
+  Format(out, R"({{"type":"event","code":"{}","param1":"0x{:08X}","param2":"0x{:08X}"}})", LookupEventName(event.code),
          static_cast<std::uint32_t>(event.param1), static_cast<std::uint32_t>(event.param2));
   Append(out, "\n");
 }

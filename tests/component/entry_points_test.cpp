@@ -2,8 +2,8 @@
 #include <gtest/gtest.h>
 
 #include "component/loaded_component.h"
-#include "filter/ids.h"
 #include "platform/com_ptr.h"
+#include "published/component.h"
 
 namespace vantor::test {
 namespace {

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "baseclasses/class_factory.h"
-#include "mediatypes/media_guids.h"
+#include "published/media_guids.h"
 #include "support/allocation_monitor.h"
 #include "support/demux_harness.h"
 

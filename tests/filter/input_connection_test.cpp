@@ -3,8 +3,8 @@
 #include <limits>
 #include <string>
 
-#include "mediatypes/media_guids.h"
 #include "parser/element_ids.h"
+#include "published/media_guids.h"
 #include "support/allocation_monitor.h"
 #include "support/demux_harness.h"
 

@@ -5,7 +5,7 @@
 
 #include <gmock/gmock.h>
 
-#include "mediatypes/media_guids.h"
+#include "published/media_guids.h"
 #include "support/demux_harness.h"
 #include "support/fake_allocator.h"
 

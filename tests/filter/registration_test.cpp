@@ -7,8 +7,8 @@
 #include <new>
 
 #include "baseclasses/dll_setup.h"
-#include "filter/ids.h"
 #include "filter/mkv_filter.h"
+#include "published/component.h"
 #include "support/fake_registration.h"
 
 namespace vantor::test {

@@ -95,7 +95,7 @@ TEST_F(FilterContract, AnOuterObjectAnswersForAllOfIt) {
   Outer outer;
   {
     ComPtr<IClassFactory> factory;
-    ASSERT_EQ(GetClassObject(kComponentClassId, IID_IClassFactory, factory.Void()), S_OK);
+    ASSERT_EQ(GetClassObject(kClsidMkvDmx, IID_IClassFactory, factory.Void()), S_OK);
     ASSERT_EQ(factory->CreateInstance(&outer, IID_IUnknown, outer.inner.Void()), S_OK);
     EXPECT_EQ(outer.references, 1U) << "the inner object does not count the outer one";
     ComPtr<IBaseFilter> filter;
@@ -113,7 +113,7 @@ TEST_F(FilterContract, AnOuterObjectAnswersForAllOfIt) {
 TEST_F(FilterContract, AggregatesOnlyBehindItsUnknown) {
   Outer outer;
   ComPtr<IClassFactory> factory;
-  ASSERT_EQ(GetClassObject(kComponentClassId, IID_IClassFactory, factory.Void()), S_OK);
+  ASSERT_EQ(GetClassObject(kClsidMkvDmx, IID_IClassFactory, factory.Void()), S_OK);
   void* object = &outer;
   EXPECT_EQ(factory->CreateInstance(&outer, IID_IBaseFilter, &object), E_NOINTERFACE);
   EXPECT_EQ(object, nullptr);
@@ -126,9 +126,9 @@ TEST_F(FilterContract, ItsClassFactoryKnowsItsClassAndInterfacesOnly) {
   EXPECT_EQ(GetClassObject(CLSID_AsyncReader, IID_IClassFactory, &object), CLASS_E_CLASSNOTAVAILABLE);
   EXPECT_EQ(object, nullptr);
   object = &factory;
-  EXPECT_EQ(GetClassObject(kComponentClassId, IID_IBaseFilter, &object), E_NOINTERFACE);
+  EXPECT_EQ(GetClassObject(kClsidMkvDmx, IID_IBaseFilter, &object), E_NOINTERFACE);
   EXPECT_EQ(object, nullptr);
-  ASSERT_EQ(GetClassObject(kComponentClassId, IID_IClassFactory, factory.Void()), S_OK);
+  ASSERT_EQ(GetClassObject(kClsidMkvDmx, IID_IClassFactory, factory.Void()), S_OK);
   object = &factory;
   EXPECT_EQ(factory->CreateInstance(nullptr, IID_IPin, &object), E_NOINTERFACE);
   EXPECT_EQ(object, nullptr);
@@ -137,11 +137,11 @@ TEST_F(FilterContract, ItsClassFactoryKnowsItsClassAndInterfacesOnly) {
 
 TEST_F(FilterContract, ALockedServerStaysLoaded) {
   ComPtr<IClassFactory> factory;
-  ASSERT_EQ(GetClassObject(kComponentClassId, IID_IClassFactory, factory.Void()), S_OK);
+  ASSERT_EQ(GetClassObject(kClsidMkvDmx, IID_IClassFactory, factory.Void()), S_OK);
   EXPECT_EQ(factory->LockServer(TRUE), S_OK);
   factory.Reset();
   EXPECT_FALSE(TestedComponent().CanUnloadNow());
-  ASSERT_EQ(GetClassObject(kComponentClassId, IID_IClassFactory, factory.Void()), S_OK);
+  ASSERT_EQ(GetClassObject(kClsidMkvDmx, IID_IClassFactory, factory.Void()), S_OK);
   EXPECT_EQ(factory->LockServer(FALSE), S_OK);
 }
 
@@ -149,10 +149,10 @@ TEST_F(FilterContract, TellsItsClassNameAndGraph) {
   RealGraph graph;
   CLSID class_id = {};
   EXPECT_EQ(graph.Demultiplexer()->GetClassID(&class_id), S_OK);
-  EXPECT_TRUE(SameGuid(class_id, kComponentClassId));
+  EXPECT_TRUE(SameGuid(class_id, kClsidMkvDmx));
   FILTER_INFO info = {};
   ASSERT_EQ(graph.Demultiplexer()->QueryFilterInfo(&info), S_OK);
-  EXPECT_EQ(WideString(info.achName), kComponentName);
+  EXPECT_EQ(WideString(info.achName), kFilterName);
   ASSERT_NE(info.pGraph, nullptr);
   EXPECT_EQ(UnknownOf(info.pGraph).Get(), UnknownOf(graph.Get()).Get());
   info.pGraph->Release();

@@ -45,8 +45,8 @@ MediaCopy::~MediaCopy() { EXPECT_TRUE(DeleteFileW(path_.c_str())) << "somebody s
 
 RealGraph::RealGraph() {
   EXPECT_EQ(CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, IID_IGraphBuilder, graph_.Void()), S_OK);
-  EXPECT_EQ(TestedComponent().CreateFilter(kComponentClassId, demultiplexer_.Out()), S_OK);
-  EXPECT_EQ(graph_->AddFilter(demultiplexer_.Get(), kComponentName), S_OK);
+  EXPECT_EQ(TestedComponent().CreateFilter(kClsidMkvDmx, demultiplexer_.Out()), S_OK);
+  EXPECT_EQ(graph_->AddFilter(demultiplexer_.Get(), kFilterName), S_OK);
 }
 
 HRESULT RealGraph::Open(const WCHAR* path) {
@@ -65,7 +65,7 @@ HRESULT RealGraph::AddReader(const WCHAR* path) {
     // What the reader takes from the registry once the component is registered.
     CMediaType type;
     type.SetType(&MEDIATYPE_Stream);
-    type.SetSubtype(&kMatroskaStreamSubtype);
+    type.SetSubtype(&kSubtypePrivateMatroska);
     hr = file->Load(path, &type);
   }
   return FAILED(hr) ? hr : graph_->AddFilter(reader_.Get(), L"Reader");

@@ -139,7 +139,7 @@ TEST_F(RenderingTest, FilesAreFoundByTheirFirstBytesWhateverTheyAreCalled) {
     SetUp();
     const MediaCopy media(file.media, file.name);
     ASSERT_GE(graph_->RenderFile(media.Path(), nullptr), S_OK);
-    EXPECT_EQ(CountOf(kComponentClassId), 1);
+    EXPECT_EQ(CountOf(kClsidMkvDmx), 1);
     EXPECT_EQ(Taken().size(), file.renderers);
     PlayToEnd();
     for (const auto& renderer : Taken()) EXPECT_EQ(renderer->Count("end"), 1);
@@ -155,7 +155,7 @@ TEST_F(RenderingTest, SubtitlesAloneAreConnectedByHand) {
   ASSERT_EQ(graph_->AddSourceFilter(media.Path(), L"Source", source.Out()), S_OK);
   // Whether that is a success is the graph's own affair.
   graph_->Render(FirstPin(source.Get()).Get());
-  EXPECT_EQ(CountOf(kComponentClassId), 1);
+  EXPECT_EQ(CountOf(kClsidMkvDmx), 1);
   EXPECT_TRUE(Taken().empty());
   source.Reset();
   factory_.made.clear();
@@ -175,7 +175,7 @@ TEST_F(RenderingTest, TheSourceKnowsTheSubtypeByTheFirstBytes) {
     ASSERT_EQ(file->GetCurFile(&path, &type), S_OK);
     CoTaskMemFree(path);
     EXPECT_TRUE(IsEqualGUID(*type.Type(), MEDIATYPE_Stream));
-    EXPECT_TRUE(IsEqualGUID(*type.Subtype(), kMatroskaStreamSubtype));
+    EXPECT_TRUE(IsEqualGUID(*type.Subtype(), kSubtypePrivateMatroska));
     EXPECT_EQ(graph_->RemoveFilter(source.Get()), S_OK);
   }
 }

@@ -222,7 +222,7 @@ TEST_F(FileSource, LoadsAFileAndTellsItsNameAndType) {
   ASSERT_EQ(by_interface->GetCurFile(&told, &type), S_OK);
   EXPECT_EQ(WideString(told), name);
   EXPECT_TRUE(SameGuid(type.majortype, MEDIATYPE_Stream));
-  EXPECT_TRUE(SameGuid(type.subtype, kMatroskaStreamSubtype));
+  EXPECT_TRUE(SameGuid(type.subtype, kSubtypePrivateMatroska));
   FreeMediaType(type);
   CoTaskMemFree(told);
   EXPECT_EQ(source_->OutputPin()->Bytes()->Length(), 50);

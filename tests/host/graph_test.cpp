@@ -127,7 +127,7 @@ TEST_F(GraphTest, TheSplitterSeesItsGraphNameAndItsFile) {
   FILTER_INFO info = {};
   ASSERT_EQ(graph_->Splitter()->QueryFilterInfo(&info), S_OK);
   const auto joined = ComPtr<IFilterGraph>::Adopt(info.pGraph);
-  EXPECT_EQ(WideString(info.achName), WideString(kComponentName));
+  EXPECT_EQ(WideString(info.achName), WideString(kFilterName));
   ComPtr<IBaseFilter> source;
   ASSERT_EQ(joined->FindFilterByName(OLESTR("Source"), source.Out()), S_OK);
   ComPtr<IFileSourceFilter> file;
@@ -298,7 +298,7 @@ TEST_F(GraphTest, TakesAFilterThatIsThereAlready) {
 }
 
 TEST_F(GraphTest, AClassThatTheComponentHasNotGotGivesItsResult) {
-  EXPECT_EQ(graph_->Create(component_, kComponentClassId), CLASS_E_CLASSNOTAVAILABLE);
+  EXPECT_EQ(graph_->Create(component_, kClsidMkvDmx), CLASS_E_CLASSNOTAVAILABLE);
 }
 
 // The same stream through every byte store gives the same samples.

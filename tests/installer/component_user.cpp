@@ -21,7 +21,7 @@ int Hold(const char* file) {
 int Use() {
   if (FAILED(CoInitializeEx(nullptr, COINIT_MULTITHREADED))) return 1;
   IUnknown* filter = nullptr;
-  const HRESULT made = CoCreateInstance(vantor::kComponentClassId, nullptr, CLSCTX_INPROC_SERVER, IID_IUnknown,
+  const HRESULT made = CoCreateInstance(vantor::kClsidMkvDmx, nullptr, CLSCTX_INPROC_SERVER, IID_IUnknown,
                                         reinterpret_cast<void**>(&filter));
   char path[MAX_PATH] = "no such file";
   if (const HMODULE module = GetModuleHandleA("vantormkv.ax")) GetModuleFileNameA(module, path, MAX_PATH);

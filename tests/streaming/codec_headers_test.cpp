@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "mediatypes/media_guids.h"
+#include "published/media_guids.h"
 #include "support/mkv_builder.h"
 
 namespace vantor::test {

@@ -1,5 +1,5 @@
 // The Vorbis header packets at the start of play.
-#include "mediatypes/media_guids.h"
+#include "published/media_guids.h"
 #include "support/demux_harness.h"
 
 namespace vantor::test {

@@ -62,11 +62,6 @@ TEST(JsonText, BytesAreLowerCaseHexadecimal) {
   EXPECT_EQ(fmt::to_string(out), "000aff");
 }
 
-TEST(JsonText, GuidsAreInRegistryFormInUpperCase) {
-  const GUID guid = {0x1ac0bebd, 0x4d2b, 0x45ad, {0xbc, 0xeb, 0xf2, 0xc4, 0x1c, 0x5e, 0x37, 0x88}};
-  EXPECT_EQ(GuidText(guid), "{1AC0BEBD-4D2B-45AD-BCEB-F2C41C5E3788}");
-}
-
 TEST(JsonText, ResultsHaveEightDigits) {
   EXPECT_EQ(ResultText(S_OK), "0x00000000");
   EXPECT_EQ(ResultText(E_FAIL), "0x80004005");

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "tools/event_name.h"
 #include "tools/sample_log.h"
 
 namespace vantor::tools {
@@ -101,8 +100,16 @@ TEST(Listing, SegmentEndSeekAndEventLinesHaveTheirFieldsInOrder) {
 }
 
 TEST(Listing, EventsWithoutANameShowTheirNumber) {
-  EXPECT_EQ(EventName(EC_STREAM_ERROR_STILLPLAYING), "EC_STREAM_ERROR_STILLPLAYING");
-  EXPECT_EQ(EventName(0x12345), "0x00012345");
+  const auto line = [](LONG code) {
+    Buffer out;
+    AppendEventLine(out, {code, 1, -1});
+    return fmt::to_string(out);
+  };
+  EXPECT_EQ(line(EC_STREAM_ERROR_STILLPLAYING),
+            R"({"type":"event","code":"EC_STREAM_ERROR_STILLPLAYING","param1":"0x00000001","param2":"0xFFFFFFFF"})"
+            "\n");
+  EXPECT_EQ(line(0x12345), R"({"type":"event","code":"0x00012345","param1":"0x00000001","param2":"0xFFFFFFFF"})"
+                           "\n");
 }
 
 TEST(Listing, RecordsStaySmall) { EXPECT_LE(sizeof(LogRecord), 40u); }

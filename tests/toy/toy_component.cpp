@@ -3,7 +3,7 @@
 #include "host/fake_splitter.h"
 
 STDAPI DllGetClassObject(REFCLSID class_id, REFIID riid, LPVOID* object) {
-  const bool known = vantor::SameGuid(class_id, vantor::kComponentClassId);
+  const bool known = vantor::SameGuid(class_id, vantor::kClsidMkvDmx);
   return vantor::test::ToyGetClassObject(known ? vantor::test::FakeSplitter::kClassId : GUID{}, riid, object);
 }
 

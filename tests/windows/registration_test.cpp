@@ -7,9 +7,9 @@
 
 #include "baseclasses/dll_setup.h"
 #include "component/loaded_component.h"
-#include "filter/ids.h"
 #include "filter/registration.h"
 #include "platform/registration.h"
+#include "published/component.h"
 #include "support/temporary_folder.h"
 #include "windows/registry_snapshot.h"
 #include "windows/regsvr32.h"

@@ -1,4 +1,4 @@
-#include "diag/name_tables.h"
+#include "published/event_names.h"
 
 namespace vantor {
 namespace {

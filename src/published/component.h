@@ -1,10 +1,15 @@
-// The component's fixed identifiers and names. vantormkv.idl repeats those of the type library.
+// Who the component is: the identifiers and names by which registries, graphs and hosts know it.
+//
+//   CoCreateInstance(kClsidMkvDmx, nullptr, CLSCTX_INPROC_SERVER, IID_IBaseFilter, &filter);
+//
+// vantormkv.idl repeats the identifiers of the type library.
 #pragma once
 
 #include "platform/com.h"
 
 namespace vantor {
 
+// The name that the filter registers itself under, and the input pin's.
 inline constexpr WCHAR kFilterName[] = OLESTR("Vantor MKV Demultiplexer");
 inline constexpr WCHAR kInputPinName[] = OLESTR("MKV input");
 

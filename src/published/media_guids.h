@@ -1,8 +1,11 @@
-// Media type GUIDs of this component's own conventions, beyond the platform's published ones.
+// Media type GUIDs of this component's conventions, beyond the platform's published ones: what its pins offer, what its
+// input takes.
+//
+//   type.SetSubtype(&kSubtypeMatroska);
 #pragma once
 
-#include "mediatypes/codec_id.h"
 #include "platform/com.h"
+#include "published/subtype_codes.h"
 
 namespace vantor {
 
@@ -17,7 +20,7 @@ inline constexpr GUID kFormatVorbis = {0x6bddfa7e, 0x9f22, 0x46a9, {0xab, 0x5e, 
 inline constexpr GUID kSubtypeVorbis2 = {0x8d2fd10b, 0x5841, 0x4a6b, {0x89, 0x05, 0x58, 0x8f, 0xec, 0x1a, 0xde, 0xd9}};
 inline constexpr GUID kFormatVorbis2 = {0xb36e107f, 0xa938, 0x4387, {0x93, 0xc7, 0x55, 0xe9, 0x66, 0x75, 0x74, 0x73}};
 
-inline constexpr GUID kSubtypeRawAac = SubtypeOf(0x00ff);
+inline constexpr GUID kSubtypeRawAac = SubtypeOf(format_tags::kAac);
 
 // FLAC has a subtype of its own beside its wave format tag.
 inline constexpr GUID kSubtypeFlac = {0x1541c5c0, 0xcddf, 0x477d, {0xbc, 0x0a, 0x86, 0xf8, 0xae, 0x7f, 0x83, 0x54}};
