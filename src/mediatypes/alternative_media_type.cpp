@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "mediatypes/format_block.h"
-#include "mediatypes/start_code_rewriting.h"
+#include "mediatypes/lengths_to_start_codes.h"
 #include "platform/result.h"
 #include "published/format_blocks.h"
 #include "published/media_guids.h"

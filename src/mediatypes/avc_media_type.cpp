@@ -2,6 +2,7 @@
 #include <cstddef>
 
 #include "mediatypes/avc_probe.h"
+#include "mediatypes/nal_units.h"
 #include "mediatypes/video_builders.h"
 
 namespace vantor {
@@ -11,27 +12,10 @@ namespace {
 constexpr std::size_t kProfile = 1;
 constexpr std::size_t kLevel = 3;
 constexpr std::size_t kLengthSize = 4;
-constexpr std::size_t kSequenceSetCount = 5;
-constexpr std::size_t kSequenceSets = 6;
 
-// Appends `count` sets, lengths included, and moves the offset behind them; false when one runs past the record's end.
-bool AppendSets(const Bytes& record, unsigned count, std::size_t& offset, Bytes& sets) {
-  for (unsigned i = 0; i < count; ++i) {
-    if (record.size() - offset < 2) return false;
-    const std::size_t length = 2 + (static_cast<std::size_t>(record[offset]) << 8 | record[offset + 1]);
-    if (record.size() - offset < length) return false;
-    const auto begin = record.begin() + static_cast<std::ptrdiff_t>(offset);
-    sets.insert(sets.end(), begin, begin + static_cast<std::ptrdiff_t>(length));
-    offset += length;
-  }
-  return true;
-}
-
+// The sets with their lengths, sequence sets first; false when the record ends before its last set.
 bool ReadParameterSets(const Bytes& record, Bytes& sets) {
-  std::size_t offset = kSequenceSets;
-  if (!AppendSets(record, record[kSequenceSetCount] & 31U, offset, sets) || offset == record.size()) return false;
-  const unsigned pictureSetCount = record[offset++];
-  return AppendSets(record, pictureSetCount, offset, sets);
+  return VisitParameterSets(record, [&](ByteSpan set) { AppendUnit(sets, set); });
 }
 
 }  // namespace
@@ -44,7 +28,7 @@ HRESULT BuildAvc(const VideoCodec& codec, MkvTrackEntry& track, const AvcConfigS
     result.convertStartCodes = sources.streamDescription(track, record);
   }
   Bytes sets;
-  if (record.size() < kSequenceSets || !ReadParameterSets(record, sets)) return S_FALSE;
+  if (!ReadParameterSets(record, sets)) return S_FALSE;
 
   MPEG2VIDEOINFO header{};
   header.hdr = VideoHeader2(track, BitmapHeader(track, codec.fourCc, 1, 24));

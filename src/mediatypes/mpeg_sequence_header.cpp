@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <numeric>
 
+#include "mediatypes/nal_units.h"
+#include "platform/big_endian.h"
 #include "platform/result.h"
 
 namespace vantor {
@@ -22,12 +24,8 @@ constexpr std::uint32_t kFramePeriods[16] = {0,      1126125, 1125000, 1080000, 
 constexpr float kPixelAspects[16] = {1.0F,    1.0F,    0.6735F, 0.7031F, 0.7615F, 0.8055F, 0.8437F, 0.8935F,
                                      0.9157F, 0.9815F, 1.0255F, 1.0695F, 1.0950F, 1.1575F, 1.2015F, 1.0F};
 
-bool IsStartCodePrefix(const Bytes& data, std::size_t at) {
-  return data[at] == 0 && data[at + 1] == 0 && data[at + 2] == 1;
-}
-
 bool IsStartCode(const Bytes& data, std::size_t at, std::uint8_t code) {
-  return at + 4 <= data.size() && IsStartCodePrefix(data, at) && data[at + 3] == code;
+  return at + 4 <= data.size() && BigEndian(&data[at], 4) == (0x100U | code);
 }
 
 // One past the fixed part and the quantiser matrices it announces.
@@ -41,10 +39,8 @@ std::size_t EndOfMatrices(const Bytes& data) {
 }
 
 // Where the next start code is, at the latest 4 bytes before the data's end.
-std::size_t FindStartCode(const Bytes& data, std::size_t from) {
-  std::size_t at = from;
-  while (at + 4 < data.size() && !IsStartCodePrefix(data, at)) ++at;
-  return at;
+std::size_t FindEndOfHeader(const Bytes& data, std::size_t from) {
+  return std::min(FindStartCode(data, from), std::max(from, data.size() - 4));
 }
 
 std::uint32_t Profile(std::uint8_t code) {
@@ -84,27 +80,27 @@ bool ReadMpegSequenceHeader(const Bytes& data, MpegSequenceHeader& header) {
   if (data.size() < kFixedPart || !IsStartCode(data, 0, 0xB3)) return false;
 
   header = {};
-  header.width = std::uint32_t{data[4]} << 4 | data[5] >> 4;
-  header.height = (data[5] & 15U) << 8 | data[6];
+  const auto pictureSize = BigEndian<std::uint32_t>(&data[4], 3);  // two fields of 12 bits
+  header.width = pictureSize >> 12;
+  header.height = pictureSize & 0xFFF;
   const std::uint32_t aspectCode = data[7] >> 4;
   std::uint32_t period = kFramePeriods[data[7] & 15];
-  std::uint32_t bitRateValue = std::uint32_t{data[8]} << 10 | std::uint32_t{data[9]} << 2 | data[10] >> 6;
+  std::uint32_t bitRateValue = BigEndian<std::uint32_t>(&data[8], 3) >> 6;
 
-  const std::size_t stop = FindStartCode(data, EndOfMatrices(data));
+  const std::size_t stop = FindEndOfHeader(data, EndOfMatrices(data));
   header.isMpeg2 = IsStartCode(data, stop, 0xB5);
   if (header.isMpeg2) {
     if (data.size() - stop < kExtensionSize) return false;
     const std::uint8_t* extension = data.data() + stop;
     const std::uint32_t e5 = extension[5];
     const std::uint32_t e6 = extension[6];
-    const std::uint32_t e7 = extension[7];
     const std::uint32_t e9 = extension[9];
     const bool escape = (extension[4] & 8) != 0;
     header.profile = escape ? 2 : Profile(extension[4]);
     header.level = escape ? 2 : Level(extension[5]);
     header.width |= ((e5 & 1) << 8 | (e6 & 0x80)) << 5;
     header.height |= (e6 & 0x60) << 7;
-    bitRateValue |= (e6 << 8 | (e7 & 0xFE)) << 17;
+    bitRateValue |= (BigEndian<std::uint32_t>(extension + 6, 2) & 0xFFFE) << 17;
     period = period * ((e9 >> 4 & 3) + 1) / ((e9 & 15) + 1);
     SetDisplayAspect(header, aspectCode);
     header.size = stop + kExtensionSize;

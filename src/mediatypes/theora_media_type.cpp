@@ -2,6 +2,7 @@
 #include <cstddef>
 
 #include "mediatypes/video_builders.h"
+#include "platform/big_endian.h"
 #include "platform/conversions.h"
 
 namespace vantor {
@@ -16,12 +17,6 @@ constexpr std::size_t kPictureHeight = 20;
 constexpr std::size_t kRateNumerator = 25;  // 32 bits
 constexpr std::size_t kRateDenominator = 29;
 constexpr std::size_t kSizeRead = 33;
-
-std::uint32_t BigEndian(const Bytes& bytes, std::size_t offset, int count) {
-  std::uint32_t value = 0;
-  for (int i = 0; i < count; ++i) value = value << 8 | bytes[offset + static_cast<std::size_t>(i)];
-  return value;
-}
 
 // 16 times the macroblock count while that is below 256.
 LONG MacroblocksToPixels(const Bytes& bytes, std::size_t offset) {
@@ -38,10 +33,10 @@ HRESULT BuildTheora(const VideoCodec& codec, MkvTrackEntry& track, const AvcConf
   header.hdr.bmiHeader = BitmapHeader(track, codec.fourCc, 1, 24);
   header.hdr.bmiHeader.biWidth = MacroblocksToPixels(codecPrivate, kMacroblockWidth);
   header.hdr.bmiHeader.biHeight = MacroblocksToPixels(codecPrivate, kMacroblockHeight);
-  header.hdr.dwPictAspectRatioX = BigEndian(codecPrivate, kPictureWidth, 3);
-  header.hdr.dwPictAspectRatioY = BigEndian(codecPrivate, kPictureHeight, 3);
-  const std::uint32_t numerator = BigEndian(codecPrivate, kRateNumerator, 4);
-  const std::uint32_t denominator = BigEndian(codecPrivate, kRateDenominator, 4);
+  header.hdr.dwPictAspectRatioX = BigEndian<DWORD>(&codecPrivate[kPictureWidth], 3);
+  header.hdr.dwPictAspectRatioY = BigEndian<DWORD>(&codecPrivate[kPictureHeight], 3);
+  const auto numerator = BigEndian<std::uint32_t>(&codecPrivate[kRateNumerator], 4);
+  const auto denominator = BigEndian<std::uint32_t>(&codecPrivate[kRateDenominator], 4);
   if (numerator != 0) header.hdr.AvgTimePerFrame = TruncateToInt64(denominator * 10000000.0 / numerator);
   return StoreMpeg2VideoInfo(header, codecPrivate, 4, result);
 }

@@ -5,17 +5,12 @@
 #include <string_view>
 
 #include "parser/element.h"
+#include "platform/big_endian.h"
 #include "platform/text.h"
 
 namespace vantor {
 
 namespace {
-
-std::uint64_t BigEndian(const std::uint8_t* bytes, std::size_t count) {
-  std::uint64_t value = 0;
-  for (std::size_t i = 0; i < count; ++i) value = value << 8 | bytes[i];
-  return value;
-}
 
 // Shifts `count` more bytes into the value, each by a read of its own.
 template <typename T>

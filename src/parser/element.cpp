@@ -5,6 +5,7 @@
 
 #include "parser/element_ids.h"
 #include "parser/segment.h"
+#include "platform/big_endian.h"
 
 namespace vantor {
 
@@ -142,8 +143,7 @@ bool MkvElement::Resynchronise() {
     if (file->Read(bytes, 1) != S_OK) return false;
     if ((bytes[0] & 0xF0) != 0x10) continue;
     if (file->Read(bytes + 1, 3) != S_OK) return false;
-    const std::uint32_t candidate = std::uint32_t{bytes[0]} << 24 | std::uint32_t{bytes[1]} << 16 |
-                                    std::uint32_t{bytes[2]} << 8 | std::uint32_t{bytes[3]};
+    const auto candidate = BigEndian<std::uint32_t>(bytes, sizeof bytes);
     if (std::ranges::find(kResynchronisationIds, candidate) != kResynchronisationIds.end()) break;
     file->position -= 3;
   }

@@ -7,7 +7,7 @@
 #include "platform/platform.h"
 #include "platform/result.h"
 #include "streaming/codec_headers.h"
-#include "streaming/start_code_conversion.h"
+#include "streaming/start_codes_to_lengths.h"
 
 namespace vantor {
 

@@ -1,7 +1,7 @@
 #include "mediatypes/alternative_media_type.h"
 
 #include "mediatypes/expected_blocks.h"
-#include "mediatypes/start_code_rewriting.h"
+#include "mediatypes/lengths_to_start_codes.h"
 
 namespace vantor::test {
 namespace {

@@ -1,4 +1,4 @@
-#include "streaming/start_code_conversion.h"
+#include "streaming/start_codes_to_lengths.h"
 
 #include <gtest/gtest.h>
 
@@ -33,18 +33,18 @@ const Conversion kConversions[] = {
     {"ACodeCutOffAtTheEndIsData", {0, 0, 0, 1, 0xAA, 0, 0, 0}, {0, 0, 0, 4, 0xAA, 0, 0, 0}},
 };
 
-class StartCodeConversionTest : public testing::TestWithParam<Conversion> {};
+class StartCodesToLengthsTest : public testing::TestWithParam<Conversion> {};
 
-TEST_P(StartCodeConversionTest, RewritesInPlace) {
+TEST_P(StartCodesToLengthsTest, RewritesInPlace) {
   Raw bytes = GetParam().before;
   ConvertStartCodesToLengths(bytes.data(), bytes.size());
   EXPECT_EQ(bytes, GetParam().after);
 }
 
-INSTANTIATE_TEST_SUITE_P(, StartCodeConversionTest, testing::ValuesIn(kConversions),
+INSTANTIATE_TEST_SUITE_P(, StartCodesToLengthsTest, testing::ValuesIn(kConversions),
                          [](const auto& item) { return std::string(item.param.name); });
 
-TEST(StartCodeConversion, LengthsTakeAllFourBytes) {
+TEST(StartCodesToLengths, LengthsTakeAllFourBytes) {
   Raw bytes = Join({{0, 0, 0, 1}, Fill(0x010203, 0xAA), {0, 0, 0, 1, 0xBB}});
   ConvertStartCodesToLengths(bytes.data(), bytes.size());
   EXPECT_EQ(Raw(bytes.begin(), bytes.begin() + 4), (Raw{0, 1, 2, 3}));
