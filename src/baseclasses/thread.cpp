@@ -70,18 +70,32 @@ DWORD CAMThread::CallWorker(DWORD dwParam) {
   if (IsCurrentThread()) return static_cast<DWORD>(E_FAIL);
   CAutoLock access(&m_AccessLock);
   if (!ThreadExists()) return static_cast<DWORD>(E_FAIL);
+  PostRequest(dwParam);
+  DWORD reply = 0;
+  return WaitForReply(INFINITE, &reply) == Answer::kReplied ? reply : static_cast<DWORD>(E_FAIL);
+}
+
+void CAMThread::PostRequest(DWORD dwParam) {
   Channel& channel = *m_pChannel;
   const vantor::LockScope hold(channel.lock);
   channel.request.store(dwParam, std::memory_order_relaxed);
   channel.replied = false;
   channel.pending.store(true, std::memory_order_release);
   channel.changed.NotifyAll();
-  while (!channel.replied && !channel.ended) channel.changed.Wait(channel.lock);
+}
+
+CAMThread::Answer CAMThread::WaitForReply(DWORD dwMilliseconds, DWORD* pReply) {
+  Channel& channel = *m_pChannel;
+  const vantor::LockScope hold(channel.lock);
+  for (const vantor::Deadline limit(dwMilliseconds); !channel.replied && !channel.ended;) {
+    if (!channel.changed.WaitFor(channel.lock, limit.Left()) && limit.Left() == 0) return Answer::kTimeout;
+  }
   if (!channel.replied) {
     channel.pending.store(false, std::memory_order_relaxed);
-    return static_cast<DWORD>(E_FAIL);
+    return Answer::kEnded;
   }
-  return channel.reply;
+  if (pReply) *pReply = channel.reply;
+  return Answer::kReplied;
 }
 
 DWORD CAMThread::GetExitCode() const {

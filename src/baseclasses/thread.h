@@ -36,6 +36,13 @@ class CAMThread {
   // reply, and on the thread itself. Calls from several threads take turns.
   DWORD CallWorker(DWORD dwParam);
 
+  // CallWorker in two steps, for a caller that cannot wait without limit. PostRequest hands the request over; none may
+  // be unanswered. WaitForReply waits for the answer to it: kEnded when the thread ended without one. After kTimeout
+  // the request stays pending for the worker, and the wait may be taken up again.
+  enum class Answer { kReplied, kEnded, kTimeout };
+  void PostRequest(DWORD dwParam);
+  Answer WaitForReply(DWORD dwMilliseconds, DWORD* pReply);
+
   // What ThreadProc returned; E_UNEXPECTED when an exception left it. Valid after Close.
   DWORD GetExitCode() const;
 

@@ -49,7 +49,8 @@ struct CVXMkvDmx::BuildContext {
 
 HRESULT CVXMkvDmx::BuildOutputPins(CMkvFileRoot& root, IPin* upstream) {
   CAutoLock lock(&filterLock_);
-  RemoveOutputPins();
+  const HRESULT removed = RemoveOutputPins();
+  if (FAILED(removed)) return removed;
   BuildContext context(root, upstream);
 
   const auto type = [](const MkvTrackEntry& track) { return track.TrackType.value; };
@@ -70,11 +71,7 @@ HRESULT CVXMkvDmx::BuildOutputPins(CMkvFileRoot& root, IPin* upstream) {
 
   const MkvSegmentInfo& info = root.GetSegment()->info;
   const double ticks = info.Duration.value;
-  CAutoLock positions(&positionLock_);
-  duration_ = TruncateToInt64(static_cast<double>(info.TimecodeScale.value) * ticks / 100.0);
-  stopPosition_ = duration_.load();
-  currentPosition_ = 0;
-  segmentStart_ = 0;
+  positions_.SetFile(TruncateToInt64(static_cast<double>(info.TimecodeScale.value) * ticks / 100.0));
   return S_OK;
 }
 
@@ -111,19 +108,15 @@ HRESULT CVXMkvDmx::BuildMediaType(BuildContext& context, PinKind kind, MkvTrackE
 
 HRESULT CVXMkvDmx::CreateOutputPin(BuildContext& context, PinKind kind, const MkvTrackEntry& track,
                                    const TrackMediaType& type) {
-  outputPins_.reserve(outputPins_.size() + 1);
+  outputPins_.Reserve();
   const WideString name = NextPinName(kind, type.codecLabel);
   RecordFrameDuration(type.mediaType);
   HRESULT result = S_OK;
-  auto* const pin = new CVXMkvDmxOutputPin(this, &filterLock_, &result, name.c_str(), context.root,
-                                           context.firstCluster, track, type);
-  pin->HoldByFilter();
+  PinHold pin(new CVXMkvDmxOutputPin(this, &filterLock_, &result, name.c_str(), context.root, context.firstCluster,
+                                     track, type));
   if (SUCCEEDED(result) && !pin->HasCluster()) result = E_UNEXPECTED;
-  if (FAILED(result)) {
-    pin->ReleaseByFilter();
-    return result;
-  }
-  outputPins_.push_back(pin);
+  if (FAILED(result)) return result;
+  outputPins_.Append(std::move(pin));
   IncrementPinVersion();
   return S_OK;
 }
@@ -143,14 +136,11 @@ WideString CVXMkvDmx::NextPinName(PinKind kind, const WideString& codecLabel) {
 }
 
 void CVXMkvDmx::RecordFrameDuration(const CMediaType& type) {
-  if (frameFormatAvailable_ || !HasFrameTime(type)) return;
+  if (!HasFrameTime(type)) return;
   // All four blocks begin alike.
   VIDEOINFOHEADER header;
   std::memcpy(&header, type.Format(), sizeof(header));
-  if (header.AvgTimePerFrame == 0) return;
-  CAutoLock positions(&positionLock_);
-  frameDuration_ = header.AvgTimePerFrame;
-  frameFormatAvailable_ = true;
+  positions_.OfferFrameDuration(header.AvgTimePerFrame);
 }
 
 }  // namespace vantor

@@ -2,6 +2,7 @@
 
 #include "filter/mkv_filter.h"
 #include "parser/cue_synthesis.h"
+#include "platform/com_ptr.h"
 #include "platform/result.h"
 #include "published/component.h"
 #include "published/media_guids.h"
@@ -25,12 +26,11 @@ HRESULT CVXMkvDmxInputPin::GetMediaType(int, CMediaType*) { return E_UNEXPECTED;
 
 HRESULT CVXMkvDmxInputPin::CompleteConnect(IPin* receivePin) {
   return Guarded([&] {
-    IAsyncReader* reader = nullptr;
-    HRESULT result = receivePin->QueryInterface(IID_IAsyncReader, reinterpret_cast<void**>(&reader));
+    ComPtr<IAsyncReader> reader;
+    HRESULT result = receivePin->QueryInterface(IID_IAsyncReader, reader.Void());
     if (FAILED(result)) return result;
-    root_.reset(new (std::nothrow) CMkvFileRoot(reader, true));
-    reader->Release();
-    if (root_ == nullptr) return E_OUTOFMEMORY;
+    root_ = std::make_unique<CMkvFileRoot>(reader.Get(), true);
+    reader.Reset();
     result = root_->Open();
     if (FAILED(result)) {
       root_.reset();
@@ -44,7 +44,8 @@ HRESULT CVXMkvDmxInputPin::CompleteConnect(IPin* receivePin) {
 }
 
 HRESULT CVXMkvDmxInputPin::BreakConnect() {
-  filter_->RemoveOutputPins();
+  const HRESULT removed = filter_->RemoveOutputPins();
+  if (FAILED(removed)) return removed;
   root_.reset();
   return CBaseInputPin::BreakConnect();
 }

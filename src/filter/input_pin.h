@@ -18,6 +18,7 @@ class CVXMkvDmxInputPin final : public CBaseInputPin {
 
   // S_OK for a stream of a Matroska subtype or of none; S_FALSE for anything else.
   HRESULT CheckMediaType(const CMediaType* type) override;
+  // VFW_E_TIMEOUT, nothing changed, while a worker does not answer.
   HRESULT BreakConnect() override;
   // Opens the file over the peer's IAsyncReader, completes its cues and builds the output pins. Gives the peer's, the
   // parser's or the dispatch's failure unchanged.

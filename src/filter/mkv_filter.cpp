@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <new>
+#include <thread>
+#include <utility>
 
-#include "diag/result_names.h"
-#include "diag/trace.h"
+#include "platform/platform.h"
 #include "platform/result.h"
-#include "platform/text.h"
 
 namespace vantor {
 
@@ -24,12 +24,14 @@ CVXMkvDmx::CVXMkvDmx(LPUNKNOWN outer, HRESULT* result)
     : CVXMkvDmx(outer, result, platform::FindFontFunctions(), platform::SystemTemporaryFiles()) {}
 
 CVXMkvDmx::CVXMkvDmx(LPUNKNOWN outer, HRESULT* result, const platform::FontFunctions& fonts,
-                     platform::TemporaryFiles& files)
+                     platform::TemporaryFiles& files, const Patience& patience)
     : CBaseFilter(kFilterName, outer, &filterLock_, kClsidMkvDmx, result),
+      ForwardedSeeking(seeking_),
       CFilterDispatchImpl<IVXMkvDmx>(kTypeLibraryId, kTypeLibraryMajor, kTypeLibraryMinor, kIidMkvDmx),
+      patience_(patience),
       fontInstaller_(fonts, files),
-      seekLock_(LockRank::Seek),
-      positionLock_(LockRank::Position),
+      seeking_(positions_, *this),
+      playback_(*this, positions_),
       filterLock_(LockRank::Filter) {
   inputPin_ = new (std::nothrow) CVXMkvDmxInputPin(this, &filterLock_, result);
   if (inputPin_ == nullptr) return;
@@ -37,9 +39,37 @@ CVXMkvDmx::CVXMkvDmx(LPUNKNOWN outer, HRESULT* result, const platform::FontFunct
 }
 
 CVXMkvDmx::~CVXMkvDmx() {
-  CVXMkvDmx::Stop();
   RemoveOutputPins();
   if (inputPin_ != nullptr) inputPin_->ReleaseByFilter();
+}
+
+// A filter may be let go while it runs. A worker that does not answer even now keeps the filter, and what it stands
+// on, until it comes back; its reference is then the last.
+void CVXMkvDmx::FinalRelease() {
+  if (OnOwnWorker()) return TearDownElsewhere();
+  Stop();
+  if (SUCCEEDED(RemoveOutputPins())) {
+    delete this;
+    return;
+  }
+  CUnknown::NonDelegatingRelease();
+}
+
+// A worker cannot wait for its own end, and its object must not go before that. Where the system has no thread to give,
+// there will be one later.
+void CVXMkvDmx::TearDownElsewhere() {
+  const auto isStarted = [this] {
+    return SUCCEEDED(Guarded([this] {
+      std::thread([this] {
+        const CBaseObject alive(OLESTR("teardown thread"));
+        const HRESULT com = CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+        FinalRelease();
+        if (SUCCEEDED(com)) CoUninitialize();
+      }).detach();
+      return S_OK;
+    }));
+  };
+  while (!isStarted()) SleepMilliseconds(10);
 }
 
 HRESULT CVXMkvDmx::NonDelegatingQueryInterface(REFIID riid, void** ppv) {
@@ -51,42 +81,58 @@ HRESULT CVXMkvDmx::NonDelegatingQueryInterface(REFIID riid, void** ppv) {
   return CBaseFilter::NonDelegatingQueryInterface(riid, ppv);
 }
 
-int CVXMkvDmx::GetPinCount() {
-  CAutoLock lock(&filterLock_);
-  return static_cast<int>(outputPins_.size()) + 1;
-}
+int CVXMkvDmx::GetPinCount() { return static_cast<int>(outputPins_.Count()) + 1; }
 
 CBasePin* CVXMkvDmx::GetPin(int index) {
-  CAutoLock lock(&filterLock_);
-  if (index < 0 || static_cast<std::size_t>(index) > outputPins_.size()) return nullptr;
+  if (index < 0) return nullptr;
   if (index == 0) return inputPin_;
-  return outputPins_[static_cast<std::size_t>(index) - 1];
+  return outputPins_.At(static_cast<std::size_t>(index) - 1);
+}
+
+bool CVXMkvDmx::OnOwnWorker() const { return TrackWorker::CurrentPlayback() == &playback_; }
+
+bool CVXMkvDmx::HasLateWorker() const {
+  for (std::size_t i = 0; const PinHold pin = outputPins_.Hold(i); ++i) {
+    if (pin->IsLate()) return true;
+  }
+  return false;
 }
 
 HRESULT CVXMkvDmx::Stop() {
+  if (OnOwnWorker()) return VFW_E_WRONG_STATE;
   CAutoLock lock(&filterLock_);
   HRESULT first = S_OK;
-  if (m_State != State_Stopped) {
-    const int count = GetPinCount();
-    for (int i = 0; i < count; ++i) {
-      CBasePin* const pin = GetPin(i);
-      if (pin == nullptr) break;
-      const HRESULT result = pin->Inactive();
-      if (FAILED(result) && SUCCEEDED(first)) first = result;
-    }
+  if (m_State == State_Stopped) return first;
+
+  WorkerCall call(outputPins_, Root(), patience_, PeerFlush::kNone);
+  WorkerCall* const outer = std::exchange(call_, &call);
+  call.Announce();
+  const int count = GetPinCount();
+  for (int i = 0; i < count; ++i) {
+    CBasePin* const pin = GetPin(i);
+    if (pin == nullptr) break;
+    pin->HoldByFilter();
+    const HRESULT result = pin->Inactive();
+    pin->ReleaseByFilter();
+    if (FAILED(result) && SUCCEEDED(first)) first = result;
   }
   m_State = State_Stopped;
+  call_ = outer;
   return first;
 }
 
 HRESULT CVXMkvDmx::Pause() {
+  if (OnOwnWorker()) return VFW_E_WRONG_STATE;
   CAutoLock lock(&filterLock_);
+  if (HasLateWorker()) return VFW_E_TIMEOUT;
   if (m_State == State_Stopped) {
     const int count = GetPinCount();
     for (int i = 0; i < count; ++i) {
       CBasePin* const pin = GetPin(i);
       if (pin == nullptr) break;
+      pin->HoldByFilter();
       const HRESULT result = pin->Active();
+      pin->ReleaseByFilter();
       if (FAILED(result)) return result;
     }
   }
@@ -95,6 +141,7 @@ HRESULT CVXMkvDmx::Pause() {
 }
 
 HRESULT CVXMkvDmx::Run(REFERENCE_TIME start) {
+  if (OnOwnWorker()) return VFW_E_WRONG_STATE;
   CAutoLock lock(&filterLock_);
   if (m_State == State_Stopped) {
     const HRESULT result = Pause();
@@ -103,53 +150,97 @@ HRESULT CVXMkvDmx::Run(REFERENCE_TIME start) {
   return CBaseFilter::Run(start);
 }
 
-void CVXMkvDmx::RemoveOutputPins() {
+HRESULT CVXMkvDmx::EndWorker(CVXMkvDmxOutputPin& pin, PeerFlush peerFlush) {
   CAutoLock lock(&filterLock_);
+  if (call_ != nullptr && peerFlush == PeerFlush::kNone) return call_->EndWorker(pin);
+  WorkerCall call(outputPins_, Root(), patience_, peerFlush);
+  return call.EndWorker(pin);
+}
+
+// All of them, whatever becomes of one; the first failure.
+HRESULT CVXMkvDmx::EndStrayWorkers() {
+  HRESULT first = S_OK;
+  for (std::size_t i = 0; const PinHold pin = outputPins_.Hold(i); ++i) {
+    const HRESULT result = pin->EndStrayWorker();
+    if (FAILED(result) && SUCCEEDED(first)) first = result;
+  }
+  return first;
+}
+
+HRESULT CVXMkvDmx::RemoveOutputPins() {
+  CAutoLock lock(&filterLock_);
+  const HRESULT ended = EndStrayWorkers();
+  if (FAILED(ended)) return ended;
   // Out of the list first: a peer may look at this filter's pins while it is disconnected.
-  std::vector<CVXMkvDmxOutputPin*> removed;
-  removed.swap(outputPins_);
+  const std::vector<PinHold> removed = outputPins_.TakeAll();
   if (!removed.empty()) IncrementPinVersion();
-  for (CVXMkvDmxOutputPin* pin : removed) {
-    pin->EndStrayWorker();
+  for (const PinHold& pin : removed) {
     IPin* peer = nullptr;
     if (SUCCEEDED(pin->ConnectedTo(&peer)) && peer != nullptr) {
       peer->Disconnect();
       peer->Release();
     }
     pin->Disconnect();
-    pin->ReleaseByFilter();
   }
   fontInstaller_.RemoveAll();
   pinNumbers_.clear();
   pinKinds_ = 0;
-
-  CAutoLock positions(&positionLock_);
-  duration_ = 0;
-  currentPosition_ = 0;
-  segmentStart_ = 0;
-  stopPosition_ = 0;
-  frameFormatAvailable_ = false;
-  frameDuration_ = 0;
-  frameFormatInUse_ = false;
+  positions_.Reset();
+  return S_OK;
 }
 
-PlaybackRange CVXMkvDmx::Range() const { return {segmentStart_, stopPosition_, rate_}; }
+// A seek moves all pins at once: begin flush, so that nothing downstream holds a worker; stop every run; move the
+// cursors; end flush; run again. Each step is finished for all pins before the next begins. What is called downstream
+// may call back, stop the filter or take its pins away: each step asks anew what there is to do.
+HRESULT CVXMkvDmx::Reposition(SeekRange& range) {
+  CAutoLock lock(&filterLock_);
+  HRESULT result = S_OK;
+  if (!IsStopped()) {
+    for (std::size_t i = 0; const PinHold pin = outputPins_.Hold(i); ++i) pin->DeliverBeginFlush();
+    result = StopRuns();
+  } else {
+    result = EndStrayWorkers();
+  }
+  SeekCursors(range);
 
-void CVXMkvDmx::AdvancePosition(std::int64_t stop) {
-  // Most blocks of all but the leading track change nothing; they need no lock to find out.
-  if (std::min<std::int64_t>(stop, stopPosition_) <= currentPosition_ && currentPosition_ <= stopPosition_) return;
-  CAutoLock lock(&positionLock_);
-  currentPosition_ = std::min<std::int64_t>(stopPosition_, std::max<std::int64_t>(currentPosition_, stop));
+  if (IsStopped()) return result;
+  for (std::size_t i = 0; const PinHold pin = outputPins_.Hold(i); ++i) pin->DeliverEndFlush();
+  // Downstream may have stopped the filter meanwhile.
+  if (IsStopped()) return result;
+  for (std::size_t i = 0; const PinHold pin = outputPins_.Hold(i); ++i) (void)pin->RunAgain();
+  return result;
 }
 
-void CVXMkvDmx::NotifyGraph(long event, LONG_PTR first, LONG_PTR second) {
-  // The graph is told also when there is no memory for a trace.
-  Guarded([&] {
-    VANTOR_TRACE("\n\n### NotifyGraphOfError(%p, %s): hr=%s\n", static_cast<void*>(this),
-                 WideToUtf8(kFilterName).c_str(), ResultName(static_cast<HRESULT>(first)));
-    return S_OK;
-  });
-  NotifyEvent(event, first, second);
+// VFW_E_TIMEOUT when one of them was left to itself; the others are stopped all the same.
+HRESULT CVXMkvDmx::StopRuns() {
+  HRESULT first = S_OK;
+  WorkerCall call(outputPins_, Root(), patience_, PeerFlush::kUnderWay);
+  call.Announce();
+  for (std::size_t i = 0; const PinHold pin = outputPins_.Hold(i); ++i) {
+    const HRESULT result = call.StopRun(*pin, AfterStop::kGoOn);
+    if (FAILED(result) && SUCCEEDED(first)) first = result;
+  }
+  return first;
+}
+
+// All pins go to the same place, or else, if one cannot, to the start. Sets the positions.
+void CVXMkvDmx::SeekCursors(SeekRange& range) {
+  const std::int64_t duration = positions_.Read().duration;
+  range.current = range.current < 0 ? 0 : std::min(range.current, duration);
+  range.stop = range.stop < range.current ? range.current : std::min(range.stop, duration);
+  const auto seekAll = [&] {
+    for (std::size_t i = 0; const PinHold pin = outputPins_.Hold(i); ++i) {
+      const auto isThere = [&] { return pin->SeekCursor(range.current, range.stop) ? S_OK : S_FALSE; };
+      if (Guarded(isThere) != S_OK) return false;
+    }
+    return true;
+  };
+  if (!seekAll()) {
+    range.current = 0;
+    // At the start there is nothing to search for, and where it cannot be read there is nothing to play.
+    (void)seekAll();
+  }
+  positions_.Set(range.current, range.stop);
 }
 
 }  // namespace vantor

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstring>
 #include <iterator>
-#include <limits>
 
 #include "diag/result_names.h"
 #include "diag/trace.h"
@@ -44,8 +43,10 @@ CVXMkvDmxOutputPin::CVXMkvDmxOutputPin(CVXMkvDmx* filter, CCritSec* lock, HRESUL
                                        CMkvFile& root, const FirstCluster& first, const MkvTrackEntry& track,
                                        const TrackMediaType& type)
     : OutputPinType{type.mediaType, type.bufferSize},
-      TrackWorker(*this, *filter, root, first, track, OutputPinType::mediaType, type.convertStartCodes),
+      TrackWorker(*this, filter->WorkerPlayback(), root, first, track, OutputPinType::mediaType, type.convertStartCodes,
+                  filter->ControlPatience()),
       CBaseOutputPin(name, filter, lock, result, name),
+      ForwardedSeeking(filter->SharedSeeking()),
       filter_(filter) {}
 
 CVXMkvDmxOutputPin::~CVXMkvDmxOutputPin() { StopWorker(); }
@@ -60,9 +61,10 @@ HRESULT CVXMkvDmxOutputPin::Active() {
   CAutoLock lock(m_pLock);
   if (!filter_->IsStopped()) return S_FALSE;
   if (!IsConnected()) return S_OK;
-  EndStrayWorker();
+  HRESULT result = EndStrayWorker();
+  if (FAILED(result)) return result;
   SetDeactivating(false);
-  const HRESULT result = CBaseOutputPin::Active();
+  result = CBaseOutputPin::Active();
   return FAILED(result) ? result : StartWorker();
 }
 
@@ -71,22 +73,47 @@ HRESULT CVXMkvDmxOutputPin::Inactive() {
   if (!IsConnected()) return S_OK;
   SetDeactivating(true);
   const HRESULT result = CBaseOutputPin::Inactive();
-  return FAILED(result) ? result : StopWorker();
+  return FAILED(result) ? result : filter_->EndWorker(*this, PeerFlush::kNone);
 }
 
 HRESULT CVXMkvDmxOutputPin::BreakConnect() {
-  EndStrayWorker();
-  return CBaseOutputPin::BreakConnect();
+  const HRESULT result = EndStrayWorker();
+  return FAILED(result) ? result : CBaseOutputPin::BreakConnect();
 }
 
-void CVXMkvDmxOutputPin::EndStrayWorker() {
-  if (!ThreadExists()) return;
-  SetDeactivating(true);
+HRESULT CVXMkvDmxOutputPin::EndStrayWorker() {
+  if (!ThreadExists()) return S_OK;
+  if (IsLate()) return VFW_E_TIMEOUT;
   // Downstream may be paused and hold the worker in Receive.
-  DeliverBeginFlush();
+  const bool isHeld = IsStreaming();
+  SetDeactivating(true);
+  if (isHeld) DeliverBeginFlush();
   CBaseOutputPin::Inactive();
-  StopWorker();
+  const HRESULT result = filter_->EndWorker(*this, isHeld ? PeerFlush::kUnderWay : PeerFlush::kNone);
+  if (isHeld) DeliverEndFlush();
+  return result;
+}
+
+void CVXMkvDmxOutputPin::BeginFlushForWorker() {
+  isFlushedForWorker_ = true;
+  DeliverBeginFlush();
+}
+
+void CVXMkvDmxOutputPin::EndFlushForWorker() {
+  if (!isFlushedForWorker_) return;
+  isFlushedForWorker_ = false;
   DeliverEndFlush();
+}
+
+void CVXMkvDmxOutputPin::HoldForWorker() {
+  HoldByFilter();
+  filter_->HoldForWorker();
+}
+
+void CVXMkvDmxOutputPin::ReleaseForWorker() {
+  CVXMkvDmx* const filter = filter_;
+  ReleaseByFilter();
+  filter->ReleaseForWorker();
 }
 
 HRESULT CVXMkvDmxOutputPin::CheckMediaType(const CMediaType* type) {
@@ -125,9 +152,9 @@ HRESULT CVXMkvDmxOutputPin::GetMediaType(int position, CMediaType* type) {
 }
 
 HRESULT CVXMkvDmxOutputPin::DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* request) {
-  constexpr std::uint32_t kLargest = std::numeric_limits<std::int32_t>::max();
+  // A header may claim any picture size. No frame above the limit is delivered, so no larger buffer is of use.
   request->cBuffers = 2;
-  request->cbBuffer = static_cast<LONG>(std::clamp<std::uint32_t>(bufferSize, 1, kLargest));
+  request->cbBuffer = static_cast<LONG>(std::clamp<std::uint32_t>(bufferSize, 1, SampleSource::kLargestFrame));
   request->cbAlign = 1;
   request->cbPrefix = 0;
   ALLOCATOR_PROPERTIES actual = {};

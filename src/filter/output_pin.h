@@ -5,6 +5,7 @@
 
 #include "baseclasses/media_type.h"
 #include "baseclasses/output_pin.h"
+#include "filter/forwarded_seeking.h"
 #include "mediatypes/track_media_type.h"
 #include "parser/track_entry.h"
 #include "streaming/block_cursor.h"
@@ -23,7 +24,7 @@ struct OutputPinType {
 class CVXMkvDmxOutputPin final : private OutputPinType,
                                  public TrackWorker,
                                  public CBaseOutputPin,
-                                 public IMediaSeeking {
+                                 public ForwardedSeeking {
  public:
   // The filter owns the pin; root and track belong to the connection that the pin lives in.
   CVXMkvDmxOutputPin(CVXMkvDmx* filter, CCritSec* lock, HRESULT* result, const WCHAR* name, CMkvFile& root,
@@ -33,46 +34,37 @@ class CVXMkvDmxOutputPin final : private OutputPinType,
   DECLARE_IUNKNOWN
   HRESULT STDMETHODCALLTYPE NonDelegatingQueryInterface(REFIID riid, void** ppv) override;
 
-  // S_FALSE when the filter is not stopped; E_FAIL when there is no thread to be had; otherwise the allocator's or the
-  // worker's result. A pin without connection starts nothing.
+  // S_FALSE when the filter is not stopped; VFW_E_TIMEOUT while a worker that was left to itself lives; E_FAIL when
+  // there is no thread to be had; otherwise the allocator's or the worker's result. A pin without connection starts
+  // nothing.
   HRESULT Active() override;
   HRESULT Inactive() override;
   HRESULT CheckMediaType(const CMediaType* type) override;
   // Refuses the one audio decoder that cannot take raw AAC.
   HRESULT CompleteConnect(IPin* receivePin) override;
+  // VFW_E_TIMEOUT, nothing changed, while a worker does not answer.
   HRESULT BreakConnect() override;
   // Position 0 is the track's type, position 1 its alternative for older decoders if it has one.
   HRESULT GetMediaType(int position, CMediaType* type) override;
   HRESULT DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* request) override;
 
-  // Ends the worker of a pin that a failed Pause or Stop left streaming in a stopped filter.
-  void EndStrayWorker();
+  // Ends the worker of a pin that a failed Pause or Stop left in a stopped filter. VFW_E_TIMEOUT when it does not
+  // answer, or has not since an earlier call.
+  HRESULT EndStrayWorker();
 
-  HRESULT STDMETHODCALLTYPE GetCapabilities(DWORD* capabilities) override;
-  HRESULT STDMETHODCALLTYPE CheckCapabilities(DWORD* capabilities) override;
-  HRESULT STDMETHODCALLTYPE IsFormatSupported(const GUID* format) override;
-  HRESULT STDMETHODCALLTYPE QueryPreferredFormat(GUID* format) override;
-  HRESULT STDMETHODCALLTYPE GetTimeFormat(GUID* format) override;
-  HRESULT STDMETHODCALLTYPE IsUsingTimeFormat(const GUID* format) override;
-  HRESULT STDMETHODCALLTYPE SetTimeFormat(const GUID* format) override;
-  HRESULT STDMETHODCALLTYPE GetDuration(LONGLONG* duration) override;
-  HRESULT STDMETHODCALLTYPE GetStopPosition(LONGLONG* stop) override;
-  HRESULT STDMETHODCALLTYPE GetCurrentPosition(LONGLONG* current) override;
-  HRESULT STDMETHODCALLTYPE ConvertTimeFormat(LONGLONG* target, const GUID* targetFormat, LONGLONG source,
-                                              const GUID* sourceFormat) override;
-  HRESULT STDMETHODCALLTYPE SetPositions(LONGLONG* current, DWORD currentFlags, LONGLONG* stop,
-                                         DWORD stopFlags) override;
-  HRESULT STDMETHODCALLTYPE GetPositions(LONGLONG* current, LONGLONG* stop) override;
-  HRESULT STDMETHODCALLTYPE GetAvailable(LONGLONG* earliest, LONGLONG* latest) override;
-  HRESULT STDMETHODCALLTYPE SetRate(double rate) override;
-  HRESULT STDMETHODCALLTYPE GetRate(double* rate) override;
-  HRESULT STDMETHODCALLTYPE GetPreroll(LONGLONG* preroll) override;
+  // A flush of the peer on behalf of a worker that it holds; ended once.
+  void BeginFlushForWorker();
+  void EndFlushForWorker();
 
  protected:
   IMemAllocator* DeliveryAllocator() override { return m_pAllocator; }
+  // Pin and filter, which hold the rest: a filter with such a worker is not disconnected.
+  void HoldForWorker() override;
+  void ReleaseForWorker() override;
 
  private:
   CVXMkvDmx* const filter_;
+  bool isFlushedForWorker_ = false;
 };
 
 }  // namespace vantor

@@ -23,8 +23,13 @@ HRESULT CMkvFileReader::Read(void* buffer, std::uint64_t size) {
   std::uint64_t chunk = std::min(size, kLargestChunk);
   for (;;) {
     if (chunk > length - position) chunk = length - position;
+    const std::uint32_t before = flushes ? flushes->Changes() : 0;
     const HRESULT result = reader->SyncRead(static_cast<LONGLONG>(position), static_cast<LONG>(chunk), to);
-    if (result != S_OK) return result;
+    if (result != S_OK) {
+      // One that was under way at the call is still, or has changed the count by ending.
+      if (flushes && (flushes->IsUnderWay() || flushes->Changes() != before)) wasLetGo = true;
+      return result;
+    }
     position += chunk;
     if (chunk == size) return S_OK;
     if (position >= length) return E_FAIL;
@@ -41,6 +46,7 @@ std::uint64_t CMkvFileReader::AllowanceOf(std::uint64_t times, std::uint64_t sla
 CMkvFileClone::CMkvFileClone(CMkvFile& root) : CMkvFile(root.reader), source_(&root) {
   position = root.position;
   length = root.length;
+  flushes = root.flushes;
 }
 
 }  // namespace vantor

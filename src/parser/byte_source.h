@@ -4,14 +4,36 @@
 // offsets. The parser moves the cursor by assigning `position`. A source holds no lock; each thread uses its own.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
+#include <memory>
 
 #include "platform/com.h"
 
 namespace vantor {
 
 struct MkvSegment;
+
+// Counts the flushes of the upstream reader, so that a read can tell whether it failed because of one. Any thread.
+class SourceFlushes {
+ public:
+  void Begin() {
+    ++underWay_;
+    ++changes_;
+  }
+  void End() {
+    ++changes_;
+    --underWay_;
+  }
+  bool IsUnderWay() const { return underWay_ != 0; }
+  // Differs when a flush began or ended between two readings.
+  std::uint32_t Changes() const { return changes_; }
+
+ private:
+  std::atomic<std::uint32_t> underWay_{0};
+  std::atomic<std::uint32_t> changes_{0};
+};
 
 class CMkvFileReader {
  public:
@@ -37,6 +59,12 @@ class CMkvFileReader {
   std::uint64_t allowance = ~std::uint64_t{0};
   // An allowance of so many times the file's length and the slack, bytes.
   std::uint64_t AllowanceOf(std::uint64_t times, std::uint64_t slack) const;
+  // The flushes of the reader, counted by whoever flushes it under the reads of others; null where nobody does. Set
+  // once, before the first thread reads.
+  std::shared_ptr<SourceFlushes> flushes;
+  // Set by a Read that failed while the reader was flushed, at any time between its call and its return: what it was to
+  // read may well be there. The owner of the cursor clears it.
+  bool wasLetGo = false;
   // Asked from time to time during a scan or a walk that may take long; true makes it give up. May be empty.
   std::function<bool()> interrupted;
 };

@@ -35,7 +35,9 @@ bool IsReadable(const MkvEbmlHeader& header) {
 
 }  // namespace
 
-CMkvFileRoot::CMkvFileRoot(IAsyncReader* source, bool mayFollowIndex) : CMkvFile(source), canSeek(mayFollowIndex) {}
+CMkvFileRoot::CMkvFileRoot(IAsyncReader* source, bool mayFollowIndex) : CMkvFile(source), canSeek(mayFollowIndex) {
+  flushes = std::make_shared<SourceFlushes>();
+}
 
 HRESULT CMkvFileRoot::Open() {
   std::uint8_t magic[4] = {};

@@ -1,11 +1,20 @@
+// The walk has two levels: `place_.cluster` moves from sibling to sibling in the Segment, `place_.element` from child
+// to child in a Cluster. A step either moves on by one element, reading it when it is a block of the track, or, at the
+// end of a Cluster, on to the next. A block gets its time in the step that reads it, while the Cluster's time is at
+// hand: looking one block ahead may well enter the next Cluster.
+//
+// A step can be given up in the middle: when a stop is wanted during a long scan, or when the source is flushed under a
+// read, which then fails without that meaning anything. What the step had moved is then put back, so that the walk goes
+// on as if it had never begun; a block that was being read is read again.
+//
+// Reads are limited to a multiple of the file's length for each run (RenewAllowance), since damaged files may make
+// elements claim each other's bytes.
 #include "streaming/block_cursor.h"
-
-#include <algorithm>
-#include <iterator>
-#include <limits>
 
 #include "parser/element_ids.h"
 #include "platform/result.h"
+#include "platform/wrapping.h"
+#include "streaming/cue_search.h"
 
 namespace vantor {
 
@@ -15,21 +24,8 @@ namespace {
 constexpr std::uint64_t kTimesForPlaying = 64;
 constexpr std::uint64_t kTimesForSeeking = 4;
 constexpr std::uint64_t kSlack = std::uint64_t{1} << 20;
-constexpr std::uint8_t kKeyFrameFlag = 0x80;
-// Frame memory that a recycled record may keep, bytes.
+// Frame memory that a record may keep for the next block, bytes.
 constexpr std::size_t kLargestRecycled = std::size_t{16} << 20;
-// How far past the target any block may lie before the search gives the cluster up, 100 ns.
-constexpr std::int64_t kSearchMargin = 5'000'000;
-
-std::int64_t WrappingAdd(std::int64_t left, std::int64_t right) {
-  return static_cast<std::int64_t>(static_cast<std::uint64_t>(left) + static_cast<std::uint64_t>(right));
-}
-
-void MarkNonKeyFrame(MkvBlock& block) {
-  if ((block.flags.value & kKeyFrameFlag) != 0) return;
-  block.ReferenceBlock.value = 0;
-  block.ReferenceBlock.present = true;
-}
 
 }  // namespace
 
@@ -52,70 +48,74 @@ BlockCursor::BlockCursor(CMkvFile& root, const FirstCluster& first, const MkvTra
 }
 
 bool BlockCursor::Step() {
-  if (!element_) {
-    const MkvElement before = cluster_;
-    if (!cluster_) return false;
-    const bool isAtCluster = cluster_.MoveNext();
-    if (isAtCluster) EnterCluster();
-    // A scan or a search that was given up begins anew when the walk goes on.
-    if (file_.interrupted && file_.interrupted()) {
-      cluster_ = before;
-      element_ = MkvElement();
-      return false;
-    }
-    return isAtCluster;
-  }
-  // A block that was given up is read again when the walk goes on.
-  if (IsBlock(element_) && !QueueCurrent()) return false;
-  element_.MoveNext();
-  return true;
+  if (!place_.element) return StepToNextCluster();
+  const MkvElement before = place_.element;
+  if (IsBlock(before) && !ReadCurrent()) return false;
+  place_.element.MoveNext();
+  if (!file_.wasLetGo) return true;
+  place_.element = before;
+  hasNext_ = false;
+  return false;
+}
+
+bool BlockCursor::StepToNextCluster() {
+  if (!place_.cluster) return false;
+  const MkvElement before = place_.cluster;
+  const bool isAtCluster = place_.cluster.MoveNext();
+  if (isAtCluster) EnterCluster();
+  const bool isGivenUp = file_.wasLetGo || (file_.interrupted && file_.interrupted());
+  if (!isGivenUp) return isAtCluster;
+  place_.cluster = before;
+  place_.element = MkvElement();
+  return false;
 }
 
 void BlockCursor::EnterCluster() {
   // Among the Clusters may stand others, a Void or the Cues: there is no block in them.
-  if (cluster_.id.value != ids::kCluster) return;
-  ReadClusterTimecode(cluster_, clusterTimecode_);
-  element_ = cluster_.FirstChild();
+  if (place_.cluster.id.value != ids::kCluster) return;
+  // A Cluster without a time keeps that of the one before.
+  ReadClusterTimecode(place_.cluster, place_.timecode);
+  place_.element = place_.cluster.FirstChild();
 }
 
-bool BlockCursor::QueueCurrent() {
-  if (free_.empty()) free_.emplace_back();
-  MkvBlock& block = free_.front();
+// Reads the block under the cursor; false when it was given up half-way. Blocks of other tracks cost their header only.
+bool BlockCursor::ReadCurrent() {
+  MkvBlock& block = next_->record;
   block.Reset();
-  HRESULT result;
-  if (element_.id.value == ids::kSimpleBlock) {
-    block.ReadHeader(element_);
-    if (block.trackNumber.value != track_.TrackNumber.value) return true;
-    result = block.ReadFrames(element_);
+  HRESULT result = S_OK;
+  if (place_.element.id.value == ids::kSimpleBlock) {
+    block.ReadHeader(place_.element);
+    const bool isOfTrack = block.trackNumber.value == track_.TrackNumber.value;
+    if (isOfTrack) result = block.ReadFrames(place_.element);
+    if (file_.wasLetGo) return false;
+    if (!isOfTrack) return true;
     MarkNonKeyFrame(block);
   } else {
-    result = block.ReadGroupOfTrack(element_, track_.TrackNumber.value);
-    if (result == E_ABORT) return false;
+    result = block.ReadGroupOfTrack(place_.element, track_.TrackNumber.value);
+    if (result == E_ABORT || file_.wasLetGo) return false;
     if (block.trackNumber.value != track_.TrackNumber.value) return true;
   }
-  if (result == S_OK) queue_.splice(queue_.end(), free_, free_.begin());
+  // A damaged block is passed over like one of another track.
+  if (result != S_OK) return true;
+  next_->start = records_.TicksToTime(WrappingAdd(place_.timecode, block.timecode.value));
+  hasNext_ = true;
   return true;
 }
 
-const MkvBlock& BlockCursor::FrontBlock() const {
-  if (queue_.empty()) throw ResultError(E_FAIL);
-  return queue_.front();
+const StampedBlock& BlockCursor::Next() const {
+  if (!hasNext_) throw ResultError(E_FAIL);
+  return *next_;
 }
 
-void BlockCursor::TakeBlock(std::list<MkvBlock>& taken) {
-  if (queue_.empty()) throw ResultError(E_FAIL);
-  taken.splice(taken.end(), queue_, queue_.begin());
+StampedBlock& BlockCursor::Take() {
+  if (!hasNext_) throw ResultError(E_FAIL);
+  std::swap(hand_, next_);
+  hasNext_ = false;
+  return *hand_;
 }
 
-void BlockCursor::Recycle(std::list<MkvBlock>& records) {
-  for (auto record = records.begin(); record != records.end();) {
-    record = record->frames.Capacity() > kLargestRecycled ? records.erase(record) : std::next(record);
-  }
-  free_.splice(free_.end(), records);
-}
-
-std::int64_t BlockCursor::TimeOf(std::int64_t relativeTicks) const {
-  return records_.TicksToTime(WrappingAdd(clusterTimecode_, relativeTicks));
+void BlockCursor::Release() {
+  if (hand_->record.frames.Capacity() > kLargestRecycled) hand_->record.frames = FrameList();
 }
 
 std::int64_t BlockCursor::DurationOf(std::uint64_t ticks) const {
@@ -124,64 +124,23 @@ std::int64_t BlockCursor::DurationOf(std::uint64_t ticks) const {
 
 void BlockCursor::RenewAllowance() { file_.allowance = file_.AllowanceOf(kTimesForPlaying, kSlack); }
 
+// To the first Cluster, before its first block.
+void BlockCursor::Rewind() {
+  place_.cluster = firstCluster_;
+  place_.element = MkvElement();
+  place_.timecode = 0;
+}
+
 bool BlockCursor::SeekCursor(std::int64_t target) {
   file_.allowance = file_.AllowanceOf(kTimesForSeeking, kSlack);
-  cluster_ = firstCluster_;
-  element_ = MkvElement();
-  clusterTimecode_ = 0;
-  Recycle(queue_);
-  if (target < 1) {
-    if (cluster_) EnterCluster();
-    return target == 0;
+  hasNext_ = false;
+  Rewind();
+  if (target >= 1) {
+    if (SeekByCues(records_, segment_, WrappingAdd(target, file_.GetStartTime()), place_)) return true;
+    Rewind();
   }
-  if (FindByCues(WrappingAdd(target, file_.GetStartTime()))) return true;
-  cluster_ = firstCluster_;
-  clusterTimecode_ = 0;
-  if (cluster_) EnterCluster();
-  return false;
-}
-
-bool BlockCursor::FindByCues(std::int64_t target) {
-  const std::uint64_t track = ReferenceTrackNumber(records_);
-  std::uint64_t lastTried = std::numeric_limits<std::uint64_t>::max();
-  for (const MkvCueList& list : records_.cues) {
-    for (auto point = list.rbegin(); point != list.rend(); ++point) {
-      if (records_.TicksToTime(static_cast<std::int64_t>(point->CueTime.value)) > target) continue;
-      for (const MkvCueTrackPosition& place : point->trackPositions) {
-        if (place.CueTrack.value != track || place.CueClusterPosition.value == lastTried) continue;
-        lastTried = place.CueClusterPosition.value;
-        cluster_ = MkvElement::At(file_, &segment_, records_.dataStart + lastTried);
-        if (cluster_.id.value == ids::kCluster && FindKeyFrame(track, target)) return true;
-      }
-    }
-  }
-  return false;
-}
-
-bool BlockCursor::FindKeyFrame(std::uint64_t track, std::int64_t target) {
-  clusterTimecode_ = 0;
-  ReadClusterTimecode(cluster_, clusterTimecode_);
-  MkvElement found;
-  MkvBlock block;
-  for (MkvElement child = FirstBlock(cluster_); child;) {
-    if (ReadBlockHeader(child, block)) {
-      const std::int64_t time = TimeOf(block.timecode.value);
-      const bool ofTrack = block.trackNumber.value == track;
-      if ((ofTrack && time > target) || time > WrappingAdd(target, kSearchMargin)) break;
-      if (ofTrack && block.IsKeyFrame()) found = child;
-    }
-    if (!NextBlock(child)) break;
-  }
-  element_ = found;
-  return static_cast<bool>(element_);
-}
-
-bool BlockCursor::ReadBlockHeader(const MkvElement& element, MkvBlock& block) {
-  block.Reset();
-  if (element.id.value == ids::kBlockGroup) return block.ReadGroup(element, false) == S_OK;
-  block.ReadHeader(element);
-  MarkNonKeyFrame(block);
-  return true;
+  if (place_.cluster) EnterCluster();
+  return target == 0;
 }
 
 }  // namespace vantor

@@ -1,16 +1,19 @@
-// A pin's place in the file: walks the clusters through a byte source of its own, keeps the blocks of one track, and
+// A pin's place in the file: an iterator over the blocks of one track that reads through a byte source of its own, and
 // repositions by the cues.
 //
 //   BlockCursor cursor(root, FindFirstCluster(root), track);
-//   while (cursor.FillQueue([] { return false; }) > 0) { cursor.TakeBlock(block); ...; cursor.Recycle(block); }
+//   while (cursor.FillQueue([] { return false; }) > 0) {
+//     StampedBlock& block = cursor.Take();
+//     if (cursor.FillQueue([] { return false; }) > 0) lasts = cursor.Next().start - block.start;
+//   }
 //
 // Not locked: used by the pin's worker while it streams, and by the seeking code while that worker is stopped.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <list>
 #include <utility>
 
 #include "parser/block.h"
@@ -18,6 +21,7 @@
 #include "parser/element.h"
 #include "parser/segment.h"
 #include "parser/track_entry.h"
+#include "streaming/cluster_place.h"
 
 namespace vantor {
 
@@ -28,6 +32,12 @@ struct FirstCluster {
   bool found = false;
 };
 FirstCluster FindFirstCluster(CMkvFile& root);
+
+// A block with the time it got when it was read, by the Cluster it stood in: 100 ns, of the file.
+struct StampedBlock {
+  MkvBlock record;
+  std::int64_t start = 0;
+};
 
 class BlockCursor {
  public:
@@ -46,25 +56,31 @@ class BlockCursor {
   // Whether the file has a Cluster to start from.
   bool HasCluster() const { return static_cast<bool>(firstCluster_); }
 
-  // Walks on until a block of the track is queued, the data ends, or `stopPending` says so; gives the queue's count.
+  // Walks on until the next block of the track is at hand, the data ends, `stopPending` says so, or a read is let go
+  // by a flush of the source (WasLetGo). Gives how many blocks are ahead: 1, or 0.
   template <typename StopPending>
   std::size_t FillQueue(StopPending&& stopPending) {
-    while (queue_.empty() && !stopPending() && Step()) {
+    file_.wasLetGo = false;
+    while (!hasNext_ && !stopPending() && Step()) {
     }
-    return queue_.size();
+    return hasNext_ ? 1 : 0;
   }
 
-  // The oldest queued block; raises E_FAIL when the queue is empty.
-  const MkvBlock& FrontBlock() const;
+  // Whether the last FillQueue gave up because the source was flushed: neither the end of the data nor an error. The
+  // next one reads the same again.
+  bool WasLetGo() const { return file_.wasLetGo; }
 
-  // Moves the oldest queued block into the list given, without copying; raises E_FAIL when the queue is empty.
-  void TakeBlock(std::list<MkvBlock>& taken);
+  // The block ahead; raises E_FAIL when there is none.
+  const StampedBlock& Next() const;
 
-  // Gives records back for later use.
-  void Recycle(std::list<MkvBlock>& records);
+  // Takes the block ahead in hand, in place of the one that was; raises E_FAIL when there is none. It stays valid until
+  // the next Take.
+  StampedBlock& Take();
 
-  // Time in 100 ns of a tick count relative to the current cluster.
-  std::int64_t TimeOf(std::int64_t relativeTicks) const;
+  // Gives back the memory of a large block in hand, whose frames are no longer needed.
+  void Release();
+
+  // 100 ns of so many ticks.
   std::int64_t DurationOf(std::uint64_t ticks) const;
   // Presentation time of the file's first cluster, 100 ns.
   std::int64_t StartTime() { return file_.GetStartTime(); }
@@ -75,13 +91,11 @@ class BlockCursor {
   bool SeekCursor(std::int64_t target);
 
  private:
-  std::uint64_t Allowance(std::uint64_t times) const;
   bool Step();
-  bool QueueCurrent();
+  bool StepToNextCluster();
+  bool ReadCurrent();
   void EnterCluster();
-  bool FindByCues(std::int64_t target);
-  bool FindKeyFrame(std::uint64_t track, std::int64_t target);
-  bool ReadBlockHeader(const MkvElement& element, MkvBlock& block);
+  void Rewind();
 
   CMkvFileClone file_;
   const MkvTrackEntry& track_;
@@ -89,11 +103,12 @@ class BlockCursor {
   MkvElement wholeFile_;
   MkvElement segment_;
   MkvElement firstCluster_;
-  MkvElement cluster_;                // empty at the end of the data
-  MkvElement element_;                // a child of cluster_, or empty
-  std::int64_t clusterTimecode_ = 0;  // ticks
-  std::list<MkvBlock> queue_;
-  std::list<MkvBlock> free_;
+  ClusterPlace place_;
+  // One block in hand and one ahead. They change places, so that their memory serves again and again.
+  std::array<StampedBlock, 2> blocks_;
+  StampedBlock* hand_ = &blocks_[0];
+  StampedBlock* next_ = &blocks_[1];
+  bool hasNext_ = false;
 };
 
 }  // namespace vantor

@@ -1,13 +1,24 @@
+// The thread has two loops, one in the other. ThreadProc waits for commands and answers them; on CMD_RUN it enters
+// DoBufferProcessingLoop, which delivers block after block and only looks whether a command is there. A CMD_STOP ends
+// the inner loop unanswered, so that the outer one takes it: whoever sent it knows with the answer that the worker
+// touches neither cursor nor pin any more.
+//
+// Stops are looked for before each block and before each attempt to get a sample; a scan through damaged parts of a
+// file asks as well. What a stop cannot interrupt is a call into a neighbour: Receive, GetBuffer, SyncRead. The control
+// side then lets go what may hold the worker (filter/worker_call.h), and in the end the worker itself: it keeps the
+// CMD_STOP pending and takes it when it comes back.
+//
+// Within a block the order of steps is part of the behaviour. The stop time needs the next block, so one block is read
+// ahead. The current position moves before the samples go out. Nothing is delivered before the first key frame of a
+// run, but such frames are copied all the same: the allocator's buffers set the pace, and a stop is noticed there. The
+// end of the range is looked at after the first frame of a key frame block and nowhere else.
 #include "streaming/track_worker.h"
-
-#include <algorithm>
-#include <cstring>
 
 #include "parser/content_encoding.h"
 #include "platform/platform.h"
 #include "platform/result.h"
 #include "streaming/codec_headers.h"
-#include "streaming/start_codes_to_lengths.h"
+#include "streaming/sample_marks.h"
 
 namespace vantor {
 
@@ -16,86 +27,118 @@ namespace {
 // Memory that a frame of a lace may keep after its delivery, bytes.
 constexpr std::size_t kLargestKept = 65536;
 
-std::int64_t WrappingAdd(std::int64_t left, std::int64_t right) {
-  return static_cast<std::int64_t>(static_cast<std::uint64_t>(left) + static_cast<std::uint64_t>(right));
-}
-
-std::int64_t WrappingSubtract(std::int64_t left, std::int64_t right) {
-  return static_cast<std::int64_t>(static_cast<std::uint64_t>(left) - static_cast<std::uint64_t>(right));
-}
-
-std::int64_t FrameDuration(std::int64_t start, std::int64_t stop, std::size_t frames) {
-  const auto span = static_cast<std::uint64_t>(stop) - static_cast<std::uint64_t>(start);
-  const std::uint64_t duration = frames == 1 ? span : span / frames;
-  return std::max<std::int64_t>(static_cast<std::int64_t>(duration), 1);
-}
-
-struct SampleMarks {
-  std::int64_t start;
-  std::int64_t stop;
-  bool syncPoint;
-  bool discontinuity;
-  bool preroll;
-};
-
-// Copies the bytes into the sample, which is large enough, and sets every property of it.
-HRESULT FillSample(IMediaSample* sample, const std::uint8_t* bytes, std::size_t size, const SampleMarks& marks) {
-  BYTE* data = nullptr;
-  const HRESULT result = sample->GetPointer(&data);
-  if (FAILED(result)) return result;
-  if (size != 0) std::memcpy(data, bytes, size);
-  sample->SetActualDataLength(static_cast<LONG>(size));
-  sample->SetDiscontinuity(marks.discontinuity);
-  sample->SetMediaTime(nullptr, nullptr);
-  sample->SetMediaType(nullptr);
-  sample->SetSyncPoint(marks.syncPoint);
-  sample->SetPreroll(marks.preroll);
-  REFERENCE_TIME start = marks.start;
-  REFERENCE_TIME stop = marks.stop;
-  sample->SetTime(&start, &stop);
-  return S_OK;
-}
+thread_local const Playback* t_playback = nullptr;
 
 }  // namespace
 
 TrackWorker::TrackWorker(CBaseOutputPin& pin, Playback& playback, CMkvFile& root, const FirstCluster& first,
-                         const MkvTrackEntry& track, const CMediaType& ownType, bool convertStartCodes)
+                         const MkvTrackEntry& track, const CMediaType& ownType, bool convertStartCodes,
+                         const Patience& patience)
     : pin_(pin),
       playback_(playback),
       track_(track),
       ownType_(ownType),
       convertStartCodes_(convertStartCodes),
-      cursor_(root, first, track) {
+      cursor_(root, first, track),
+      samples_(pin, patience, [this] { return StopPending(); }) {
   cursor_.InterruptWith([this] { return StopPending(); });
 }
 
 TrackWorker::~TrackWorker() = default;
 
+const Playback* TrackWorker::CurrentPlayback() { return t_playback; }
+
+// ---- Control side ----
+
 HRESULT TrackWorker::StartWorker() {
-  if (!Create()) return E_FAIL;
+  isStopAnnounced_ = false;
+  isAllocatorLetGo_ = false;
+  if (ThreadExists() || !Create()) return E_FAIL;
+  isStopPosted_ = false;
   const HRESULT result = static_cast<HRESULT>(CallWorker(CMD_INIT));
-  if (SUCCEEDED(result)) return static_cast<HRESULT>(CallWorker(CMD_RUN));
+  if (SUCCEEDED(result)) return RunAgain();
   Close();
   return result;
 }
 
-HRESULT TrackWorker::StopWorker() {
+HRESULT TrackWorker::RunAgain() {
+  if (!ThreadExists() || IsStreaming() || IsLate()) return S_OK;
+  if (seekWhenBack_) {
+    const std::int64_t target = *seekWhenBack_;
+    seekWhenBack_.reset();
+    if (!cursor_.SeekCursor(target)) cursor_.SeekCursor(0);
+  }
+  if (isAllocatorLetGo_) {
+    isAllocatorLetGo_ = false;
+    SetDeactivating(false);
+    if (IMemAllocator* const allocator = DeliveryAllocator()) allocator->Commit();
+  }
+  isStopAnnounced_ = false;
+  return static_cast<HRESULT>(CallWorker(CMD_RUN));
+}
+
+HRESULT TrackWorker::StopRun(DWORD milliseconds) {
   if (!ThreadExists()) return S_OK;
-  HRESULT result = static_cast<HRESULT>(CallWorker(CMD_STOP));
-  if (FAILED(result)) return result;
-  result = static_cast<HRESULT>(CallWorker(CMD_EXIT));
-  if (FAILED(result)) return result;
-  if (!IsCurrentThread()) Close();
+  if (IsCurrentThread()) return E_FAIL;
+  if (!isStopPosted_) {
+    isStopPosted_ = true;
+    PostRequest(CMD_STOP);
+  }
+  DWORD reply = 0;
+  const Answer answer = WaitForReply(milliseconds, &reply);
+  if (answer == Answer::kTimeout) return VFW_E_TIMEOUT;
+  isStopPosted_ = false;
+  return answer == Answer::kReplied ? static_cast<HRESULT>(reply) : S_OK;
+}
+
+HRESULT TrackWorker::EndThread() {
+  if (!ThreadExists()) return S_OK;
+  if (IsStreaming()) return E_UNEXPECTED;
+  // A thread that came back late has ended by itself: there is nobody to answer.
+  CallWorker(CMD_EXIT);
+  Close();
   return S_OK;
 }
 
-HRESULT TrackWorker::SendCommand(WorkerCommand command) {
-  return ThreadExists() ? static_cast<HRESULT>(CallWorker(command)) : S_OK;
+HRESULT TrackWorker::StopWorker() {
+  const HRESULT stopped = StopRun(INFINITE);
+  return FAILED(stopped) ? stopped : EndThread();
 }
 
-bool TrackWorker::SeekCursor(std::int64_t target, std::int64_t) { return cursor_.SeekCursor(target); }
+HRESULT TrackWorker::LeaveToItself(bool ends) {
+  // The worker looks for this after its answer, so that one of the two sees the other.
+  const LockScope hold(lateLock_);
+  if (StopRun(0) != VFW_E_TIMEOUT) return S_OK;
+  endsWhenBack_ = ends;
+  if (!isLate_) HoldForWorker();
+  isLate_ = true;
+  return VFW_E_TIMEOUT;
+}
+
+bool TrackWorker::IsLate() const {
+  const LockScope hold(lateLock_);
+  return isLate_;
+}
+
+void TrackWorker::LetAllocatorGo() {
+  SetDeactivating(true);
+  isAllocatorLetGo_ = true;
+  if (IMemAllocator* const allocator = DeliveryAllocator()) allocator->Decommit();
+}
+
+bool TrackWorker::SeekCursor(std::int64_t target, std::int64_t) {
+  if (IsLate()) {
+    seekWhenBack_ = target;
+    return true;
+  }
+  seekWhenBack_.reset();
+  return cursor_.SeekCursor(target);
+}
+
+// ---- The thread ----
 
 DWORD TrackWorker::ThreadProc() {
+  t_playback = &playback_;
   while (GetRequest() != CMD_INIT) Reply(static_cast<DWORD>(E_UNEXPECTED));
   const HRESULT created = OnThreadCreate();
   if (FAILED(created)) {
@@ -107,11 +150,11 @@ DWORD TrackWorker::ThreadProc() {
   for (;;) {
     switch (GetRequest()) {
       case CMD_RUN:
-        Reply(S_OK);
-        Guarded([this] { return DoBufferProcessingLoop(); });
+        RunUntilStopped();
         break;
       case CMD_STOP:
         Reply(S_OK);
+        if (ComesBackToEnd()) return FAILED(OnThreadDestroy()) ? 1 : 0;
         break;
       case CMD_EXIT:
         Reply(S_OK);
@@ -123,26 +166,56 @@ DWORD TrackWorker::ThreadProc() {
   }
 }
 
+void TrackWorker::RunUntilStopped() {
+  isStreaming_ = true;
+  Reply(S_OK);
+  (void)Guarded([this] { return DoBufferProcessingLoop(); });  // what ended the run was told to the graph
+  samples_.EndRun();
+  isStreaming_ = false;
+}
+
+// After the answer to CMD_STOP: whether nobody waited for it any more, and the thread is to end by itself.
+bool TrackWorker::ComesBackToEnd() {
+  bool ends = false;
+  {
+    const LockScope hold(lateLock_);
+    if (!isLate_) return false;
+    isLate_ = false;
+    ends = endsWhenBack_;
+  }
+  // The last reference may go here, but not this object: whoever frees it waits for this thread first.
+  ReleaseForWorker();
+  return ends;
+}
+
 HRESULT TrackWorker::DoBufferProcessingLoop() {
-  Guarded([this] { return OnThreadStartPlay(); });
+  (void)Guarded([this] { return OnThreadStartPlay(); });  // a sink that refuses the segment still gets the samples
   for (;;) {
     DWORD request = 0;
     while (!CheckRequest(&request)) {
+      if (isStopAnnounced_) return S_FALSE;
       const HRESULT result = Guarded([this] { return DeliverNextBlock(); });
-      if (result == S_OK) continue;
-      if (pin_.IsConnected()) pin_.DeliverEndOfStream();
-      if (result == S_FALSE) return S_OK;
-      playback_.NotifyGraph(EC_ERRORABORT, result, 0);
-      return result;
+      if (result != S_OK) return EndRun(result);
     }
     if (request == CMD_STOP) return S_FALSE;
     Reply(request == CMD_RUN ? S_OK : static_cast<DWORD>(E_UNEXPECTED));
   }
 }
 
+// At the end of the data (S_FALSE) or a failure. A worker that was left to itself has nothing more to tell: what its
+// neighbours hear by now belongs to another run.
+HRESULT TrackWorker::EndRun(HRESULT result) {
+  if (IsLate()) return result;
+  if (pin_.IsConnected()) pin_.DeliverEndOfStream();
+  if (result == S_FALSE) return S_OK;
+  playback_.NotifyGraph(EC_ERRORABORT, result, 0);
+  return result;
+}
+
 HRESULT TrackWorker::OnThreadStartPlay() {
-  discontinuity_ = true;
+  isDiscontinuity_ = true;
   cursor_.RenewAllowance();
+  samples_.BeginRun();
   const PlaybackRange range = playback_.Range();
   const HRESULT result = pin_.DeliverNewSegment(range.start, range.stop, range.rate);
   if (FAILED(result)) return result;
@@ -157,12 +230,14 @@ void TrackWorker::DeliverCodecHeaders() {
   if (cursor_.StartTime() != 0 || !FindCodecHeaders(connection, ownType_, headers)) return;
   for (std::size_t i = 0; i < headers.size(); ++i) {
     IMediaSample* sample = nullptr;
-    if (GetSample(headers[i].size, &sample) != SampleState::kReady) return;
+    const SampleState state = samples_.Get(DeliveryAllocator(), headers[i].size, &sample);
+    if (state == SampleState::kSkipped) ReportLostFrame();
+    if (state != SampleState::kReady) return;
     // The time stamps are the bare numbers 0 to 3.
     const auto number = static_cast<std::int64_t>(i);
-    const SampleMarks marks{number, number + 1, true, discontinuity_, false};
-    discontinuity_ = false;
-    HRESULT result = FillSample(sample, headers[i].data, headers[i].size, marks);
+    const SampleMarks marks{number, number + 1, true, isDiscontinuity_, false};
+    isDiscontinuity_ = false;
+    HRESULT result = FillSample(*sample, headers[i].data, headers[i].size, marks);
     if (SUCCEEDED(result)) result = pin_.Deliver(sample);
     sample->Release();
     if (FAILED(result)) return;
@@ -171,135 +246,80 @@ void TrackWorker::DeliverCodecHeaders() {
 
 void TrackWorker::ReportLostFrame() { playback_.NotifyGraph(EC_STREAM_ERROR_STILLPLAYING, VFW_E_BUFFER_OVERFLOW, 0); }
 
-bool TrackWorker::StopPending() {
+bool TrackWorker::StopPending() const {
   DWORD request = 0;
-  return CheckRequest(&request) && request == CMD_STOP;
+  return isStopAnnounced_ || (CheckRequest(&request) && request == CMD_STOP);
 }
 
 HRESULT TrackWorker::DeliverNextBlock() {
-  const auto stopPending = [this] { return StopPending(); };
-  // A walk given up for a stop is not the end of the data.
-  if (cursor_.FillQueue(stopPending) == 0) return StopPending() ? S_OK : S_FALSE;
-
-  struct Recycler {
-    BlockCursor& cursor;
-    std::list<MkvBlock>& taken;
-    ~Recycler() { cursor.Recycle(taken); }
-  } recycler{cursor_, taken_};
-  cursor_.TakeBlock(taken_);
-  return DeliverBlock(taken_.front());
+  // A walk given up for a stop, or for a flush of the source, is not the end of the data.
+  if (cursor_.FillQueue([this] { return StopPending(); }) == 0) {
+    return StopPending() || cursor_.WasLetGo() ? S_OK : S_FALSE;
+  }
+  StampedBlock& block = cursor_.Take();
+  const HRESULT result = DeliverBlock(block);
+  cursor_.Release();
+  return result;
 }
 
-HRESULT TrackWorker::DeliverBlock(MkvBlock& block) {
-  bool keyFrame = block.IsKeyFrame();
-  std::int64_t start = cursor_.TimeOf(block.timecode.value);
-  std::int64_t stop = WrappingAdd(start, 1);
-  if (block.BlockDuration.present) {
-    stop = WrappingAdd(start, cursor_.DurationOf(block.BlockDuration.value));
+HRESULT TrackWorker::DeliverBlock(StampedBlock& block) {
+  const BlockSpan span = SpanOf(TimingOf(block));
+  if (pin_.IsConnected()) playback_.AdvancePosition(span.stop);
+  if (block.record.frames.empty()) return S_OK;
+  return DeliverFrames(block.record, FrameTimes(span, playback_.Range(), block.record.frames.size()));
+}
+
+BlockTiming TrackWorker::TimingOf(const StampedBlock& block) {
+  BlockTiming timing{.start = block.start, .duration = {}, .next = {}, .fileStart = cursor_.StartTime()};
+  if (block.record.BlockDuration.present) {
+    timing.duration = cursor_.DurationOf(block.record.BlockDuration.value);
   } else if (cursor_.FillQueue([this] { return StopPending(); }) > 0) {
-    stop = cursor_.TimeOf(cursor_.FrontBlock().timecode.value);
+    timing.next = cursor_.Next().start;
   }
-  start = WrappingSubtract(start, cursor_.StartTime());
-  stop = WrappingSubtract(stop, cursor_.StartTime());
-  if (stop <= start) stop = WrappingAdd(start, 1);
-  if (pin_.IsConnected()) playback_.AdvancePosition(stop);
+  return timing;
+}
 
-  const PlaybackRange range = playback_.Range();
-  start = WrappingSubtract(start, range.start);
-  stop = WrappingSubtract(stop, range.start);
-  if (block.frames.empty()) return S_OK;
-
-  const std::int64_t rangeLength = WrappingSubtract(range.stop, range.start);
-  const std::int64_t duration = FrameDuration(start, stop, block.frames.size());
+HRESULT TrackWorker::DeliverFrames(MkvBlock& block, const FrameTimes& times) {
+  bool isKeyFrame = block.IsKeyFrame();
   for (std::size_t i = 0; i < block.frames.size(); ++i) {
     FrameBytes& frame = block.frames[i];
     IMediaSample* sample = nullptr;
-    SampleState state = SampleState::kSkipped;
-    if (block.frames.IsLost(i)) {
-      ReportLostFrame();
-    } else if (pin_.IsConnected()) {
-      ApplyContentEncodings(track_, frame, MkvContentEncoding::kScopeFrames);
-      state = GetSample(frame.size(), &sample);
-      if (state == SampleState::kStopped) return S_OK;
-    }
-    const FrameTimes times{start, WrappingAdd(start, duration), rangeLength};
-    if (state == SampleState::kReady && FAILED(DeliverFrame(frame, times, keyFrame, sample))) return S_FALSE;
-    // The end of the range is looked at where a key frame block begins, nowhere else.
-    if (keyFrame && start >= rangeLength) return S_FALSE;
-    keyFrame = false;
-    start = times.stop;
+    const SampleState state = GetSample(frame, block.frames.IsLost(i), &sample);
+    if (state == SampleState::kStopped) return S_OK;
+    if (state == SampleState::kFailed) return samples_.Failure();
+    if (state == SampleState::kReady && FAILED(DeliverFrame(frame, times, i, isKeyFrame, sample))) return S_FALSE;
+    if (isKeyFrame && times.IsAtEnd(i)) return S_FALSE;
+    isKeyFrame = false;
     // A prefix restored to every frame of a lace must not add up.
     if (frame.capacity() > kLargestKept && block.frames.size() > 1) FrameBytes().swap(frame);
   }
   return S_OK;
 }
 
-HRESULT TrackWorker::DeliverFrame(const FrameBytes& frame, const FrameTimes& times, bool keyFrame,
+// A sample for the frame, whose stripped header is put back on the way. A frame without one is skipped.
+SampleState TrackWorker::GetSample(FrameBytes& frame, bool isLost, IMediaSample** sample) {
+  SampleState state = SampleState::kSkipped;
+  if (!isLost) {
+    if (!pin_.IsConnected()) return state;
+    (void)ApplyContentEncodings(track_, frame, MkvContentEncoding::kScopeFrames);  // other encodings go out as they are
+    state = samples_.Get(DeliveryAllocator(), frame.size(), sample);
+  }
+  if (state == SampleState::kSkipped) ReportLostFrame();
+  return state;
+}
+
+HRESULT TrackWorker::DeliverFrame(const FrameBytes& frame, const FrameTimes& times, std::size_t index, bool isKeyFrame,
                                   IMediaSample* sample) {
-  struct Releaser {
-    IMediaSample* sample;
-    ~Releaser() { sample->Release(); }
-  } releaser{sample};
-
-  const bool preroll = times.start < 0 || times.start > times.rangeLength;
-  const SampleMarks marks{times.start, times.stop, keyFrame, discontinuity_, preroll};
-  const HRESULT result = FillSample(sample, frame.data(), frame.size(), marks);
+  const auto owned = ComPtr<IMediaSample>::Adopt(sample);
+  const SampleMarks marks{times.StartOf(index), times.StopOf(index), isKeyFrame, isDiscontinuity_,
+                          times.IsPreroll(index)};
+  const HRESULT result = FillSample(*sample, frame.data(), frame.size(), marks);
   if (FAILED(result)) return result;
-  if (keyFrame) discontinuity_ = false;
+  if (isKeyFrame) isDiscontinuity_ = false;
   // After a start nothing is delivered before the first key frame.
-  if (discontinuity_) return S_OK;
-  if (convertStartCodes_) {
-    BYTE* data = nullptr;
-    sample->GetPointer(&data);
-    ConvertStartCodesToLengths(data, static_cast<std::size_t>(sample->GetActualDataLength()));
-  }
+  if (isDiscontinuity_) return S_OK;
+  if (convertStartCodes_) ConvertSample(*sample);
   return pin_.Deliver(sample);
-}
-
-TrackWorker::SampleState TrackWorker::GetSample(std::size_t size, IMediaSample** sample) {
-  bool hasGrown = false;
-  for (;;) {
-    if (StopPending()) return SampleState::kStopped;
-    if (FAILED(pin_.GetDeliveryBuffer(sample, nullptr, nullptr, 0))) {
-      SleepMilliseconds(1);
-      continue;
-    }
-    if (static_cast<std::size_t>(std::max<LONG>((*sample)->GetSize(), 0)) >= size) return SampleState::kReady;
-    (*sample)->Release();
-    *sample = nullptr;
-    const SampleState grown = hasGrown ? SampleState::kSkipped : GrowBuffers(size);
-    hasGrown = true;
-    if (grown == SampleState::kReady) continue;
-    if (grown == SampleState::kSkipped) ReportLostFrame();
-    return grown;
-  }
-}
-
-TrackWorker::SampleState TrackWorker::GrowBuffers(std::size_t size) {
-  IMemAllocator* const allocator = DeliveryAllocator();
-  ALLOCATOR_PROPERTIES agreed = {};
-  if (size > kLargestFrame || allocator == nullptr || FAILED(allocator->GetProperties(&agreed))) {
-    return SampleState::kSkipped;
-  }
-  ALLOCATOR_PROPERTIES larger = agreed;
-  larger.cbBuffer = static_cast<LONG>(size);
-  ALLOCATOR_PROPERTIES actual = {};
-  allocator->Decommit();
-  HRESULT result = allocator->SetProperties(&larger, &actual);
-  // Samples that downstream still holds keep the old buffers in place until they come back.
-  while ((result == VFW_E_BUFFERS_OUTSTANDING || result == VFW_E_ALREADY_COMMITTED) && !StopPending()) {
-    SleepMilliseconds(1);
-    result = allocator->SetProperties(&larger, &actual);
-  }
-  const HRESULT committed = allocator->Commit();
-  if (SUCCEEDED(result) && FAILED(committed)) {
-    allocator->SetProperties(&agreed, &actual);
-    allocator->Commit();
-    result = committed;
-  }
-  if (deactivating_) allocator->Decommit();
-  if (StopPending()) return SampleState::kStopped;
-  return SUCCEEDED(result) && actual.cbBuffer >= larger.cbBuffer ? SampleState::kReady : SampleState::kSkipped;
 }
 
 }  // namespace vantor

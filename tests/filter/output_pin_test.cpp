@@ -178,12 +178,14 @@ TEST_F(OutputPinTest, AsksForExactlyTwoBuffers) {
   EXPECT_EQ(demux.Pin(1)->DecideBufferSize(allocator.Get(), &request), VFW_E_BADALIGN);
 }
 
-TEST_F(OutputPinTest, KeepsTheBufferSizeWithinWhatAllocatorsTake) {
+TEST_F(OutputPinTest, AsksForNoLargerBufferThanAFrameMayNeed) {
+  constexpr LONG kMost = 256 << 20;
   const struct {
     std::uint64_t width;
     std::uint64_t height;
     LONG size;
-  } kCases[] = {{0, 0, 1}, {65536, 65536, 1}, {32768, 16384, INT32_MAX}, {30000, 30000, INT32_MAX}, {1, 1, 4}};
+  } kCases[] = {{0, 0, 1}, {65536, 65536, 1}, {32768, 16384, kMost}, {30000, 30000, kMost}, {16, 0xFFFFFFF0, kMost},
+                {1, 1, 4}};
   for (const auto& item : kCases) {
     Demux demux(FileWith(VideoTrack(1, item.width, item.height)));
     ASSERT_EQ(demux.Connect(), S_OK);

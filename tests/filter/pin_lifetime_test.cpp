@@ -92,7 +92,7 @@ TEST_F(PinLifetimeTest, AHeldPinStaysSafeToCallAfterTheInputWent) {
   EXPECT_EQ(pin->Active(), S_OK);
   EXPECT_EQ(pin->Inactive(), S_OK);
   EXPECT_EQ(pin->EndOfStream(), E_UNEXPECTED);
-  EXPECT_EQ(pin->SendCommand(CMD_RUN), S_OK);
+  EXPECT_EQ(pin->RunAgain(), S_OK);
   ComPtr<IEnumMediaTypes> types;
   EXPECT_EQ(pin->EnumMediaTypes(types.Out()), S_OK);
 

@@ -33,8 +33,7 @@ TEST(BlockCursor, TwoCursorsReadIndependently) {
   OpenedFile file(MediaFile(100, {AudioTrack(1)}, {{0, {SimpleBlock(1, 0, kKey, {1}), SimpleBlock(1, 5, kKey, {2})}}}));
   BlockCursor first(file.root, file.first, file.TrackAt(0));
   BlockCursor second(file.root, file.first, file.TrackAt(0));
-  std::list<MkvBlock> taken;
-  ASSERT_TRUE(TakeNext(first, taken));
+  ASSERT_TRUE(TakeNext(first));
   EXPECT_EQ(FirstBytes(second), (Raw{1, 2}));
   EXPECT_EQ(FirstBytes(first), (Raw{2}));
 }
@@ -45,12 +44,11 @@ TEST(BlockCursor, AnInterruptedGroupIsReadAgainWhenTheWalkGoesOn) {
   children.push_back(Block(1, 1, 0, {2}));
   OpenedFile file(MediaFile(100, {AudioTrack(1)}, {{0, {SimpleBlock(1, 0, kKey, {1}), BlockGroup(children)}}}));
   BlockCursor cursor(file.root, file.first, file.TrackAt(0));
-  std::list<MkvBlock> taken;
-  ASSERT_TRUE(TakeNext(cursor, taken));
+  ASSERT_TRUE(TakeNext(cursor));
   int questions = 0;
   cursor.InterruptWith([&] { return ++questions == 2; });
   const std::uint64_t before = file.reader.Reads();
-  EXPECT_FALSE(TakeNext(cursor, taken));
+  EXPECT_FALSE(TakeNext(cursor));
   EXPECT_EQ(questions, 2);
   EXPECT_LT(file.reader.Reads() - before, 20000u) << "the walk went on to the end of the group";
   EXPECT_EQ(FirstBytes(cursor), (Raw{2}));
@@ -63,17 +61,17 @@ TEST(BlockCursor, AnInterruptedSearchForAClustersTimeBeginsAnewWhenTheWalkGoesOn
   OpenedFile file(MkvFile(
       {Info(), Tracks({AudioTrack(1)}), Cluster(0, {SimpleBlock(1, 0, kKey, {1})}), Master(0x1F43B675, children)}));
   BlockCursor cursor(file.root, file.first, file.TrackAt(0));
-  std::list<MkvBlock> taken;
-  ASSERT_TRUE(TakeNext(cursor, taken));
+  ASSERT_TRUE(TakeNext(cursor));
   bool isStopping = true;
   cursor.InterruptWith([&] { return isStopping; });
   const std::uint64_t before = file.reader.Reads();
-  EXPECT_FALSE(TakeNext(cursor, taken));
+  EXPECT_FALSE(TakeNext(cursor));
   EXPECT_LT(file.reader.Reads() - before, 20000u) << "the search went on to the end of the cluster";
   isStopping = false;
-  ASSERT_TRUE(TakeNext(cursor, taken));
-  EXPECT_EQ(taken.front().frames[0][0], 2);
-  EXPECT_EQ(cursor.TimeOf(taken.front().timecode.value), 53 * kMillisecond);
+  const StampedBlock* const block = TakeNext(cursor);
+  ASSERT_NE(block, nullptr);
+  EXPECT_EQ(block->record.frames[0][0], 2);
+  EXPECT_EQ(block->start, 53 * kMillisecond);
 }
 
 TEST(BlockCursor, ABlockThatRefersToNoOtherIsAKeyFrame) {
@@ -83,9 +81,8 @@ TEST(BlockCursor, ABlockThatRefersToNoOtherIsAKeyFrame) {
                   {SimpleBlock(1, 0, kKey, {1}), SimpleBlock(1, 1, 0, {2}), BlockGroup({Block(1, 2, 0, {3})}),
                    BlockGroup({Block(1, 3, kKey, {4}), ReferenceBlock(-1)})}}}));
   BlockCursor cursor(file.root, file.first, file.TrackAt(0));
-  std::list<MkvBlock> taken;
   std::vector<bool> keys;
-  while (TakeNext(cursor, taken)) keys.push_back(taken.front().IsKeyFrame());
+  while (const StampedBlock* const block = TakeNext(cursor)) keys.push_back(block->record.IsKeyFrame());
   EXPECT_EQ(keys, (std::vector<bool>{true, false, true, false}));
 }
 
@@ -93,10 +90,60 @@ TEST(BlockCursor, AClusterWithoutTimecodeKeepsThePreviousOne) {
   OpenedFile file(MkvFile({Info(), Tracks({AudioTrack(1)}), Cluster(70, {SimpleBlock(1, 0, kKey, {1})}),
                            Master(0x1F43B675, {SimpleBlock(1, 5, kKey, {2})})}));
   BlockCursor cursor(file.root, file.first, file.TrackAt(0));
-  std::list<MkvBlock> taken;
-  ASSERT_TRUE(TakeNext(cursor, taken));
-  ASSERT_TRUE(TakeNext(cursor, taken));
-  EXPECT_EQ(cursor.TimeOf(taken.front().timecode.value), 75 * kMillisecond);
+  ASSERT_TRUE(TakeNext(cursor));
+  EXPECT_EQ(NextStart(cursor), 75 * kMillisecond);
+}
+
+TEST(BlockCursor, ABlockKeepsTheTimeOfItsOwnClusterWhenTheNextIsLookedAt) {
+  OpenedFile file(
+      MediaFile(100, {AudioTrack(1)}, {{10, {SimpleBlock(1, 5, kKey, {1})}}, {50, {SimpleBlock(1, 2, kKey, {2})}}}));
+  BlockCursor cursor(file.root, file.first, file.TrackAt(0));
+  const StampedBlock* const block = TakeNext(cursor);
+  ASSERT_NE(block, nullptr);
+  EXPECT_EQ(NextStart(cursor), 52 * kMillisecond);
+  EXPECT_EQ(block->start, 15 * kMillisecond);
+  EXPECT_EQ(block->record.frames[0][0], 1);
+}
+
+TEST(BlockCursor, ABlockWhoseReadWasFlushedIsReadAgain) {
+  // Whichever read of the walk fails under a flush of the source: nothing is lost, cut off or there twice.
+  const Raw bytes = MediaFile(100, {AudioTrack(1), AudioTrack(2)},
+                              {{0,
+                                {SimpleBlock(1, 0, kKey, Fill(9)), SimpleBlock(2, 1, kKey, Fill(9)),
+                                 BlockGroup({Block(1, 2, 0, Fill(8)), BlockDuration(5)})}},
+                               {50, {SimpleBlock(1, 0, kKey | kFixed, FixedLace({Fill(3), Fill(3)}))}}});
+  const auto walk = [](OpenedFile& file, BlockCursor& cursor, int& givenUp) {
+    std::vector<std::pair<std::int64_t, std::size_t>> found;
+    for (;;) {
+      if (const StampedBlock* const block = TakeNext(cursor)) {
+        std::size_t size = 0;
+        for (std::size_t i = 0; i < block->record.frames.size(); ++i) size += block->record.frames[i].size();
+        found.emplace_back(block->start, size);
+      } else if (cursor.WasLetGo()) {
+        ++givenUp;
+        file.root.flushes->End();
+      } else {
+        return found;
+      }
+    }
+  };
+  int givenUp = 0;
+  OpenedFile whole(bytes);
+  BlockCursor wholeCursor(whole.root, whole.first, whole.TrackAt(0));
+  whole.reader.ResetCounters();
+  const auto expected = walk(whole, wholeCursor, givenUp);
+  const std::uint64_t reads = whole.reader.Reads();
+  ASSERT_EQ(expected.size(), 3u);
+  for (std::uint64_t n = 1; n <= reads; ++n) {
+    SCOPED_TRACE("read " + std::to_string(n));
+    OpenedFile file(bytes);
+    BlockCursor cursor(file.root, file.first, file.TrackAt(0));
+    file.root.flushes->Begin();
+    file.reader.FailRead(n);
+    givenUp = 0;
+    EXPECT_EQ(walk(file, cursor, givenUp), expected);
+    EXPECT_EQ(givenUp, 1);
+  }
 }
 
 TEST(BlockCursor, ASiblingThatIsNoClusterYieldsNoBlocks) {
@@ -159,13 +206,12 @@ TEST(BlockCursor, TheSeekIndexIsNotAskedAgainForTheNextCluster) {
   EXPECT_EQ(FirstBytes(cursor), (Raw{1, 2}));
 }
 
-TEST(BlockCursor, ARecordWhereNoneIsQueuedRaisesEFail) {
+TEST(BlockCursor, ABlockWhereNoneIsAheadRaisesEFail) {
   OpenedFile file(MediaFile(100, {AudioTrack(1)}, {{0, {}}}));
   BlockCursor cursor(file.root, file.first, file.TrackAt(0));
   EXPECT_EQ(cursor.FillQueue(NeverStop), 0u);
-  std::list<MkvBlock> taken;
-  for (const auto& use : {std::function<void()>([&] { cursor.TakeBlock(taken); }),
-                          std::function<void()>([&] { static_cast<void>(cursor.FrontBlock()); })}) {
+  for (const auto& use : {std::function<void()>([&] { static_cast<void>(cursor.Take()); }),
+                          std::function<void()>([&] { static_cast<void>(cursor.Next()); })}) {
     EXPECT_EQ(Guarded([&] { return use(), S_OK; }), E_FAIL);
   }
 }

@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <list>
 #include <vector>
 
 #include "parser/file_root.h"
@@ -29,21 +28,22 @@ class OpenedFile {
 
 inline bool NeverStop() { return false; }
 
-// Takes the next block off the cursor; false at the end of the data.
-inline bool TakeNext(BlockCursor& cursor, std::list<MkvBlock>& taken) {
-  cursor.Recycle(taken);
-  if (cursor.FillQueue(NeverStop) == 0) return false;
-  cursor.TakeBlock(taken);
-  return true;
+// Takes the cursor's next block in hand; null at the end of the data.
+inline StampedBlock* TakeNext(BlockCursor& cursor) {
+  return cursor.FillQueue(NeverStop) != 0 ? &cursor.Take() : nullptr;
+}
+
+// When the cursor's next block starts, 100 ns of the file; -1 at the end of the data.
+inline std::int64_t NextStart(BlockCursor& cursor) {
+  return cursor.FillQueue(NeverStop) != 0 ? cursor.Next().start : -1;
 }
 
 // The first byte of the first frame of every block that is left.
 inline Raw FirstBytes(BlockCursor& cursor) {
   Raw bytes;
-  std::list<MkvBlock> taken;
-  while (TakeNext(cursor, taken)) {
-    const MkvBlock& block = taken.front();
-    bytes.push_back(block.frames.empty() || block.frames[0].empty() ? 0xFF : block.frames[0][0]);
+  while (StampedBlock* const block = TakeNext(cursor)) {
+    const FrameList& frames = block->record.frames;
+    bytes.push_back(frames.empty() || frames[0].empty() ? 0xFF : frames[0][0]);
   }
   return bytes;
 }

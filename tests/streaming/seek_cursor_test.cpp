@@ -82,7 +82,7 @@ TEST(SeekCursor, SetsTheClusterTimeOfWhereItStands) {
   OpenedFile file(TwoTrackFile());
   BlockCursor cursor(file.root, file.first, file.TrackAt(0));
   EXPECT_TRUE(cursor.SeekCursor(3 * kSecond));
-  EXPECT_EQ(cursor.TimeOf(0), 2 * kSecond);
+  EXPECT_EQ(NextStart(cursor), 3 * kSecond);
 }
 
 TEST(SeekCursor, CountsFromTheFirstClustersTime) {
@@ -242,9 +242,9 @@ TEST(SeekCursor, ForgetsTheTimeOfTheClusterItLeaves) {
   }));
   BlockCursor cursor(file.root, file.first, file.TrackAt(0));
   ASSERT_TRUE(cursor.SeekCursor(3 * kSecond));
-  EXPECT_EQ(cursor.TimeOf(0), 3 * kSecond);
+  EXPECT_EQ(NextStart(cursor), 3 * kSecond);
   ASSERT_TRUE(cursor.SeekCursor(0));
-  EXPECT_EQ(cursor.TimeOf(0), 0);
+  EXPECT_EQ(NextStart(cursor), 0);
 }
 
 TEST(SeekCursor, AClusterWithoutTimeCountsAsZeroWhateverWasTriedBefore) {
@@ -260,7 +260,7 @@ TEST(SeekCursor, AClusterWithoutTimeCountsAsZeroWhateverWasTriedBefore) {
   }));
   BlockCursor cursor(file.root, file.first, file.TrackAt(0));
   EXPECT_TRUE(cursor.SeekCursor(4 * kSecond));
-  EXPECT_EQ(cursor.TimeOf(0), 0);
+  EXPECT_EQ(NextStart(cursor), 5 * kMillisecond);
   EXPECT_EQ(FirstBytes(cursor), (Raw{1, 2}));
 }
 

@@ -123,8 +123,8 @@ TEST_F(ThreadProtocolTest, WhereNoThreadIsToBeHadTheStartFails) {
 
 TEST_F(ThreadProtocolTest, WithoutAThreadCommandsDoNothing) {
   WorkerHarness at(SmallFile());
-  EXPECT_EQ(at.worker->SendCommand(CMD_STOP), S_OK);
-  EXPECT_EQ(at.worker->SendCommand(CMD_RUN), S_OK);
+  EXPECT_EQ(at.worker->StopRun(INFINITE), S_OK);
+  EXPECT_EQ(at.worker->RunAgain(), S_OK);
   EXPECT_EQ(at.worker->StopWorker(), S_OK);
   EXPECT_EQ(at.sink->Segments(), 0);
 }

@@ -71,7 +71,7 @@ class RecordingPlayback : public Playback {
 class HookedWorker final : public TrackWorker {
  public:
   HookedWorker(PlainPin& pin, Playback& playback, OpenedFile& file, const CMediaType& type, bool convert)
-      : TrackWorker(pin, playback, file.root, file.first, file.TrackAt(0), type, convert), pin_(pin) {}
+      : TrackWorker(pin, playback, file.root, file.first, file.TrackAt(0), type, convert, patience_), pin_(pin) {}
   ~HookedWorker() override { StopWorker(); }
 
   std::function<HRESULT()> onDeliver;
@@ -89,6 +89,7 @@ class HookedWorker final : public TrackWorker {
   HRESULT OnThreadDestroy() override { return onDestroy ? onDestroy() : S_OK; }
 
  private:
+  static inline const Patience patience_;
   PlainPin& pin_;
 };
 

@@ -1,0 +1,24 @@
+// What the filter does for its workers: the range they play, the position they move on, and the graph they report to.
+#pragma once
+
+#include "baseclasses/filter.h"
+#include "filter/positions.h"
+#include "streaming/playback.h"
+
+namespace vantor {
+
+class FilterPlayback final : public Playback {
+ public:
+  // Both outlive this.
+  FilterPlayback(CBaseFilter& filter, Positions& positions) : filter_(filter), positions_(positions) {}
+
+  PlaybackRange Range() const override { return positions_.Range(); }
+  void AdvancePosition(std::int64_t stop) override { positions_.Advance(stop); }
+  void NotifyGraph(long event, LONG_PTR first, LONG_PTR second) override;
+
+ private:
+  CBaseFilter& filter_;
+  Positions& positions_;
+};
+
+}  // namespace vantor

@@ -1,0 +1,102 @@
+// Everything a worker may be held by belongs to a neighbour: a call of Receive, a buffer that does not come home, a
+// read that does not end. So a wait for a worker has steps. First the worker is given time to answer by itself. Then
+// what may hold it is let go, one thing after the other with a short wait between, the one that costs the neighbours
+// least first: the peers are flushed, which a seek has done anyway; the allocators are decommitted, which a stop has
+// done anyway; the source is flushed. Each is done for all workers that are late, since they have waited together. A
+// worker that answers nothing even then is left to itself.
+//
+// The clock runs for the call, not for each pin: all workers were told at the same time (Announce), and those that are
+// only looked at later have had as much time. That bounds the call however many pins there are.
+//
+// Flushes are calls into neighbours, which may call back: stop or disconnect the filter, even start it again. So
+// nothing is kept across such a call but the hold on the pin it is made for.
+#include "filter/worker_call.h"
+
+#include <algorithm>
+
+namespace vantor {
+
+WorkerCall::WorkerCall(OutputPins& pins, const CMkvFileRoot* root, const Patience& patience, PeerFlush peerFlush)
+    : pins_(pins), patience_(patience), peerFlush_(peerFlush), giveUp_(Clock::now() + patience.answer) {
+  if (root == nullptr) return;
+  source_ = ComPtr<IAsyncReader>(root->reader);
+  sourceFlushes_ = root->flushes;
+}
+
+WorkerCall::~WorkerCall() { EndFlushes(); }
+
+void WorkerCall::Announce() {
+  for (std::size_t i = 0; const PinHold pin = pins_.Hold(i); ++i) pin->AnnounceStop();
+  giveUp_ = Clock::now() + patience_.answer;
+}
+
+HRESULT WorkerCall::StopRun(CVXMkvDmxOutputPin& pin, AfterStop after) {
+  HRESULT result = pin.StopRun(Remaining());
+  while (result == VFW_E_TIMEOUT && LetNextGo()) result = pin.StopRun(Remaining());
+  if (result != VFW_E_TIMEOUT) return result;
+  // One that waits for its command gets to it as soon as the system lets it run.
+  if (!pin.OwesAnswer()) return pin.StopRun(INFINITE);
+  return pin.LeaveToItself(after == AfterStop::kEnd);
+}
+
+HRESULT WorkerCall::EndWorker(CVXMkvDmxOutputPin& pin) {
+  // Once more when a neighbour that was called started the worker again.
+  HRESULT result = E_UNEXPECTED;
+  while (result == E_UNEXPECTED) {
+    result = StopRun(pin, AfterStop::kEnd);
+    if (SUCCEEDED(result)) result = pin.EndThread();
+  }
+  return result;
+}
+
+DWORD WorkerCall::Remaining() const {
+  const auto left = std::chrono::ceil<std::chrono::milliseconds>(giveUp_ - Clock::now()).count();
+  return static_cast<DWORD>(std::max<long long>(left, 0));
+}
+
+// False when there is nothing left to let go.
+bool WorkerCall::LetNextGo() {
+  if (step_ == Step::kSource) return false;
+  if (step_ == Step::kAnswer && peerFlush_ == PeerFlush::kNone) {
+    step_ = Step::kPeers;
+    FlushPeers();
+  } else if (step_ == Step::kAllocators) {
+    step_ = Step::kSource;
+    FlushSource();
+  } else {
+    step_ = Step::kAllocators;
+    LetAllocatorsGo();
+  }
+  giveUp_ = Clock::now() + patience_.step;
+  return true;
+}
+
+void WorkerCall::FlushPeers() {
+  for (std::size_t i = 0; const PinHold pin = pins_.Hold(i); ++i) {
+    if (pin->OwesAnswer()) pin->BeginFlushForWorker();
+  }
+}
+
+void WorkerCall::LetAllocatorsGo() {
+  for (std::size_t i = 0; const PinHold pin = pins_.Hold(i); ++i) {
+    if (pin->OwesAnswer()) pin->LetAllocatorGo();
+  }
+}
+
+void WorkerCall::FlushSource() {
+  if (!source_) return;
+  isSourceFlushing_ = true;
+  sourceFlushes_->Begin();
+  source_->BeginFlush();
+}
+
+void WorkerCall::EndFlushes() {
+  if (isSourceFlushing_) {
+    isSourceFlushing_ = false;
+    source_->EndFlush();
+    sourceFlushes_->End();
+  }
+  for (std::size_t i = 0; const PinHold pin = pins_.Hold(i); ++i) pin->EndFlushForWorker();
+}
+
+}  // namespace vantor

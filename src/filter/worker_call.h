@@ -1,0 +1,67 @@
+// One control call's dealings with the filter's workers, for as long as the call lasts: it tells them to stop, waits
+// for them, lets go what may hold one of them, and leaves to itself who does not answer even then.
+//
+//   WorkerCall call(pins, root, patience, PeerFlush::kNone);
+//   call.Announce();
+//   for (std::size_t i = 0; const PinHold pin = pins.Hold(i); ++i) result = call.StopRun(*pin, AfterStop::kGoOn);
+//
+// Used with the filter lock held. Its bound is the patience's: one answer and three steps.
+#pragma once
+
+#include <chrono>
+#include <memory>
+
+#include "filter/output_pins.h"
+#include "parser/file_root.h"
+#include "platform/com_ptr.h"
+#include "streaming/patience.h"
+
+namespace vantor {
+
+// Whether the caller has the peers flushing already.
+enum class PeerFlush { kNone, kUnderWay };
+// What a worker does that comes back after it was left to itself: wait for commands, or end its thread.
+enum class AfterStop { kGoOn, kEnd };
+
+class WorkerCall {
+ public:
+  // List and patience outlive the call. `root` is the open file, or null; a neighbour may close it meanwhile.
+  WorkerCall(OutputPins& pins, const CMkvFileRoot* root, const Patience& patience, PeerFlush peerFlush);
+  // Ends what flushes are left.
+  ~WorkerCall();
+  WorkerCall(const WorkerCall&) = delete;
+  WorkerCall& operator=(const WorkerCall&) = delete;
+
+  // Tells all workers that they are to stop. The patience counts from here.
+  void Announce();
+
+  // Sends CMD_STOP to the pin's worker and waits for the answer; S_OK without a worker. VFW_E_TIMEOUT: it was left to
+  // itself.
+  HRESULT StopRun(CVXMkvDmxOutputPin& pin, AfterStop after);
+  // The same, CMD_EXIT, and the end of the thread.
+  HRESULT EndWorker(CVXMkvDmxOutputPin& pin);
+
+  // Ends the flushes of this call.
+  void EndFlushes();
+
+ private:
+  using Clock = std::chrono::steady_clock;
+  enum class Step { kAnswer, kPeers, kAllocators, kSource };
+
+  DWORD Remaining() const;
+  bool LetNextGo();
+  void FlushPeers();
+  void LetAllocatorsGo();
+  void FlushSource();
+
+  OutputPins& pins_;
+  ComPtr<IAsyncReader> source_;
+  std::shared_ptr<SourceFlushes> sourceFlushes_;
+  const Patience& patience_;
+  const PeerFlush peerFlush_;
+  Step step_ = Step::kAnswer;  // what is being waited behind
+  Clock::time_point giveUp_;   // when that wait ends
+  bool isSourceFlushing_ = false;
+};
+
+}  // namespace vantor

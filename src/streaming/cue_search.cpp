@@ -1,0 +1,76 @@
+// Cue points are searched from the last to the first, list by list, for one whose time is not after the target, and
+// the Cluster it names is walked for key frames. A cue point tells a Cluster, not a block, and many point into the same
+// Cluster, which is walked once in a row only. Positions in the file are taken as they are: what lies there must be a
+// Cluster, and a Cluster without a key frame early enough (or one that is damaged) sends the search on to an earlier
+// cue point. The walk reads block headers alone, and gives the Cluster up behind the target, so that its cost is that
+// of the blocks that are skipped.
+#include "streaming/cue_search.h"
+
+#include <limits>
+
+#include "parser/element_ids.h"
+#include "platform/wrapping.h"
+
+namespace vantor {
+
+namespace {
+
+constexpr std::uint8_t kKeyFrameFlag = 0x80;
+// How far past the target any block may lie before the search gives the cluster up, 100 ns. Tracks are interleaved
+// loosely: a block of another track may lie a little ahead of the key frame that is looked for.
+constexpr std::int64_t kSearchMargin = 5'000'000;
+
+// The header and the side elements of the block, without frames.
+bool ReadBlockHeader(const MkvElement& element, MkvBlock& block) {
+  block.Reset();
+  if (element.id.value == ids::kBlockGroup) return block.ReadGroup(element, false) == S_OK;
+  block.ReadHeader(element);
+  MarkNonKeyFrame(block);
+  return true;
+}
+
+// Moves the place onto the last key frame of the track at or before the target in the Cluster it stands in.
+bool FindKeyFrame(const MkvSegment& records, std::uint64_t track, std::int64_t target, ClusterPlace& place) {
+  place.timecode = 0;
+  ReadClusterTimecode(place.cluster, place.timecode);
+  MkvElement found;
+  MkvBlock block;
+  for (MkvElement child = FirstBlock(place.cluster); child;) {
+    if (ReadBlockHeader(child, block)) {
+      const std::int64_t time = records.TicksToTime(WrappingAdd(place.timecode, block.timecode.value));
+      const bool isOfTrack = block.trackNumber.value == track;
+      if ((isOfTrack && time > target) || time > WrappingAdd(target, kSearchMargin)) break;
+      if (isOfTrack && block.IsKeyFrame()) found = child;
+    }
+    if (!NextBlock(child)) break;
+  }
+  place.element = found;
+  return static_cast<bool>(place.element);
+}
+
+}  // namespace
+
+void MarkNonKeyFrame(MkvBlock& block) {
+  if ((block.flags.value & kKeyFrameFlag) != 0) return;
+  block.ReferenceBlock.value = 0;
+  block.ReferenceBlock.present = true;
+}
+
+bool SeekByCues(const MkvSegment& records, const MkvElement& segment, std::int64_t target, ClusterPlace& place) {
+  const std::uint64_t track = ReferenceTrackNumber(records);
+  std::uint64_t lastTried = std::numeric_limits<std::uint64_t>::max();
+  for (const MkvCueList& list : records.cues) {
+    for (auto point = list.rbegin(); point != list.rend(); ++point) {
+      if (records.TicksToTime(static_cast<std::int64_t>(point->CueTime.value)) > target) continue;
+      for (const MkvCueTrackPosition& position : point->trackPositions) {
+        if (position.CueTrack.value != track || position.CueClusterPosition.value == lastTried) continue;
+        lastTried = position.CueClusterPosition.value;
+        place.cluster = MkvElement::At(*segment.file, &segment, records.dataStart + lastTried);
+        if (place.cluster.id.value == ids::kCluster && FindKeyFrame(records, track, target, place)) return true;
+      }
+    }
+  }
+  return false;
+}
+
+}  // namespace vantor

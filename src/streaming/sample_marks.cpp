@@ -1,0 +1,35 @@
+#include "streaming/sample_marks.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "streaming/start_codes_to_lengths.h"
+
+namespace vantor {
+
+HRESULT FillSample(IMediaSample& sample, const std::uint8_t* bytes, std::size_t size, const SampleMarks& marks) {
+  BYTE* data = nullptr;
+  const HRESULT result = sample.GetPointer(&data);
+  if (FAILED(result)) return result;
+  if (data == nullptr) return E_POINTER;
+  if (size != 0) std::memcpy(data, bytes, size);
+  sample.SetActualDataLength(static_cast<LONG>(size));
+  sample.SetDiscontinuity(marks.isDiscontinuity);
+  sample.SetMediaTime(nullptr, nullptr);
+  sample.SetMediaType(nullptr);
+  sample.SetSyncPoint(marks.isSyncPoint);
+  sample.SetPreroll(marks.isPreroll);
+  REFERENCE_TIME start = marks.start;
+  REFERENCE_TIME stop = marks.stop;
+  sample.SetTime(&start, &stop);
+  return S_OK;
+}
+
+void ConvertSample(IMediaSample& sample) {
+  BYTE* data = nullptr;
+  if (FAILED(sample.GetPointer(&data)) || data == nullptr) return;
+  const LONG size = std::min(sample.GetActualDataLength(), sample.GetSize());
+  if (size > 0) ConvertStartCodesToLengths(data, static_cast<std::size_t>(size));
+}
+
+}  // namespace vantor
