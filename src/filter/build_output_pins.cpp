@@ -80,9 +80,8 @@ HRESULT CVXMkvDmx::BuildPins(BuildContext& context, PinKind kind, Takes takes) {
   for (const MkvTrackList& list : context.root.GetSegment()->tracks) {
     for (const auto& track : list) {
       if (!takes(*track)) continue;
-      if (!ApplyContentEncodings(*track, track->CodecPrivate, MkvContentEncoding::kScopePrivate)) continue;
       TrackMediaType type;
-      HRESULT result = BuildMediaType(context, kind, *track, type);
+      HRESULT result = BuildMediaType(context, *track, type);
       if (FAILED(result)) return result;
       if (result != S_OK) continue;
       result = CreateOutputPin(context, kind, *track, type);
@@ -92,22 +91,18 @@ HRESULT CVXMkvDmx::BuildPins(BuildContext& context, PinKind kind, Takes takes) {
   return S_OK;
 }
 
-HRESULT CVXMkvDmx::BuildMediaType(BuildContext& context, PinKind kind, MkvTrackEntry& track, TrackMediaType& type) {
-  if (kind == kAudioPin) return BuildAudioMediaType(track, type);
-  if (kind == kSubtitlePin) {
-    if ((pinKinds_ & kSubtitlePin) == 0) InstallFontAttachments(context.root, fontInstaller_);
-    return BuildSubtitleMediaType(track, type);
-  }
+HRESULT CVXMkvDmx::BuildMediaType(BuildContext& context, const MkvTrackEntry& track, TrackMediaType& type) {
   AvcConfigSources sources;
   sources.file = &context.probed;
   sources.streamDescription = [&](const MkvTrackEntry& entry, Bytes& codecPrivate) {
     return ReadStreamDescription(context.upstream, entry, codecPrivate);
   };
-  return BuildVideoMediaType(track, sources, type);
+  return BuildTrackMediaType(track, sources, type);
 }
 
 HRESULT CVXMkvDmx::CreateOutputPin(BuildContext& context, PinKind kind, const MkvTrackEntry& track,
                                    const TrackMediaType& type) {
+  if (kind == kSubtitlePin && (pinKinds_ & kSubtitlePin) == 0) InstallFontAttachments(context.root, fontInstaller_);
   outputPins_.Reserve();
   const WideString name = NextPinName(kind, type.codecLabel);
   RecordFrameDuration(type.mediaType);

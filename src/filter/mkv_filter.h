@@ -97,7 +97,7 @@ class CVXMkvDmx final : public CBaseFilter,
   // Runs one pass of the dispatch over the tracks for which `takes` says so.
   template <typename Takes>
   HRESULT BuildPins(BuildContext& context, PinKind kind, Takes takes);
-  HRESULT BuildMediaType(BuildContext& context, PinKind kind, MkvTrackEntry& track, TrackMediaType& type);
+  HRESULT BuildMediaType(BuildContext& context, const MkvTrackEntry& track, TrackMediaType& type);
   HRESULT CreateOutputPin(BuildContext& context, PinKind kind, const MkvTrackEntry& track, const TrackMediaType& type);
   WideString NextPinName(PinKind kind, const WideString& codecLabel);
   void RecordFrameDuration(const CMediaType& type);

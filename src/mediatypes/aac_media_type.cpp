@@ -37,10 +37,10 @@ unsigned FrequencyIndex(std::uint32_t samplesPerSecond) {
 
 }  // namespace
 
-HRESULT BuildAacProfile(const AudioCodec& codec, const MkvTrackEntry& track, TrackMediaType& result) {
+HRESULT BuildAacProfile(const AudioCodec& codec, const MkvTrackEntry& track, const Bytes&, TrackMediaType& result) {
   constexpr std::size_t kConfigRoom = 5;
   const Profile* profile = FindProfile(CodecIdText(track.CodecID));
-  if (profile == nullptr) return S_FALSE;
+  if (profile == nullptr) return SkipTrack(NoPinReason::kCodec, result);
 
   WAVEFORMATEX header = UncorrectedWaveFormat(track, codec.formatTag);
   header.cbSize = 2;

@@ -12,7 +12,8 @@ namespace vantor {
 struct AudioCodec;
 // Fills the format; everything else, the subtype of the format tag included, is set already. Results as of
 // BuildAudioMediaType.
-using AudioBuilder = HRESULT (*)(const AudioCodec& codec, const MkvTrackEntry& track, TrackMediaType& result);
+using AudioBuilder = HRESULT (*)(const AudioCodec& codec, const MkvTrackEntry& track, const Bytes& codecPrivate,
+                                 TrackMediaType& result);
 
 struct AudioCodec {
   std::string_view id;
@@ -23,15 +24,15 @@ struct AudioCodec {
 };
 
 // A WAVEFORMATEX alone, or with the private data behind it, or that in a block of at least 40 bytes.
-HRESULT BuildWaveFormat(const AudioCodec&, const MkvTrackEntry&, TrackMediaType&);
-HRESULT BuildWaveFormatWithPrivate(const AudioCodec&, const MkvTrackEntry&, TrackMediaType&);
-HRESULT BuildMpegLayer(const AudioCodec&, const MkvTrackEntry&, TrackMediaType&);
-HRESULT BuildFlac(const AudioCodec&, const MkvTrackEntry&, TrackMediaType&);
-HRESULT BuildStoredWaveFormat(const AudioCodec&, const MkvTrackEntry&, TrackMediaType&);
-HRESULT BuildVorbis(const AudioCodec&, const MkvTrackEntry&, TrackMediaType&);
-HRESULT BuildVorbis2(const AudioCodec&, const MkvTrackEntry&, TrackMediaType&);
-HRESULT BuildRealAudio(const AudioCodec&, const MkvTrackEntry&, TrackMediaType&);
-HRESULT BuildAacProfile(const AudioCodec&, const MkvTrackEntry&, TrackMediaType&);
+HRESULT BuildWaveFormat(const AudioCodec&, const MkvTrackEntry&, const Bytes&, TrackMediaType&);
+HRESULT BuildWaveFormatWithPrivate(const AudioCodec&, const MkvTrackEntry&, const Bytes&, TrackMediaType&);
+HRESULT BuildMpegLayer(const AudioCodec&, const MkvTrackEntry&, const Bytes&, TrackMediaType&);
+HRESULT BuildFlac(const AudioCodec&, const MkvTrackEntry&, const Bytes&, TrackMediaType&);
+HRESULT BuildStoredWaveFormat(const AudioCodec&, const MkvTrackEntry&, const Bytes&, TrackMediaType&);
+HRESULT BuildVorbis(const AudioCodec&, const MkvTrackEntry&, const Bytes&, TrackMediaType&);
+HRESULT BuildVorbis2(const AudioCodec&, const MkvTrackEntry&, const Bytes&, TrackMediaType&);
+HRESULT BuildRealAudio(const AudioCodec&, const MkvTrackEntry&, const Bytes&, TrackMediaType&);
+HRESULT BuildAacProfile(const AudioCodec&, const MkvTrackEntry&, const Bytes&, TrackMediaType&);
 
 static_assert(sizeof(WAVEFORMATEX) == 18, "the published structure is packed");
 

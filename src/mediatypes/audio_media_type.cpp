@@ -31,9 +31,9 @@ constexpr AudioCodec kAudioCodecs[] = {
 
 }  // namespace
 
-HRESULT BuildAudioMediaType(const MkvTrackEntry& track, TrackMediaType& result) {
+HRESULT BuildAudioMediaType(const MkvTrackEntry& track, const ResolvedPrivate& resolved, TrackMediaType& result) {
   const AudioCodec* codec = FindCodec(kAudioCodecs, track.CodecID);
-  if (codec == nullptr) return S_FALSE;
+  if (codec == nullptr) return SkipTrack(NoPinReason::kCodec, result);
   const GUID subtype = codec->formatTag != 0 ? SubtypeOf(codec->formatTag) : GUID_NULL;
   result.mediaType.SetType(&MEDIATYPE_Audio);
   result.mediaType.SetSubtype(&subtype);
@@ -42,7 +42,7 @@ HRESULT BuildAudioMediaType(const MkvTrackEntry& track, TrackMediaType& result) 
   result.codecLabel = codec->label;
   result.bufferSize = kSampleSize;
   result.convertStartCodes = false;
-  return codec->build(*codec, track, result);
+  return codec->build(*codec, track, resolved.data, result);
 }
 
 }  // namespace vantor

@@ -1,7 +1,6 @@
 // AVC: the parameter sets of the configuration record, each with its 2-byte length, as the sequence header.
 #include <cstddef>
 
-#include "mediatypes/avc_probe.h"
 #include "mediatypes/nal_units.h"
 #include "mediatypes/video_builders.h"
 
@@ -20,15 +19,9 @@ bool ReadParameterSets(const Bytes& record, Bytes& sets) {
 
 }  // namespace
 
-HRESULT BuildAvc(const VideoCodec& codec, MkvTrackEntry& track, const AvcConfigSources& sources,
-                 TrackMediaType& result) {
-  Bytes& record = track.CodecPrivate;
-  if (record.empty() && !(sources.file != nullptr && ProbeAvcConfig(*sources.file, track, record)) &&
-      sources.streamDescription) {
-    result.convertStartCodes = sources.streamDescription(track, record);
-  }
+HRESULT BuildAvc(const VideoCodec& codec, const MkvTrackEntry& track, const Bytes& record, TrackMediaType& result) {
   Bytes sets;
-  if (!ReadParameterSets(record, sets)) return S_FALSE;
+  if (!ReadParameterSets(record, sets)) return SkipTrackFor(record, result);
 
   MPEG2VIDEOINFO header{};
   header.hdr = VideoHeader2(track, BitmapHeader(track, codec.fourCc, 1, 24));

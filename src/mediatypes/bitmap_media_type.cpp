@@ -46,9 +46,8 @@ GUID BitmapSubtype(const BITMAPINFOHEADER& header) {
 
 // The block has room for the whole header structure and for the private data, which is laid over its bitmap header: as
 // many zero bytes follow the data.
-HRESULT BuildStoredBitmapHeader(const VideoCodec&, MkvTrackEntry& track, const AvcConfigSources&,
+HRESULT BuildStoredBitmapHeader(const VideoCodec&, const MkvTrackEntry& track, const Bytes& codecPrivate,
                                 TrackMediaType& result) {
-  const Bytes& codecPrivate = track.CodecPrivate;
   const bool extended = HasDisplaySize(track);
   const std::size_t headerSize = extended ? sizeof(VIDEOINFOHEADER2) : sizeof(VIDEOINFOHEADER);
   const HRESULT made = MakeFormatBlock(result.mediaType, extended ? FORMAT_VideoInfo2 : FORMAT_VideoInfo,
@@ -70,17 +69,20 @@ HRESULT BuildStoredBitmapHeader(const VideoCodec&, MkvTrackEntry& track, const A
   return S_OK;
 }
 
-HRESULT BuildRealVideo(const VideoCodec& codec, MkvTrackEntry& track, const AvcConfigSources&, TrackMediaType& result) {
-  if (track.CodecID.size() <= codec.id.size()) return S_FALSE;
+HRESULT BuildRealVideo(const VideoCodec& codec, const MkvTrackEntry& track, const Bytes& codecPrivate,
+                       TrackMediaType& result) {
+  if (track.CodecID.size() <= codec.id.size()) return SkipTrack(NoPinReason::kCodec, result);
   const std::uint32_t fourCc = FourCc('R', 'V', static_cast<char>(track.CodecID[codec.id.size()]), '0');
   const GUID subtype = SubtypeOf(fourCc);
   result.mediaType.SetSubtype(&subtype);
   const BITMAPINFOHEADER bitmap = BitmapHeader(track, fourCc, 0, 0);
-  return HasDisplaySize(track) ? StoreVideoInfo2(track, bitmap, result) : StoreVideoInfo(track, bitmap, result);
+  return HasDisplaySize(track) ? StoreVideoInfo2(track, bitmap, codecPrivate, result)
+                               : StoreVideoInfo(track, bitmap, codecPrivate, result);
 }
 
-HRESULT BuildVpx(const VideoCodec& codec, MkvTrackEntry& track, const AvcConfigSources&, TrackMediaType& result) {
-  return StoreVideoInfo(track, BitmapHeader(track, codec.fourCc, 0, 0), result);
+HRESULT BuildVpx(const VideoCodec& codec, const MkvTrackEntry& track, const Bytes& codecPrivate,
+                 TrackMediaType& result) {
+  return StoreVideoInfo(track, BitmapHeader(track, codec.fourCc, 0, 0), codecPrivate, result);
 }
 
 }  // namespace vantor

@@ -3,11 +3,11 @@
 
 namespace vantor {
 
-HRESULT BuildHevc(const VideoCodec& codec, MkvTrackEntry& track, const AvcConfigSources&, TrackMediaType& result) {
-  const Bytes& record = track.CodecPrivate;
+HRESULT BuildHevc(const VideoCodec& codec, const MkvTrackEntry& track, const Bytes& codecPrivate,
+                  TrackMediaType& result) {
   BITMAPINFOHEADER bitmap = BitmapHeader(track, codec.fourCc, 1, 24);
-  bitmap.biSize += static_cast<DWORD>(record.size());
-  return StoreVideoInfo2(track, bitmap, result);
+  bitmap.biSize += static_cast<DWORD>(codecPrivate.size());
+  return StoreVideoInfo2(track, bitmap, codecPrivate, result);
 }
 
 }  // namespace vantor

@@ -13,12 +13,14 @@ MPEG2VIDEOINFO Header(const VideoCodec& codec, const MkvTrackEntry& track) {
 
 }  // namespace
 
-HRESULT BuildMpeg4(const VideoCodec& codec, MkvTrackEntry& track, const AvcConfigSources&, TrackMediaType& result) {
-  return StoreMpeg2VideoInfo(Header(codec, track), track.CodecPrivate, 0, result);
+HRESULT BuildMpeg4(const VideoCodec& codec, const MkvTrackEntry& track, const Bytes& codecPrivate,
+                   TrackMediaType& result) {
+  return StoreMpeg2VideoInfo(Header(codec, track), codecPrivate, 0, result);
 }
 
-HRESULT BuildSnow(const VideoCodec& codec, MkvTrackEntry& track, const AvcConfigSources&, TrackMediaType& result) {
-  return StoreMpeg2VideoInfo(Header(codec, track), track.CodecPrivate, 4, result);
+HRESULT BuildSnow(const VideoCodec& codec, const MkvTrackEntry& track, const Bytes& codecPrivate,
+                  TrackMediaType& result) {
+  return StoreMpeg2VideoInfo(Header(codec, track), codecPrivate, 4, result);
 }
 
 }  // namespace vantor

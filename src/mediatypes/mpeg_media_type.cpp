@@ -61,10 +61,10 @@ HRESULT StoreMpeg2(const MpegSequenceHeader& sequence, const Bytes& bytes, Track
 
 }  // namespace
 
-HRESULT BuildMpegVideo(const VideoCodec&, MkvTrackEntry& track, const AvcConfigSources&, TrackMediaType& result) {
+HRESULT BuildMpegVideo(const VideoCodec&, const MkvTrackEntry&, const Bytes& codecPrivate, TrackMediaType& result) {
   MpegSequenceHeader sequence;
-  if (!ReadMpegSequenceHeader(track.CodecPrivate, sequence)) return S_FALSE;
-  const auto begin = track.CodecPrivate.begin();
+  if (!ReadMpegSequenceHeader(codecPrivate, sequence)) return SkipTrackFor(codecPrivate, result);
+  const auto begin = codecPrivate.begin();
   const Bytes bytes(begin, begin + static_cast<std::ptrdiff_t>(sequence.size));
   return sequence.isMpeg2 ? StoreMpeg2(sequence, bytes, result) : StoreMpeg1(sequence, bytes, result);
 }

@@ -48,22 +48,22 @@ WideString LanguageLabel(const MkvTrackEntry& track) {
   return label;
 }
 
-HRESULT StoreSubtitleBlock(const MkvTrackEntry& track, CMediaType& type) {
+HRESULT StoreSubtitleBlock(const MkvTrackEntry& track, const Bytes& codecPrivate, CMediaType& type) {
   const HRESULT made =
-      MakeFormatBlock(type, kFormatSubtitle, sizeof(SubtitleInfo) + std::uint64_t{track.CodecPrivate.size()});
+      MakeFormatBlock(type, kFormatSubtitle, sizeof(SubtitleInfo) + std::uint64_t{codecPrivate.size()});
   if (FAILED(made)) return made;
   SubtitleInfo info{};
   info.dwOffset = sizeof(SubtitleInfo);
   std::copy_n(track.Language.data(), std::min(track.Language.size(), std::size(info.IsoLang) - 1), info.IsoLang);
   std::copy_n(track.Name.data(), std::min(track.Name.size(), std::size(info.TrackName) - 1), info.TrackName);
   StoreHeader(type, info);
-  StoreBytes(type, sizeof(SubtitleInfo), track.CodecPrivate);
+  StoreBytes(type, sizeof(SubtitleInfo), codecPrivate);
   return S_OK;
 }
 
 }  // namespace
 
-HRESULT BuildSubtitleMediaType(const MkvTrackEntry& track, TrackMediaType& result) {
+HRESULT BuildSubtitleMediaType(const MkvTrackEntry& track, const ResolvedPrivate& resolved, TrackMediaType& result) {
   const SubtitleCodec* found = FindCodec(kSubtitleCodecs, track.CodecID);
   const SubtitleCodec& codec = found != nullptr ? *found : kAnyOther;
   result.mediaType.SetType(&codec.majorType);
@@ -78,7 +78,7 @@ HRESULT BuildSubtitleMediaType(const MkvTrackEntry& track, TrackMediaType& resul
     return S_OK;
   }
   result.codecLabel = LanguageLabel(track);
-  return StoreSubtitleBlock(track, result.mediaType);
+  return StoreSubtitleBlock(track, resolved.data, result.mediaType);
 }
 
 }  // namespace vantor

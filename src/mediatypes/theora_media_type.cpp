@@ -25,9 +25,9 @@ LONG MacroblocksToPixels(const Bytes& bytes, std::size_t offset) {
 
 }  // namespace
 
-HRESULT BuildTheora(const VideoCodec& codec, MkvTrackEntry& track, const AvcConfigSources&, TrackMediaType& result) {
-  const Bytes& codecPrivate = track.CodecPrivate;
-  if (codecPrivate.size() < kSizeRead) return S_FALSE;
+HRESULT BuildTheora(const VideoCodec& codec, const MkvTrackEntry& track, const Bytes& codecPrivate,
+                    TrackMediaType& result) {
+  if (codecPrivate.size() < kSizeRead) return SkipTrackFor(codecPrivate, result);
 
   MPEG2VIDEOINFO header{};
   header.hdr.bmiHeader = BitmapHeader(track, codec.fourCc, 1, 24);

@@ -1,19 +1,19 @@
 // Media types of tracks: what an output pin offers for a track entry, by the track's CodecID and CodecPrivate.
 //
 //   TrackMediaType type;
-//   HRESULT hr = BuildAudioMediaType(track, type);
-//   if (hr == S_OK) MakePin(type); else if (FAILED(hr)) return hr;   // S_FALSE: the track gets no pin
+//   HRESULT hr = BuildTrackMediaType(track, sources, type);
+//   if (hr == S_OK) MakePin(type); else if (FAILED(hr)) return hr;   // S_FALSE: no pin, and type.noPin says why
 //
 // Every builder answers S_OK (make a pin), S_FALSE (skip the track) or a failure that ends the whole connection, such
 // as E_OUTOFMEMORY for a format block. It raises ResultError with E_INVALIDARG where private data points past its own
-// end. The content encodings of the track's CodecPrivate have been undone before.
+// end.
 #pragma once
 
 #include <cstdint>
-#include <functional>
 
 #include "baseclasses/media_type.h"
-#include "parser/byte_source.h"
+#include "mediatypes/codec_private.h"
+#include "mediatypes/no_pin_reason.h"
 #include "parser/track_entry.h"
 #include "platform/com.h"
 
@@ -24,20 +24,26 @@ struct TrackMediaType {
   WideString codecLabel;           // for the pin's name, at most 7 characters
   std::uint32_t bufferSize = 0;    // bytes of one sample
   bool convertStartCodes = false;  // frames come with 4-byte start codes where the type promises 4-byte lengths
+  NoPinReason noPin = NoPinReason::kNone;
 };
 
-// Where an AVC track without CodecPrivate may find its configuration, in this order: its own first frame in `file`
-// (read through a clone that shares its allowance; null: not tried), then `streamDescription`, which fills the record
-// and tells whether it did (empty: not tried).
-struct AvcConfigSources {
-  CMkvFile* file = nullptr;
-  std::function<bool(const MkvTrackEntry& track, Bytes& codecPrivate)> streamDescription;
-};
+// The type for a track of any kind, its private data resolved by the sources.
+HRESULT BuildTrackMediaType(const MkvTrackEntry& track, const AvcConfigSources& sources, TrackMediaType& result);
 
-// An AVC configuration found elsewhere becomes the track's CodecPrivate.
-HRESULT BuildVideoMediaType(MkvTrackEntry& track, const AvcConfigSources& sources, TrackMediaType& result);
-HRESULT BuildAudioMediaType(const MkvTrackEntry& track, TrackMediaType& result);
+// The same for one kind, with private data that has been resolved and is within reach.
+HRESULT BuildVideoMediaType(const MkvTrackEntry& track, const ResolvedPrivate& resolved, TrackMediaType& result);
+HRESULT BuildAudioMediaType(const MkvTrackEntry& track, const ResolvedPrivate& resolved, TrackMediaType& result);
 // Never skips: an unknown codec has a null subtype.
-HRESULT BuildSubtitleMediaType(const MkvTrackEntry& track, TrackMediaType& result);
+HRESULT BuildSubtitleMediaType(const MkvTrackEntry& track, const ResolvedPrivate& resolved, TrackMediaType& result);
+
+// For the builders: S_FALSE, with the reason in the result.
+inline HRESULT SkipTrack(NoPinReason reason, TrackMediaType& result) {
+  result.noPin = reason;
+  return S_FALSE;
+}
+// The same for private data that is missing or not what the codec needs.
+inline HRESULT SkipTrackFor(const Bytes& codecPrivate, TrackMediaType& result) {
+  return SkipTrack(codecPrivate.empty() ? NoPinReason::kPrivateMissing : NoPinReason::kPrivateUnusable, result);
+}
 
 }  // namespace vantor

@@ -41,27 +41,27 @@ VIDEOINFOHEADER2 VideoHeader2(const MkvTrackEntry& track, const BITMAPINFOHEADER
   return header;
 }
 
-HRESULT StoreVideoInfo(const MkvTrackEntry& track, const BITMAPINFOHEADER& bitmap, TrackMediaType& result) {
-  const Bytes& codecData = track.CodecPrivate;
+HRESULT StoreVideoInfo(const MkvTrackEntry& track, const BITMAPINFOHEADER& bitmap, const Bytes& codecPrivate,
+                       TrackMediaType& result) {
   const HRESULT made =
-      MakeFormatBlock(result.mediaType, FORMAT_VideoInfo, sizeof(VIDEOINFOHEADER) + std::uint64_t{codecData.size()});
+      MakeFormatBlock(result.mediaType, FORMAT_VideoInfo, sizeof(VIDEOINFOHEADER) + std::uint64_t{codecPrivate.size()});
   if (FAILED(made)) return made;
   VIDEOINFOHEADER header{};
   header.AvgTimePerFrame = FrameTime(track);
   header.bmiHeader = bitmap;
   StoreHeader(result.mediaType, header);
-  StoreBytes(result.mediaType, sizeof(VIDEOINFOHEADER), codecData);
+  StoreBytes(result.mediaType, sizeof(VIDEOINFOHEADER), codecPrivate);
   result.bufferSize = PictureBytes(bitmap);
   return S_OK;
 }
 
-HRESULT StoreVideoInfo2(const MkvTrackEntry& track, const BITMAPINFOHEADER& bitmap, TrackMediaType& result) {
-  const Bytes& codecData = track.CodecPrivate;
-  const HRESULT made =
-      MakeFormatBlock(result.mediaType, FORMAT_VideoInfo2, sizeof(VIDEOINFOHEADER2) + std::uint64_t{codecData.size()});
+HRESULT StoreVideoInfo2(const MkvTrackEntry& track, const BITMAPINFOHEADER& bitmap, const Bytes& codecPrivate,
+                        TrackMediaType& result) {
+  const HRESULT made = MakeFormatBlock(result.mediaType, FORMAT_VideoInfo2,
+                                       sizeof(VIDEOINFOHEADER2) + std::uint64_t{codecPrivate.size()});
   if (FAILED(made)) return made;
   StoreHeader(result.mediaType, VideoHeader2(track, bitmap));
-  StoreBytes(result.mediaType, sizeof(VIDEOINFOHEADER2), codecData);
+  StoreBytes(result.mediaType, sizeof(VIDEOINFOHEADER2), codecPrivate);
   result.bufferSize = PictureBytes(bitmap);
   return S_OK;
 }

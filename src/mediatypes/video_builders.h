@@ -13,7 +13,7 @@ namespace vantor {
 struct VideoCodec;
 // Fills the format and the buffer size; major type, subtype and label are those of the codec already. Results as of
 // BuildVideoMediaType.
-using VideoBuilder = HRESULT (*)(const VideoCodec& codec, MkvTrackEntry& track, const AvcConfigSources& sources,
+using VideoBuilder = HRESULT (*)(const VideoCodec& codec, const MkvTrackEntry& track, const Bytes& codecPrivate,
                                  TrackMediaType& result);
 
 struct VideoCodec {
@@ -24,15 +24,15 @@ struct VideoCodec {
   VideoBuilder build;
 };
 
-HRESULT BuildStoredBitmapHeader(const VideoCodec&, MkvTrackEntry&, const AvcConfigSources&, TrackMediaType&);
-HRESULT BuildRealVideo(const VideoCodec&, MkvTrackEntry&, const AvcConfigSources&, TrackMediaType&);
-HRESULT BuildVpx(const VideoCodec&, MkvTrackEntry&, const AvcConfigSources&, TrackMediaType&);
-HRESULT BuildSnow(const VideoCodec&, MkvTrackEntry&, const AvcConfigSources&, TrackMediaType&);
-HRESULT BuildMpeg4(const VideoCodec&, MkvTrackEntry&, const AvcConfigSources&, TrackMediaType&);
-HRESULT BuildMpegVideo(const VideoCodec&, MkvTrackEntry&, const AvcConfigSources&, TrackMediaType&);
-HRESULT BuildTheora(const VideoCodec&, MkvTrackEntry&, const AvcConfigSources&, TrackMediaType&);
-HRESULT BuildAvc(const VideoCodec&, MkvTrackEntry&, const AvcConfigSources&, TrackMediaType&);
-HRESULT BuildHevc(const VideoCodec&, MkvTrackEntry&, const AvcConfigSources&, TrackMediaType&);
+HRESULT BuildStoredBitmapHeader(const VideoCodec&, const MkvTrackEntry&, const Bytes&, TrackMediaType&);
+HRESULT BuildRealVideo(const VideoCodec&, const MkvTrackEntry&, const Bytes&, TrackMediaType&);
+HRESULT BuildVpx(const VideoCodec&, const MkvTrackEntry&, const Bytes&, TrackMediaType&);
+HRESULT BuildSnow(const VideoCodec&, const MkvTrackEntry&, const Bytes&, TrackMediaType&);
+HRESULT BuildMpeg4(const VideoCodec&, const MkvTrackEntry&, const Bytes&, TrackMediaType&);
+HRESULT BuildMpegVideo(const VideoCodec&, const MkvTrackEntry&, const Bytes&, TrackMediaType&);
+HRESULT BuildTheora(const VideoCodec&, const MkvTrackEntry&, const Bytes&, TrackMediaType&);
+HRESULT BuildAvc(const VideoCodec&, const MkvTrackEntry&, const Bytes&, TrackMediaType&);
+HRESULT BuildHevc(const VideoCodec&, const MkvTrackEntry&, const Bytes&, TrackMediaType&);
 
 // 100 ns a frame: by the frame rate, else by the default duration, else 0.
 std::int64_t FrameTime(const MkvTrackEntry& track);
@@ -51,9 +51,11 @@ BITMAPINFOHEADER BitmapHeader(const MkvTrackEntry& track, std::uint32_t fourCc, 
 // A VIDEOINFOHEADER2 with the track's frame time, aspect and bitmap header.
 VIDEOINFOHEADER2 VideoHeader2(const MkvTrackEntry& track, const BITMAPINFOHEADER& bitmap);
 
-// Blocks of a header with the track's private data behind it. Each sets the buffer size by the bitmap header.
-HRESULT StoreVideoInfo(const MkvTrackEntry& track, const BITMAPINFOHEADER& bitmap, TrackMediaType& result);
-HRESULT StoreVideoInfo2(const MkvTrackEntry& track, const BITMAPINFOHEADER& bitmap, TrackMediaType& result);
+// Blocks of a header with the private data behind it. Each sets the buffer size by the bitmap header.
+HRESULT StoreVideoInfo(const MkvTrackEntry& track, const BITMAPINFOHEADER& bitmap, const Bytes& codecPrivate,
+                       TrackMediaType& result);
+HRESULT StoreVideoInfo2(const MkvTrackEntry& track, const BITMAPINFOHEADER& bitmap, const Bytes& codecPrivate,
+                        TrackMediaType& result);
 // MPEG2VIDEOINFO with the sequence header, whose length is filled in, and spare bytes behind that.
 HRESULT StoreMpeg2VideoInfo(const MPEG2VIDEOINFO& header, const Bytes& sequenceHeader, std::uint64_t spare,
                             TrackMediaType& result);

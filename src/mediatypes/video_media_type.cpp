@@ -23,17 +23,17 @@ constexpr VideoCodec kVideoCodecs[] = {
 
 }  // namespace
 
-HRESULT BuildVideoMediaType(MkvTrackEntry& track, const AvcConfigSources& sources, TrackMediaType& result) {
+HRESULT BuildVideoMediaType(const MkvTrackEntry& track, const ResolvedPrivate& resolved, TrackMediaType& result) {
   const VideoCodec* codec = FindCodec(kVideoCodecs, track.CodecID);
-  if (codec == nullptr) return S_FALSE;
+  if (codec == nullptr) return SkipTrack(NoPinReason::kCodec, result);
   const GUID subtype = codec->fourCc != 0 ? SubtypeOf(codec->fourCc) : GUID_NULL;
   result.mediaType.SetType(&MEDIATYPE_Video);
   result.mediaType.SetSubtype(&subtype);
   result.mediaType.SetVariableSize();
   result.mediaType.SetTemporalCompression(TRUE);
   result.codecLabel = codec->label;
-  result.convertStartCodes = false;
-  return codec->build(*codec, track, sources, result);
+  result.convertStartCodes = resolved.convertStartCodes;
+  return codec->build(*codec, track, resolved.data, result);
 }
 
 }  // namespace vantor

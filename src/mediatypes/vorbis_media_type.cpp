@@ -41,9 +41,9 @@ Packets ReadLace(const Bytes& codecPrivate) {
   return packets;
 }
 
-HRESULT Build(const MkvTrackEntry& track, const GUID& subtype, const GUID& formatType, TrackMediaType& result) {
-  const Bytes& codecPrivate = track.CodecPrivate;
-  if (codecPrivate.empty() || codecPrivate[0] != kPackets - 1) return S_FALSE;
+HRESULT Build(const MkvTrackEntry& track, const Bytes& codecPrivate, const GUID& subtype, const GUID& formatType,
+              TrackMediaType& result) {
+  if (codecPrivate.empty() || codecPrivate[0] != kPackets - 1) return SkipTrackFor(codecPrivate, result);
   const Packets packets = ReadLace(codecPrivate);
 
   const std::size_t packetBytes = codecPrivate.size() - packets.start;
@@ -62,12 +62,12 @@ HRESULT Build(const MkvTrackEntry& track, const GUID& subtype, const GUID& forma
 
 }  // namespace
 
-HRESULT BuildVorbis(const AudioCodec&, const MkvTrackEntry& track, TrackMediaType& result) {
-  return Build(track, kSubtypeVorbis, kFormatVorbis, result);
+HRESULT BuildVorbis(const AudioCodec&, const MkvTrackEntry& track, const Bytes& codecPrivate, TrackMediaType& result) {
+  return Build(track, codecPrivate, kSubtypeVorbis, kFormatVorbis, result);
 }
 
-HRESULT BuildVorbis2(const AudioCodec&, const MkvTrackEntry& track, TrackMediaType& result) {
-  return Build(track, kSubtypeVorbis2, kFormatVorbis2, result);
+HRESULT BuildVorbis2(const AudioCodec&, const MkvTrackEntry& track, const Bytes& codecPrivate, TrackMediaType& result) {
+  return Build(track, codecPrivate, kSubtypeVorbis2, kFormatVorbis2, result);
 }
 
 }  // namespace vantor

@@ -21,11 +21,11 @@ HRESULT Store(const WAVEFORMATEX& header, const Bytes& codecPrivate, std::uint64
   return S_OK;
 }
 
-HRESULT StoreWithPrivate(const AudioCodec& codec, const MkvTrackEntry& track, std::uint64_t smallestPrivate,
-                         TrackMediaType& result) {
+HRESULT StoreWithPrivate(const AudioCodec& codec, const MkvTrackEntry& track, const Bytes& codecPrivate,
+                         std::uint64_t smallestPrivate, TrackMediaType& result) {
   WAVEFORMATEX header = CommonWaveFormat(track, codec.formatTag);
-  header.cbSize = static_cast<WORD>(track.CodecPrivate.size());
-  return Store(header, track.CodecPrivate, smallestPrivate, result);
+  header.cbSize = static_cast<WORD>(codecPrivate.size());
+  return Store(header, codecPrivate, smallestPrivate, result);
 }
 
 // Signed 32-bit arithmetic that wraps, of which 16 bits are kept.
@@ -62,28 +62,30 @@ WAVEFORMATEX UncorrectedWaveFormat(const MkvTrackEntry& track, std::uint16_t for
                                static_cast<std::uint32_t>(track.audio.Channels.value)));
 }
 
-HRESULT BuildWaveFormat(const AudioCodec& codec, const MkvTrackEntry& track, TrackMediaType& result) {
+HRESULT BuildWaveFormat(const AudioCodec& codec, const MkvTrackEntry& track, const Bytes&, TrackMediaType& result) {
   return Store(CommonWaveFormat(track, codec.formatTag), {}, 0, result);
 }
 
-HRESULT BuildWaveFormatWithPrivate(const AudioCodec& codec, const MkvTrackEntry& track, TrackMediaType& result) {
-  return StoreWithPrivate(codec, track, 0, result);
+HRESULT BuildWaveFormatWithPrivate(const AudioCodec& codec, const MkvTrackEntry& track, const Bytes& codecPrivate,
+                                   TrackMediaType& result) {
+  return StoreWithPrivate(codec, track, codecPrivate, 0, result);
 }
 
 // The block has room for the rest of an MPEG1WAVEFORMAT, whether or not the file fills it.
-HRESULT BuildMpegLayer(const AudioCodec& codec, const MkvTrackEntry& track, TrackMediaType& result) {
+HRESULT BuildMpegLayer(const AudioCodec& codec, const MkvTrackEntry& track, const Bytes& codecPrivate,
+                       TrackMediaType& result) {
   constexpr std::uint64_t kMpegPart = 22;
-  return StoreWithPrivate(codec, track, kMpegPart, result);
+  return StoreWithPrivate(codec, track, codecPrivate, kMpegPart, result);
 }
 
-HRESULT BuildFlac(const AudioCodec& codec, const MkvTrackEntry& track, TrackMediaType& result) {
+HRESULT BuildFlac(const AudioCodec& codec, const MkvTrackEntry& track, const Bytes& codecPrivate,
+                  TrackMediaType& result) {
   result.mediaType.SetSubtype(&kSubtypeFlac);
-  return StoreWithPrivate(codec, track, 0, result);
+  return StoreWithPrivate(codec, track, codecPrivate, 0, result);
 }
 
-HRESULT BuildStoredWaveFormat(const AudioCodec&, const MkvTrackEntry& track, TrackMediaType& result) {
-  const Bytes& stored = track.CodecPrivate;
-  if (stored.size() < sizeof(WAVEFORMATEX)) return S_FALSE;
+HRESULT BuildStoredWaveFormat(const AudioCodec&, const MkvTrackEntry&, const Bytes& stored, TrackMediaType& result) {
+  if (stored.size() < sizeof(WAVEFORMATEX)) return SkipTrackFor(stored, result);
   const HRESULT made = MakeFormatBlock(result.mediaType, FORMAT_WaveFormatEx, stored.size());
   if (FAILED(made)) return made;
   StoreBytes(result.mediaType, 0, stored);
@@ -93,7 +95,8 @@ HRESULT BuildStoredWaveFormat(const AudioCodec&, const MkvTrackEntry& track, Tra
 }
 
 // The private bytes ride along uncounted: decoders look for them behind the header whatever cbSize says.
-HRESULT BuildRealAudio(const AudioCodec& codec, const MkvTrackEntry& track, TrackMediaType& result) {
+HRESULT BuildRealAudio(const AudioCodec& codec, const MkvTrackEntry& track, const Bytes& codecPrivate,
+                       TrackMediaType& result) {
   struct Tag {
     std::uint32_t fourCc;
     std::uint16_t formatTag;
@@ -104,7 +107,7 @@ HRESULT BuildRealAudio(const AudioCodec& codec, const MkvTrackEntry& track, Trac
       {FourCc("SIPR"), format_tags::kSipro},
   };
   const std::string_view suffix = CodecIdText(track.CodecID).substr(codec.id.size());
-  if (suffix.size() < 4) return S_FALSE;
+  if (suffix.size() < 4) return SkipTrack(NoPinReason::kCodec, result);
   const std::uint32_t fourCc = FourCc(suffix[0], suffix[1], suffix[2], suffix[3]);
   const auto* tag = std::find_if(std::begin(kTags), std::end(kTags), [&](const Tag& t) { return t.fourCc == fourCc; });
 
@@ -112,7 +115,7 @@ HRESULT BuildRealAudio(const AudioCodec& codec, const MkvTrackEntry& track, Trac
   result.mediaType.SetSubtype(&subtype);
   result.mediaType.SetTemporalCompression(TRUE);
   const std::uint16_t formatTag = tag != std::end(kTags) ? tag->formatTag : std::uint16_t{0};
-  return Store(UncorrectedWaveFormat(track, formatTag), track.CodecPrivate, 0, result);
+  return Store(UncorrectedWaveFormat(track, formatTag), codecPrivate, 0, result);
 }
 
 }  // namespace vantor

@@ -1,5 +1,7 @@
 #include "parser/track_entry.h"
 
+#include <utility>
+
 #include "parser/content_encoding.h"
 #include "parser/element_table.h"
 
@@ -78,8 +80,9 @@ HRESULT ReadTracks(const MkvElement& tracks, MkvTrackList& list, std::size_t lim
                            {0xAE,
                             [&](const MkvElement& child) {
                               if (list.size() >= limit) return;
-                              list.push_back(std::make_unique<MkvTrackEntry>());
-                              ReadTrackEntry(child, *list.back());
+                              auto track = std::make_unique<MkvTrackEntry>();
+                              ReadTrackEntry(child, *track);
+                              list.push_back(std::move(track));
                             }},
                        });
   return S_OK;

@@ -1,4 +1,4 @@
-// Track entries: one record per TrackEntry, filled at open and read-only afterwards.
+// Track entries: one record per TrackEntry, filled at open and constant from then on.
 #pragma once
 
 #include <cstddef>
@@ -87,7 +87,7 @@ struct MkvTrackEntry {
   std::vector<MkvContentEncoding> contentEncodings;
 };
 
-using MkvTrackList = std::vector<std::unique_ptr<MkvTrackEntry>>;
+using MkvTrackList = std::vector<std::unique_ptr<const MkvTrackEntry>>;
 
 // Track entries kept for a file, all lists together: the first ones. A record is a thousand times larger than an empty
 // TrackEntry, and no real file comes near.

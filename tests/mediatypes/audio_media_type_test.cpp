@@ -9,13 +9,13 @@ namespace {
 
 TrackMediaType Built(const MkvTrackEntry& track) {
   TrackMediaType type;
-  EXPECT_EQ(BuildAudioMediaType(track, type), S_OK);
+  EXPECT_EQ(BuildAudio(track, type), S_OK);
   return type;
 }
 
 HRESULT Result(const MkvTrackEntry& track) {
   TrackMediaType type;
-  return Guarded([&] { return BuildAudioMediaType(track, type); });
+  return Guarded([&] { return BuildAudio(track, type); });
 }
 
 // Lacing head and packets of a Vorbis private header set.

@@ -114,11 +114,11 @@ class AvcProbe : public testing::Test {
     sources_.file = root_.get();
   }
 
-  MkvTrackEntry& FirstTrack() { return *root_->GetSegment()->tracks.at(0).at(0); }
+  const MkvTrackEntry& FirstTrack() { return *root_->GetSegment()->tracks.at(0).at(0); }
 
   HRESULT Build() {
     type_ = {};
-    return BuildVideoMediaType(FirstTrack(), sources_, type_);
+    return BuildTrackMediaType(FirstTrack(), sources_, type_);
   }
 
   void TearDown() override { root_.reset(); }
@@ -138,13 +138,14 @@ class AvcProbe : public testing::Test {
 
 const Raw kProbedBlock = AvcBlock(Join({Set(kSequence), Set(kPicture)}));
 
-TEST_F(AvcProbe, FirstFrameYieldsTheConfigurationWhichBecomesThePrivateData) {
+TEST_F(AvcProbe, FirstFrameYieldsTheConfigurationAndTheTrackStaysAsItIs) {
   Open({Cluster(0, {SimpleBlock(1, 0, kKey, kAnnexB)})});
   const std::uint64_t cursor = root_->position;
   ASSERT_EQ(Build(), S_OK);
   EXPECT_EQ(BlockOf(type_.mediaType), kProbedBlock);
   EXPECT_FALSE(type_.convertStartCodes);
-  EXPECT_EQ(FirstTrack().CodecPrivate, Record({kSequence}, {kPicture}));
+  EXPECT_EQ(ResolveCodecPrivate(FirstTrack(), sources_).data, Record({kSequence}, {kPicture}));
+  EXPECT_TRUE(FirstTrack().CodecPrivate.empty());
   EXPECT_EQ(root_->position, cursor);
 }
 
@@ -204,7 +205,7 @@ TEST_F(AvcProbe, FilesWithoutASuitableFrameGiveNone) {
   EXPECT_EQ(Build(), S_FALSE);
   Open({Cluster(0, {}), Cluster(1, {SimpleBlock(2, 0, kKey, kAnnexB)})});
   EXPECT_EQ(Build(), S_FALSE);
-  EXPECT_TRUE(FirstTrack().CodecPrivate.empty());
+  EXPECT_EQ(type_.noPin, NoPinReason::kPrivateMissing);
 }
 
 TEST_F(AvcProbe, PrivateDataOfTheTrackIsNotProbedFor) {
@@ -218,7 +219,6 @@ TEST_F(AvcProbe, FailingReadsNeverGiveAWrongConfiguration) {
   Open({Cluster(0, {SimpleBlock(2, 0, kKey, Ramp(9))}), Cluster(1, {BlockGroup({Block(1, 0, 0, kAnnexB)})})});
   for (std::uint64_t n = 1;; ++n) {
     ASSERT_LT(n, 1000U);
-    FirstTrack().CodecPrivate.clear();
     reader_->ResetCounters();
     reader_->FailRead(n, E_ABORT, true);
     const HRESULT result = Build();
@@ -253,7 +253,6 @@ TEST_F(AvcProbe, WhatIsReadCountsAgainstTheAllowanceOfTheFile) {
   ASSERT_EQ(Build(), S_OK);
   const std::uint64_t needed = before - root_->allowance;
   EXPECT_GT(needed, kAnnexB.size());
-  FirstTrack().CodecPrivate.clear();
   root_->allowance = needed - 1;
   EXPECT_EQ(Build(), S_FALSE);
   root_->allowance = needed;

@@ -195,9 +195,15 @@ inline void SetDisplay(MkvTrackEntry& track, std::uint64_t width, std::uint64_t 
   track.video.DisplayHeight = CMkvUInt(height);
 }
 
-// Builds a video type without anywhere to look for AVC configurations.
-inline HRESULT BuildVideo(MkvTrackEntry& track, TrackMediaType& result) {
-  return BuildVideoMediaType(track, AvcConfigSources{}, result);
+// Build a type without anywhere to look for AVC configurations.
+inline HRESULT BuildVideo(const MkvTrackEntry& track, TrackMediaType& result) {
+  return BuildVideoMediaType(track, ResolveCodecPrivate(track, {}), result);
+}
+inline HRESULT BuildAudio(const MkvTrackEntry& track, TrackMediaType& result) {
+  return BuildAudioMediaType(track, ResolveCodecPrivate(track, {}), result);
+}
+inline HRESULT BuildSubtitle(const MkvTrackEntry& track, TrackMediaType& result) {
+  return BuildSubtitleMediaType(track, ResolveCodecPrivate(track, {}), result);
 }
 
 }  // namespace vantor::test

@@ -18,7 +18,7 @@ MkvTrackEntry SubtitleTrack(std::string_view codecId, std::string_view language 
 
 TrackMediaType Built(const MkvTrackEntry& track) {
   TrackMediaType type;
-  EXPECT_EQ(BuildSubtitleMediaType(track, type), S_OK);
+  EXPECT_EQ(BuildSubtitle(track, type), S_OK);
   return type;
 }
 

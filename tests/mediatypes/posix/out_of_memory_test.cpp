@@ -66,16 +66,16 @@ TEST_F(OutOfMemory, EveryAudioFormatBlockThatCannotBeAllocatedIsReported) {
                             "A_VORBIS2", "A_MS/ACM", "A_REAL/COOK", "A_AAC/MPEG4/LC"}) {
     const MkvTrackEntry track = AudioTrack(codec, 48000, 2, 16, Join({{2, 0, 0}, Fill(20)}));
     TrackMediaType type;
-    EXPECT_EQ(WithoutMemory([&] { return BuildAudioMediaType(track, type); }), E_OUTOFMEMORY) << codec;
-    EXPECT_EQ(BuildAudioMediaType(track, type), S_OK) << codec;
+    EXPECT_EQ(WithoutMemory([&] { return BuildAudio(track, type); }), E_OUTOFMEMORY) << codec;
+    EXPECT_EQ(BuildAudio(track, type), S_OK) << codec;
   }
 }
 
 TEST_F(OutOfMemory, SubtitleBlockThatCannotBeAllocatedIsReported) {
   const MkvTrackEntry track = MakeTrack("S_TEXT/UTF8", {});
   TrackMediaType type;
-  EXPECT_EQ(WithoutMemory([&] { return BuildSubtitleMediaType(track, type); }), E_OUTOFMEMORY);
-  EXPECT_EQ(BuildSubtitleMediaType(track, type), S_OK);
+  EXPECT_EQ(WithoutMemory([&] { return BuildSubtitle(track, type); }), E_OUTOFMEMORY);
+  EXPECT_EQ(BuildSubtitle(track, type), S_OK);
 }
 
 TEST_F(OutOfMemory, AlternativeBlockThatCannotBeAllocatedIsReported) {
@@ -83,7 +83,7 @@ TEST_F(OutOfMemory, AlternativeBlockThatCannotBeAllocatedIsReported) {
   TrackMediaType video;
   ASSERT_EQ(BuildVideo(avc, video), S_OK);
   TrackMediaType vorbis;
-  ASSERT_EQ(BuildAudioMediaType(AudioTrack("A_VORBIS2", 48000, 2, 16, {2, 0, 0}), vorbis), S_OK);
+  ASSERT_EQ(BuildAudio(AudioTrack("A_VORBIS2", 48000, 2, 16, {2, 0, 0}), vorbis), S_OK);
   for (const TrackMediaType* type : {&video, &vorbis}) {
     CMediaType alternative;
     EXPECT_EQ(WithoutMemory([&] { return BuildAlternativeMediaType(type->mediaType, alternative); }), E_OUTOFMEMORY);
