@@ -5,6 +5,7 @@
 #include <thread>
 #include <utility>
 
+#include "platform/conversions.h"
 #include "platform/platform.h"
 #include "platform/result.h"
 
@@ -150,6 +151,24 @@ HRESULT CVXMkvDmx::Run(REFERENCE_TIME start) {
   return CBaseFilter::Run(start);
 }
 
+HRESULT CVXMkvDmx::BuildOutputPins(CMkvFileRoot& root, IPin* upstream) {
+  CAutoLock lock(&filterLock_);
+  HRESULT result = RemoveOutputPins();
+  if (SUCCEEDED(result)) {
+    result = OutputPinMaker(root, upstream, fontInstaller_, *this, filterLock_, *this).MakePins();
+  }
+  if (FAILED(result)) return result;
+  const MkvSegmentInfo& info = root.GetSegment()->info;
+  const double ticks = info.Duration.value;
+  positions_.SetFile(TruncateToInt64(static_cast<double>(info.TimecodeScale.value) * ticks / 100.0));
+  return S_OK;
+}
+
+void CVXMkvDmx::Append(PinHold pin) {
+  outputPins_.Append(std::move(pin));
+  IncrementPinVersion();
+}
+
 HRESULT CVXMkvDmx::EndWorker(CVXMkvDmxOutputPin& pin, PeerFlush peerFlush) {
   CAutoLock lock(&filterLock_);
   if (call_ != nullptr && peerFlush == PeerFlush::kNone) return call_->EndWorker(pin);
@@ -183,8 +202,6 @@ HRESULT CVXMkvDmx::RemoveOutputPins() {
     pin->Disconnect();
   }
   fontInstaller_.RemoveAll();
-  pinNumbers_.clear();
-  pinKinds_ = 0;
   positions_.Reset();
   return S_OK;
 }

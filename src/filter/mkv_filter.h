@@ -14,8 +14,6 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
-#include <string>
 
 #include "baseclasses/filter.h"
 #include "baseclasses/filter_dispatch.h"
@@ -24,6 +22,7 @@
 #include "filter/forwarded_seeking.h"
 #include "filter/input_pin.h"
 #include "filter/output_pin.h"
+#include "filter/output_pin_maker.h"
 #include "filter/output_pins.h"
 #include "filter/positions.h"
 #include "filter/seeking.h"
@@ -38,7 +37,8 @@ namespace vantor {
 class CVXMkvDmx final : public CBaseFilter,
                         public ForwardedSeeking,
                         public CFilterDispatchImpl<IVXMkvDmx>,
-                        private Repositioner {
+                        private Repositioner,
+                        private OutputPinList {
  public:
   // For the class factory: a filter with a reference count of 0, or null with the reason in the result.
   static CUnknown* WINAPI CreateInstance(LPUNKNOWN outer, HRESULT* result);
@@ -91,16 +91,9 @@ class CVXMkvDmx final : public CBaseFilter,
   void FinalRelease() override;
 
  private:
-  enum PinKind : std::uint32_t { kVideoPin = 1, kAudioPin = 2, kSubtitlePin = 4 };
-  struct BuildContext;
-
-  // Runs one pass of the dispatch over the tracks for which `takes` says so.
-  template <typename Takes>
-  HRESULT BuildPins(BuildContext& context, PinKind kind, Takes takes);
-  HRESULT BuildMediaType(BuildContext& context, const MkvTrackEntry& track, TrackMediaType& type);
-  HRESULT CreateOutputPin(BuildContext& context, PinKind kind, const MkvTrackEntry& track, const TrackMediaType& type);
-  WideString NextPinName(PinKind kind, const WideString& codecLabel);
-  void RecordFrameDuration(const CMediaType& type);
+  // OutputPinList.
+  void Append(PinHold pin) override;
+  void SetFrameDuration(std::int64_t duration) override { positions_.SetFrameDuration(duration); }
 
   // Repositioner.
   bool MaySeek() const override { return !OnOwnWorker(); }
@@ -119,8 +112,6 @@ class CVXMkvDmx final : public CBaseFilter,
   Seeking seeking_;
   FilterPlayback playback_;
   CCritSec filterLock_;
-  std::map<std::string, std::uint32_t> pinNumbers_;  // the last number given, by type word
-  std::uint32_t pinKinds_ = 0;                       // the kinds that have a pin
   CVXMkvDmxInputPin* inputPin_ = nullptr;
   OutputPins outputPins_;
   WorkerCall* call_ VANTOR_GUARDED_BY(filterLock_) = nullptr;  // the control call under way

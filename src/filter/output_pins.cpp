@@ -17,11 +17,6 @@ CVXMkvDmxOutputPin* OutputPins::At(std::size_t index) const {
   return index < pins_.size() ? pins_[index].Get() : nullptr;
 }
 
-void OutputPins::Reserve() {
-  const LockScope hold(lock_);
-  pins_.reserve(pins_.size() + 1);
-}
-
 void OutputPins::Append(PinHold pin) {
   const LockScope hold(lock_);
   pins_.push_back(std::move(pin));

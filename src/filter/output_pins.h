@@ -53,8 +53,7 @@ class OutputPins {
   // The same, not held, for callers with the filter lock; null beyond the last.
   CVXMkvDmxOutputPin* At(std::size_t index) const;
 
-  // Room for one more, so that Append cannot fail.
-  void Reserve();
+  // Raises running out of memory, with the list as it was.
   void Append(PinHold pin);
   // Empties the list and gives the pins to the caller.
   std::vector<PinHold> TakeAll();

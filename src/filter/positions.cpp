@@ -49,9 +49,9 @@ void Positions::SetFile(std::int64_t duration) {
   segmentStart_ = 0;
 }
 
-void Positions::OfferFrameDuration(std::int64_t duration) {
+void Positions::SetFrameDuration(std::int64_t duration) {
   const LockScope hold(lock_);
-  if (frameDuration_ == 0) frameDuration_ = duration;
+  frameDuration_ = duration;
 }
 
 void Positions::Reset() {

@@ -50,8 +50,8 @@ class Positions {
   void Set(std::int64_t current, std::int64_t stop);
   // A file of that duration, from its start to its end.
   void SetFile(std::int64_t duration);
-  // The first one given counts; 0 is none.
-  void OfferFrameDuration(std::int64_t duration);
+  // From now on callers may count in frames; not 0.
+  void SetFrameDuration(std::int64_t duration);
   // As before the first file, but for the rate.
   void Reset();
 

@@ -127,7 +127,7 @@ void TrackWorker::LetAllocatorGo() {
 }
 
 bool TrackWorker::SeekCursor(std::int64_t target, std::int64_t) {
-  if (IsLate()) {
+  if (IsLate() || IsStreaming()) {
     seekWhenBack_ = target;
     return true;
   }

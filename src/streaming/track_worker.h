@@ -80,8 +80,8 @@ class TrackWorker : public CAMThread {
   // Decommits the allocator that may hold the worker; RunAgain commits it.
   void LetAllocatorGo();
 
-  // Repositions; only while the worker is stopped or absent. False when the target cannot be reached. A worker that is
-  // late is repositioned before its next run. The stop position takes no part.
+  // Repositions. False when the target cannot be reached. A worker that is late, or was started again by a neighbour in
+  // the meantime, is repositioned before its next run. The stop position takes no part.
   bool SeekCursor(std::int64_t target, std::int64_t stop);
 
   // See SampleSource.
