@@ -9,6 +9,9 @@ namespace vantor::ids {
 inline constexpr std::uint32_t kEbmlHeader = 0x1A45DFA3;
 inline constexpr std::uint32_t kSegment = 0x18538067;
 
+// Children of the EBML header.
+inline constexpr std::uint32_t kDocType = 0x4282;
+
 // Children of the Segment.
 inline constexpr std::uint32_t kSeekHead = 0x114D9B74;
 inline constexpr std::uint32_t kInfo = 0x1549A966;

@@ -22,7 +22,7 @@ void ReadEbmlHeader(const MkvElement& element, MkvEbmlHeader& header) {
                             {0x42F7, header.EBMLReadVersion},
                             {0x42F2, header.EBMLMaxIDLength},
                             {0x42F3, header.EBMLMaxSizeLength},
-                            {0x4282, header.DocType},
+                            {ids::kDocType, header.DocType},
                             {0x4287, header.DocTypeVersion},
                             {0x4285, header.DocTypeReadVersion},
                         });

@@ -68,7 +68,7 @@ int Session::Open() {
     Say(fmt::format("the component makes no filter ({})", ResultText(created)));
     return kExitUsage;
   }
-  shape_ = ProbeFile(*bytes);
+  shape_ = ShapeOf(bytes);
   connect_result_ = graph_.ConnectInput(bytes, Utf8ToWide(FullName(options_.file)));
   if (FAILED(connect_result_)) {
     const std::string why = WhyRefused(shape_);

@@ -12,7 +12,7 @@
 #include "host/component.h"
 #include "host/graph.h"
 #include "tools/command_line.h"
-#include "tools/file_probe.h"
+#include "tools/file_shape.h"
 
 namespace vantor::tools {
 

@@ -1,10 +1,11 @@
-// What a file is, told from its first bytes, for messages about files that the filter refuses or finds too short.
+// What a file is on the outside, for messages about files that the filter refuses or finds too short.
 //
-//   FileShape shape = ProbeFile(*store);
+//   FileShape shape = ShapeOf(store);
 //   if (shape.kind == ShapeKind::kNotEbml) ...
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include "host/byte_store.h"
@@ -28,7 +29,7 @@ struct FileShape {
 };
 
 // Reads the EBML header and the top-level element headers up to the Segment, nothing more.
-FileShape ProbeFile(ByteStore& bytes);
+FileShape ShapeOf(const std::shared_ptr<ByteStore>& bytes);
 
 // What is wrong with a file that was refused; empty when its outer shape is sound.
 std::string WhyRefused(const FileShape& shape);

@@ -1,0 +1,125 @@
+#include "tools/file_shape.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <new>
+
+#include "host/file_source_filter.h"
+#include "parser/element.h"
+#include "parser/element_ids.h"
+#include "parser/file_root.h"
+#include "platform/big_endian.h"
+#include "platform/com_ptr.h"
+
+namespace vantor::tools {
+namespace {
+
+// More elements than this before a Segment and there is none worth naming.
+constexpr int kElementLimit = 1000;
+constexpr std::size_t kLongestDocType = 64;
+
+std::string ReadDocType(const MkvElement& header) {
+  const MkvElement child = header.FirstChild(ids::kDocType);
+  std::string text;
+  if (!child || ReadAsciiString(child, text) != S_OK) {
+    return {};
+  }
+  text.resize(std::min(text.size(), kLongestDocType));
+  for (char& c : text) {
+    c = c > 0x20 && c < 0x7F ? c : '?';
+  }
+  return text;
+}
+
+// Whether the size field says that nobody knows: the parser then takes all that is left.
+bool HasUnknownSize(const MkvElement& element) {
+  constexpr std::size_t kHeaderIdSize = 4;
+  std::uint8_t field[8] = {};
+  element.file->position = element.start + kHeaderIdSize;
+  const std::uint64_t size = element.dataStart - element.file->position;
+  return size <= sizeof field && element.file->Read(field, size) == S_OK &&
+         BigEndian(field, size) == (std::uint64_t{2} << (7 * size)) - 1;
+}
+
+void FindSegment(MkvElement& element, FileShape& shape) {
+  const std::uint64_t length = element.file->length;
+  for (int i = 0; i < kElementLimit && element.MoveNext(); ++i) {
+    if (element.id.value != ids::kSegment) {
+      continue;
+    }
+    const bool cut = element.DataEnd() > length;
+    shape.kind = cut ? ShapeKind::kTruncated : ShapeKind::kWhole;
+    shape.missing_bytes = cut ? static_cast<std::int64_t>(element.DataEnd() - length) : 0;
+    return;
+  }
+  shape.kind = ShapeKind::kNoSegment;
+}
+
+FileShape ShapeOf(CMkvFile& file) {
+  FileShape shape;
+  if (file.length == 0) {
+    shape.kind = ShapeKind::kEmpty;
+    return shape;
+  }
+  const MkvElement whole = MkvElement::WholeFile(file);
+  MkvElement element = whole.FirstChild();
+  if (!element || element.id.value != ids::kEbmlHeader) {
+    shape.kind = ShapeKind::kNotEbml;
+    return shape;
+  }
+  if (element.DataEnd() > file.length || HasUnknownSize(element)) {
+    shape.kind = ShapeKind::kDamagedHeader;
+    return shape;
+  }
+  shape.doc_type = ReadDocType(element);
+  if (!shape.doc_type.empty() && shape.doc_type != "matroska" && shape.doc_type != "webm") {
+    shape.kind = ShapeKind::kOtherDocType;
+    return shape;
+  }
+  FindSegment(element, shape);
+  return shape;
+}
+
+}  // namespace
+
+FileShape ShapeOf(const std::shared_ptr<ByteStore>& bytes) {
+  const auto source = ComPtr<FileSourceFilter>::Adopt(FileSourceFilter::Create());
+  if (!source) {
+    throw std::bad_alloc();
+  }
+  source->SetBytes(bytes, {});
+  // Not opened: what is not the shape is not read.
+  CMkvFileRoot file(source->OutputPin(), false);
+  return ShapeOf(file);
+}
+
+std::string WhyRefused(const FileShape& shape) {
+  switch (shape.kind) {
+    case ShapeKind::kEmpty:
+      return "the file is empty";
+    case ShapeKind::kNotEbml:
+      return "not a Matroska or WebM file: it does not begin with an EBML header";
+    case ShapeKind::kDamagedHeader:
+      return "the EBML header is damaged or cut off";
+    case ShapeKind::kOtherDocType:
+      return fmt::format("not a Matroska or WebM file: its document type is \"{}\"", shape.doc_type);
+    case ShapeKind::kNoSegment:
+      return "the file has an EBML header but no Segment";
+    case ShapeKind::kTruncated:
+      return Warning(shape);
+    case ShapeKind::kWhole:
+      break;
+  }
+  return {};
+}
+
+std::string Warning(const FileShape& shape) {
+  if (shape.kind != ShapeKind::kTruncated) {
+    return {};
+  }
+  return fmt::format("the file is truncated: {} bytes of its Segment are missing", shape.missing_bytes);
+}
+
+}  // namespace vantor::tools

@@ -1,0 +1,109 @@
+#include "tools/file_shape.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+namespace vantor::tools {
+namespace {
+
+using Bytes = std::vector<unsigned char>;
+
+const Bytes kHeader = {0x1A, 0x45, 0xDF, 0xA3, 0x8B, 0x42, 0x82, 0x88, 'm', 'a', 't', 'r', 'o', 's', 'k', 'a'};
+const Bytes kVoid = {0xEC, 0x82, 0, 0};
+const Bytes kSegmentId = {0x18, 0x53, 0x80, 0x67};
+
+Bytes Join(std::initializer_list<Bytes> parts) {
+  Bytes all;
+  for (const Bytes& part : parts) {
+    all.insert(all.end(), part.begin(), part.end());
+  }
+  return all;
+}
+
+FileShape Of(Bytes bytes) { return ShapeOf(MakeMemoryStore(std::move(bytes))); }
+
+TEST(FileShapes, AnEmptyFileIsEmpty) { EXPECT_EQ(Of({}).kind, ShapeKind::kEmpty); }
+
+TEST(FileShapes, TextIsNoEbml) {
+  EXPECT_EQ(Of({'h', 'e', 'l', 'l', 'o'}).kind, ShapeKind::kNotEbml);
+  EXPECT_EQ(Of({0}).kind, ShapeKind::kNotEbml);
+  EXPECT_EQ(Of({0x1A}).kind, ShapeKind::kNotEbml);
+}
+
+TEST(FileShapes, AHeaderLongerThanTheFileIsDamaged) {
+  EXPECT_EQ(Of({0x1A, 0x45, 0xDF, 0xA3, 0x90, 0}).kind, ShapeKind::kDamagedHeader);
+}
+
+TEST(FileShapes, AHeaderOfUnknownSizeIsDamaged) {
+  EXPECT_EQ(Of({0x1A, 0x45, 0xDF, 0xA3, 0xFF, 0x42, 0x82, 0x80}).kind, ShapeKind::kDamagedHeader);
+  EXPECT_EQ(Of({0x1A, 0x45, 0xDF, 0xA3, 0x01, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}).kind,
+            ShapeKind::kDamagedHeader);
+}
+
+TEST(FileShapes, AnotherDocumentTypeIsNamed) {
+  const FileShape shape = Of({0x1A, 0x45, 0xDF, 0xA3, 0x87, 0x42, 0x82, 0x84, 'x', 'm', 'l', 0x07});
+  EXPECT_EQ(shape.kind, ShapeKind::kOtherDocType);
+  EXPECT_EQ(shape.doc_type, "xml?");
+  EXPECT_THAT(WhyRefused(shape), testing::HasSubstr("\"xml?\""));
+}
+
+TEST(FileShapes, AHeaderAloneHasNoSegment) {
+  EXPECT_EQ(Of(kHeader).kind, ShapeKind::kNoSegment);
+  EXPECT_EQ(Of(Join({kHeader, kVoid})).kind, ShapeKind::kNoSegment);
+}
+
+TEST(FileShapes, FindsTheSegmentBehindOtherElements) {
+  EXPECT_EQ(Of(Join({kHeader, kVoid, kVoid, kSegmentId, {0x81, 0}})).kind, ShapeKind::kWhole);
+}
+
+TEST(FileShapes, ASegmentThatReachesPastTheEndIsTruncated) {
+  const FileShape shape = Of(Join({kHeader, kSegmentId, {0x8A, 1, 2, 3}}));
+  EXPECT_EQ(shape.kind, ShapeKind::kTruncated);
+  EXPECT_EQ(shape.missing_bytes, 7);
+  EXPECT_THAT(Warning(shape), testing::HasSubstr("7 bytes"));
+}
+
+TEST(FileShapes, ASegmentOfUnknownSizeIsWhole) {
+  EXPECT_EQ(Of(Join({kHeader, kSegmentId, {0xFF}})).kind, ShapeKind::kWhole);
+  EXPECT_EQ(Of(Join({kHeader, kSegmentId, {0x01, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 9}})).kind,
+            ShapeKind::kWhole);
+}
+
+TEST(FileShapes, ASizeOfTheLargestKindDoesNotOverflow) {
+  const FileShape shape = Of(Join({kHeader, kSegmentId, {0x01, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFE, 9}}));
+  EXPECT_EQ(shape.kind, ShapeKind::kTruncated);
+  EXPECT_EQ(shape.missing_bytes, (std::int64_t{1} << 56) - 3);
+}
+
+TEST(FileShapes, EveryPrefixOfAFileHasAShapeOtherThanTheWholes) {
+  const Bytes whole = Join({kHeader, kVoid, kSegmentId, {0x83, 1, 2, 3}});
+  for (std::size_t size = 1; size < whole.size(); ++size) {
+    const FileShape shape = Of(Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size)));
+    EXPECT_NE(shape.kind, ShapeKind::kWhole) << size;
+    EXPECT_NE(shape.kind, ShapeKind::kEmpty) << size;
+  }
+  EXPECT_EQ(Of(whole).kind, ShapeKind::kWhole);
+}
+
+TEST(FileShapes, EveryRefusalHasItsOwnWords) {
+  std::vector<std::string> words;
+  for (const ShapeKind kind : {ShapeKind::kEmpty, ShapeKind::kNotEbml, ShapeKind::kDamagedHeader,
+                               ShapeKind::kOtherDocType, ShapeKind::kNoSegment, ShapeKind::kTruncated}) {
+    FileShape shape;
+    shape.kind = kind;
+    words.push_back(WhyRefused(shape));
+    EXPECT_NE(words.back(), "");
+  }
+  for (std::size_t i = 0; i < words.size(); ++i) {
+    EXPECT_EQ(std::count(words.begin(), words.end(), words[i]), 1) << words[i];
+  }
+  EXPECT_EQ(WhyRefused({}), "");
+  EXPECT_EQ(Warning({}), "");
+}
+
+}  // namespace
+}  // namespace vantor::tools
