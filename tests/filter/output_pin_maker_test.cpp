@@ -12,18 +12,15 @@ namespace {
 // Writes down what it is told, and takes so many pins.
 class RecordingList final : public OutputPinList {
  public:
-  ~RecordingList() {
-    for (CVXMkvDmxOutputPin* pin : pins) pin->ReleaseByFilter();
-  }
-  void Append(CVXMkvDmxOutputPin& pin) override {
+  void Append(PinHold pin) override {
     if (pins.size() == room) throw std::bad_alloc();
-    pins.push_back(&pin);
-    told.push_back(NameOf(&pin));
+    pins.push_back(std::move(pin));
+    told.push_back(NameOf(pins.back().Get()));
   }
   void SetFrameDuration(std::int64_t duration) override { told.push_back("frame " + std::to_string(duration)); }
 
   std::size_t room = 100;
-  std::vector<CVXMkvDmxOutputPin*> pins;
+  std::vector<PinHold> pins;
   std::vector<std::string> told;
 };
 
