@@ -25,6 +25,6 @@ using MkvAttachmentList = std::vector<MkvAttachedFile>;
 inline constexpr std::size_t kMaxAttachedFiles = 4096;
 
 // Reads the AttachedFiles of the Attachments element, in file order. E_POINTER for an empty element.
-HRESULT ReadAttachments(const MkvElement& attachments, MkvAttachmentList& list);
+[[nodiscard]] HRESULT ReadAttachments(const MkvElement& attachments, MkvAttachmentList& list);
 
 }  // namespace vantor

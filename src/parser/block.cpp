@@ -1,9 +1,20 @@
+// How blocks are read.
+//
+// A SimpleBlock's payload is a header of its own (track, time, flags), perhaps the lace's head, and frames. A
+// BlockGroup is a master element with such a payload as its Block child and the rest (duration, references) in children
+// beside it. A pin's cursor meets the blocks of all tracks: of others it reads the header and nothing else, so the
+// header comes first and the frames only when asked for. A BlockGroup is walked once, since its children may stand in
+// any order: the block is decided upon when its Block is met, and what is beside it is read along.
+//
+// Nothing here allocates in the steady state. A record is reset and filled again, its frames' buffers with it, and the
+// lace's sizes lie on the stack.
 #include "parser/block.h"
 
 #include <algorithm>
 
 #include "parser/element_ids.h"
 #include "parser/element_table.h"
+#include "parser/interruption.h"
 #include "parser/lacing.h"
 
 namespace vantor {
@@ -13,7 +24,12 @@ namespace {
 // Reads the frame at the cursor: as much of it as the source holds, nothing when the read fails.
 void ReadFrame(CMkvFile& file, std::uint64_t size, FrameList& frames) {
   const std::uint64_t there = std::min(size, file.Remaining());
-  if (!frames.Take(there, MkvBlock::kLargestFrame)) return frames.AppendLost();
+  if (there < size) file.tolerated.Note(Tolerated::kFrameCutOff, file.position, size - there);
+  if (!frames.Take(there, MkvBlock::kLargestFrame)) {
+    // It is in the list all the same, so that the frames behind it keep their places in the lace, and their times.
+    file.tolerated.Note(Tolerated::kFrameTooLarge, file.position, there);
+    return frames.AppendLost();
+  }
   FrameBytes& frame = frames.Append();
   if (there == 0) return;
   frame.resize(static_cast<std::size_t>(there));
@@ -39,19 +55,27 @@ void MkvBlock::ReadHeader(const MkvElement& element) {
   trackNumber = CMkvLength();
   flags = CMkvByte();
   element.SeekToData();
-  trackNumber.Read(element);
+  // No result of these ends anything: a field that cannot be read is 0, and the block is one of track 0 or at the
+  // Cluster's time. The reads are not bounded by the payload either; a block that ends within its header is found out
+  // when its frames are to be read.
+  const HRESULT trackRead = trackNumber.Read(element);
   CMkvShort relative;
-  relative.Read(element);
+  const HRESULT timeRead = relative.Read(element);
   timecode = CMkvInt(relative.value);
-  flags.Read(element);
+  const HRESULT flagsRead = flags.Read(element);
+  if ((trackRead | timeRead | flagsRead) != S_OK) element.NotePassedOver(Tolerated::kUnreadableBlockHeader);
 }
 
 HRESULT MkvBlock::ReadFrames(const MkvElement& element, std::size_t most) {
   LaceSizes sizes;
-  if (const HRESULT result = ReadLaceSizes(element, flags.value, sizes); result != S_OK) return result;
+  if (const HRESULT result = ReadLaceSizes(element, flags.value, sizes); result != S_OK) {
+    element.NotePassedOver(Tolerated::kRejectedBlock);
+    return result;
+  }
   CMkvFile& file = *element.file;
   std::uint64_t next = file.position;
   for (std::size_t i = 0; i < std::min(sizes.count, most); ++i) {
+    // Set for each: the frame before may have been cut off, refused by the reader, or not read at all.
     file.position = next;
     ReadFrame(file, sizes.size[i], frames);
     next += sizes.size[i];
@@ -91,6 +115,8 @@ HRESULT MkvBlock::ReadEveryBlock(const MkvElement& group, bool wantFrames, std::
 }
 
 HRESULT MkvBlock::ReadGroupOfTrack(const MkvElement& element, std::uint64_t track, std::size_t most) {
+  // The format has one Block in a group. A file may have more, and then the last one's track is the group's: when that
+  // is another one, what was read before is dropped; when one before was another's and skipped, all are read after all.
   bool isDamaged = false;
   bool isSkipped = false;
   const HRESULT result = WalkGroup(element, [&](const MkvElement& child) {
@@ -112,7 +138,7 @@ HRESULT MkvBlock::ReadGroupOfTrack(const MkvElement& element, std::uint64_t trac
 
 MkvElement FirstBlock(const MkvElement& cluster) {
   MkvElement block = cluster.FirstChild();
-  if (block && !IsBlock(block)) NextBlock(block);
+  if (block && !IsBlock(block)) (void)NextBlock(block);  // without any it is empty
   return block;
 }
 
@@ -124,15 +150,19 @@ bool NextBlock(MkvElement& block) {
 }
 
 bool ReadClusterTimecode(const MkvElement& cluster, std::int64_t& ticks) {
-  constexpr std::uint32_t kWalkStep = 4096;
+  if (!cluster) return false;
+  InterruptionPoll poll(*cluster.file);
   MkvElement timecode = cluster.FirstChild();
-  for (std::uint32_t walked = 1; timecode && timecode.id.value != ids::kTimecode; ++walked) {
-    if (walked % kWalkStep == 0 && cluster.file->interrupted && cluster.file->interrupted()) return false;
-    timecode.MoveNext();
+  while (timecode && timecode.id.value != ids::kTimecode) {
+    if (poll.Interrupted()) return false;
+    (void)timecode.MoveNext();  // at the end it is empty
   }
-  if (!timecode) return false;
   CMkvUInt value;
-  if (value.Read(timecode) != S_OK) return false;
+  if (!timecode || value.Read(timecode) != S_OK) {
+    cluster.file->tolerated.Note(Tolerated::kUnusableClusterTime, cluster.start, 0);
+    return false;
+  }
+  // Unsigned in the file, signed wherever it is used: a time of more than 63 bits is one before 0.
   ticks = static_cast<std::int64_t>(value.value);
   return true;
 }

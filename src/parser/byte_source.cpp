@@ -1,3 +1,12 @@
+// How bytes are fetched.
+//
+// Every Read goes to the reader: the host in front of us caches, and reads that are exact keep the cursor a file
+// offset, which all positions in the records rely on. A read is cut into pieces only because SyncRead counts in 31
+// bits, and at the end of the file: what is there is read and consumed, and the result is E_FAIL all the same. So a
+// frame that the end cuts off keeps its beginning, and whoever needs all of it sees that it failed.
+//
+// The reader's own results pass through unchanged, success codes other than S_OK included: S_FALSE from a reader means
+// that fewer bytes came than were asked for. That is why callers compare with S_OK and do not use SUCCEEDED.
 #include "parser/byte_source.h"
 
 #include <algorithm>
@@ -14,9 +23,13 @@ CMkvFileReader::CMkvFileReader(IAsyncReader* source) : reader(source) {
 CMkvFileReader::~CMkvFileReader() { reader->Release(); }
 
 HRESULT CMkvFileReader::Read(void* buffer, std::uint64_t size) {
+  // The end goes before the size: reading nothing succeeds within the file and fails behind it.
   if (position >= length) return E_FAIL;
   if (size == 0) return S_OK;
-  if (size > allowance) return E_FAIL;
+  if (size > allowance) {
+    tolerated.Note(Tolerated::kWorkExhausted, position, size);
+    return E_FAIL;
+  }
   allowance -= size;
   constexpr std::uint64_t kLargestChunk = 0x7FFFFFFF;
   auto* to = static_cast<BYTE*>(buffer);
@@ -28,6 +41,7 @@ HRESULT CMkvFileReader::Read(void* buffer, std::uint64_t size) {
     if (result != S_OK) {
       // One that was under way at the call is still, or has changed the count by ending.
       if (flushes && (flushes->IsUnderWay() || flushes->Changes() != before)) wasLetGo = true;
+      if (!wasLetGo) tolerated.Note(Tolerated::kReadFailed, position, chunk);
       return result;
     }
     position += chunk;
@@ -43,6 +57,8 @@ std::uint64_t CMkvFileReader::AllowanceOf(std::uint64_t times, std::uint64_t sla
   return std::min(length, (~std::uint64_t{0} - slack) / times) * times + slack;
 }
 
+// The cursor is where the root's is at this moment, and the length the root's: a reader that has grown since, as a
+// download does, would otherwise give each pin a file of its own length.
 CMkvFileClone::CMkvFileClone(CMkvFile& root) : CMkvFile(root.reader), source_(&root) {
   position = root.position;
   length = root.length;

@@ -1,5 +1,11 @@
 // Byte sources: a cursor over the file, read through the upstream filter's IAsyncReader.
 //
+//   CMkvFileRoot root(reader, true);  // the opened file is a source itself
+//   CMkvFileClone clone(root);        // a cursor of its own, for another thread
+//   std::uint8_t bytes[4];
+//   clone.position = 100;
+//   if (clone.Read(bytes, sizeof bytes) == S_OK) Use(bytes[0]);  // clone.position is 104 now
+//
 // Nothing is cached: every Read is one or more SyncRead calls at the exact position, so positions are always file
 // offsets. The parser moves the cursor by assigning `position`. A source holds no lock; each thread uses its own.
 #pragma once
@@ -9,6 +15,7 @@
 #include <functional>
 #include <memory>
 
+#include "parser/tolerance.h"
 #include "platform/com.h"
 
 namespace vantor {
@@ -67,6 +74,8 @@ class CMkvFileReader {
   bool wasLetGo = false;
   // Asked from time to time during a scan or a walk that may take long; true makes it give up. May be empty.
   std::function<bool()> interrupted;
+  // What reading through this source went on from. A clone's is its own, and off to start with like every other.
+  ToleranceList tolerated;
 };
 
 class CMkvFile : public CMkvFileReader {

@@ -12,15 +12,17 @@ namespace {
 class ChapterReader {
  public:
   void ReadEdition(const MkvElement& element, MkvChapterEdition& edition) {
-    ReadChildren(element, {
-                              {0xB6, [&](const MkvElement& child) { AppendAtom(child, edition.atoms); }},
-                          });
+    ReadRecord(element, {
+                            {0xB6, [&](const MkvElement& child) { AppendAtom(child, edition.atoms); }},
+                        });
   }
 
  private:
   // NOLINTNEXTLINE(misc-no-recursion): the depth is bounded
   void AppendAtom(const MkvElement& element, std::vector<MkvChapterAtom>& atoms) {
-    if (depth_ >= kMaxChapterDepth || count_ >= kMaxChapterAtoms) return;
+    if (depth_ >= kMaxChapterDepth || count_ >= kMaxChapterAtoms) {
+      return element.NotePassedOver(Tolerated::kChapterOverLimit);
+    }
     ++count_;
     ++depth_;
     ReadAtom(element, atoms.emplace_back());
@@ -29,22 +31,22 @@ class ChapterReader {
 
   // NOLINTNEXTLINE(misc-no-recursion): the depth is bounded
   void ReadAtom(const MkvElement& element, MkvChapterAtom& atom) {
-    ReadChildren(element, {
-                              {0x73C4, atom.ChapterUID},
-                              {0x91, atom.ChapterTimeStart},
-                              {0x98, atom.ChapterFlagHidden},
-                              {0x4598, atom.ChapterFlagEnabled},
-                              {0xB6, [&](const MkvElement& child) { AppendAtom(child, atom.atoms); }},
-                              {0x80, [&](const MkvElement& child) { AppendDisplay(child, atom.displays); }},
-                          });
+    ReadRecord(element, {
+                            {0x73C4, atom.ChapterUID},
+                            {0x91, atom.ChapterTimeStart},
+                            {0x98, atom.ChapterFlagHidden},
+                            {0x4598, atom.ChapterFlagEnabled},
+                            {0xB6, [&](const MkvElement& child) { AppendAtom(child, atom.atoms); }},
+                            {0x80, [&](const MkvElement& child) { AppendDisplay(child, atom.displays); }},
+                        });
   }
 
   static void AppendDisplay(const MkvElement& element, std::vector<WideString>& displays) {
     WideString title;
     bool read = false;
-    ReadChildren(element, {
-                              {0x85, [&](const MkvElement& child) { read |= ReadUtf8String(child, title) == S_OK; }},
-                          });
+    ReadRecord(element, {
+                            {0x85, [&](const MkvElement& child) { read |= ReadUtf8String(child, title) == S_OK; }},
+                        });
     if (read) displays.push_back(std::move(title));
   }
 
@@ -57,10 +59,10 @@ class ChapterReader {
 HRESULT ReadChapters(const MkvElement& chapters, MkvChapterEditions& editions) {
   if (!chapters) return E_POINTER;
   ChapterReader reader;
-  ReadChildren(chapters,
-               {
-                   {0x45B9, [&](const MkvElement& child) { reader.ReadEdition(child, editions.emplace_back()); }},
-               });
+  ReadRecord(chapters,
+             {
+                 {0x45B9, [&](const MkvElement& child) { reader.ReadEdition(child, editions.emplace_back()); }},
+             });
   return S_OK;
 }
 

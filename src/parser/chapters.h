@@ -31,6 +31,6 @@ inline constexpr std::size_t kMaxChapterDepth = 16;
 inline constexpr std::size_t kMaxChapterAtoms = 16384;
 
 // Reads every EditionEntry of the Chapters element, in file order. E_POINTER for an empty element.
-HRESULT ReadChapters(const MkvElement& chapters, MkvChapterEditions& editions);
+[[nodiscard]] HRESULT ReadChapters(const MkvElement& chapters, MkvChapterEditions& editions);
 
 }  // namespace vantor

@@ -46,7 +46,10 @@ HRESULT SynthesiseCues(CMkvFileRoot& root) {
     const float duration = static_cast<float>(ticks) - static_cast<float>(startMilliseconds);
     segment.info.Duration = CMkvFloat(duration);
     // Without room the walk goes on all the same, for the duration.
-    if (!room.Take(sizeof(MkvCuePoint) + sizeof(MkvCueTrackPosition))) continue;
+    if (!room.Take(sizeof(MkvCuePoint) + sizeof(MkvCueTrackPosition))) {
+      cluster.NotePassedOver(Tolerated::kCueOverLimit);
+      continue;
+    }
     cues.push_back(MakeCuePoint(static_cast<std::uint64_t>(ticks), track, cluster.start - segment.dataStart));
   }
   cues.shrink_to_fit();

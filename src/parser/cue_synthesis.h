@@ -10,6 +10,6 @@ namespace vantor {
 
 // Gives an opened file without Cues one cue point per Cluster and a duration up to the last Cluster. S_OK, also when
 // there was nothing to do; E_UNEXPECTED without a Segment or Cluster. Raises running out of memory.
-HRESULT SynthesiseCues(CMkvFileRoot& root);
+[[nodiscard]] HRESULT SynthesiseCues(CMkvFileRoot& root);
 
 }  // namespace vantor

@@ -10,37 +10,39 @@ namespace vantor {
 namespace {
 
 void ReadReference(const MkvElement& element, MkvCueReference& reference) {
-  ReadChildren(element, {
-                            {0x96, reference.CueRefTime},
-                            {0x97, reference.CueRefCluster},
-                            {0x535F, reference.CueRefNumber},
-                            {0xEB, reference.CueRefCodecState},
-                        });
+  ReadRecord(element, {
+                          {0x96, reference.CueRefTime},
+                          {0x97, reference.CueRefCluster},
+                          {0x535F, reference.CueRefNumber},
+                          {0xEB, reference.CueRefCodecState},
+                      });
 }
 
 void ReadTrackPosition(const MkvElement& element, MkvCueTrackPosition& position, RecordRoom& room) {
-  ReadChildren(element, {
-                            {0xF7, position.CueTrack},
-                            {0xF1, position.CueClusterPosition},
-                            {0x5378, position.CueBlockNumber},
-                            {0xEA, position.CueCodecState},
-                            {0xDB,
-                             [&](const MkvElement& child) {
-                               if (!room.Take(sizeof(MkvCueReference))) return;
-                               ReadReference(child, position.references.emplace_back());
-                             }},
-                        });
+  ReadRecord(element, {
+                          {0xF7, position.CueTrack},
+                          {0xF1, position.CueClusterPosition},
+                          {0x5378, position.CueBlockNumber},
+                          {0xEA, position.CueCodecState},
+                          {0xDB,
+                           [&](const MkvElement& child) {
+                             if (!room.Take(sizeof(MkvCueReference)))
+                               return child.NotePassedOver(Tolerated::kCueOverLimit);
+                             ReadReference(child, position.references.emplace_back());
+                           }},
+                      });
 }
 
 void ReadPoint(const MkvElement& element, MkvCuePoint& point, RecordRoom& room) {
-  ReadChildren(element, {
-                            {0xB3, point.CueTime},
-                            {0xB7,
-                             [&](const MkvElement& child) {
-                               if (!room.Take(sizeof(MkvCueTrackPosition))) return;
-                               ReadTrackPosition(child, point.trackPositions.emplace_back(), room);
-                             }},
-                        });
+  ReadRecord(element, {
+                          {0xB3, point.CueTime},
+                          {0xB7,
+                           [&](const MkvElement& child) {
+                             if (!room.Take(sizeof(MkvCueTrackPosition)))
+                               return child.NotePassedOver(Tolerated::kCueOverLimit);
+                             ReadTrackPosition(child, point.trackPositions.emplace_back(), room);
+                           }},
+                      });
 }
 
 }  // namespace
@@ -48,13 +50,13 @@ void ReadPoint(const MkvElement& element, MkvCuePoint& point, RecordRoom& room) 
 HRESULT ReadCues(const MkvElement& cues, MkvCueList& list) {
   if (!cues) return E_POINTER;
   RecordRoom room(cues);
-  ReadChildren(cues, {
-                         {0xBB,
-                          [&](const MkvElement& child) {
-                            if (!room.Take(sizeof(MkvCuePoint))) return;
-                            ReadPoint(child, list.emplace_back(), room);
-                          }},
-                     });
+  ReadRecord(cues, {
+                       {0xBB,
+                        [&](const MkvElement& child) {
+                          if (!room.Take(sizeof(MkvCuePoint))) return child.NotePassedOver(Tolerated::kCueOverLimit);
+                          ReadPoint(child, list.emplace_back(), room);
+                        }},
+                   });
   list.shrink_to_fit();
   return S_OK;
 }

@@ -32,6 +32,6 @@ using MkvCueList = std::vector<MkvCuePoint>;
 
 // Reads every CuePoint of the Cues element, in file order. E_POINTER for an empty element. Records stop being kept once
 // they take 20 times the element's bytes, which only points without content can reach.
-HRESULT ReadCues(const MkvElement& cues, MkvCueList& list);
+[[nodiscard]] HRESULT ReadCues(const MkvElement& cues, MkvCueList& list);
 
 }  // namespace vantor

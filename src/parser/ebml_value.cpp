@@ -1,3 +1,12 @@
+// How values are read.
+//
+// A holder reads at the cursor, and what it reads is bounded by the element's size only where the format says so: an
+// identifier, a size, a byte and a short have a width of their own. That may lead beyond the element, which does no
+// harm, since a walk goes on where the element ends and not where the cursor stands. Identifiers and sizes are read a
+// byte at a time: how many there are is known after the first, and at the end of the file no read may ask for more.
+//
+// A read that fails leaves `present` false, and perhaps a part of the value. Owners that have a default to lose read
+// into a fresh holder and copy it (element_table.h).
 #include "parser/ebml_value.h"
 
 #include <cstddef>
@@ -36,7 +45,11 @@ HRESULT ReadPayload(const MkvElement& element, Buffer& buffer) {
   const std::uint64_t size = element.size.value;
   Buffer read;
   if (size != 0) {
-    if (size > element.file->Remaining() || size > kLargestPayload) return E_FAIL;
+    // Asked before anything is allocated: a size is only a number in a file.
+    if (size > element.file->Remaining() || size > kLargestPayload) {
+      element.NotePassedOver(Tolerated::kPayloadOutOfBounds);
+      return E_FAIL;
+    }
     read.resize(static_cast<std::size_t>(size));
     if (const HRESULT result = element.file->Read(read.data(), size); result != S_OK) return result;
   }
@@ -46,6 +59,8 @@ HRESULT ReadPayload(const MkvElement& element, Buffer& buffer) {
 
 }  // namespace
 
+// Present before it is read, here and in CMkvShort: the two are the fixed fields of a block's header, which are there
+// whether they could be read or not; those that could not are 0.
 HRESULT CMkvByte::Read(const MkvElement& element) {
   if (element.file == nullptr) return E_POINTER;
   present = true;
@@ -82,6 +97,8 @@ HRESULT CMkvLength::Read(const MkvElement& element) {
   if (more > 7) return E_FAIL;
   value = first & (0x7Fu >> more);
   if (const HRESULT result = ShiftIn(file, more, value); result != S_OK) return result;
+  // All bits set mean the rest of the file, even in a lace or a track number, where that says nothing sensible: one
+  // reader for all, and what it makes of them is refused for its size.
   const std::uint64_t allOnes = (std::uint64_t{1} << (7 * (more + 1))) - 1;
   if (value == allOnes) value = file.Remaining();
   if (isSigned) value -= allOnes >> 1;
@@ -95,17 +112,20 @@ HRESULT CMkvUInt::Read(const MkvElement& element) {
   std::uint8_t bytes[8] = {};
   std::uint64_t size = element.size.value;
   value = 0;
-  if (size > sizeof bytes) {  // all but the last 8 fall off the top
+  if (size > sizeof bytes) {
+    // All but the last 8 would be shifted out at the top; not reading them is the same, and as cheap as it can be.
     if (size > file.Remaining()) {
       file.position = file.length;
       return E_FAIL;
     }
+    file.tolerated.Note(Tolerated::kIntegerTooLong, element.start, size - sizeof bytes);
     file.position += size - sizeof bytes;
     size = sizeof bytes;
   }
   if (size != 0) {
     const std::uint64_t before = file.position;
     const HRESULT result = file.Read(bytes, size);
+    // Of a payload that the end cuts off, what was there: as if it had been shifted in byte by byte.
     value = BigEndian(bytes, static_cast<std::size_t>(file.position - before));
     if (result != S_OK) return result;
   }
@@ -161,7 +181,12 @@ HRESULT ReadAsciiString(const MkvElement& element, std::string& text) {
 HRESULT ReadUtf8String(const MkvElement& element, WideString& text) {
   std::string read;
   if (const HRESULT result = ReadPayload(element, read); result != S_OK) return result;
-  text = Utf8ToWide(std::string_view(read).substr(0, read.find('\0')));
+  const std::string_view upToZero = std::string_view(read).substr(0, read.find('\0'));
+  text = Utf8ToWide(upToZero);
+  // Valid text survives the way back.
+  if (element.file->tolerated.IsCollecting() && WideToUtf8(text) != upToZero) {
+    element.NotePassedOver(Tolerated::kInvalidText);
+  }
   return S_OK;
 }
 

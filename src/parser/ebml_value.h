@@ -100,8 +100,9 @@ using Bytes = std::vector<std::uint8_t>;
 // Payload readers. Each is bounded by what the source still holds: a payload that runs past the end, or is larger than
 // kLargestPayload, fails and leaves the destination unchanged.
 inline constexpr std::uint64_t kLargestPayload = std::uint64_t{64} << 20;
-HRESULT ReadAsciiString(const MkvElement& element, std::string& text);  // up to the first zero byte
-HRESULT ReadUtf8String(const MkvElement& element, WideString& text);    // up to the first zero byte, as UTF-16
-HRESULT ReadBytes(const MkvElement& element, Bytes& bytes);
+[[nodiscard]] HRESULT ReadAsciiString(const MkvElement& element, std::string& text);  // up to the first zero byte
+[[nodiscard]] HRESULT ReadUtf8String(const MkvElement& element,
+                                     WideString& text);  // up to the first zero byte, as UTF-16
+[[nodiscard]] HRESULT ReadBytes(const MkvElement& element, Bytes& bytes);
 
 }  // namespace vantor

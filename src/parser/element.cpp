@@ -1,9 +1,26 @@
+// How walking works.
+//
+// An element is a header that was read, and a step of a walk overwrites it in place with the header where its payload
+// ends: no element is ever made for a sibling, so a walk over a million blocks takes no memory. Nothing but the sizes
+// leads from one to the next. A wrong size leads into the middle of something, where the bytes are either no header at
+// all (a first byte of 0x00 to 0x0F can begin no identifier, and 0x00 no size) or a header by accident, which nobody
+// can tell from a real one; its own size then leads on.
+//
+// Where a header cannot be read, a walk within a master element ends: what was read of that element stands, and its
+// parent goes on behind it, by the parent's size. Only among the children of a Segment is there anything to look for,
+// since their identifiers have 4 bytes, which hardly occur by chance: there the bytes from the damage on are scanned
+// for the next of eight of them, and the walk goes on from it.
+//
+// Every walk ends, since a step never leads back: a payload ends behind its start, and sums stop at 2^64 - 1, where
+// nothing can be read. The parent's end is not trusted to lie within its own parent, nor within the file; reading
+// tells.
 #include "parser/element.h"
 
 #include <algorithm>
 #include <array>
 
 #include "parser/element_ids.h"
+#include "parser/interruption.h"
 #include "parser/segment.h"
 #include "platform/big_endian.h"
 
@@ -18,7 +35,7 @@ constexpr std::array<std::uint32_t, 8> kResynchronisationIds = {
 
 bool IsSegment(const MkvElement* element) { return element != nullptr && element->id.value == ids::kSegment; }
 
-// Where the seek index says that the element lies: its first entry for the identifier.
+// Where the seek index says that the element lies: its first entry for the identifier, the later ones notwithstanding.
 bool LookUp(const MkvSegment* segment, std::uint32_t wanted, std::uint64_t& position) {
   if (segment == nullptr) return false;
   for (const auto& seekHead : segment->seekHeads) {
@@ -47,14 +64,14 @@ MkvElement MkvElement::At(CMkvFile& file, const MkvElement* parent, std::uint64_
   MkvElement element;
   element.parent = parent;
   element.file = &file;
-  element.ReadHeader(position);
+  (void)element.ReadHeader(position);  // unreadable, it stays empty
   return element;
 }
 
 MkvElement MkvElement::FirstChild() const {
   if (!*this || size.value == 0) return MkvElement();
   MkvElement child = At(*file, this, dataStart);
-  if (!child) child.Resynchronise();
+  if (!child) (void)child.Resynchronise();  // in vain, it stays empty
   return child;
 }
 
@@ -80,22 +97,25 @@ bool MkvElement::Find(std::uint32_t wanted, Search search) {
 bool MkvElement::FindByIndex(std::uint32_t wanted) {
   std::uint64_t target = 0;
   if (!IsSegment(parent) || !LookUp(file->GetSegment(), wanted, target)) return false;
-  ReadHeader(target);
+  // The index has the last word, also when it leads to nothing or to something else: a walk for what it denies would
+  // visit every Cluster of the file, and more often than not in vain.
+  if (!ReadHeader(target) || id.value != wanted) file->tolerated.Note(Tolerated::kMisleadingSeekEntry, target, 0);
   return true;
 }
 
 void MkvElement::FindFromHere(std::uint32_t wanted, Search search) {
   if (search == Search::kIndexOnly) return;
-  while (*this && id.value != wanted) MoveNext();
+  while (*this && id.value != wanted) (void)MoveNext();  // at the end it is empty
 }
 
 bool MkvElement::MoveNext() {
   const std::uint64_t next = DataEnd();
   if (!*this || parent == nullptr || next >= parent->DataEnd()) {
+    NoteOverlap();
     Clear();
     return false;
   }
-  return SUCCEEDED(ReadHeader(next)) || Resynchronise();
+  return ReadHeader(next) || Resynchronise();
 }
 
 bool MkvElement::MoveNextOfSameId() {
@@ -118,36 +138,67 @@ void MkvElement::Clear() {
   isWholeFile = false;
 }
 
-HRESULT MkvElement::ReadHeader(std::uint64_t at) {
+// The header is the element's only once both parts are read: `id` alone must not match anything.
+bool MkvElement::ReadHeader(std::uint64_t at) {
   Clear();
   start = at;
   file->position = at;
-  HRESULT result = id.Read(*this);
-  if (result == S_OK) result = size.Read(*this);
-  if (result == S_OK) {
+  if (id.Read(*this) == S_OK && size.Read(*this) == S_OK) {
     dataStart = file->position;
-    return S_OK;
+    return true;
   }
   Clear();
-  return FAILED(result) ? result : E_FAIL;
+  return false;
 }
 
-// After a damaged header at `start`: moves onto the next of the top-level identifiers, found by scanning byte by byte.
+// After a damaged header at `start`: moves onto the next element that can be told from noise, if there may be any.
 bool MkvElement::Resynchronise() {
-  if (!IsSegment(parent)) return false;
-  constexpr std::uint64_t kScanStep = 4096;
+  const std::uint64_t damage = start;
+  if (IsSegment(parent) && ScanForTopLevelId() && ReadHeader(file->position - sizeof id.value)) {
+    file->tolerated.Note(Tolerated::kDamageSkipped, damage, start - damage);
+    return true;
+  }
+  NoteEndOfWalk(damage);
+  return false;
+}
+
+// Scans byte by byte from `start` on and leaves the cursor behind the identifier that it found. The Segment's end is no
+// bound: where headers are damaged, its size may well be what is wrong.
+bool MkvElement::ScanForTopLevelId() {
+  // Asked at once, since each of many damaged headers begins a scan of its own.
+  InterruptionPoll poll(*file, InterruptionPoll::First::kAtOnce);
   file->position = start;
-  for (std::uint64_t scanned = 0;; ++scanned) {
-    if (scanned % kScanStep == 0 && file->interrupted && file->interrupted()) return false;
+  for (;;) {
+    if (poll.Interrupted()) return false;
     std::uint8_t bytes[4];
     if (file->Read(bytes, 1) != S_OK) return false;
     if ((bytes[0] & 0xF0) != 0x10) continue;
     if (file->Read(bytes + 1, 3) != S_OK) return false;
     const auto candidate = BigEndian<std::uint32_t>(bytes, sizeof bytes);
-    if (std::ranges::find(kResynchronisationIds, candidate) != kResynchronisationIds.end()) break;
+    if (std::ranges::find(kResynchronisationIds, candidate) != kResynchronisationIds.end()) return true;
+    // An identifier may begin within the three bytes behind a first byte that was none.
     file->position -= 3;
   }
-  return SUCCEEDED(ReadHeader(file->position - 4));
+}
+
+void MkvElement::NotePassedOver(Tolerated kind) const {
+  const std::uint64_t end = std::min(DataEnd(), file->length);
+  file->tolerated.Note(kind, start, end > start ? end - start : 0);
+}
+
+void MkvElement::NoteEndOfWalk(std::uint64_t damage) const {
+  if (!file->tolerated.IsCollecting() || (file->interrupted && file->interrupted())) return;
+  const std::uint64_t end = std::min(parent->DataEnd(), file->length);
+  file->tolerated.Note(Tolerated::kUnreadableHeader, damage, end > damage ? end - damage : 0);
+}
+
+// At the end of a walk. What reaches exactly to the end of the file is of unknown size, as far as can be told, and has
+// its parent's end for its own.
+void MkvElement::NoteOverlap() const {
+  if (!*this || parent == nullptr || !file->tolerated.IsCollecting()) return;
+  const std::uint64_t end = DataEnd();
+  const std::uint64_t parentEnd = parent->DataEnd();
+  if (end > parentEnd && end != file->length) file->tolerated.Note(Tolerated::kChildPastParent, start, end - parentEnd);
 }
 
 }  // namespace vantor

@@ -50,6 +50,9 @@ class MkvElement {
   // Puts the source's cursor on the payload's first byte.
   void SeekToData() const { file->position = dataStart; }
 
+  // Notes with the source that this whole element, as far as the file holds it, was passed over.
+  void NotePassedOver(Tolerated kind) const;
+
   const MkvElement* parent = nullptr;
   CMkvFile* file = nullptr;
   CMkvID id;
@@ -59,8 +62,11 @@ class MkvElement {
   bool isWholeFile = false;
 
  private:
-  HRESULT ReadHeader(std::uint64_t at);
+  bool ReadHeader(std::uint64_t at);
   bool Resynchronise();
+  bool ScanForTopLevelId();
+  void NoteEndOfWalk(std::uint64_t damage) const;
+  void NoteOverlap() const;
   bool FindByIndex(std::uint32_t wanted);
   void FindFromHere(std::uint32_t wanted, Search search);
   void Clear();

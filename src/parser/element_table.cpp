@@ -1,15 +1,17 @@
 #include "parser/element_table.h"
 
+#include "parser/interruption.h"
+
 namespace vantor {
 
 HRESULT ReadChildren(const MkvElement& master, std::initializer_list<ElementField> table) {
   if (!master) return E_POINTER;
   MkvElement child = master.FirstChild();
   if (!child) return S_FALSE;
-  constexpr std::uint32_t kWalkStep = 4096;
-  std::uint32_t walked = 0;
+  InterruptionPoll poll(*master.file);
   do {
-    if (++walked % kWalkStep == 0 && master.file->interrupted && master.file->interrupted()) return E_ABORT;
+    if (poll.Interrupted()) return E_ABORT;
+    // Tables have a few lines and are built on the stack of their caller, so that a linear search beats any other.
     for (const ElementField& field : table) {
       if (field.Id() != child.id.value) continue;
       field.Read(child);

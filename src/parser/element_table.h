@@ -44,13 +44,18 @@ class ElementField {
 
   template <typename Value>
   static void ReadValue(void* target, const MkvElement& child) {
+    // Into a fresh holder, since one whose read fails has lost the default that was in it.
     Value value;
-    if (value.Read(child) == S_OK) *static_cast<Value*>(target) = value;
+    if (value.Read(child) == S_OK) {
+      *static_cast<Value*>(target) = value;
+    } else {
+      child.NotePassedOver(Tolerated::kUnreadableValue);
+    }
   }
 
   template <typename Target, HRESULT (*Function)(const MkvElement&, Target&)>
   static void ReadWith(void* target, const MkvElement& child) {
-    Function(child, *static_cast<Target*>(target));
+    (void)Function(child, *static_cast<Target*>(target));  // failed, it leaves the target as it was
   }
 
   template <typename Callable>
@@ -65,6 +70,11 @@ class ElementField {
 
 // Walks the element's children and reads those in the table. S_OK; S_FALSE when it has no child; E_POINTER for an empty
 // element; E_ABORT when the file's `interrupted` ended the walk.
-HRESULT ReadChildren(const MkvElement& master, std::initializer_list<ElementField> table);
+[[nodiscard]] HRESULT ReadChildren(const MkvElement& master, std::initializer_list<ElementField> table);
+
+// The same for a record that is what was read of it: a missing, an empty and a damaged element leave its defaults.
+inline void ReadRecord(const MkvElement& master, std::initializer_list<ElementField> table) {
+  (void)ReadChildren(master, table);
+}
 
 }  // namespace vantor

@@ -17,15 +17,15 @@ constexpr std::uint64_t kTimesForOpening = 8;
 constexpr std::uint64_t kSlackForOpening = 65536;
 
 void ReadEbmlHeader(const MkvElement& element, MkvEbmlHeader& header) {
-  ReadChildren(element, {
-                            {0x4286, header.EBMLVersion},
-                            {0x42F7, header.EBMLReadVersion},
-                            {0x42F2, header.EBMLMaxIDLength},
-                            {0x42F3, header.EBMLMaxSizeLength},
-                            {ids::kDocType, header.DocType},
-                            {0x4287, header.DocTypeVersion},
-                            {0x4285, header.DocTypeReadVersion},
-                        });
+  ReadRecord(element, {
+                          {0x4286, header.EBMLVersion},
+                          {0x42F7, header.EBMLReadVersion},
+                          {0x42F2, header.EBMLMaxIDLength},
+                          {0x42F3, header.EBMLMaxSizeLength},
+                          {ids::kDocType, header.DocType},
+                          {0x4287, header.DocTypeVersion},
+                          {0x4285, header.DocTypeReadVersion},
+                      });
 }
 
 bool IsReadable(const MkvEbmlHeader& header) {
@@ -65,7 +65,12 @@ HRESULT CMkvFileRoot::ReadRecords() {
     if (element.id.value == ids::kEbmlHeader) {
       ReadEbmlHeader(element, ebmlHeader);
       if (!IsReadable(ebmlHeader)) return E_FAIL;
-    } else if (element.id.value == ids::kSegment && segment.info.SegmentUID.empty() && segments < kMaxSegments) {
+    } else if (element.id.value == ids::kSegment) {
+      // Segments without a UID are parts of one; the first that has one is the last that counts.
+      if (!segment.info.SegmentUID.empty() || segments == kMaxSegments) {
+        element.NotePassedOver(Tolerated::kSegmentPassedOver);
+        continue;
+      }
       ++segments;
       DiscoverSegment(element, segment);
     }

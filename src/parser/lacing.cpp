@@ -1,3 +1,17 @@
+// How lacing works.
+//
+// Bits 1 and 2 of the flags say how the payload behind the block's header divides into frames. Without lacing it is one
+// frame. Otherwise a byte follows that counts the frames, less one, then the sizes, then the frames without a gap.
+//
+//   fixed   no sizes: all frames are equally long. What the division leaves over at the end is no frame's.
+//   Xiph    all but the last frame: bytes that add up, each 255 announcing another.
+//   EBML    the first frame as an element size, each further one but the last as the signed difference to the one
+//           before.
+//
+// With the latter two the last frame takes what is left, so that the sizes always fill the payload or exceed it; those
+// that exceed it reject the block, as a negative or an unreadable one does: after it nothing is where it should be.
+// Each size is held against what the payload has left as it is read, which also ends the Xiph bytes of a hostile file.
+// The sizes stand within the payload, so what the last frame gets is known only after the last of them was read.
 #include "parser/lacing.h"
 
 #include <algorithm>
@@ -38,6 +52,7 @@ bool ReadEbmlSize(const MkvElement& element, bool isFirst, std::uint64_t limit, 
   } else {
     CMkvSignedLength delta;
     if (delta.Read(element) != S_OK) return false;
+    // In two's complement, so that the addition below wraps to the right result; it must not lead below zero.
     const bool isNegative = static_cast<std::int64_t>(delta.value) < 0;
     if (isNegative && ~delta.value + 1 > size) return false;
     size += delta.value;
@@ -76,13 +91,18 @@ HRESULT ReadLaceSizes(const MkvElement& element, std::uint8_t flags, LaceSizes& 
         return ReadXiphSize(element, limit, size);
       });
     case Lacing::kEbml:
+      // One frame would be the first, whose size is told, and the last, whose size is not.
       if (head.value == 0) return E_FAIL;
       return ReadSizes(element, sizes, [&](std::size_t index, std::uint64_t limit, std::uint64_t& size) {
         return ReadEbmlSize(element, index == 0, limit, size);
       });
     case Lacing::kFixed: {
       std::uint64_t rest = 0;
+      // 256 frames are 0 in the 8 bits that count them.
       if (head.value == 255 || !Rest(element, rest)) return E_FAIL;
+      if (const std::uint64_t over = rest % sizes.count; over != 0) {
+        element.file->tolerated.Note(Tolerated::kLaceRemainder, element.file->position, over);
+      }
       std::fill_n(sizes.size.begin(), sizes.count, rest / sizes.count);
       return S_OK;
     }

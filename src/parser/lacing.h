@@ -19,6 +19,6 @@ struct LaceSizes {
 
 // Works out the frame sizes of the Block or SimpleBlock with these flags; the cursor is behind the flags, and is left
 // on the first frame. S_OK; E_FAIL when a size cannot be read, is negative, or the sizes exceed the payload.
-HRESULT ReadLaceSizes(const MkvElement& element, std::uint8_t flags, LaceSizes& sizes);
+[[nodiscard]] HRESULT ReadLaceSizes(const MkvElement& element, std::uint8_t flags, LaceSizes& sizes);
 
 }  // namespace vantor

@@ -1,3 +1,18 @@
+// How a Segment is discovered.
+//
+// Files are made to be opened from their beginning: SeekHead, Info and Tracks stand in front of the first Cluster, and
+// the SeekHead names what stands behind the last one. So the children are walked only until three of those were met,
+// and the rest is found by the index:
+//
+//   1. walk the children, reading SeekHead, Info, Tracks and, if it comes this early, Cues
+//   2. read the SeekHeads that SeekHeads name, one after the other, ahead only
+//   3. if step 1 met three: Cues (with the Cues that follow them), Chapters and Attachments, where the index says
+//
+// A file with fewer than three has been walked to its end by then and what it has been met, but for Chapters and
+// Attachments, which are read by the index only; it does without them.
+//
+// Nothing fails here. Each element is read on its own, and what could be read stands. `allowance` bounds the work: an
+// element may lie within another one, and both may be read.
 #include "parser/segment_discovery.h"
 
 #include <cstddef>
@@ -9,24 +24,26 @@ namespace vantor {
 
 namespace {
 
-// The pass over the children ends with this many SeekHead, Info and Tracks elements: then it has what it came for.
+// The pass over the children ends with this many SeekHead, Info and Tracks elements. Elements are counted, not kinds:
+// two SeekHeads and an Info are enough as well, and a file whose Tracks come later has none. What ends early stays off
+// the Clusters, which a network source would have to fetch header by header.
 constexpr int kEnough = 3;
 
 void ReadInfo(const MkvElement& element, MkvSegmentInfo& info) {
-  ReadChildren(element, {
-                            {0x73A4, info.SegmentUID},
-                            {0x7384, info.SegmentFilename},
-                            {0x3CB923, info.PrevUID},
-                            {0x3C83AB, info.PrevFilename},
-                            {0x3EB923, info.NextUID},
-                            {0x3E83BB, info.NextFilename},
-                            {0x2AD7B1, info.TimecodeScale},
-                            {0x4489, info.Duration},
-                            {0x4461, info.DateUTC},
-                            {0x7BA9, info.Title},
-                            {0x4D80, info.MuxingApp},
-                            {0x5741, info.WritingApp},
-                        });
+  ReadRecord(element, {
+                          {0x73A4, info.SegmentUID},
+                          {0x7384, info.SegmentFilename},
+                          {0x3CB923, info.PrevUID},
+                          {0x3C83AB, info.PrevFilename},
+                          {0x3EB923, info.NextUID},
+                          {0x3E83BB, info.NextFilename},
+                          {0x2AD7B1, info.TimecodeScale},
+                          {0x4489, info.Duration},
+                          {0x4461, info.DateUTC},
+                          {0x7BA9, info.Title},
+                          {0x4D80, info.MuxingApp},
+                          {0x5741, info.WritingApp},
+                      });
 }
 
 template <typename Lists>
@@ -48,6 +65,7 @@ class SegmentDiscovery {
     WalkChildren();
     if (!segment_.file->CanSeek()) return;
     FollowSeekHeads();
+    // With fewer, the walk has been over all children, and the index is not asked for more.
     if (met_ == kEnough) ReadByIndex();
   }
 
@@ -71,7 +89,7 @@ class SegmentDiscovery {
         ++met_;
         return AppendTracks(child);
       case ids::kCues:
-        ReadCues(child, record_.cues.emplace_back());
+        (void)ReadCues(child, record_.cues.emplace_back());
         return;
       default:
         return;
@@ -80,25 +98,25 @@ class SegmentDiscovery {
 
   void AppendTracks(const MkvElement& tracks) {
     MkvTrackList& list = record_.tracks.emplace_back();
-    ReadTracks(tracks, list, trackRoom_);
+    (void)ReadTracks(tracks, list, trackRoom_);
     trackRoom_ -= list.size();
   }
 
   void ReadSeekHead(const MkvElement& seekHead) {
     std::vector<MkvSeekEntry>& entries = record_.seekHeads.emplace_back();
-    ReadChildren(seekHead, {
-                               {0x4DBB, [&](const MkvElement& child) { AppendSeekEntry(child, entries); }},
-                           });
+    ReadRecord(seekHead, {
+                             {0x4DBB, [&](const MkvElement& child) { AppendSeekEntry(child, entries); }},
+                         });
   }
 
   void AppendSeekEntry(const MkvElement& seek, std::vector<MkvSeekEntry>& entries) {
-    if (seekEntryRoom_ == 0) return;
+    if (seekEntryRoom_ == 0) return seek.NotePassedOver(Tolerated::kSeekEntryOverLimit);
     --seekEntryRoom_;
     MkvSeekEntry& entry = entries.emplace_back();
-    ReadChildren(seek, {
-                           {0x53AB, entry.SeekID},
-                           {0x53AC, entry.SeekPosition},
-                       });
+    ReadRecord(seek, {
+                         {0x53AB, entry.SeekID},
+                         {0x53AC, entry.SeekPosition},
+                     });
   }
 
   // Reads the SeekHeads that seek entries name, as long as they lie ahead of the cursor. The cursor only moves forward,
@@ -111,7 +129,11 @@ class SegmentDiscovery {
         const std::uint64_t target = record_.SeekTarget(entry);
         if (entry.SeekID.value != ids::kSeekHead || target < file.position) continue;
         const MkvElement seekHead = MkvElement::At(file, &segment_, target);
-        if (!seekHead || seekHead.id.value != ids::kSeekHead) return;
+        if (!seekHead || seekHead.id.value != ids::kSeekHead) {
+          // An index that is wrong once is not asked where the next one lies.
+          file.tolerated.Note(Tolerated::kMisleadingSeekEntry, target, 0);
+          return;
+        }
         ReadSeekHead(seekHead);
       }
     }
@@ -121,18 +143,18 @@ class SegmentDiscovery {
     if (record_.cues.empty()) {
       MkvElement cues = segment_.FirstChild(ids::kCues, Search::kIndexOnly);
       while (cues) {
-        ReadCues(cues, record_.cues.emplace_back());
-        cues.MoveNextOfSameId();
+        (void)ReadCues(cues, record_.cues.emplace_back());
+        (void)cues.MoveNextOfSameId();
       }
     }
     if (record_.chapters.empty()) {
       if (const MkvElement chapters = segment_.FirstChild(ids::kChapters, Search::kIndexOnly)) {
-        ReadChapters(chapters, record_.chapters.emplace_back());
+        (void)ReadChapters(chapters, record_.chapters.emplace_back());
       }
     }
     if (record_.attachments.empty()) {
       if (const MkvElement attachments = segment_.FirstChild(ids::kAttachments, Search::kIndexOnly)) {
-        ReadAttachments(attachments, record_.attachments.emplace_back());
+        (void)ReadAttachments(attachments, record_.attachments.emplace_back());
       }
     }
   }

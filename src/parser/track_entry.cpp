@@ -37,54 +37,56 @@ bool ReadAudio(const MkvElement& element, MkvAudioSettings& audio) {
 }
 
 void ReadTrackEntry(const MkvElement& element, MkvTrackEntry& track) {
-  ReadChildren(element,
-               {
-                   {0xD7, track.TrackNumber},
-                   {0x73C5, track.TrackUID},
-                   {0x83, track.TrackType},
-                   {0xB9, track.FlagEnabled},
-                   {0x88, track.FlagDefault},
-                   {0x9C, track.FlagLacing},
-                   {0x6DE7, track.MinCache},
-                   {0x6DF8, track.MaxCache},
-                   {0x536E, track.Name},
-                   {0x22B59C, track.Language},
-                   {0x86, track.CodecID},
-                   {0x63A2, track.CodecPrivate},
-                   {0x258688, track.CodecName},
-                   {0x3A9697, track.CodecSettings},
-                   {0x3B4040, track.CodecInfoURL},
-                   {0x26B240, track.CodecDownloadURL},
-                   {0xAA, track.CodecDecodeAll},
-                   {0x6FAB, track.TrackOverlay},
-                   {0x23E383, track.DefaultDuration},
-                   {0x2383E3, track.DefaultDuration},  // a video frame rate's identifier, misplaced: taken as bits
-                   {0x23314F, track.TrackTimecodeScale},
-                   {0xE0,
-                    [&](const MkvElement& child) {
-                      if (ReadVideo(child, track.video)) track.sections |= MkvTrackEntry::kHasVideo;
-                    }},
-                   {0xE1,
-                    [&](const MkvElement& child) {
-                      if (ReadAudio(child, track.audio)) track.sections |= MkvTrackEntry::kHasAudio;
-                    }},
-                   {0x6D80, [&](const MkvElement& child) { ReadContentEncodings(child, track.contentEncodings); }},
-               });
+  ReadRecord(element,
+             {
+                 {0xD7, track.TrackNumber},
+                 {0x73C5, track.TrackUID},
+                 {0x83, track.TrackType},
+                 {0xB9, track.FlagEnabled},
+                 {0x88, track.FlagDefault},
+                 {0x9C, track.FlagLacing},
+                 {0x6DE7, track.MinCache},
+                 {0x6DF8, track.MaxCache},
+                 {0x536E, track.Name},
+                 {0x22B59C, track.Language},
+                 {0x86, track.CodecID},
+                 {0x63A2, track.CodecPrivate},
+                 {0x258688, track.CodecName},
+                 {0x3A9697, track.CodecSettings},
+                 {0x3B4040, track.CodecInfoURL},
+                 {0x26B240, track.CodecDownloadURL},
+                 {0xAA, track.CodecDecodeAll},
+                 {0x6FAB, track.TrackOverlay},
+                 {0x23E383, track.DefaultDuration},
+                 // The identifier of a Video's FrameRate, which is a float. Directly in a TrackEntry it has always
+                 // been taken for the other, its payload's bits for nanoseconds.
+                 {0x2383E3, track.DefaultDuration},
+                 {0x23314F, track.TrackTimecodeScale},
+                 {0xE0,
+                  [&](const MkvElement& child) {
+                    if (ReadVideo(child, track.video)) track.sections |= MkvTrackEntry::kHasVideo;
+                  }},
+                 {0xE1,
+                  [&](const MkvElement& child) {
+                    if (ReadAudio(child, track.audio)) track.sections |= MkvTrackEntry::kHasAudio;
+                  }},
+                 {0x6D80, [&](const MkvElement& child) { ReadContentEncodings(child, track.contentEncodings); }},
+             });
 }
 
 }  // namespace
 
 HRESULT ReadTracks(const MkvElement& tracks, MkvTrackList& list, std::size_t limit) {
   if (!tracks) return E_POINTER;
-  ReadChildren(tracks, {
-                           {0xAE,
-                            [&](const MkvElement& child) {
-                              if (list.size() >= limit) return;
-                              auto track = std::make_unique<MkvTrackEntry>();
-                              ReadTrackEntry(child, *track);
-                              list.push_back(std::move(track));
-                            }},
-                       });
+  ReadRecord(tracks, {
+                         {0xAE,
+                          [&](const MkvElement& child) {
+                            if (list.size() >= limit) return child.NotePassedOver(Tolerated::kTrackOverLimit);
+                            auto track = std::make_unique<MkvTrackEntry>();
+                            ReadTrackEntry(child, *track);
+                            list.push_back(std::move(track));
+                          }},
+                     });
   return S_OK;
 }
 

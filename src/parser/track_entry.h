@@ -95,6 +95,6 @@ inline constexpr std::size_t kMaxTracks = 1024;
 
 // Reads every TrackEntry of the Tracks element, in file order, until the list has `limit`. E_POINTER for an empty
 // element.
-HRESULT ReadTracks(const MkvElement& tracks, MkvTrackList& list, std::size_t limit = kMaxTracks);
+[[nodiscard]] HRESULT ReadTracks(const MkvElement& tracks, MkvTrackList& list, std::size_t limit = kMaxTracks);
 
 }  // namespace vantor

@@ -41,7 +41,7 @@ TEST(Attachments, DataIsReadThroughAByteSourceAtItsPosition) {
 TEST(Attachments, OfTwoFileDataTheLastIsKept) {
   Source source(Attachments({Attachment("a", "b", Ramp(30), {Bin(0x465C, {1, 2})})}));
   MkvAttachmentList list;
-  ReadAttachments(source.First(), list);
+  (void)ReadAttachments(source.First(), list);
   ASSERT_EQ(list.size(), 1u);
   EXPECT_EQ(list[0].dataSize, 2u);
   EXPECT_EQ(list[0].dataPosition, source.file.length - 2);
@@ -66,7 +66,7 @@ TEST(Attachments, StringWhoseReadFailsStaysEmptyAndTheWalkGoesOn) {
   const MkvElement element = MkvElement::At(file, nullptr, 0);
   reader.FailRead(7, E_ABORT);  // AttachedFile and FileName headers take three reads each
   MkvAttachmentList list;
-  ReadAttachments(element, list);
+  (void)ReadAttachments(element, list);
   ASSERT_EQ(list.size(), 1u);
   EXPECT_TRUE(list[0].FileName.empty());
   EXPECT_EQ(list[0].FileMimeType, "mime");
