@@ -1,4 +1,8 @@
 // Attached files: their names and where their bytes lie. The bytes are not read at open.
+//
+//   for (const MkvAttachmentList& list : file.GetSegment()->attachments) {
+//     for (const MkvAttachedFile& attached : list) Use(attached.dataSize);
+//   }
 #pragma once
 
 #include <cstddef>

@@ -1,4 +1,7 @@
 // Chapter editions: kept with the file's records.
+//
+//   MkvChapterEditions editions;
+//   if (ReadChapters(element, editions) == S_OK) Use(editions.size());
 #pragma once
 
 #include <cstddef>

@@ -1,7 +1,9 @@
 // A track's content encodings: how its private data and frames were compressed or encrypted. Header stripping is the
 // one that is undone.
 //
-//   if (ApplyContentEncodings(track, frame, MkvContentEncoding::kScopeFrames)) Use(frame);  // as it was in the file
+//   void Restore(const MkvTrackEntry& track, FrameBytes& frame) {
+//     ApplyContentEncodings(track, frame, MkvContentEncoding::kScopeFrames);  // the stripped bytes are back
+//   }
 #pragma once
 
 #include <cstddef>

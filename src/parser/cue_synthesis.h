@@ -1,7 +1,7 @@
 // Cues for a file without an index: one cue point for each Cluster, so that seeking finds its way all the same.
 //
 //   CMkvFileRoot root(reader, true);
-//   if (SUCCEEDED(root.Open()) && SUCCEEDED(SynthesiseCues(root))) Play(root.GetSegment()->cues);
+//   if (SUCCEEDED(root.Open()) && SynthesiseCues(root) == S_OK) Use(root.GetSegment()->cues.size());
 #pragma once
 
 #include "parser/file_root.h"

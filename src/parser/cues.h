@@ -1,4 +1,8 @@
 // Cues: the file's seek index, kept in the file's order.
+//
+//   for (const MkvCueList& list : file.GetSegment()->cues) {
+//     for (const MkvCuePoint& cue : list) Use(cue.CueTime.value);
+//   }
 #pragma once
 
 #include <cstdint>

@@ -44,12 +44,15 @@ HRESULT CMkvFileRoot::Open() {
   if (Read(magic, sizeof magic) != S_OK) return E_FAIL;
   if (std::memcmp(magic, "\x1A\x45\xDF\xA3", sizeof magic) != 0) return E_FAIL;
 
+  // Elements may claim each other's bytes, so that reading each within its own bounds is no bound for all of them.
   const std::uint64_t unlimited = allowance;
   allowance = AllowanceOf(kTimesForOpening, kSlackForOpening);
   const HRESULT result = ReadRecords();
   allowance = unlimited;
   if (result != S_OK) return result;
 
+  // Found anew: discovery ends before it has seen a Cluster in most files. The index may name one, and then it is that
+  // one's time that the file starts at.
   const MkvElement file = MkvElement::WholeFile(*this);
   const MkvElement first = file.FirstChild(ids::kSegment);
   const MkvElement cluster = first.FirstChild(ids::kCluster);
@@ -63,6 +66,7 @@ HRESULT CMkvFileRoot::ReadRecords() {
   const MkvElement file = MkvElement::WholeFile(*this);
   for (MkvElement element = file.FirstChild(); element; element.MoveNext()) {
     if (element.id.value == ids::kEbmlHeader) {
+      // Of files that were put together there may be several: each has to be one that can be read.
       ReadEbmlHeader(element, ebmlHeader);
       if (!IsReadable(ebmlHeader)) return E_FAIL;
     } else if (element.id.value == ids::kSegment) {

@@ -1,5 +1,9 @@
 // A frame's bytes: a vector whose new elements are left uninitialised, so that a buffer sized for a read is written
 // once, by the read. FrameList keeps its buffers when it is cleared, so a recycled record costs no allocation.
+//
+//   FrameList frames;
+//   FrameBytes& frame = frames.Append();
+//   frame.resize(100);  // 100 bytes of whatever was there
 #pragma once
 
 #include <cstddef>

@@ -1,4 +1,9 @@
 // Lacing: how a block's payload divides into frames.
+//
+//   MkvBlock block;
+//   block.ReadHeader(element);
+//   LaceSizes sizes;
+//   if (ReadLaceSizes(element, block.flags.value, sizes) == S_OK) Use(sizes.size[0]);
 #pragma once
 
 #include <array>

@@ -1,6 +1,10 @@
 // How much memory the records read from an element may take. A record is larger than the few bytes that call for it,
 // so without a limit a small hostile file could fill the memory. The smallest record with a content is a cue's
 // reference, 5 bytes that take 96, so that no real element meets the limit.
+//
+//   RecordRoom room(element);
+//   MkvCueList list;
+//   if (room.Take(sizeof(MkvCuePoint))) list.emplace_back();
 #pragma once
 
 #include <cstddef>

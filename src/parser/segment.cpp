@@ -17,6 +17,7 @@ std::optional<std::uint64_t> FirstTrackOfType(const MkvSegment& segment, std::ui
 
 }  // namespace
 
+// Multiplied first, divided then: a tick need not be a whole number of 100 ns.
 std::int64_t MkvSegment::TicksToTime(std::int64_t ticks) const {
   return WrappingMultiply(ticks, static_cast<std::int64_t>(info.TimecodeScale.value)) / 100;
 }

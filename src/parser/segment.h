@@ -2,6 +2,10 @@
 //
 // A file may hold several SeekHead, Tracks, Cues or Attachments elements: each list has one inner list per element,
 // in file order, so consumers loop over both levels.
+//
+//   for (const MkvTrackList& list : file.GetSegment()->tracks) {
+//     for (const auto& track : list) Use(track->TrackNumber.value);
+//   }
 #pragma once
 
 #include <cstddef>

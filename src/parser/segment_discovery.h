@@ -1,4 +1,8 @@
 // Segment discovery: reading a Segment's description and index elements into the file's records.
+//
+//   MkvSegment segment;
+//   DiscoverSegment(element, segment);  // the Segment, at whose payload the cursor stands
+//   Use(segment.tracks.size());
 #pragma once
 
 #include "parser/element.h"
