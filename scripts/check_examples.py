@@ -11,8 +11,9 @@ three spaces and follow an empty line of the comment.
     //   Graph graph;            <- code
     //     AABB  a drawing      <- indented deeper throughout, or following prose directly: a drawing or a list, no code
 
-- An example that begins a class or a function at its outer level is put into a namespace, every other one into a
-  function of its own, which may return what it likes. Both lie within the header's own namespace.
+- An example that begins a class or a function at its outer level is put into a namespace. All others of a header are
+  put into one function, each in a block within the one before, whose names it sees; the function may return what it
+  likes. Both lie within the header's own namespace.
 - Where a statement may stand, "..." is what was left out, and so is "... some words ...".
 - What the examples of a folder take as given (a track, a reader, a pin) is declared in that folder's file in
   scripts/header_examples, so that one name means one thing in all of them. It is put in front of each header's examples;
@@ -81,11 +82,14 @@ def wrapped(header, text, givens=""):
     out = [f"namespace {own.group(1)} {{"] if own else []
     out.append(f"namespace examples_of_{re.sub(r'[^0-9a-z]', '_', header)} {{")
     out.append(givens)
+    statements = []
     for index, (number, lines) in enumerate(found):
         code = LEFT_OUT.sub(lambda match: match.group(1) or "{}", "\n".join(lines).rstrip())
-        defines = any(DEFINITION.match(line) for line in code.splitlines())
-        out += [f"namespace example_{index} {{", "" if defines else "inline auto Example() {", f'#line {number} "{header}"',
-                code, "" if defines else "}", "}"]
+        if any(DEFINITION.match(line) for line in code.splitlines()):
+            out += [f"namespace example_{index} {{", f'#line {number} "{header}"', code, "}"]
+        else:
+            statements += ["{", f'#line {number} "{header}"', code]
+    out += ["inline auto Example()", *statements, "}" * statements.count("{")] if statements else []
     out += ["}"] * (2 if own else 1)
     return "\n".join(out) + "\n"
 

@@ -1,7 +1,13 @@
 // What the examples in the headers of src/mediatypes take as given.
 #pragma once
+#include "mediatypes/codec_id.h"
+#include "mediatypes/nal_units.h"
+#include "mediatypes/video_builders.h"
 
 extern const char* text;
 extern std::size_t length;
 extern MkvTrackEntry& track;
+extern const VideoCodec kVideoCodecs[2];
+extern ByteSpan bytes, rest, unit;
+bool Use(ByteSpan unit);
 void MakePin(const TrackMediaType& type);

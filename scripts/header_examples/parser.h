@@ -8,4 +8,8 @@ extern CMkvFile& file;
 extern const MkvElement element, cluster, point;
 extern MkvCuePoint& record;
 void ReadTrackPosition(const MkvElement& child, MkvCuePoint& record);
+extern const MkvTrackEntry& track;
+extern FrameBytes& frame;
 void Use(std::uint64_t value);
+void Use(const FrameBytes& frame);
+void Play(const std::vector<MkvCueList>& cues);

@@ -6,6 +6,7 @@ std::string Describe(platform::FileError error);
 extern IBaseFilter* filter;
 extern LONGLONG duration;
 extern std::uint64_t position;
+extern std::uint8_t bytes[4];
 extern unsigned char buffer[];
 extern std::size_t size;
 struct Registry {

@@ -1,7 +1,7 @@
 // Names of codecs by their subtypes, as people know them.
 //
-//   CodecNameOf(SubtypeOf(FourCc("AVC1")))   // "AVC (H.264)"
-//   CodecNameOf(kSubtypeUtf8)                // "SubRip text"
+//   CodecNameOf(SubtypeOf(FourCc("AVC1")));  // "AVC (H.264)"
+//   CodecNameOf(kSubtypeUtf8);               // "SubRip text"
 #pragma once
 
 #include "platform/com.h"

@@ -1,7 +1,7 @@
 // Subtypes that follow from a four-character code or a wave format tag: XXXXXXXX-0000-0010-8000-00AA00389B71.
 //
-//   SubtypeOf(FourCc("AVC1"))      a video subtype
-//   SubtypeOf(format_tags::kAc3)   an audio subtype
+//   SubtypeOf(FourCc("AVC1"));     // a video subtype
+//   SubtypeOf(format_tags::kAc3);  // an audio subtype
 #pragma once
 
 #include <cstdint>
