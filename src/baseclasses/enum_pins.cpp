@@ -1,15 +1,18 @@
 #include "baseclasses/enum_pins.h"
 
+#include <climits>
+#include <cstdint>
+
 #include "baseclasses/pin.h"
 #include "platform/result.h"
 
 using vantor::Guarded;
+using vantor::LockScope;
 
 CEnumPins::CEnumPins(CBaseFilter* pFilter, const CEnumPins* pEnumPins)
     : CUnknown(OLESTR("pin enumerator"), nullptr),
       m_pFilter(pFilter),
-      m_Position(pEnumPins ? pEnumPins->m_Position : 0),
-      m_Version(pEnumPins ? pEnumPins->m_Version : pFilter->GetPinVersion()) {
+      m_Place(pEnumPins ? pEnumPins->Standing() : Place{0, pFilter->GetPinVersion()}) {
   m_pFilter->AddRef();
 }
 
@@ -25,44 +28,74 @@ STDMETHODIMP CEnumPins::Next(ULONG cPins, IPin** ppPins, ULONG* pcFetched) {
   if (!pcFetched && cPins > 1) return E_INVALIDARG;
   if (pcFetched) *pcFetched = 0;
   return Guarded([&]() -> HRESULT {
-    CAutoLock lock(m_pFilter->GetLock());
-    if (OutOfSync()) return VFW_E_ENUM_OUT_OF_SYNC;
-    ULONG cFetched = 0;
-    const int cAll = m_pFilter->GetPinCount();
-    while (cFetched < cPins && m_Position < cAll) {
-      CBasePin* pPin = m_pFilter->GetPin(m_Position);
-      if (!pPin) break;
-      ++m_Position;
-      pPin->AddRef();
-      ppPins[cFetched++] = pPin;
+    for (;;) {
+      const Place from = Standing();
+      if (OutOfSync(from)) return VFW_E_ENUM_OUT_OF_SYNC;
+      const ULONG cFetched = Fetch(from.position, cPins, ppPins);
+      const bool changed = OutOfSync(from);
+      if (!changed && MoveOn(from, cFetched)) {
+        if (pcFetched) *pcFetched = cFetched;
+        return cFetched == cPins ? S_OK : S_FALSE;
+      }
+      for (ULONG i = 0; i < cFetched; ++i) ReleaseInterface(ppPins[i]);
+      if (changed) return VFW_E_ENUM_OUT_OF_SYNC;
     }
-    if (pcFetched) *pcFetched = cFetched;
-    return cFetched == cPins ? S_OK : S_FALSE;
   });
+}
+
+ULONG CEnumPins::Fetch(int position, ULONG cPins, IPin** ppPins) const {
+  ULONG cFetched = 0;
+  while (cFetched < cPins) {
+    CBasePin* pPin = m_pFilter->HoldPin(position + static_cast<int>(cFetched));
+    if (!pPin) break;
+    pPin->AddRef();
+    ppPins[cFetched++] = pPin;
+    pPin->ReleaseByFilter();
+  }
+  return cFetched;
 }
 
 STDMETHODIMP CEnumPins::Skip(ULONG cPins) {
   return Guarded([&]() -> HRESULT {
-    CAutoLock lock(m_pFilter->GetLock());
-    if (OutOfSync()) return VFW_E_ENUM_OUT_OF_SYNC;
-    const int cAll = m_pFilter->GetPinCount();
-    const ULONG cLeft = cAll > m_Position ? static_cast<ULONG>(cAll - m_Position) : 0;
-    if (cPins > cLeft) return S_FALSE;
-    m_Position += static_cast<int>(cPins);
-    return S_OK;
+    for (;;) {
+      const Place from = Standing();
+      if (OutOfSync(from)) return VFW_E_ENUM_OUT_OF_SYNC;
+      if (cPins > 0) {
+        // There are as many when there is the last of them.
+        const std::int64_t last = std::int64_t{from.position} + cPins - 1;
+        CBasePin* pPin = last <= INT_MAX ? m_pFilter->HoldPin(static_cast<int>(last)) : nullptr;
+        if (pPin) pPin->ReleaseByFilter();
+        if (OutOfSync(from)) return VFW_E_ENUM_OUT_OF_SYNC;
+        if (!pPin) return S_FALSE;
+      }
+      if (MoveOn(from, cPins)) return S_OK;
+    }
   });
 }
 
+CEnumPins::Place CEnumPins::Standing() const {
+  const LockScope hold(m_Lock);
+  return m_Place;
+}
+
+bool CEnumPins::MoveOn(const Place& from, ULONG cPins) {
+  const LockScope hold(m_Lock);
+  if (m_Place.position != from.position || m_Place.version != from.version) return false;
+  m_Place.position += static_cast<int>(cPins);
+  return true;
+}
+
 STDMETHODIMP CEnumPins::Reset() {
-  m_Version = m_pFilter->GetPinVersion();
-  m_Position = 0;
+  const LONG version = m_pFilter->GetPinVersion();
+  const LockScope hold(m_Lock);
+  m_Place = {0, version};
   return S_OK;
 }
 
 STDMETHODIMP CEnumPins::Clone(IEnumPins** ppEnum) {
   if (!ppEnum) return E_POINTER;
   *ppEnum = nullptr;
-  if (OutOfSync()) return VFW_E_ENUM_OUT_OF_SYNC;
+  if (OutOfSync(Standing())) return VFW_E_ENUM_OUT_OF_SYNC;
   return Guarded([this, ppEnum] {
     *ppEnum = new CEnumPins(m_pFilter, this);
     (*ppEnum)->AddRef();

@@ -1,4 +1,6 @@
-// The enumerator over a filter's pins. It holds the filter and gives out each pin with a reference.
+// The enumerator over a filter's pins. It holds the filter and gives out each pin with a reference. It needs no lock of
+// the filter: it asks for one pin after the other (HoldPin), and takes none of them when the set of pins changed
+// meanwhile.
 //
 // When the filter's set of pins has changed since it was made, it answers VFW_E_ENUM_OUT_OF_SYNC until Reset.
 #pragma once
@@ -24,9 +26,19 @@ class CEnumPins final : public CUnknown, public IEnumPins {
   STDMETHODIMP Clone(IEnumPins** ppEnum) override;
 
  private:
-  bool OutOfSync() const { return m_pFilter->GetPinVersion() != m_Version; }
+  struct Place {
+    int position;
+    LONG version;
+  };
+
+  Place Standing() const VANTOR_EXCLUDES(m_Lock);
+  // Moves on from the place where the caller found the enumerator; false when another thread has moved it.
+  bool MoveOn(const Place& from, ULONG cPins) VANTOR_EXCLUDES(m_Lock);
+  bool OutOfSync(const Place& place) const { return m_pFilter->GetPinVersion() != place.version; }
+  // As many pins as there are from that one on; how many.
+  ULONG Fetch(int position, ULONG cPins, IPin** ppPins) const;
 
   CBaseFilter* const m_pFilter;  // counted
-  int m_Position = 0;
-  LONG m_Version;
+  mutable vantor::Lock m_Lock{LockRank::Enumerator};
+  Place m_Place VANTOR_GUARDED_BY(m_Lock);
 };

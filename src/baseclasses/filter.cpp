@@ -1,17 +1,27 @@
 #include "baseclasses/filter.h"
 
+#include <utility>
+
 #include "baseclasses/enum_pins.h"
 #include "baseclasses/info_name.h"
 #include "baseclasses/pin.h"
 #include "platform/result.h"
 
 using vantor::Guarded;
+using vantor::LockScope;
 using vantor::SameGuid;
+
+namespace {
+
+// How long a filter waits for its events before it leaves the graph; milliseconds.
+constexpr unsigned kLongestEvent = 1000;
+
+}  // namespace
 
 CBaseFilter::CBaseFilter(LPCWSTR pName, LPUNKNOWN pUnk, CCritSec* pLock, REFCLSID clsid, HRESULT*)
     : CUnknown(pName, pUnk), m_clsid(clsid), m_pLock(pLock) {}
 
-CBaseFilter::~CBaseFilter() { ReleaseInterface(m_pClock); }
+CBaseFilter::~CBaseFilter() { CBaseFilter::SetSyncSource(nullptr); }
 
 STDMETHODIMP CBaseFilter::NonDelegatingQueryInterface(REFIID riid, void** ppv) {
   if (SameGuid(riid, IID_IBaseFilter)) return GetInterface(static_cast<IBaseFilter*>(this), ppv);
@@ -28,6 +38,7 @@ STDMETHODIMP CBaseFilter::GetClassID(CLSID* pClsID) {
 }
 
 STDMETHODIMP CBaseFilter::Stop() {
+  if (OnOwnWorker()) return VFW_E_WRONG_STATE;
   return Guarded([this] {
     CAutoLock lock(m_pLock);
     HRESULT hr = S_OK;
@@ -47,6 +58,7 @@ STDMETHODIMP CBaseFilter::Stop() {
 }
 
 STDMETHODIMP CBaseFilter::Pause() {
+  if (OnOwnWorker()) return VFW_E_WRONG_STATE;
   return Guarded([this]() -> HRESULT {
     CAutoLock lock(m_pLock);
     if (IsStopped()) {
@@ -65,9 +77,13 @@ STDMETHODIMP CBaseFilter::Pause() {
 }
 
 STDMETHODIMP CBaseFilter::Run(REFERENCE_TIME tStart) {
+  if (OnOwnWorker()) return VFW_E_WRONG_STATE;
   return Guarded([this, tStart]() -> HRESULT {
     CAutoLock lock(m_pLock);
-    m_tStart = tStart;
+    {
+      const LockScope hold(m_ClockLock);
+      m_tStart = tStart;
+    }
     if (IsStopped()) {
       const HRESULT hr = Pause();
       if (FAILED(hr)) return hr;
@@ -94,23 +110,27 @@ STDMETHODIMP CBaseFilter::GetState(DWORD, FILTER_STATE* pState) {
 }
 
 STDMETHODIMP CBaseFilter::SetSyncSource(IReferenceClock* pClock) {
-  IReferenceClock* pOld;
+  if (pClock) pClock->AddRef();
   {
-    CAutoLock lock(m_pLock);
-    if (pClock) pClock->AddRef();
-    pOld = m_pClock;
-    m_pClock = pClock;
+    const LockScope hold(m_ClockLock);
+    std::swap(m_pClock, pClock);
   }
-  if (pOld) pOld->Release();
+  if (pClock) pClock->Release();
   return S_OK;
 }
 
 STDMETHODIMP CBaseFilter::GetSyncSource(IReferenceClock** ppClock) {
   if (!ppClock) return E_POINTER;
-  CAutoLock lock(m_pLock);
+  const LockScope hold(m_ClockLock);
   if (m_pClock) m_pClock->AddRef();
   *ppClock = m_pClock;
   return S_OK;
+}
+
+CBasePin* CBaseFilter::HoldPin(int n) {
+  CBasePin* pPin = GetPin(n);
+  if (pPin) pPin->HoldByFilter();
+  return pPin;
 }
 
 STDMETHODIMP CBaseFilter::EnumPins(IEnumPins** ppEnum) {
@@ -128,16 +148,16 @@ STDMETHODIMP CBaseFilter::FindPin(LPCWSTR Id, IPin** ppPin) {
   *ppPin = nullptr;
   if (!Id) return E_POINTER;
   return Guarded([this, Id, ppPin]() -> HRESULT {
-    CAutoLock lock(m_pLock);
     const vantor::WideString wanted = Id;
-    const int cPins = GetPinCount();
-    for (int i = 0; i < cPins; ++i) {
-      CBasePin* pPin = GetPin(i);
-      if (!pPin) break;
-      if (wanted != pPin->Name()) continue;
-      *ppPin = pPin;
-      pPin->AddRef();
-      return S_OK;
+    int n = 0;
+    while (CBasePin* pPin = HoldPin(n++)) {
+      const bool found = wanted == pPin->Name();
+      if (found) {
+        *ppPin = pPin;
+        pPin->AddRef();
+      }
+      pPin->ReleaseByFilter();
+      if (found) return S_OK;
     }
     return VFW_E_NOT_FOUND;
   });
@@ -145,7 +165,7 @@ STDMETHODIMP CBaseFilter::FindPin(LPCWSTR Id, IPin** ppPin) {
 
 STDMETHODIMP CBaseFilter::QueryFilterInfo(FILTER_INFO* pInfo) {
   if (!pInfo) return E_POINTER;
-  CAutoLock lock(&m_InfoLock);
+  const LockScope hold(m_InfoLock);
   CopyInfoName(pInfo->achName, m_Name);
   pInfo->pGraph = m_pGraph;
   if (pInfo->pGraph) pInfo->pGraph->AddRef();
@@ -154,19 +174,30 @@ STDMETHODIMP CBaseFilter::QueryFilterInfo(FILTER_INFO* pInfo) {
 
 STDMETHODIMP CBaseFilter::JoinFilterGraph(IFilterGraph* pGraph, LPCWSTR pName) {
   return Guarded([&] {
-    CAutoLock lock(m_pLock);
     vantor::WideString name = pName ? pName : OLESTR("");
     IMediaEventSink* pSink = nullptr;
     // The sink is part of the graph and as little counted.
     if (pGraph && SUCCEEDED(pGraph->QueryInterface(IID_IMediaEventSink, reinterpret_cast<void**>(&pSink)))) {
       pSink->Release();
     }
-    CAutoLock infoLock(&m_InfoLock);
+    const vantor::Deadline limit(kLongestEvent);
+    const LockScope hold(m_InfoLock);
     m_pGraph = pGraph;
-    m_pSink = pSink;
+    IMediaEventSink* const pOld = std::exchange(m_pSink, pSink);
     m_Name.swap(name);
+    if (pOld == pSink) return S_OK;
+    while (EventUnderWay(pOld) && m_EventOver.WaitFor(m_InfoLock, limit.Left())) {
+    }
     return S_OK;
   });
+}
+
+bool CBaseFilter::EventUnderWay(const IMediaEventSink* pSink) const {
+  // A call of this very thread could not end before this one does.
+  for (const EventCall* pCall = m_pEventCalls; pCall; pCall = pCall->next) {
+    if (pCall->sink == pSink && pCall->thread != std::this_thread::get_id()) return true;
+  }
+  return false;
 }
 
 STDMETHODIMP CBaseFilter::QueryVendorInfo(LPWSTR* pVendorInfo) {
@@ -196,8 +227,23 @@ STDMETHODIMP CBaseFilter::Unregister() {
 }
 
 HRESULT CBaseFilter::NotifyEvent(long EventCode, LONG_PTR EventParam1, LONG_PTR EventParam2) {
-  IMediaEventSink* pSink = m_pSink;
-  if (!pSink) return E_NOTIMPL;
+  EventCall call{nullptr, std::this_thread::get_id(), nullptr};
+  {
+    const LockScope hold(m_InfoLock);
+    if (!m_pSink) return E_NOTIMPL;
+    call.sink = m_pSink;
+    call.next = std::exchange(m_pEventCalls, &call);
+  }
   if (EventCode == EC_COMPLETE) EventParam2 = reinterpret_cast<LONG_PTR>(static_cast<IBaseFilter*>(this));
-  return pSink->Notify(EventCode, EventParam1, EventParam2);
+  const HRESULT hr = Guarded([&] { return call.sink->Notify(EventCode, EventParam1, EventParam2); });
+  EndEventCall(&call);
+  return hr;
+}
+
+void CBaseFilter::EndEventCall(EventCall* pCall) {
+  const LockScope hold(m_InfoLock);
+  EventCall** ppLink = &m_pEventCalls;
+  while (*ppLink != pCall) ppLink = &(*ppLink)->next;
+  *ppLink = pCall->next;
+  m_EventOver.NotifyAll();
 }

@@ -64,8 +64,15 @@ CMediaType CBasePin::CurrentMediaType() const {
   return m_mt;
 }
 
+HRESULT CBasePin::CheckControlCall(PIN_DIRECTION dir) const {
+  if (m_pFilter->OnOwnWorker()) return VFW_E_WRONG_STATE;
+  return dir == m_dir ? S_OK : E_UNEXPECTED;
+}
+
 STDMETHODIMP CBasePin::Connect(IPin* pReceivePin, const AM_MEDIA_TYPE* pmt) {
   if (!pReceivePin) return E_POINTER;
+  const HRESULT hrControl = CheckControlCall(PINDIR_OUTPUT);
+  if (FAILED(hrControl)) return hrControl;
   return Guarded([&]() -> HRESULT {
     CAutoLock lock(m_pLock);
     if (m_Connected) return VFW_E_ALREADY_CONNECTED;
@@ -140,6 +147,8 @@ HRESULT CBasePin::AttemptConnection(IPin* pReceivePin, const CMediaType* pmt) {
 
 STDMETHODIMP CBasePin::ReceiveConnection(IPin* pConnector, const AM_MEDIA_TYPE* pmt) {
   if (!pConnector || !pmt) return E_POINTER;
+  const HRESULT hrControl = CheckControlCall(PINDIR_INPUT);
+  if (FAILED(hrControl)) return hrControl;
   return Guarded([&]() -> HRESULT {
     CAutoLock lock(m_pLock);
     if (m_Connected) return VFW_E_ALREADY_CONNECTED;
@@ -172,6 +181,7 @@ void CBasePin::UndoConnection() {
 }
 
 STDMETHODIMP CBasePin::Disconnect() {
+  if (m_pFilter->OnOwnWorker()) return VFW_E_WRONG_STATE;
   return Guarded([this]() -> HRESULT {
     CAutoLock lock(m_pLock);
     if (!IsStopped()) return VFW_E_NOT_STOPPED;
@@ -261,7 +271,6 @@ STDMETHODIMP CBasePin::NewSegment(REFERENCE_TIME tStart, REFERENCE_TIME tStop, d
 STDMETHODIMP CBasePin::Notify(IBaseFilter*, Quality) { return E_NOTIMPL; }
 
 STDMETHODIMP CBasePin::SetSink(IQualityControl* piqc) {
-  CAutoLock lock(m_pLock);
   m_pQSink = piqc;
   return S_OK;
 }

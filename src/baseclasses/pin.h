@@ -4,10 +4,9 @@
 // counts on the filter, so a held pin keeps its filter alive, also after the filter has dropped the pin. The filter
 // holds its pins with HoldByFilter and ReleaseByFilter, which touch the pin's count alone.
 //
-// Locks. Connect, ReceiveConnection, Disconnect and the operations they call take the filter lock. ConnectedTo,
-// ConnectionMediaType, QueryAccept, EnumMediaTypes, QueryPinInfo, QueryDirection and QueryId do not: downstream may
-// call them from inside Receive while another thread stops the filter. Connection data is guarded by a small lock of
-// the pin's own that is never held across a call out.
+// Locks. Connect, ReceiveConnection and Disconnect take the filter lock for themselves and the steps they call. Nothing
+// else of IPin and IQualityControl does: downstream may call it from inside Receive while another thread stops the
+// filter. Peer and media type are guarded by a small lock of the pin's own that is held for no call out but AddRef.
 #pragma once
 
 #include <atomic>
@@ -35,6 +34,8 @@ class CBasePin : public CUnknown, public IPin, public IQualityControl {
   void ReleaseByFilter();
 
   // IPin
+  // A connection goes from the output pin (Connect) to the input pin (ReceiveConnection): E_UNEXPECTED the other way
+  // round. On one of the filter's own workers all three are refused: VFW_E_WRONG_STATE. Nothing changes in either case.
   // A fully specified type is the only one tried; otherwise both pins' types that match it are, this pin's last unless
   // m_bTryMyTypesFirst. A failed attempt is undone on both pins.
   STDMETHODIMP Connect(IPin* pReceivePin, const AM_MEDIA_TYPE* pmt) override;
@@ -110,7 +111,7 @@ class CBasePin : public CUnknown, public IPin, public IQualityControl {
   std::atomic<bool> m_bRunTimeError{false};
   bool m_bCanReconnectWhenActive = false;
   bool m_bTryMyTypesFirst = false;
-  IQualityControl* m_pQSink = nullptr;  // not counted
+  std::atomic<IQualityControl*> m_pQSink{nullptr};  // not counted; set and read without a lock
   REFERENCE_TIME m_tStart = 0;
   REFERENCE_TIME m_tStop = MAXLONGLONG;
   double m_dRate = 1.0;
@@ -121,6 +122,8 @@ class CBasePin : public CUnknown, public IPin, public IQualityControl {
   void ClearConnected();
   // After a failed attempt: BreakConnect, and not connected.
   void UndoConnection();
+  // S_OK when this thread may make a connection from this end, which is the one of a pin of that direction.
+  HRESULT CheckControlCall(PIN_DIRECTION dir) const;
   // The result of an attempt whose type CheckMediaType refused with `hr`.
   static HRESULT RefusedType(HRESULT hr);
 

@@ -1,6 +1,7 @@
 #include "baseclasses/thread.h"
 
 #include <atomic>
+#include <cassert>
 #include <system_error>
 
 #include "baseclasses/unknown.h"
@@ -21,6 +22,7 @@ struct CAMThread::Channel {
     const vantor::LockScope hold(lock);
     exitCode = code;
     ended = true;
+    pending.store(false, std::memory_order_relaxed);
     id = std::thread::id();  // the system may give it to another thread
     changed.NotifyAll();
   }
@@ -70,33 +72,44 @@ DWORD CAMThread::CallWorker(DWORD dwParam) {
   if (IsCurrentThread()) return static_cast<DWORD>(E_FAIL);
   CAutoLock access(&m_AccessLock);
   if (!ThreadExists()) return static_cast<DWORD>(E_FAIL);
+  {
+    // The worker would take this request for the one that it is still to answer.
+    const vantor::LockScope hold(m_pChannel->lock);
+    while (m_pChannel->pending.load(std::memory_order_relaxed)) m_pChannel->changed.Wait(m_pChannel->lock);
+  }
   PostRequest(dwParam);
   DWORD reply = 0;
   return WaitForReply(INFINITE, &reply) == Answer::kReplied ? reply : static_cast<DWORD>(E_FAIL);
 }
 
 void CAMThread::PostRequest(DWORD dwParam) {
+  if (!m_pChannel) return;
   Channel& channel = *m_pChannel;
   const vantor::LockScope hold(channel.lock);
-  channel.request.store(dwParam, std::memory_order_relaxed);
   channel.replied = false;
+  if (channel.ended) return;
+  assert(!channel.pending);
+  channel.request.store(dwParam, std::memory_order_relaxed);
   channel.pending.store(true, std::memory_order_release);
   channel.changed.NotifyAll();
 }
 
 CAMThread::Answer CAMThread::WaitForReply(DWORD dwMilliseconds, DWORD* pReply) {
+  assert(!IsCurrentThread());
+  if (!m_pChannel) return Answer::kEnded;
+  const vantor::Deadline limit(dwMilliseconds);
   Channel& channel = *m_pChannel;
   const vantor::LockScope hold(channel.lock);
-  for (const vantor::Deadline limit(dwMilliseconds); !channel.replied && !channel.ended;) {
-    if (!channel.changed.WaitFor(channel.lock, limit.Left()) && limit.Left() == 0) return Answer::kTimeout;
+  while (!channel.replied && !channel.ended) {
+    const bool noticed = channel.changed.WaitFor(channel.lock, limit.Left());
+    if (!noticed && !channel.replied && !channel.ended) return Answer::kTimeout;
   }
-  if (!channel.replied) {
-    channel.pending.store(false, std::memory_order_relaxed);
-    return Answer::kEnded;
-  }
+  if (!channel.replied) return Answer::kEnded;
   if (pReply) *pReply = channel.reply;
   return Answer::kReplied;
 }
+
+bool CAMThread::IsUnanswered() const { return CheckRequest(nullptr) != FALSE; }
 
 DWORD CAMThread::GetExitCode() const {
   if (!m_pChannel) return 0;

@@ -33,15 +33,22 @@ class CAMThread {
   bool IsCurrentThread() const;
 
   // Hands the request over and returns the worker's reply. E_FAIL when there is no thread, when it ended without a
-  // reply, and on the thread itself. Calls from several threads take turns.
+  // reply, and on the thread itself. Calls from several threads take turns, and wait for the answer to a request whose
+  // own wait timed out.
   DWORD CallWorker(DWORD dwParam);
 
-  // CallWorker in two steps, for a caller that cannot wait without limit. PostRequest hands the request over; none may
-  // be unanswered. WaitForReply waits for the answer to it: kEnded when the thread ended without one. After kTimeout
-  // the request stays pending for the worker, and the wait may be taken up again.
-  enum class Answer { kReplied, kEnded, kTimeout };
+  // The two halves of CallWorker, for an owner that tells several workers before it waits for the first, or that does
+  // not wait for good. Such an owner's calls take turns by its own lock.
+  //
+  // Hands the request over and does not wait. None may be unanswered.
   void PostRequest(DWORD dwParam);
+  enum class Answer { kReplied, kEnded, kTimeout };
+  // Waits (INFINITE for no limit) for the reply to the last request; not on the thread itself. kEnded when the thread
+  // is over, or never was, without a reply. After kTimeout the request stays with the worker: wait again, or leave it,
+  // and its late reply is dropped.
   Answer WaitForReply(DWORD dwMilliseconds, DWORD* pReply);
+  // Whether a request is with the worker. Costs one atomic load.
+  bool IsUnanswered() const;
 
   // What ThreadProc returned; E_UNEXPECTED when an exception left it. Valid after Close.
   DWORD GetExitCode() const;

@@ -59,11 +59,16 @@ class CUnknown : public INonDelegatingUnknown, public CBaseObject {
   STDMETHODIMP_(ULONG) NonDelegatingRelease() override;
 
   // The unknown that stands for the whole object: the outer one, or this object's own.
-  LPUNKNOWN GetOwner() const noexcept { return m_pUnknown; }
+  LPUNKNOWN GetOwner() const noexcept { return m_pUnknown.load(std::memory_order_acquire); }
 
  protected:
   // The last reference went. A class that must live on for a while overrides this and deletes itself later.
   virtual void FinalRelease() { delete this; }
+
+  // For an object that lives on, for a worker's sake, when its outer object goes: from here on it is its own owner, and
+  // references taken through its interfaces are its own. Those taken before were the outer object's and are gone with
+  // it: none of them may be given back later.
+  void LeaveOwner() noexcept { m_pUnknown.store(&m_Own, std::memory_order_release); }
 
  private:
   // This object's own IUnknown: the one that an aggregating object holds.
@@ -81,7 +86,7 @@ class CUnknown : public INonDelegatingUnknown, public CBaseObject {
 
   std::atomic<LONG> m_cRef{0};
   OwnUnknown m_Own;
-  const LPUNKNOWN m_pUnknown;
+  std::atomic<LPUNKNOWN> m_pUnknown;  // not counted; read by any thread
 };
 
 // Gives out an interface with a reference on it: S_OK, or E_POINTER for a null `ppv`.

@@ -90,6 +90,13 @@ CBasePin* CVXMkvDmx::GetPin(int index) {
   return outputPins_.At(static_cast<std::size_t>(index) - 1);
 }
 
+CBasePin* CVXMkvDmx::HoldPin(int index) {
+  if (index <= 0) return CBaseFilter::HoldPin(index);
+  const PinHold pin = outputPins_.Hold(static_cast<std::size_t>(index) - 1);
+  if (pin) pin->HoldByFilter();
+  return pin.Get();
+}
+
 bool CVXMkvDmx::OnOwnWorker() const { return TrackWorker::CurrentPlayback() == &playback_; }
 
 bool CVXMkvDmx::HasLateWorker() const {

@@ -56,6 +56,7 @@ class CVXMkvDmx final : public CBaseFilter,
   // does not hold the filter lock uses HoldPin.
   int GetPinCount() override;
   CBasePin* GetPin(int index) override;
+  CBasePin* HoldPin(int index) override;
 
   // VFW_E_WRONG_STATE, nothing changed, on a worker of the filter's own. VFW_E_TIMEOUT: of Stop when a worker did not
   // answer, with the filter stopped all the same; of Pause and Run, nothing changed, while such a worker lives.
@@ -64,7 +65,7 @@ class CVXMkvDmx final : public CBaseFilter,
   HRESULT STDMETHODCALLTYPE Run(REFERENCE_TIME start) override;
 
   // Whether the calling thread is a worker of this filter.
-  bool OnOwnWorker() const;
+  bool OnOwnWorker() const override;
 
   // Replaces the output pins by those of the file's usable tracks: S_OK, or the first failure of a builder or of pin
   // creation, with the pins made so far in place. `upstream` is the pin the input is connected to.

@@ -41,6 +41,40 @@ TEST_F(Connection, GoesThroughItsStepsInOrder) {
   EXPECT_EQ(out->CurrentMediaType(), MakeType(kTypeA));
 }
 
+TEST_F(Connection, GoesFromTheOutputPinToTheInputPinOnly) {
+  const CMediaType mt = MakeType(kTypeA);
+  in->offered = {mt};
+  EXPECT_EQ(out->ReceiveConnection(in, &mt), E_UNEXPECTED);
+  EXPECT_EQ(in->Connect(out, nullptr), E_UNEXPECTED);
+  EXPECT_EQ(in->Connect(out, &mt), E_UNEXPECTED);
+  EXPECT_EQ(log.Take(), Calls{});
+  ExpectNothingConnected();
+  EXPECT_EQ(out->ReceiveConnection(nullptr, &mt), E_POINTER);
+  EXPECT_EQ(out->ReceiveConnection(in, nullptr), E_POINTER);
+  EXPECT_EQ(in->Connect(nullptr, nullptr), E_POINTER);
+  EXPECT_EQ(Connect(), S_OK);
+}
+
+TEST_F(Connection, OnAnOwnWorkerOfTheFilterItIsNeitherMadeNorEnded) {
+  const CMediaType mt = MakeType(kTypeA);
+  source->m_OnOwnWorker = true;
+  sink->m_OnOwnWorker = true;
+  EXPECT_EQ(Connect(), VFW_E_WRONG_STATE);
+  EXPECT_EQ(out->ReceiveConnection(in, &mt), VFW_E_WRONG_STATE);
+  EXPECT_EQ(in->ReceiveConnection(out, &mt), VFW_E_WRONG_STATE);
+  EXPECT_EQ(in->Disconnect(), VFW_E_WRONG_STATE);
+  EXPECT_EQ(out->Connect(nullptr, nullptr), E_POINTER);
+  EXPECT_EQ(in->ReceiveConnection(nullptr, &mt), E_POINTER);
+  EXPECT_EQ(log.Take(), Calls{});
+  ExpectNothingConnected();
+  source->m_OnOwnWorker = sink->m_OnOwnWorker = false;
+  EXPECT_EQ(Connect(), S_OK);
+  source->m_OnOwnWorker = true;
+  EXPECT_EQ(out->Disconnect(), VFW_E_WRONG_STATE);
+  EXPECT_EQ(PeerOf(out), in);
+  source->m_OnOwnWorker = false;
+}
+
 TEST_F(Connection, DuringThePeersReceiveConnectionThisPinAlreadyAnswers) {
   in->complete = [&](IPin* pPeer) {
     EXPECT_EQ(PeerOf(pPeer), in);
@@ -153,7 +187,8 @@ TEST_F(Connection, TwoPinsOfOneDirectionDoNotConnect) {
   const CMediaType mt = MakeType(kTypeA);
   EXPECT_EQ(out->Connect(other, &mt), VFW_E_INVALID_DIRECTION);
   EXPECT_EQ(out->Connect(other, nullptr), VFW_E_INVALID_DIRECTION);
-  EXPECT_EQ(other->ReceiveConnection(out, &mt), VFW_E_INVALID_DIRECTION);
+  FakeInputPin* another = source->Add(new FakeInputPin(source.Get(), OLESTR("Another")));
+  EXPECT_EQ(another->ReceiveConnection(in, &mt), VFW_E_INVALID_DIRECTION);
   ExpectNothingConnected();
 }
 

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <new>
+#include <utility>
 
 #include "baseclasses/fakes.h"
 
@@ -101,6 +102,61 @@ TEST_F(PinEnumerator, IsOutOfDateAfterAChangeUntilReset) {
   EXPECT_EQ(clone, nullptr);
   EXPECT_EQ(pins->Reset(), S_OK);
   EXPECT_EQ(Next(pins.Get()), 1);
+}
+
+// Loses a pin of its set, as by another thread, while an enumerator asks for the pin with that number.
+class ChangingFilter : public FakeFilter {
+ public:
+  CBasePin* HoldPin(int n) override {
+    if (n == m_ChangesAt) {
+      m_ChangesAt = -1;
+      Remove(m_Pins.back());
+    }
+    return FakeFilter::HoldPin(n);
+  }
+  int m_ChangesAt = -1;
+};
+
+TEST_F(PinEnumerator, AChangeInTheMiddleOfACallGivesNoPins) {
+  ComPtr<ChangingFilter> changing(new ChangingFilter);
+  for (LPCWSTR name : {OLESTR("1"), OLESTR("2"), OLESTR("3")}) changing->Add(new FakeOutputPin(changing.Get(), name));
+  ComPtr<IEnumPins> from;
+  ASSERT_EQ(changing->EnumPins(from.Out()), S_OK);
+  IPin* fetched[3] = {};
+  ULONG count = 99;
+  changing->m_ChangesAt = 1;
+  EXPECT_EQ(from->Next(3, fetched, &count), VFW_E_ENUM_OUT_OF_SYNC);
+  EXPECT_EQ(count, 0u);
+  for (const IPin* pin : fetched) EXPECT_EQ(pin, nullptr);
+  EXPECT_EQ(from->Reset(), S_OK);
+  changing->m_ChangesAt = 0;
+  EXPECT_EQ(from->Skip(1), VFW_E_ENUM_OUT_OF_SYNC);
+  EXPECT_EQ(from->Reset(), S_OK);
+  EXPECT_EQ(from->Next(3, fetched, &count), S_FALSE);
+  EXPECT_EQ(count, 1u);
+  EXPECT_EQ(fetched[0], changing->GetPin(0));
+  fetched[0]->Release();
+}
+
+// Skips a pin on the same enumerator while Next asks for one.
+class OvertakingFilter : public FakeFilter {
+ public:
+  CBasePin* HoldPin(int n) override {
+    if (IEnumPins* pins = std::exchange(m_Overtaken, nullptr)) EXPECT_EQ(pins->Skip(1), S_OK);
+    return FakeFilter::HoldPin(n);
+  }
+  IEnumPins* m_Overtaken = nullptr;
+};
+
+TEST_F(PinEnumerator, APinIsGivenOnceWhenAnotherThreadMovesOnMeanwhile) {
+  ComPtr<OvertakingFilter> overtaking(new OvertakingFilter);
+  for (LPCWSTR name : {OLESTR("1"), OLESTR("2")}) overtaking->Add(new FakeOutputPin(overtaking.Get(), name));
+  ComPtr<IEnumPins> from;
+  ASSERT_EQ(overtaking->EnumPins(from.Out()), S_OK);
+  overtaking->m_Overtaken = from.Get();
+  ComPtr<IPin> pin;
+  EXPECT_EQ(from->Next(1, pin.Out(), nullptr), S_OK);
+  EXPECT_EQ(pin.Get(), overtaking->GetPin(1));
 }
 
 TEST_F(PinEnumerator, KeepsItsFilter) {

@@ -80,11 +80,17 @@ class FakeFilter : public CBaseFilter {
   }
   const AMOVIESETUP_FILTER* GetSetupData() override { return m_pSetup; }
 
-  REFERENCE_TIME StartTime() const { return m_tStart; }
+  bool OnOwnWorker() const override { return m_OnOwnWorker; }
+
+  REFERENCE_TIME StartTime() const {
+    const LockScope hold(m_ClockLock);
+    return m_tStart;
+  }
 
   CCritSec m_Lock{LockRank::Filter};
   std::vector<CBasePin*> m_Pins;
   const AMOVIESETUP_FILTER* m_pSetup = nullptr;
+  bool m_OnOwnWorker = false;
 };
 
 // What both fake pins do the same way: the types they take and offer, and their steps written to a log.

@@ -2,6 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <thread>
+
 #include "baseclasses/fakes.h"
 
 using namespace vantor::test;
@@ -37,6 +43,7 @@ class EventSink final : public IMediaEventSink {
   STDMETHODIMP_(ULONG) Release() override { return --references; }
   STDMETHODIMP Notify(LONG code, LONG_PTR first, LONG_PTR second) override {
     last = {code, first, second};
+    during();
     return S_OK;
   }
   struct {
@@ -44,6 +51,7 @@ class EventSink final : public IMediaEventSink {
     LONG_PTR first;
     LONG_PTR second;
   } last = {};
+  std::function<void()> during = [] {};
   ULONG references = 0;
 };
 
@@ -157,6 +165,24 @@ TEST_F(Filter, AFailingPinDoesNotKeepTheFilterFromStopping) {
   target->Disconnect();
 }
 
+TEST_F(Filter, OnItsOwnWorkerChangesOfStateAreRefused) {
+  EXPECT_EQ(Connect(), S_OK);
+  log.Take();
+  source->m_OnOwnWorker = true;
+  EXPECT_EQ(source->Pause(), VFW_E_WRONG_STATE);
+  EXPECT_EQ(source->Run(1), VFW_E_WRONG_STATE);
+  EXPECT_EQ(StateOf(source.Get()), State_Stopped);
+  EXPECT_EQ(source->StartTime(), 0);
+  EXPECT_EQ(source->Stop(), VFW_E_WRONG_STATE);
+  source->m_OnOwnWorker = false;
+  EXPECT_EQ(source->Pause(), S_OK);
+  source->m_OnOwnWorker = true;
+  EXPECT_EQ(source->Stop(), VFW_E_WRONG_STATE);
+  EXPECT_EQ(StateOf(source.Get()), State_Paused);
+  source->m_OnOwnWorker = false;
+  EXPECT_EQ(log.Take(), Calls{"out.Active"});
+}
+
 TEST_F(Filter, TheClockIsHeldUntilReplaced) {
   Clock one;
   Clock two;
@@ -228,6 +254,86 @@ TEST_F(Filter, EventsGoToTheGraph) {
   source->JoinFilterGraph(&graph, nullptr);
   EXPECT_EQ(source->NotifyEvent(EC_ERRORABORT, 1, 2), E_NOTIMPL);
   source->JoinFilterGraph(nullptr, nullptr);
+}
+
+// An event of another thread that stays on its way, in the graph, until the test lets it go.
+class EventUnderWay {
+ public:
+  EventUnderWay(CBaseFilter* filter, EventSink* sink) {
+    sink->during = [this] {
+      m_Inside.Set();
+      m_LetGo.Wait(20000);
+      m_Over = true;
+    };
+    m_Thread = std::thread([filter] { EXPECT_EQ(filter->NotifyEvent(EC_ERRORABORT, 1, 2), S_OK); });
+    m_Inside.Wait();
+  }
+  ~EventUnderWay() {
+    LetGo();
+    m_Thread.join();
+  }
+  void LetGo() { m_LetGo.Set(); }
+  bool Over() const { return m_Over; }
+
+ private:
+  CAMEvent m_Inside;
+  CAMEvent m_LetGo{TRUE};
+  std::atomic<bool> m_Over{false};
+  std::thread m_Thread;
+};
+
+TEST_F(Filter, LeavingTheGraphWaitsForAnEventOnItsWayThere) {
+  for (const bool forAnother : {false, true}) {
+    Graph graph;
+    Graph other;
+    source->JoinFilterGraph(&graph, nullptr);
+    EventUnderWay event(source.Get(), &graph.sink);
+    CAMEvent left(TRUE);
+    std::thread leaving([&] {
+      EXPECT_EQ(source->JoinFilterGraph(forAnother ? &other : nullptr, nullptr), S_OK);
+      EXPECT_TRUE(event.Over());
+      left.Set();
+    });
+    while (source->GetFilterGraph() == &graph) std::this_thread::yield();
+    EXPECT_FALSE(left.Wait(20));
+    event.LetGo();
+    leaving.join();
+    source->JoinFilterGraph(nullptr, nullptr);
+  }
+}
+
+TEST_F(Filter, LeavingTheGraphDoesNotWaitForAnEventForGood) {
+  Graph graph;
+  source->JoinFilterGraph(&graph, nullptr);
+  const EventUnderWay event(source.Get(), &graph.sink);
+  EXPECT_EQ(source->JoinFilterGraph(nullptr, nullptr), S_OK);
+  EXPECT_FALSE(event.Over());
+}
+
+TEST_F(Filter, JoiningTheSameGraphAgainWaitsForNoEvent) {
+  Graph graph;
+  source->JoinFilterGraph(&graph, nullptr);
+  const EventUnderWay event(source.Get(), &graph.sink);
+  for (int i = 0; i < 100; ++i) EXPECT_EQ(source->JoinFilterGraph(&graph, OLESTR("again")), S_OK);
+  EXPECT_FALSE(event.Over());
+  source->JoinFilterGraph(nullptr, nullptr);
+}
+
+TEST_F(Filter, AnEventMayLeaveTheGraphItself) {
+  Graph graph;
+  auto shortest = std::chrono::steady_clock::duration::max();
+  graph.sink.during = [&] {
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(source->JoinFilterGraph(nullptr, nullptr), S_OK);
+    shortest = std::min(shortest, std::chrono::steady_clock::now() - start);
+  };
+  // Of several, for a busy machine may hold one up as long as a wait would.
+  for (int i = 0; i < 5; ++i) {
+    source->JoinFilterGraph(&graph, nullptr);
+    EXPECT_EQ(source->NotifyEvent(EC_ERRORABORT, 1, 2), S_OK);
+  }
+  EXPECT_LT(shortest, std::chrono::milliseconds(900));
+  EXPECT_EQ(source->NotifyEvent(EC_ERRORABORT, 1, 2), E_NOTIMPL);
 }
 
 TEST_F(Filter, APinIsFoundByItsId) {

@@ -12,7 +12,7 @@
 
 namespace {
 
-enum Command : DWORD { CMD_ECHO, CMD_LOOP, CMD_EXIT, CMD_END_WITHOUT_REPLY, CMD_THROW };
+enum Command : DWORD { CMD_ECHO, CMD_LOOP, CMD_EXIT, CMD_END_WITHOUT_REPLY, CMD_THROW, CMD_WAIT };
 
 class Worker : public CAMThread {
  public:
@@ -20,6 +20,7 @@ class Worker : public CAMThread {
 
   CAMEvent looping;
   CAMEvent ended;
+  CAMEvent let_go;
   std::atomic<int> rounds{0};
   std::function<void()> on_exit = [] {};
 
@@ -47,6 +48,10 @@ class Worker : public CAMThread {
           Reply(S_OK);
           ended.Set();
           return 7;
+        case CMD_WAIT:
+          let_go.Wait();
+          Reply(200);
+          break;
         case CMD_THROW:
           throw std::runtime_error("out of the thread procedure");
         default:
@@ -175,6 +180,87 @@ TEST(Thread, CallsFromSeveralThreadsTakeTurns) {
   }
   for (std::thread& caller : callers) caller.join();
   worker.CallWorker(CMD_EXIT);
+}
+
+using Answer = CAMThread::Answer;
+
+TEST(ThreadPost, ARequestMayBeHandedOverNowAndItsReplyWaitedForLater) {
+  Worker worker;
+  ASSERT_TRUE(worker.Create());
+  worker.PostRequest(CMD_WAIT);
+  EXPECT_TRUE(worker.IsUnanswered());
+  worker.let_go.Set();
+  DWORD reply = 0;
+  EXPECT_EQ(worker.WaitForReply(INFINITE, &reply), Answer::kReplied);
+  EXPECT_EQ(reply, 200u);
+  EXPECT_FALSE(worker.IsUnanswered());
+  EXPECT_EQ(worker.CallWorker(CMD_ECHO), 100u);
+  worker.CallWorker(CMD_EXIT);
+}
+
+TEST(ThreadPost, SeveralWorkersAreToldBeforeTheFirstIsWaitedFor) {
+  Worker workers[3];
+  for (Worker& worker : workers) ASSERT_TRUE(worker.Create());
+  for (Worker& worker : workers) worker.PostRequest(CMD_WAIT);
+  for (Worker& worker : workers) worker.let_go.Set();
+  for (Worker& worker : workers) {
+    EXPECT_EQ(worker.WaitForReply(INFINITE, nullptr), Answer::kReplied);
+    worker.CallWorker(CMD_EXIT);
+  }
+}
+
+TEST(ThreadPost, AWaitWithALimitEndsAndMayBeRepeated) {
+  Worker worker;
+  ASSERT_TRUE(worker.Create());
+  worker.PostRequest(CMD_WAIT);
+  DWORD reply = 1;
+  EXPECT_EQ(worker.WaitForReply(0, &reply), Answer::kTimeout);
+  EXPECT_EQ(worker.WaitForReply(5, &reply), Answer::kTimeout);
+  EXPECT_EQ(reply, 1u);
+  EXPECT_TRUE(worker.IsUnanswered());
+  worker.let_go.Set();
+  EXPECT_EQ(worker.WaitForReply(INFINITE, &reply), Answer::kReplied);
+  EXPECT_EQ(reply, 200u);
+  worker.CallWorker(CMD_EXIT);
+}
+
+TEST(ThreadPost, ALateReplyIsNobodysAndFreesTheChannel) {
+  Worker worker;
+  ASSERT_TRUE(worker.Create());
+  worker.PostRequest(CMD_WAIT);
+  EXPECT_EQ(worker.WaitForReply(0, nullptr), Answer::kTimeout);
+  worker.let_go.Set();
+  while (worker.IsUnanswered()) std::this_thread::yield();
+  worker.PostRequest(CMD_WAIT);
+  EXPECT_EQ(worker.WaitForReply(0, nullptr), Answer::kTimeout);
+  worker.let_go.Set();
+  EXPECT_EQ(worker.CallWorker(CMD_ECHO), 100u);
+  worker.CallWorker(CMD_EXIT);
+}
+
+TEST(ThreadPost, ACallWaitsForTheAnswerToARequestThatTimedOut) {
+  Worker worker;
+  ASSERT_TRUE(worker.Create());
+  worker.PostRequest(CMD_WAIT);
+  EXPECT_EQ(worker.WaitForReply(0, nullptr), Answer::kTimeout);
+  std::thread caller([&worker] { EXPECT_EQ(worker.CallWorker(CMD_ECHO), 100u); });
+  worker.let_go.Set();
+  caller.join();
+  worker.CallWorker(CMD_EXIT);
+}
+
+TEST(ThreadPost, TheEndOfTheThreadEndsTheWait) {
+  Worker worker;
+  EXPECT_EQ(worker.WaitForReply(INFINITE, nullptr), Answer::kEnded);
+  worker.PostRequest(CMD_ECHO);
+  EXPECT_FALSE(worker.IsUnanswered());
+  ASSERT_TRUE(worker.Create());
+  worker.PostRequest(CMD_END_WITHOUT_REPLY);
+  EXPECT_EQ(worker.WaitForReply(INFINITE, nullptr), Answer::kEnded);
+  EXPECT_FALSE(worker.IsUnanswered());
+  worker.PostRequest(CMD_ECHO);
+  EXPECT_EQ(worker.WaitForReply(INFINITE, nullptr), Answer::kEnded);
+  worker.Close();
 }
 
 }  // namespace

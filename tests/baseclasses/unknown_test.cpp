@@ -28,6 +28,8 @@ class Object : public CUnknown, public IPersist {
   }
   STDMETHODIMP GetClassID(CLSID*) override { return S_OK; }
 
+  using CUnknown::LeaveOwner;
+
  private:
   bool* m_pDestroyed;
 };
@@ -159,6 +161,28 @@ TEST(Unknown, ReleaseInterfaceNullsThePointer) {
   EXPECT_EQ(persist, nullptr);
   EXPECT_TRUE(destroyed);
   ReleaseInterface(persist);
+}
+
+TEST(Unknown, AnObjectThatOutlivesItsOuterObjectIsItsOwnOwner) {
+  bool destroyed = false;
+  Object* object = nullptr;
+  {
+    Outer outer(&destroyed);
+    object = outer.m_pInner;
+    EXPECT_EQ(object->GetOwner(), &outer);
+    object->NonDelegatingAddRef();  // as a worker does
+    object->LeaveOwner();
+    EXPECT_EQ(object->AddRef(), 3u);
+    EXPECT_EQ(object->Release(), 2u);
+    EXPECT_EQ(outer.m_cRef, 0u);
+  }
+  EXPECT_FALSE(destroyed);
+  IUnknown* identity = nullptr;
+  EXPECT_EQ(object->QueryInterface(IID_IUnknown, reinterpret_cast<void**>(&identity)), S_OK);
+  EXPECT_EQ(identity, object->GetOwner());
+  EXPECT_EQ(object->Release(), 1u);
+  EXPECT_EQ(identity->Release(), 0u);
+  EXPECT_TRUE(destroyed);
 }
 
 }  // namespace
