@@ -23,18 +23,19 @@ class CBaseAllocator : public CUnknown, public IMemAllocator {
   // VFW_E_ALREADY_COMMITTED while committed, VFW_E_BUFFERS_OUTSTANDING while samples are in use, VFW_E_BADALIGN unless
   // the alignment is a power of two up to the page alignment, E_INVALIDARG for counts and sizes out of range. Granted
   // as asked.
-  STDMETHODIMP SetProperties(ALLOCATOR_PROPERTIES* pRequest, ALLOCATOR_PROPERTIES* pActual) override;
-  STDMETHODIMP GetProperties(ALLOCATOR_PROPERTIES* pProps) override;
+  STDMETHODIMP SetProperties(ALLOCATOR_PROPERTIES* pRequest, ALLOCATOR_PROPERTIES* pActual) override
+      VANTOR_EXCLUDES(m_Lock);
+  STDMETHODIMP GetProperties(ALLOCATOR_PROPERTIES* pProps) override VANTOR_EXCLUDES(m_Lock);
   // VFW_E_SIZENOTSET before SetProperties.
-  STDMETHODIMP Commit() override;
+  STDMETHODIMP Commit() override VANTOR_EXCLUDES(m_Lock);
   // Ends every wait in GetBuffer. The memory goes when the last sample in use comes back.
-  STDMETHODIMP Decommit() override;
+  STDMETHODIMP Decommit() override VANTOR_EXCLUDES(m_Lock);
   // Waits for a free sample; VFW_E_TIMEOUT instead of waiting with AM_GBF_NOWAIT; VFW_E_NOT_COMMITTED when there is
   // nothing to wait for or Decommit ended the wait.
   STDMETHODIMP GetBuffer(IMediaSample** ppBuffer, REFERENCE_TIME* pStartTime, REFERENCE_TIME* pEndTime,
-                         DWORD dwFlags) override;
+                         DWORD dwFlags) override VANTOR_EXCLUDES(m_Lock);
   // Called by the samples themselves.
-  STDMETHODIMP ReleaseBuffer(IMediaSample* pBuffer) override;
+  STDMETHODIMP ReleaseBuffer(IMediaSample* pBuffer) override VANTOR_EXCLUDES(m_Lock);
 
  protected:
   // Makes m_Properties.cBuffers samples and AddFree each.
@@ -45,7 +46,7 @@ class CBaseAllocator : public CUnknown, public IMemAllocator {
   void AddFree(CMediaSample* pSample) noexcept VANTOR_REQUIRES(m_Lock);
 
   // With samples in use the last of them deletes the allocator: cheaper than a reference each.
-  void FinalRelease() override;
+  void FinalRelease() override VANTOR_EXCLUDES(m_Lock);
 
   vantor::Lock m_Lock{LockRank::Allocator};
   ALLOCATOR_PROPERTIES m_Properties VANTOR_GUARDED_BY(m_Lock) = {};

@@ -42,7 +42,7 @@ class CBaseInputPin : public CBasePin, public IMemInputPin {
   bool IsReadOnly() const { return m_bReadOnly; }
 
  protected:
-  IMemAllocator* m_pAllocator = nullptr;  // counted; guarded by the filter lock
+  IMemAllocator* m_pAllocator = nullptr;  // counted; changed with the filter lock held
   std::atomic<bool> m_bReadOnly{false};
   std::atomic<bool> m_bFlushing{false};
 };

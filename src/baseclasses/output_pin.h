@@ -44,6 +44,6 @@ class CBaseOutputPin : public CBasePin {
   virtual HRESULT DeliverNewSegment(REFERENCE_TIME tStart, REFERENCE_TIME tStop, double dRate);
 
  protected:
-  IMemAllocator* m_pAllocator = nullptr;  // counted; set at connection
-  IMemInputPin* m_pInputPin = nullptr;    // counted; set at connection
+  IMemAllocator* m_pAllocator = nullptr;  // counted; changed with the filter lock held, in a stopped filter
+  IMemInputPin* m_pInputPin = nullptr;    // the same
 };

@@ -92,7 +92,10 @@ HRESULT CBasePin::AgreeMediaType(IPin* pReceivePin, const CMediaType* pmt) {
     IEnumMediaTypes* pEnum = nullptr;
     HRESULT hr = mine ? EnumMediaTypes(&pEnum) : pReceivePin->EnumMediaTypes(&pEnum);
     if (FAILED(hr) || !pEnum) continue;
-    hr = Guarded([&] { return TryMediaTypes(pReceivePin, pmt, pEnum); });
+    hr = Guarded([&] {
+      m_pLock->AssertHeld();
+      return TryMediaTypes(pReceivePin, pmt, pEnum);
+    });
     pEnum->Release();
     if (SUCCEEDED(hr)) return S_OK;
     if (hrFailure == VFW_E_NO_ACCEPTABLE_TYPES) hrFailure = hr;
@@ -111,6 +114,7 @@ HRESULT CBasePin::TryMediaTypes(IPin* pReceivePin, const CMediaType* pmt, IEnumM
     hr = pEnum->Next(1, &pOffered, &cFetched);
     if (hr != S_OK || cFetched != 1 || !pOffered) return hrFailure;
     hr = Guarded([&]() -> HRESULT {
+      m_pLock->AssertHeld();
       CMediaType offered;
       offered = *pOffered;
       if (pmt && !offered.MatchesPartial(pmt)) return VFW_E_TYPE_NOT_ACCEPTED;
@@ -127,6 +131,7 @@ HRESULT CBasePin::TryMediaTypes(IPin* pReceivePin, const CMediaType* pmt, IEnumM
 HRESULT CBasePin::AttemptConnection(IPin* pReceivePin, const CMediaType* pmt) {
   bool received = false;
   HRESULT hr = Guarded([&]() -> HRESULT {
+    m_pLock->AssertHeld();
     HRESULT hrStep = CheckConnect(pReceivePin);
     if (FAILED(hrStep)) return hrStep;
     hrStep = CheckMediaType(pmt);
@@ -154,6 +159,7 @@ STDMETHODIMP CBasePin::ReceiveConnection(IPin* pConnector, const AM_MEDIA_TYPE* 
     if (m_Connected) return VFW_E_ALREADY_CONNECTED;
     if (!IsStopped() && !m_bCanReconnectWhenActive) return VFW_E_NOT_STOPPED;
     const HRESULT hr = Guarded([&]() -> HRESULT {
+      m_pLock->AssertHeld();
       HRESULT hrStep = CheckConnect(pConnector);
       if (FAILED(hrStep)) return hrStep;
       CMediaType mt;

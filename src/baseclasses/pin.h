@@ -42,8 +42,8 @@ class CBasePin : public CUnknown, public IPin, public IQualityControl {
   STDMETHODIMP ReceiveConnection(IPin* pConnector, const AM_MEDIA_TYPE* pmt) override;
   // S_FALSE when not connected; VFW_E_NOT_STOPPED when the filter is not stopped. This end only.
   STDMETHODIMP Disconnect() override;
-  STDMETHODIMP ConnectedTo(IPin** ppPin) override;
-  STDMETHODIMP ConnectionMediaType(AM_MEDIA_TYPE* pmt) override;
+  STDMETHODIMP ConnectedTo(IPin** ppPin) override VANTOR_EXCLUDES(m_ConnectionLock);
+  STDMETHODIMP ConnectionMediaType(AM_MEDIA_TYPE* pmt) override VANTOR_EXCLUDES(m_ConnectionLock);
   STDMETHODIMP QueryPinInfo(PIN_INFO* pInfo) override;
   STDMETHODIMP QueryDirection(PIN_DIRECTION* pPinDir) override;
   STDMETHODIMP QueryId(LPWSTR* Id) override;
@@ -68,7 +68,7 @@ class CBasePin : public CUnknown, public IPin, public IQualityControl {
   // Steps of a connection, called with the filter lock held. BreakConnect undoes what any of the others did; it is
   // also called after a failed attempt.
   virtual HRESULT CheckConnect(IPin* pPin);
-  virtual HRESULT SetMediaType(const CMediaType* pmt);
+  virtual HRESULT SetMediaType(const CMediaType* pmt) VANTOR_EXCLUDES(m_ConnectionLock);
   virtual HRESULT CompleteConnect(IPin* pPeer);
   virtual HRESULT BreakConnect();
 
@@ -94,16 +94,16 @@ class CBasePin : public CUnknown, public IPin, public IQualityControl {
   void IncrementTypeVersion() { ++m_TypeVersion; }
 
   // A copy of the connection's media type; a fresh one when not connected.
-  CMediaType CurrentMediaType() const;
+  CMediaType CurrentMediaType() const VANTOR_EXCLUDES(m_ConnectionLock);
 
  protected:
   // Tries one connection with one type, whole or not at all.
-  HRESULT AttemptConnection(IPin* pReceivePin, const CMediaType* pmt);
+  HRESULT AttemptConnection(IPin* pReceivePin, const CMediaType* pmt) VANTOR_REQUIRES(m_pLock);
   // Tries the enumerator's types that match `pmt` (null: all) in turn.
-  HRESULT TryMediaTypes(IPin* pReceivePin, const CMediaType* pmt, IEnumMediaTypes* pEnum);
-  HRESULT AgreeMediaType(IPin* pReceivePin, const CMediaType* pmt);
+  HRESULT TryMediaTypes(IPin* pReceivePin, const CMediaType* pmt, IEnumMediaTypes* pEnum) VANTOR_REQUIRES(m_pLock);
+  HRESULT AgreeMediaType(IPin* pReceivePin, const CMediaType* pmt) VANTOR_REQUIRES(m_pLock);
   // Disconnect without the test of the filter's state.
-  HRESULT DisconnectInternal();
+  HRESULT DisconnectInternal() VANTOR_REQUIRES(m_pLock);
 
   CBaseFilter* const m_pFilter;
   CCritSec* const m_pLock;  // the filter lock
@@ -112,16 +112,17 @@ class CBasePin : public CUnknown, public IPin, public IQualityControl {
   bool m_bCanReconnectWhenActive = false;
   bool m_bTryMyTypesFirst = false;
   std::atomic<IQualityControl*> m_pQSink{nullptr};  // not counted; set and read without a lock
+  // Of the stream: written and read on the thread that delivers it.
   REFERENCE_TIME m_tStart = 0;
   REFERENCE_TIME m_tStop = MAXLONGLONG;
   double m_dRate = 1.0;
 
  private:
   // Enters, and leaves, the connected state: the peer and its type as others see them.
-  void SetConnected(IPin* pPeer);
-  void ClearConnected();
+  void SetConnected(IPin* pPeer) VANTOR_REQUIRES(m_pLock) VANTOR_EXCLUDES(m_ConnectionLock);
+  void ClearConnected() VANTOR_EXCLUDES(m_ConnectionLock);
   // After a failed attempt: BreakConnect, and not connected.
-  void UndoConnection();
+  void UndoConnection() VANTOR_REQUIRES(m_pLock);
   // S_OK when this thread may make a connection from this end, which is the one of a pin of that direction.
   HRESULT CheckControlCall(PIN_DIRECTION dir) const;
   // The result of an attempt whose type CheckMediaType refused with `hr`.
@@ -130,6 +131,6 @@ class CBasePin : public CUnknown, public IPin, public IQualityControl {
   const vantor::WideString m_Name;
   std::atomic<LONG> m_TypeVersion{1};
   mutable CCritSec m_ConnectionLock{LockRank::Connection};
-  std::atomic<IPin*> m_Connected{nullptr};  // counted; written with both locks held
+  std::atomic<IPin*> m_Connected{nullptr};  // counted; written with both locks held, read with either or none
   CMediaType m_mt VANTOR_GUARDED_BY(m_ConnectionLock);
 };

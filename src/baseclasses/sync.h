@@ -47,12 +47,12 @@ class CAMEvent {
   CAMEvent(const CAMEvent&) = delete;
   CAMEvent& operator=(const CAMEvent&) = delete;
 
-  void Set();
-  void Reset();
+  void Set() VANTOR_EXCLUDES(m_Lock);
+  void Reset() VANTOR_EXCLUDES(m_Lock);
   // TRUE when the event was set within the time (milliseconds, INFINITE for no limit), FALSE when the time ran out.
-  BOOL Wait(DWORD dwTimeout = INFINITE);
+  BOOL Wait(DWORD dwTimeout = INFINITE) VANTOR_EXCLUDES(m_Lock);
   // TRUE when the event is set; does not wait, and resets an automatic event like a wait.
-  BOOL Check() { return Wait(0); }
+  BOOL Check() VANTOR_EXCLUDES(m_Lock) { return Wait(0); }
 
  private:
   const bool m_ManualReset;

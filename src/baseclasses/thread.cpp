@@ -10,15 +10,16 @@
 struct CAMThread::Channel {
   vantor::Lock lock{LockRank::ThreadChannel};
   vantor::Condition changed;
+  // Written with the lock held; the worker looks at both without it, before every sample.
   std::atomic<bool> pending{false};
   std::atomic<DWORD> request{0};
   bool replied VANTOR_GUARDED_BY(lock) = false;
   bool ended VANTOR_GUARDED_BY(lock) = false;
   DWORD reply VANTOR_GUARDED_BY(lock) = 0;
   DWORD exitCode VANTOR_GUARDED_BY(lock) = 0;
-  std::atomic<std::thread::id> id{};
+  std::atomic<std::thread::id> id{};  // read by any thread, without the lock
 
-  void End(DWORD code) {
+  void End(DWORD code) VANTOR_EXCLUDES(lock) {
     const vantor::LockScope hold(lock);
     exitCode = code;
     ended = true;

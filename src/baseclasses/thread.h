@@ -24,7 +24,7 @@ class CAMThread {
 
   // Starts the thread; FALSE when there is one already or the system refuses. The thread counts as an object of this
   // module while it runs, and is prepared for COM.
-  BOOL Create();
+  BOOL Create() VANTOR_EXCLUDES(m_AccessLock);
   // Waits without limit for the thread's end. Called on the thread itself it does not wait: the thread then ends on
   // its own and must not touch this object after leaving ThreadProc.
   void Close();
@@ -35,7 +35,7 @@ class CAMThread {
   // Hands the request over and returns the worker's reply. E_FAIL when there is no thread, when it ended without a
   // reply, and on the thread itself. Calls from several threads take turns, and wait for the answer to a request whose
   // own wait timed out.
-  DWORD CallWorker(DWORD dwParam);
+  DWORD CallWorker(DWORD dwParam) VANTOR_EXCLUDES(m_AccessLock);
 
   // The two halves of CallWorker, for an owner that tells several workers before it waits for the first, or that does
   // not wait for good. Such an owner's calls take turns by its own lock.
