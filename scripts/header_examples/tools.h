@@ -6,7 +6,7 @@
 extern int argc;
 extern char** argv;
 void Print(const std::string& text);
-extern ByteStore* store;
+extern std::shared_ptr<ByteStore> store;
 extern const Options& options;
 extern Graph& graph;
 extern GraphPin& pin;

@@ -1,7 +1,7 @@
 // Makes the output pins of an opened file: which tracks get one, in which order, under which name.
 //
-//   OutputPinMaker maker(root, upstream, fonts, filter, filterLock, pins);
-//   HRESULT result = maker.MakePins();   // pins.Append(pin) for each; fonts are installed for subtitles
+//   OutputPinMaker maker(*root, upstream, fonts, filter, filterLock, list);
+//   HRESULT result = maker.MakePins();   // list.Append(pin) for each; fonts are installed for subtitles
 //
 // For one connection and one call; the caller holds the filter lock.
 #pragma once
