@@ -24,10 +24,10 @@ namespace {
 // Reads the frame at the cursor: as much of it as the source holds, nothing when the read fails.
 void ReadFrame(CMkvFile& file, std::uint64_t size, FrameList& frames) {
   const std::uint64_t there = std::min(size, file.Remaining());
-  if (there < size) file.tolerated.Note(Tolerated::kFrameCutOff, file.position, size - there);
+  if (there < size) file.Tolerate(Tolerated::kFrameCutOff, file.position, size - there);
   if (!frames.Take(there, MkvBlock::kLargestFrame)) {
     // It is in the list all the same, so that the frames behind it keep their places in the lace, and their times.
-    file.tolerated.Note(Tolerated::kFrameTooLarge, file.position, there);
+    file.Tolerate(Tolerated::kFrameTooLarge, file.position, there);
     return frames.AppendLost();
   }
   FrameBytes& frame = frames.Append();
@@ -159,7 +159,7 @@ bool ReadClusterTimecode(const MkvElement& cluster, std::int64_t& ticks) {
   }
   CMkvUInt value;
   if (!timecode || value.Read(timecode) != S_OK) {
-    cluster.file->tolerated.Note(Tolerated::kUnusableClusterTime, cluster.start, 0);
+    cluster.file->Tolerate(Tolerated::kUnusableClusterTime, cluster.start, 0);
     return false;
   }
   // Unsigned in the file, signed wherever it is used: a time of more than 63 bits is one before 0.

@@ -27,7 +27,7 @@ HRESULT CMkvFileReader::Read(void* buffer, std::uint64_t size) {
   if (position >= length) return E_FAIL;
   if (size == 0) return S_OK;
   if (size > allowance) {
-    tolerated.Note(Tolerated::kWorkExhausted, position, size);
+    Tolerate(Tolerated::kWorkExhausted, position, size);
     return E_FAIL;
   }
   allowance -= size;
@@ -39,9 +39,13 @@ HRESULT CMkvFileReader::Read(void* buffer, std::uint64_t size) {
     const std::uint32_t before = flushes ? flushes->Changes() : 0;
     const HRESULT result = reader->SyncRead(static_cast<LONGLONG>(position), static_cast<LONG>(chunk), to);
     if (result != S_OK) {
-      // One that was under way at the call is still, or has changed the count by ending.
-      if (flushes && (flushes->IsUnderWay() || flushes->Changes() != before)) wasLetGo = true;
-      if (!wasLetGo) tolerated.Note(Tolerated::kReadFailed, position, chunk);
+      // A flush that was under way at the call is still, or has changed the count by ending. Such a read is made again,
+      // and tells nothing of the file.
+      if (flushes && (flushes->IsUnderWay() || flushes->Changes() != before)) {
+        wasLetGo = true;
+      } else {
+        Tolerate(Tolerated::kReadFailed, position, chunk);
+      }
       return result;
     }
     position += chunk;

@@ -76,6 +76,10 @@ class CMkvFileReader {
   std::function<bool()> interrupted;
   // What reading through this source went on from. A clone's is its own, and off to start with like every other.
   ToleranceList tolerated;
+  // Notes it there, unless a read was let go: what comes of that tells nothing of the file.
+  void Tolerate(Tolerated kind, std::uint64_t at, std::uint64_t bytes) noexcept {
+    if (tolerated.IsCollecting() && !wasLetGo) tolerated.Note(kind, at, bytes);
+  }
 };
 
 class CMkvFile : public CMkvFileReader {

@@ -118,7 +118,7 @@ HRESULT CMkvUInt::Read(const MkvElement& element) {
       file.position = file.length;
       return E_FAIL;
     }
-    file.tolerated.Note(Tolerated::kIntegerTooLong, element.start, size - sizeof bytes);
+    file.Tolerate(Tolerated::kIntegerTooLong, element.start, size - sizeof bytes);
     file.position += size - sizeof bytes;
     size = sizeof bytes;
   }

@@ -99,7 +99,7 @@ bool MkvElement::FindByIndex(std::uint32_t wanted) {
   if (!IsSegment(parent) || !LookUp(file->GetSegment(), wanted, target)) return false;
   // The index has the last word, also when it leads to nothing or to something else: a walk for what it denies would
   // visit every Cluster of the file, and more often than not in vain.
-  if (!ReadHeader(target) || id.value != wanted) file->tolerated.Note(Tolerated::kMisleadingSeekEntry, target, 0);
+  if (!ReadHeader(target) || id.value != wanted) file->Tolerate(Tolerated::kMisleadingSeekEntry, target, 0);
   return true;
 }
 
@@ -155,7 +155,7 @@ bool MkvElement::ReadHeader(std::uint64_t at) {
 bool MkvElement::Resynchronise() {
   const std::uint64_t damage = start;
   if (IsSegment(parent) && ScanForTopLevelId() && ReadHeader(file->position - sizeof id.value)) {
-    file->tolerated.Note(Tolerated::kDamageSkipped, damage, start - damage);
+    file->Tolerate(Tolerated::kDamageSkipped, damage, start - damage);
     return true;
   }
   NoteEndOfWalk(damage);
@@ -183,13 +183,13 @@ bool MkvElement::ScanForTopLevelId() {
 
 void MkvElement::NotePassedOver(Tolerated kind) const {
   const std::uint64_t end = std::min(DataEnd(), file->length);
-  file->tolerated.Note(kind, start, end > start ? end - start : 0);
+  file->Tolerate(kind, start, end > start ? end - start : 0);
 }
 
 void MkvElement::NoteEndOfWalk(std::uint64_t damage) const {
   if (!file->tolerated.IsCollecting() || (file->interrupted && file->interrupted())) return;
   const std::uint64_t end = std::min(parent->DataEnd(), file->length);
-  file->tolerated.Note(Tolerated::kUnreadableHeader, damage, end > damage ? end - damage : 0);
+  file->Tolerate(Tolerated::kUnreadableHeader, damage, end > damage ? end - damage : 0);
 }
 
 // At the end of a walk. What reaches exactly to the end of the file is of unknown size, as far as can be told, and has
@@ -198,7 +198,7 @@ void MkvElement::NoteOverlap() const {
   if (!*this || parent == nullptr || !file->tolerated.IsCollecting()) return;
   const std::uint64_t end = DataEnd();
   const std::uint64_t parentEnd = parent->DataEnd();
-  if (end > parentEnd && end != file->length) file->tolerated.Note(Tolerated::kChildPastParent, start, end - parentEnd);
+  if (end > parentEnd && end != file->length) file->Tolerate(Tolerated::kChildPastParent, start, end - parentEnd);
 }
 
 }  // namespace vantor

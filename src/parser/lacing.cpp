@@ -101,7 +101,7 @@ HRESULT ReadLaceSizes(const MkvElement& element, std::uint8_t flags, LaceSizes& 
       // 256 frames are 0 in the 8 bits that count them.
       if (head.value == 255 || !Rest(element, rest)) return E_FAIL;
       if (const std::uint64_t over = rest % sizes.count; over != 0) {
-        element.file->tolerated.Note(Tolerated::kLaceRemainder, element.file->position, over);
+        element.file->Tolerate(Tolerated::kLaceRemainder, element.file->position, over);
       }
       std::fill_n(sizes.size.begin(), sizes.count, rest / sizes.count);
       return S_OK;

@@ -131,7 +131,7 @@ class SegmentDiscovery {
         const MkvElement seekHead = MkvElement::At(file, &segment_, target);
         if (!seekHead || seekHead.id.value != ids::kSeekHead) {
           // An index that is wrong once is not asked where the next one lies.
-          file.tolerated.Note(Tolerated::kMisleadingSeekEntry, target, 0);
+          file.Tolerate(Tolerated::kMisleadingSeekEntry, target, 0);
           return;
         }
         ReadSeekHead(seekHead);

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <memory>
 #include <ostream>
 #include <set>
 #include <string>
@@ -283,6 +284,24 @@ TEST(Tolerance, WorkThatIsNotAllowedIsNoted) {
   std::uint8_t bytes[4];
   EXPECT_EQ(source.file.Read(bytes, 4), E_FAIL);
   EXPECT_EQ(source.file.tolerated.Notes(), (Notes{{Tolerated::kWorkExhausted, 10, 4}}));
+}
+
+TEST(Tolerance, ReadThatAFlushLetGoTellsNothingOfTheFile) {
+  Source source(MkvFile({Info()}));
+  source.file.tolerated.Collect();
+  source.file.flushes = std::make_shared<SourceFlushes>();
+  source.file.flushes->Begin();
+  source.reader.FailRead(1);
+  EXPECT_FALSE(MkvElement::WholeFile(source.file).FirstChild());
+  EXPECT_TRUE(source.file.wasLetGo);
+  EXPECT_EQ(source.file.tolerated.Notes(), Notes());
+
+  source.file.flushes->End();
+  source.file.wasLetGo = false;
+  source.reader.FailRead(1);
+  EXPECT_FALSE(MkvElement::WholeFile(source.file).FirstChild());
+  EXPECT_EQ(source.file.tolerated.Notes(),
+            (Notes{{Tolerated::kReadFailed, 0, 1}, {Tolerated::kUnreadableHeader, 0, source.file.length}}));
 }
 
 TEST(Tolerance, EveryKindHasATextOfItsOwn) {
