@@ -1,5 +1,4 @@
-// Track entries: one record for each TrackEntry of the file, filled when it is opened and constant from
-// then on.
+// Track entries: one record for each TrackEntry of the file, filled at open and constant from then on.
 //
 //   for (const MkvTrackList& list : file.GetSegment()->tracks) {
 //     for (const auto& track : list) Use(track->video.PixelWidth.value);
