@@ -38,6 +38,7 @@ void ReadBlock(const MkvElement& element, std::uint64_t length) {
 
 void WalkClusters(CMkvFileRoot& root) {
   CMkvFileClone file(root);
+  file.tolerated.Collect();
   const MkvElement whole = MkvElement::WholeFile(file);
   const MkvElement segment = whole.FirstChild(ids::kSegment);
   if (!segment) return;
@@ -65,10 +66,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const fuzz::HeapBound bound(size);
   test::MemoryReader reader(std::vector<std::uint8_t>(data, data + size));
   CMkvFileRoot root(&reader, true);
+  root.tolerated.Collect();
   if (FAILED(root.Open())) return 0;
   (void)SynthesiseCues(root);
   fuzz::Expect(reader.BytesRead() <= fuzz::kOpeningReads * size + fuzz::kOpeningBase,
                "opening reads in proportion to the file");
   fuzz::WalkClusters(root);
+  fuzz::Expect(root.tolerated.Notes().size() <= ToleranceList::kUsualLimit, "what was tolerated is bounded");
   return 0;
 }
