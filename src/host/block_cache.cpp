@@ -36,13 +36,13 @@ const BlockCache::Block* BlockCache::Find(Lane& lane, std::int64_t index, std::s
   for (Block& block : lane.blocks) {
     if (block.index == index) {
       if (block.size > offset) {
-        block.last_use = ++lane.uses;
+        block.lastUse = ++lane.uses;
         return &block;
       }
       oldest = &block;
       break;
     }
-    if (oldest == nullptr || block.last_use < oldest->last_use) {
+    if (oldest == nullptr || block.lastUse < oldest->lastUse) {
       oldest = &block;
     }
   }
@@ -59,7 +59,7 @@ const BlockCache::Block* BlockCache::Find(Lane& lane, std::int64_t index, std::s
     return nullptr;
   }
   oldest->size = static_cast<std::size_t>(count);
-  oldest->last_use = ++lane.uses;
+  oldest->lastUse = ++lane.uses;
   oldest->index = index;
   return oldest;
 }

@@ -32,7 +32,7 @@ class BlockCache {
   struct Block {
     std::int64_t index = -1;
     std::size_t size = 0;
-    std::uint64_t last_use = 0;
+    std::uint64_t lastUse = 0;
     std::unique_ptr<unsigned char[]> bytes;
   };
   struct Lane {

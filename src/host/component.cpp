@@ -24,14 +24,13 @@ std::unique_ptr<Component> Component::Load(const std::string& path, std::string&
     }
     return nullptr;
   }
-  const auto get_class_object =
-      library->FindFunction<std::remove_pointer_t<GetClassObjectFunction>>("DllGetClassObject");
-  const auto can_unload_now = library->FindFunction<std::remove_pointer_t<CanUnloadNowFunction>>("DllCanUnloadNow");
-  if (get_class_object == nullptr || can_unload_now == nullptr) {
+  const auto getClassObject = library->FindFunction<std::remove_pointer_t<GetClassObjectFunction>>("DllGetClassObject");
+  const auto canUnloadNow = library->FindFunction<std::remove_pointer_t<CanUnloadNowFunction>>("DllCanUnloadNow");
+  if (getClassObject == nullptr || canUnloadNow == nullptr) {
     error = path + " is not a component: it exports no DllGetClassObject or no DllCanUnloadNow";
     return nullptr;
   }
-  auto component = std::make_unique<Component>(get_class_object, can_unload_now);
+  auto component = std::make_unique<Component>(getClassObject, canUnloadNow);
   component->library_ = std::move(library);
   return component;
 }
@@ -48,8 +47,8 @@ std::unique_ptr<Component> Component::LoadBesideProgram(std::string& error) {
   return nullptr;
 }
 
-Component::Component(GetClassObjectFunction get_class_object, CanUnloadNowFunction can_unload_now) noexcept
-    : get_class_object_(get_class_object), can_unload_now_(can_unload_now) {}
+Component::Component(GetClassObjectFunction getClassObject, CanUnloadNowFunction canUnloadNow) noexcept
+    : getClassObject_(getClassObject), canUnloadNow_(canUnloadNow) {}
 
 Component::~Component() {
   if (library_ && !CanUnloadNow()) {
@@ -58,16 +57,16 @@ Component::~Component() {
   }
 }
 
-HRESULT Component::CreateFilter(REFCLSID class_id, IBaseFilter** filter) const noexcept {
+HRESULT Component::CreateFilter(REFCLSID classId, IBaseFilter** filter) const noexcept {
   *filter = nullptr;
   ComPtr<IClassFactory> factory;
-  const HRESULT hr = get_class_object_(class_id, IID_IClassFactory, factory.Void());
+  const HRESULT hr = getClassObject_(classId, IID_IClassFactory, factory.Void());
   if (FAILED(hr)) {
     return hr;
   }
   return factory->CreateInstance(nullptr, IID_IBaseFilter, reinterpret_cast<void**>(filter));
 }
 
-bool Component::CanUnloadNow() const noexcept { return can_unload_now_() == S_OK; }
+bool Component::CanUnloadNow() const noexcept { return canUnloadNow_() == S_OK; }
 
 }  // namespace vantor

@@ -30,18 +30,18 @@ class Component {
   // Loads the component that lies beside the running program, or beside the library this code is in.
   static std::unique_ptr<Component> LoadBesideProgram(std::string& error);
 
-  Component(GetClassObjectFunction get_class_object, CanUnloadNowFunction can_unload_now) noexcept;
+  Component(GetClassObjectFunction getClassObject, CanUnloadNowFunction canUnloadNow) noexcept;
   ~Component();
   Component(const Component&) = delete;
   Component& operator=(const Component&) = delete;
 
-  HRESULT CreateFilter(REFCLSID class_id, IBaseFilter** filter) const noexcept;
+  HRESULT CreateFilter(REFCLSID classId, IBaseFilter** filter) const noexcept;
   // Whether no object of the component is alive.
   bool CanUnloadNow() const noexcept;
 
  private:
-  GetClassObjectFunction get_class_object_;
-  CanUnloadNowFunction can_unload_now_;
+  GetClassObjectFunction getClassObject_;
+  CanUnloadNowFunction canUnloadNow_;
   std::unique_ptr<SharedLibrary> library_;
 };
 

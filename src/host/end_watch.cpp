@@ -5,7 +5,7 @@ namespace vantor {
 void EndWatch::Begin(std::size_t streams) {
   const LockScope hold(lock_);
   ended_.assign(streams, 0);
-  ended_count_ = 0;
+  endedCount_ = 0;
   failed_ = false;
   changed_.NotifyAll();
 }
@@ -17,11 +17,11 @@ void EndWatch::Report(std::size_t stream, bool ended) {
   }
   ended_[stream] = ended ? 1 : 0;
   if (ended) {
-    ++ended_count_;
+    ++endedCount_;
   } else {
-    --ended_count_;
+    --endedCount_;
   }
-  if (ended_count_ == ended_.size()) {
+  if (endedCount_ == ended_.size()) {
     changed_.NotifyAll();
   }
 }
@@ -38,19 +38,19 @@ void EndWatch::Cancel() {
   changed_.NotifyAll();
 }
 
-WaitResult EndWatch::State(bool until_error) const {
+WaitResult EndWatch::State(bool untilError) const {
   if (cancelled_) return WaitResult::kCancelled;
-  if (ended_count_ == ended_.size()) return WaitResult::kEnded;
-  return failed_ && until_error ? WaitResult::kFailed : WaitResult::kTimedOut;
+  if (endedCount_ == ended_.size()) return WaitResult::kEnded;
+  return failed_ && untilError ? WaitResult::kFailed : WaitResult::kTimedOut;
 }
 
-WaitResult EndWatch::Wait(std::optional<std::chrono::milliseconds> limit, bool until_error) {
+WaitResult EndWatch::Wait(std::optional<std::chrono::milliseconds> limit, bool untilError) {
   const Deadline over(limit ? static_cast<std::uint32_t>(limit->count()) : kForever);
   const LockScope hold(lock_);
-  while (State(until_error) == WaitResult::kTimedOut) {
+  while (State(untilError) == WaitResult::kTimedOut) {
     if (!changed_.WaitFor(lock_, over.Left())) break;
   }
-  const WaitResult result = State(until_error);
+  const WaitResult result = State(untilError);
   cancelled_ = false;
   return result;
 }

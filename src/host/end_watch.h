@@ -26,16 +26,16 @@ class EndWatch {
   void Fail() VANTOR_EXCLUDES(lock_);
   // Ends the waiting in progress, or else the next one.
   void Cancel() VANTOR_EXCLUDES(lock_);
-  WaitResult Wait(std::optional<std::chrono::milliseconds> limit, bool until_error) VANTOR_EXCLUDES(lock_);
+  WaitResult Wait(std::optional<std::chrono::milliseconds> limit, bool untilError) VANTOR_EXCLUDES(lock_);
 
  private:
   // What a wait would end with now; kTimedOut when it would go on.
-  WaitResult State(bool until_error) const VANTOR_REQUIRES(lock_);
+  WaitResult State(bool untilError) const VANTOR_REQUIRES(lock_);
 
   Lock lock_{LockRank::Host};
   Condition changed_;
   std::vector<char> ended_ VANTOR_GUARDED_BY(lock_);
-  std::size_t ended_count_ VANTOR_GUARDED_BY(lock_) = 0;
+  std::size_t endedCount_ VANTOR_GUARDED_BY(lock_) = 0;
   bool failed_ VANTOR_GUARDED_BY(lock_) = false;
   bool cancelled_ VANTOR_GUARDED_BY(lock_) = false;
 };

@@ -62,15 +62,15 @@ STDMETHODIMP FileSourceFilter::NonDelegatingQueryInterface(REFIID riid, void** o
   return CBaseFilter::NonDelegatingQueryInterface(riid, object);
 }
 
-STDMETHODIMP FileSourceFilter::Load(LPCOLESTR file_name, const AM_MEDIA_TYPE* type) {
-  if (file_name == nullptr) {
+STDMETHODIMP FileSourceFilter::Load(LPCOLESTR fileName, const AM_MEDIA_TYPE* type) {
+  if (fileName == nullptr) {
     return E_POINTER;
   }
   return Guarded([&]() -> HRESULT {
     if (pin_->Bytes()) {
       return E_FAIL;
     }
-    WideString name(file_name);
+    WideString name(fileName);
     FileError error = FileError::kNone;
     std::shared_ptr<ByteStore> bytes = OpenStore(WideToUtf8(name), StoreKind::kFastest, error);
     if (!bytes) {
@@ -84,11 +84,11 @@ STDMETHODIMP FileSourceFilter::Load(LPCOLESTR file_name, const AM_MEDIA_TYPE* ty
   });
 }
 
-STDMETHODIMP FileSourceFilter::GetCurFile(LPOLESTR* file_name, AM_MEDIA_TYPE* type) {
-  if (file_name == nullptr) {
+STDMETHODIMP FileSourceFilter::GetCurFile(LPOLESTR* fileName, AM_MEDIA_TYPE* type) {
+  if (fileName == nullptr) {
     return E_POINTER;
   }
-  *file_name = nullptr;
+  *fileName = nullptr;
   if (!pin_->Bytes()) {
     return E_FAIL;
   }
@@ -98,7 +98,7 @@ STDMETHODIMP FileSourceFilter::GetCurFile(LPOLESTR* file_name, AM_MEDIA_TYPE* ty
     return E_OUTOFMEMORY;
   }
   std::memcpy(copy, name_.c_str(), size);
-  *file_name = copy;
+  *fileName = copy;
   return type != nullptr ? CopyMediaType(type, &type_) : S_OK;
 }
 

@@ -2,7 +2,7 @@
 //
 //   auto source = ComPtr<FileSourceFilter>::Adopt(FileSourceFilter::Create());
 //   source->Load(OLESTR("movie.mkv"), nullptr);          // or source->SetBytes(store, OLESTR("movie.mkv"))
-//   source->OutputPin()->Connect(splitter_input, &source->StreamType());
+//   source->OutputPin()->Connect(splitterInput, &source->StreamType());
 //   ReadTotals totals = source->Totals();                 // reads answered, bytes given
 //
 // One output pin, named "Output", with one media type: MEDIATYPE_Stream and the Matroska stream subtype (another one
@@ -30,9 +30,9 @@ class FileSourceFilter final : public CBaseFilter, public IFileSourceFilter {
 
   // Opens the file with OpenStore's fastest store. A type given replaces the stream type. E_FAIL once a file is open;
   // a failing open gives the system's code for it (HRESULT_FROM_WIN32).
-  STDMETHODIMP Load(LPCOLESTR file_name, const AM_MEDIA_TYPE* type) override;
+  STDMETHODIMP Load(LPCOLESTR fileName, const AM_MEDIA_TYPE* type) override;
   // The name and type in use; the caller frees them with CoTaskMemFree. E_FAIL before a file is open.
-  STDMETHODIMP GetCurFile(LPOLESTR* file_name, AM_MEDIA_TYPE* type) override;
+  STDMETHODIMP GetCurFile(LPOLESTR* fileName, AM_MEDIA_TYPE* type) override;
 
   // Serves these bytes under this name, before the pin is connected.
   void SetBytes(std::shared_ptr<ByteStore> bytes, WideString name);

@@ -53,14 +53,14 @@ HRESULT FileSourcePin::GetMediaType(int position, CMediaType* type) {
 }
 
 STDMETHODIMP FileSourcePin::BeginFlush() {
-  const LockScope hold(request_lock_);
+  const LockScope hold(requestLock_);
   flushing_ = true;
-  request_ready_.NotifyAll();
+  requestReady_.NotifyAll();
   return S_OK;
 }
 
 STDMETHODIMP FileSourcePin::EndFlush() {
-  const LockScope hold(request_lock_);
+  const LockScope hold(requestLock_);
   flushing_ = false;
   return S_OK;
 }
@@ -102,15 +102,15 @@ STDMETHODIMP FileSourcePin::Request(IMediaSample* sample, DWORD_PTR user) {
   }
   return Guarded([&]() -> HRESULT {
     {
-      const LockScope hold(request_lock_);
+      const LockScope hold(requestLock_);
       if (flushing_) {
         return VFW_E_WRONG_STATE;
       }
     }
     const HRESULT result = SyncReadAligned(sample);
-    const LockScope hold(request_lock_);
+    const LockScope hold(requestLock_);
     requests_.push_back({sample, user, result});
-    request_ready_.NotifyOne();
+    requestReady_.NotifyOne();
     return S_OK;
   });
 }
@@ -123,8 +123,8 @@ STDMETHODIMP FileSourcePin::WaitForNext(DWORD timeout, IMediaSample** sample, DW
   *user = 0;
   return Guarded([&]() -> HRESULT {
     const Deadline over(timeout);
-    const LockScope hold(request_lock_);
-    while (requests_.empty() && !flushing_ && request_ready_.WaitFor(request_lock_, over.Left())) {
+    const LockScope hold(requestLock_);
+    while (requests_.empty() && !flushing_ && requestReady_.WaitFor(requestLock_, over.Left())) {
     }
     if (requests_.empty()) {
       return flushing_ ? VFW_E_WRONG_STATE : VFW_E_TIMEOUT;

@@ -63,10 +63,10 @@ class FileSourcePin final : public CBasePin, public IAsyncReader {
   std::shared_ptr<ByteStore> bytes_;
   LONGLONG length_ = 0;
   ReadStatistics statistics_;
-  Lock request_lock_{LockRank::Host};
-  Condition request_ready_;
-  std::deque<Pending> requests_ VANTOR_GUARDED_BY(request_lock_);
-  bool flushing_ VANTOR_GUARDED_BY(request_lock_) = false;
+  Lock requestLock_{LockRank::Host};
+  Condition requestReady_;
+  std::deque<Pending> requests_ VANTOR_GUARDED_BY(requestLock_);
+  bool flushing_ VANTOR_GUARDED_BY(requestLock_) = false;
 };
 
 }  // namespace vantor

@@ -71,9 +71,9 @@ Graph::Graph() : manager_(GraphManager::Create()) {
 
 Graph::~Graph() { Close(); }
 
-HRESULT Graph::Create(const Component& component, const GUID& class_id) {
+HRESULT Graph::Create(const Component& component, const GUID& classId) {
   ComPtr<IBaseFilter> splitter;
-  const HRESULT hr = component.CreateFilter(class_id, splitter.Out());
+  const HRESULT hr = component.CreateFilter(classId, splitter.Out());
   return FAILED(hr) ? hr : Adopt(splitter.Get());
 }
 
@@ -151,11 +151,11 @@ HRESULT Graph::ConnectSink(GraphPin& pin, std::shared_ptr<SampleListener> listen
 
 template <typename Call>
 HRESULT Graph::OnFilters(Call&& call) {
-  HRESULT first_failure = S_OK;
+  HRESULT firstFailure = S_OK;
   const auto apply = [&](IBaseFilter* filter) {
     const HRESULT hr = filter != nullptr ? call(filter) : S_OK;
-    if (FAILED(hr) && SUCCEEDED(first_failure)) {
-      first_failure = hr;
+    if (FAILED(hr) && SUCCEEDED(firstFailure)) {
+      firstFailure = hr;
     }
   };
   for (GraphPin& pin : pins_) {
@@ -163,7 +163,7 @@ HRESULT Graph::OnFilters(Call&& call) {
   }
   apply(splitter_.Get());
   apply(source_.Get());
-  return first_failure;
+  return firstFailure;
 }
 
 HRESULT Graph::Pause() {

@@ -51,7 +51,7 @@ class Graph {
   Graph& operator=(const Graph&) = delete;
 
   // Makes the splitter and joins it to the graph under its registered name, or joins the one given. Once per graph.
-  HRESULT Create(const Component& component, const GUID& class_id = kClsidMkvDmx);
+  HRESULT Create(const Component& component, const GUID& classId = kClsidMkvDmx);
   HRESULT Adopt(IBaseFilter* splitter);
 
   // Connects the splitter's first input pin behind a source of these bytes and lists its output pins. The name is what
@@ -62,9 +62,9 @@ class Graph {
   HRESULT ConnectSink(GraphPin& pin, std::shared_ptr<SampleListener> listener);
   // The same for every pin; stops at the first failure. The callable is given each GraphPin& in turn.
   template <typename MakeListener>
-  HRESULT ConnectSinks(MakeListener&& make_listener) {
+  HRESULT ConnectSinks(MakeListener&& makeListener) {
     for (GraphPin& pin : pins_) {
-      const HRESULT hr = ConnectSink(pin, make_listener(pin));
+      const HRESULT hr = ConnectSink(pin, makeListener(pin));
       if (FAILED(hr)) {
         return hr;
       }
@@ -80,8 +80,8 @@ class Graph {
 
   // Waits until every connected pin has ended its stream, Cancel is called, or the time is over. A splitter that cannot
   // be trusted to end its streams after announcing EC_ERRORABORT is waited for until that error only.
-  WaitResult Wait(std::optional<std::chrono::milliseconds> limit = std::nullopt, bool until_error = false) {
-    return ends_.Wait(limit, until_error);
+  WaitResult Wait(std::optional<std::chrono::milliseconds> limit = std::nullopt, bool untilError = false) {
+    return ends_.Wait(limit, untilError);
   }
   // Ends a Wait, now or the next one. Safe from any thread; not from a signal handler.
   void Cancel() { ends_.Cancel(); }

@@ -205,7 +205,7 @@ STDMETHODIMP GraphManager::Notify(LONG code, LONG_PTR param1, LONG_PTR param2) {
   return Guarded([&] {
     const GraphEvent event = {code, param1, param2};
     {
-      const LockScope hold(event_lock_);
+      const LockScope hold(eventLock_);
       events_.push_back(event);
     }
     if (report_) {
@@ -216,7 +216,7 @@ STDMETHODIMP GraphManager::Notify(LONG code, LONG_PTR param1, LONG_PTR param2) {
 }
 
 std::vector<GraphEvent> GraphManager::Events() const {
-  const LockScope hold(event_lock_);
+  const LockScope hold(eventLock_);
   return events_;
 }
 

@@ -42,9 +42,9 @@ class GraphManager final : public IFilterGraph, public IMediaEventSink {
   STDMETHODIMP SetDefaultSyncSource() override;
 
   // IMediaEventSink
-  STDMETHODIMP Notify(LONG code, LONG_PTR param1, LONG_PTR param2) override VANTOR_EXCLUDES(event_lock_);
+  STDMETHODIMP Notify(LONG code, LONG_PTR param1, LONG_PTR param2) override VANTOR_EXCLUDES(eventLock_);
 
-  std::vector<GraphEvent> Events() const VANTOR_EXCLUDES(event_lock_);
+  std::vector<GraphEvent> Events() const VANTOR_EXCLUDES(eventLock_);
   // Called with every event after it is recorded, on the thread that announces it. Set before filters are added.
   void OnEvent(std::function<void(const GraphEvent&)> report) { report_ = std::move(report); }
 
@@ -61,8 +61,8 @@ class GraphManager final : public IFilterGraph, public IMediaEventSink {
 
   std::atomic<ULONG> references_{1};
   std::vector<Member> members_;
-  mutable Lock event_lock_{LockRank::Host};
-  std::vector<GraphEvent> events_ VANTOR_GUARDED_BY(event_lock_);
+  mutable Lock eventLock_{LockRank::Host};
+  std::vector<GraphEvent> events_ VANTOR_GUARDED_BY(eventLock_);
   std::function<void(const GraphEvent&)> report_;
 };
 

@@ -97,8 +97,8 @@ STDMETHODIMP SinkPin::EndFlush() {
 }
 
 void SinkPin::Report(bool ended) {
-  if (report_ended_) {
-    report_ended_(ended);
+  if (reportEnded_) {
+    reportEnded_(ended);
   }
 }
 

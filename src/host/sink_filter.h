@@ -1,7 +1,7 @@
 // SinkFilter: a filter with one input pin that takes every media type and hands everything it gets to a listener.
 //
 //   auto sink = ComPtr<SinkFilter>::Adopt(SinkFilter::Create(listener));
-//   output_pin->Connect(sink->InputPin(), &type);
+//   outputPin->Connect(sink->InputPin(), &type);
 //   sink->Gate().Answer(E_FAIL, 100);                  // fail the hundred-and-first sample
 //   ... run ...
 //   if (sink->Counts().samples > 100) ...
@@ -42,7 +42,7 @@ class SinkPin final : public CBaseInputPin {
   ALLOCATOR_PROPERTIES AllocatorProperties() const;
   // Called, on whichever thread it happens, with true when the stream has ended and with false when a new one starts
   // or the old one is flushed. Set it before the pin is connected.
-  void OnEnded(std::function<void(bool)> report) { report_ended_ = std::move(report); }
+  void OnEnded(std::function<void(bool)> report) { reportEnded_ = std::move(report); }
 
   HRESULT CheckMediaType(const CMediaType* type) override;
   HRESULT Active() override;
@@ -57,7 +57,7 @@ class SinkPin final : public CBaseInputPin {
   void Report(bool ended);
 
   const std::shared_ptr<SampleListener> listener_;
-  std::function<void(bool)> report_ended_;
+  std::function<void(bool)> reportEnded_;
   SinkGate gate_;
   std::uint64_t arrived_ = 0;
   std::atomic<std::uint64_t> segments_{0};

@@ -2,10 +2,10 @@
 
 namespace vantor {
 
-void SinkGate::Answer(HRESULT result, std::uint64_t from_sample) {
+void SinkGate::Answer(HRESULT result, std::uint64_t fromSample) {
   const LockScope hold(lock_);
   answer_ = result;
-  answer_from_ = from_sample;
+  answerFrom_ = fromSample;
   Update();
 }
 
@@ -34,11 +34,11 @@ void SinkGate::WaitUntilHeld(int threads) {
 }
 
 HRESULT SinkGate::Pass(std::uint64_t sample) {
-  if (lets_all_pass_) {
+  if (letsAllPass_) {
     return S_OK;
   }
   const LockScope hold(lock_);
-  if (answer_ != S_OK && sample >= answer_from_) {
+  if (answer_ != S_OK && sample >= answerFrom_) {
     return answer_;
   }
   if (delay_.count() > 0) {

@@ -22,7 +22,7 @@ class SinkGate {
  public:
   // From the sample with this number (the first is 0) on, samples are answered so without reaching the listener. An
   // S_OK takes the refusal back.
-  void Answer(HRESULT result, std::uint64_t from_sample = 0) VANTOR_EXCLUDES(lock_);
+  void Answer(HRESULT result, std::uint64_t fromSample = 0) VANTOR_EXCLUDES(lock_);
   // Every sample takes at least this long.
   void Delay(std::chrono::milliseconds delay) VANTOR_EXCLUDES(lock_);
   void Hold() VANTOR_EXCLUDES(lock_);
@@ -41,18 +41,18 @@ class SinkGate {
  private:
   // Called after every change.
   void Update() noexcept VANTOR_REQUIRES(lock_) {
-    lets_all_pass_ = open_ && !hold_ && answer_ == S_OK && delay_.count() == 0;
+    letsAllPass_ = open_ && !hold_ && answer_ == S_OK && delay_.count() == 0;
   }
 
   Lock lock_{LockRank::Host};
   Condition changed_;
   HRESULT answer_ VANTOR_GUARDED_BY(lock_) = S_OK;
-  std::uint64_t answer_from_ VANTOR_GUARDED_BY(lock_) = 0;
+  std::uint64_t answerFrom_ VANTOR_GUARDED_BY(lock_) = 0;
   std::chrono::milliseconds delay_ VANTOR_GUARDED_BY(lock_){0};
   bool hold_ VANTOR_GUARDED_BY(lock_) = false;
   bool open_ VANTOR_GUARDED_BY(lock_) = false;
   int held_ VANTOR_GUARDED_BY(lock_) = 0;
-  std::atomic<bool> lets_all_pass_{false};  // read without the lock
+  std::atomic<bool> letsAllPass_{false};  // read without the lock
 };
 
 }  // namespace vantor

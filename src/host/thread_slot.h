@@ -1,6 +1,6 @@
 // ThreadSlot: a small number for the calling thread, for spreading threads over counters and caches.
 //
-//   Lane& lane = lanes[ThreadSlot() % lane_count];
+//   Lane& lane = lanes[ThreadSlot() % laneCount];
 //
 // Threads are numbered in the order in which they first ask, so that threads started one after another differ in the
 // low bits. The number costs a thread-local load and is never reused.

@@ -17,13 +17,13 @@ namespace {
 constexpr const char* kTwoStreams = "avc_aac.mkv";  // AVC video, AAC audio
 
 // The component's own entry point.
-HRESULT GetClassObject(REFCLSID class_id, REFIID id, void** object) {
+HRESULT GetClassObject(REFCLSID classId, REFIID id, void** object) {
   const HMODULE module = GetModuleHandleW(L"vantormkv.ax");
   const FARPROC found = GetProcAddress(module, "DllGetClassObject");
   Component::GetClassObjectFunction function = nullptr;
   static_assert(sizeof function == sizeof found);
   std::memcpy(&function, &found, sizeof function);
-  return function(class_id, id, object);
+  return function(classId, id, object);
 }
 
 ComPtr<IUnknown> UnknownOf(IUnknown* object) {
@@ -147,9 +147,9 @@ TEST_F(FilterContract, ALockedServerStaysLoaded) {
 
 TEST_F(FilterContract, TellsItsClassNameAndGraph) {
   RealGraph graph;
-  CLSID class_id = {};
-  EXPECT_EQ(graph.Demultiplexer()->GetClassID(&class_id), S_OK);
-  EXPECT_TRUE(SameGuid(class_id, kClsidMkvDmx));
+  CLSID classId = {};
+  EXPECT_EQ(graph.Demultiplexer()->GetClassID(&classId), S_OK);
+  EXPECT_TRUE(SameGuid(classId, kClsidMkvDmx));
   FILTER_INFO info = {};
   ASSERT_EQ(graph.Demultiplexer()->QueryFilterInfo(&info), S_OK);
   EXPECT_EQ(WideString(info.achName), kFilterName);

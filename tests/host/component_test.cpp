@@ -17,9 +17,9 @@ TEST_F(ComponentTest, MakesAFilterThroughItsEntryPoints) {
   EXPECT_TRUE(component.CanUnloadNow());
   ComPtr<IBaseFilter> filter;
   ASSERT_EQ(component.CreateFilter(FakeSplitter::kClassId, filter.Out()), S_OK);
-  CLSID class_id = {};
-  EXPECT_EQ(filter->GetClassID(&class_id), S_OK);
-  EXPECT_TRUE(SameGuid(class_id, FakeSplitter::kClassId));
+  CLSID classId = {};
+  EXPECT_EQ(filter->GetClassID(&classId), S_OK);
+  EXPECT_TRUE(SameGuid(classId, FakeSplitter::kClassId));
   EXPECT_FALSE(component.CanUnloadNow());
   filter.Reset();
   EXPECT_TRUE(component.CanUnloadNow());

@@ -184,10 +184,10 @@ void FakeSplitter::RemoveOutputs() {
   IncrementPinVersion();
 }
 
-HRESULT STDAPICALLTYPE ToyGetClassObject(REFCLSID class_id, REFIID riid, LPVOID* object) {
+HRESULT STDAPICALLTYPE ToyGetClassObject(REFCLSID classId, REFIID riid, LPVOID* object) {
   static const CFactoryTemplate kTemplates[] = {
       {OLESTR("Toy Splitter"), &FakeSplitter::kClassId, FakeSplitter::New, nullptr, nullptr}};
-  return CClassFactory::GetClassObject(kTemplates, 1, class_id, riid, object);
+  return CClassFactory::GetClassObject(kTemplates, 1, classId, riid, object);
 }
 
 HRESULT STDAPICALLTYPE ToyCanUnloadNow() { return CClassFactory::CanUnloadNow(); }

@@ -97,7 +97,7 @@ class FakeSplitter final : public CBaseFilter {
 };
 
 // The entry points of a component whose only class is the fake splitter.
-HRESULT STDAPICALLTYPE ToyGetClassObject(REFCLSID class_id, REFIID riid, LPVOID* object);
+HRESULT STDAPICALLTYPE ToyGetClassObject(REFCLSID classId, REFIID riid, LPVOID* object);
 HRESULT STDAPICALLTYPE ToyCanUnloadNow();
 
 }  // namespace vantor::test

@@ -2,8 +2,8 @@
 #include "host/component.h"
 #include "host/fake_splitter.h"
 
-STDAPI DllGetClassObject(REFCLSID class_id, REFIID riid, LPVOID* object) {
-  const bool known = vantor::SameGuid(class_id, vantor::kClsidMkvDmx);
+STDAPI DllGetClassObject(REFCLSID classId, REFIID riid, LPVOID* object) {
+  const bool known = vantor::SameGuid(classId, vantor::kClsidMkvDmx);
   return vantor::test::ToyGetClassObject(known ? vantor::test::FakeSplitter::kClassId : GUID{}, riid, object);
 }
 
