@@ -42,7 +42,7 @@ void AddFile(CLI::App* command, Options& options) {
 
 ParseResult Stop(int status, std::string message) {
   ParseResult result;
-  result.exit_status = status;
+  result.exitStatus = status;
   result.message = std::move(message);
   return result;
 }
@@ -89,20 +89,19 @@ ParseResult ParseCommandLine(int argc, const char* const* argv) {
 
   CLI::App* samples = app.add_subcommand("samples", "Everything that the filter delivers, as JSON Lines");
   AddFile(samples, options);
-  CLI::Option* seek_option =
+  CLI::Option* seekOption =
       samples->add_option("--seek", seek, "Seek before running; absolute positions in 100 ns units")
           ->type_name("START[:STOP]");
-  CLI::Option* rate_option =
-      samples->add_option("--rate", rate, "Set the playback rate before running")->type_name("R");
+  CLI::Option* rateOption = samples->add_option("--rate", rate, "Set the playback rate before running")->type_name("R");
 
   std::string from;
   std::string to;
   CLI::App* play = app.add_subcommand("play", "Run the file, or a part of it, and sum up each stream");
   AddFile(play, options);
-  CLI::Option* from_option =
+  CLI::Option* fromOption =
       play->add_option("--from", from, "Seek there first: seconds, M:SS or H:MM:SS, with or without a fraction")
           ->type_name("TIME");
-  CLI::Option* to_option = play->add_option("--to", to, "End at the first key frame from there on")->type_name("TIME");
+  CLI::Option* toOption = play->add_option("--to", to, "End at the first key frame from there on")->type_name("TIME");
 
   try {
     app.parse(argc, argv);
@@ -122,14 +121,14 @@ ParseResult ParseCommandLine(int argc, const char* const* argv) {
   }
 
   options.command = info->parsed() ? Command::kInfo : samples->parsed() ? Command::kSamples : Command::kPlay;
-  if (seek_option->count() > 0) {
+  if (seekOption->count() > 0) {
     options.seek = ParseSeek(seek);
     if (!options.seek) {
       return WrongUse("--seek wants START or START:STOP, whole numbers of 100 ns, not \"" + seek + "\"");
     }
   }
   for (const auto& [option, text, time] :
-       {std::tuple(from_option, &from, &options.from), std::tuple(to_option, &to, &options.to)}) {
+       {std::tuple(fromOption, &from, &options.from), std::tuple(toOption, &to, &options.to)}) {
     if (option->count() > 0) {
       *time = ParseTime(*text);
       if (!*time) {
@@ -140,7 +139,7 @@ ParseResult ParseCommandLine(int argc, const char* const* argv) {
   if (options.to && *options.to < options.from.value_or(0)) {
     return WrongUse("--to lies before --from");
   }
-  if (rate_option->count() > 0) {
+  if (rateOption->count() > 0) {
     if (!std::isfinite(rate) || rate <= 0) {
       return WrongUse("--rate wants a number above 0");
     }

@@ -3,7 +3,7 @@
 //   ParseResult parsed = ParseCommandLine(argc, argv);
 //   if (!parsed.options) {
 //     Print(parsed.message);
-//     return parsed.exit_status;
+//     return parsed.exitStatus;
 //   }
 #pragma once
 
@@ -40,7 +40,7 @@ struct Options {
 struct ParseResult {
   std::optional<Options> options;
   // Without options: the text to print, on standard output when the exit status is 0, else on standard error.
-  int exit_status = kExitDone;
+  int exitStatus = kExitDone;
   std::string message;
 };
 

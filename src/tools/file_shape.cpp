@@ -51,7 +51,7 @@ void FindSegment(MkvElement& element, FileShape& shape) {
     }
     const bool cut = element.DataEnd() > length;
     shape.kind = cut ? ShapeKind::kTruncated : ShapeKind::kWhole;
-    shape.missing_bytes = cut ? static_cast<std::int64_t>(element.DataEnd() - length) : 0;
+    shape.missingBytes = cut ? static_cast<std::int64_t>(element.DataEnd() - length) : 0;
     return;
   }
   shape.kind = ShapeKind::kNoSegment;
@@ -73,8 +73,8 @@ FileShape ShapeOf(CMkvFile& file) {
     shape.kind = ShapeKind::kDamagedHeader;
     return shape;
   }
-  shape.doc_type = ReadDocType(element);
-  if (!shape.doc_type.empty() && shape.doc_type != "matroska" && shape.doc_type != "webm") {
+  shape.docType = ReadDocType(element);
+  if (!shape.docType.empty() && shape.docType != "matroska" && shape.docType != "webm") {
     shape.kind = ShapeKind::kOtherDocType;
     return shape;
   }
@@ -104,7 +104,7 @@ std::string WhyRefused(const FileShape& shape) {
     case ShapeKind::kDamagedHeader:
       return "the EBML header is damaged or cut off";
     case ShapeKind::kOtherDocType:
-      return fmt::format("not a Matroska or WebM file: its document type is \"{}\"", shape.doc_type);
+      return fmt::format("not a Matroska or WebM file: its document type is \"{}\"", shape.docType);
     case ShapeKind::kNoSegment:
       return "the file has an EBML header but no Segment";
     case ShapeKind::kTruncated:
@@ -119,7 +119,7 @@ std::string Warning(const FileShape& shape) {
   if (shape.kind != ShapeKind::kTruncated) {
     return {};
   }
-  return fmt::format("the file is truncated: {} bytes of its Segment are missing", shape.missing_bytes);
+  return fmt::format("the file is truncated: {} bytes of its Segment are missing", shape.missingBytes);
 }
 
 }  // namespace vantor::tools

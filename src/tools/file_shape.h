@@ -24,8 +24,8 @@ enum class ShapeKind {
 
 struct FileShape {
   ShapeKind kind = ShapeKind::kWhole;
-  std::string doc_type;            // as far as it was read
-  std::int64_t missing_bytes = 0;  // for kTruncated
+  std::string docType;            // as far as it was read
+  std::int64_t missingBytes = 0;  // for kTruncated
 };
 
 // Reads the EBML header and the top-level element headers up to the Segment, nothing more.

@@ -42,13 +42,13 @@ Json PinObject(const GraphPin& pin) {
   Json object = {{"pin", pin.number}, {"name", WideToUtf8(pin.name)}, {"kind", words.kind}, {"codec", words.codec}};
   SetKnown(object, "width", words.width);
   SetKnown(object, "height", words.height);
-  SetKnown(object, "aspect_x", words.aspect_x);
-  SetKnown(object, "aspect_y", words.aspect_y);
-  SetKnown(object, "frame_duration", words.frame_duration);
-  SetKnown(object, "sample_rate", words.sample_rate);
+  SetKnown(object, "aspect_x", words.aspectX);
+  SetKnown(object, "aspect_y", words.aspectY);
+  SetKnown(object, "frame_duration", words.frameDuration);
+  SetKnown(object, "sample_rate", words.sampleRate);
   SetKnown(object, "channels", words.channels);
-  SetKnown(object, "bits_per_sample", words.bits_per_sample);
-  SetKnown(object, "bit_rate", words.bit_rate);
+  SetKnown(object, "bits_per_sample", words.bitsPerSample);
+  SetKnown(object, "bit_rate", words.bitRate);
   SetKnown(object, "language", words.language);
   SetKnown(object, "title", words.title);
   Json types = Json::array();
@@ -60,7 +60,7 @@ Json PinObject(const GraphPin& pin) {
 }
 
 std::string InfoObject(const std::string& file, const FilterSummary& summary, Graph& graph) {
-  Json object = {{"file", file}, {"duration", summary.duration}, {"frame_duration", summary.frame_duration}};
+  Json object = {{"file", file}, {"duration", summary.duration}, {"frame_duration", summary.frameDuration}};
   Json pins = Json::array();
   for (const GraphPin& pin : graph.Pins()) {
     pins.push_back(PinObject(pin));
@@ -73,8 +73,8 @@ std::string InfoObject(const std::string& file, const FilterSummary& summary, Gr
 std::string InfoText(const std::string& file, const FilterSummary& summary, Graph& graph) {
   std::string text = Printable(file) + "\n";
   text += fmt::format("duration {}", TimeText(summary.duration));
-  if (summary.frame_duration > 0) {
-    text += fmt::format(", {:.3f} ms a frame", static_cast<double>(summary.frame_duration) / 10000);
+  if (summary.frameDuration > 0) {
+    text += fmt::format(", {:.3f} ms a frame", static_cast<double>(summary.frameDuration) / 10000);
   }
   text += fmt::format(", {} stream{}\n", graph.Pins().size(), graph.Pins().size() == 1 ? "" : "s");
   if (graph.Pins().empty()) {
@@ -96,9 +96,9 @@ int RunInfo(const Options& options, std::FILE* out, std::FILE* messages) {
     return opened;
   }
   session.WarnOfDamage();
-  const FilterSummary summary = Summarize(session.graph(), session.connect_result());
-  const std::string text = options.json ? InfoObject(options.file, summary, session.graph())
-                                        : InfoText(options.file, summary, session.graph());
+  const FilterSummary summary = Summarize(session.OpenedGraph(), session.ConnectResult());
+  const std::string text = options.json ? InfoObject(options.file, summary, session.OpenedGraph())
+                                        : InfoText(options.file, summary, session.OpenedGraph());
   if (!Print(out, text)) {
     session.Say("cannot write the answer");
     return kExitUsage;

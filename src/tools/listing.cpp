@@ -29,7 +29,7 @@ FilterSummary Summarize(const Graph& graph, HRESULT connect) {
   seeking->GetDuration(&summary.duration);
   seeking->GetStopPosition(&summary.stop);
   if (seeking->IsFormatSupported(&TIME_FORMAT_FRAME) == S_OK) {
-    seeking->ConvertTimeFormat(&summary.frame_duration, &TIME_FORMAT_MEDIA_TIME, 1, &TIME_FORMAT_FRAME);
+    seeking->ConvertTimeFormat(&summary.frameDuration, &TIME_FORMAT_MEDIA_TIME, 1, &TIME_FORMAT_FRAME);
   }
   return summary;
 }
@@ -38,7 +38,7 @@ void AppendFilterLine(Buffer& out, const FilterSummary& summary) {
   Append(out, R"({"type":"filter","name":)");
   AppendJsonString(out, WideString(kFilterName));
   Format(out, R"(,"connect":"{}","pins":{},"duration":{},"stop":{},"frame_duration":{}}})", ResultText(summary.connect),
-         summary.pins, summary.duration, summary.stop, summary.frame_duration);
+         summary.pins, summary.duration, summary.stop, summary.frameDuration);
   Append(out, "\n");
 }
 

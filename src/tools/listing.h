@@ -20,7 +20,7 @@ struct FilterSummary {
   int pins = 0;
   std::int64_t duration = 0;  // 100 ns, like the rest
   std::int64_t stop = 0;
-  std::int64_t frame_duration = 0;  // 0 where frames are no time format
+  std::int64_t frameDuration = 0;  // 0 where frames are no time format
 };
 
 // What the filter says of itself after its input was connected with this result.

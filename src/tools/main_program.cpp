@@ -11,8 +11,8 @@ int Main(int argc, const char* const* argv, std::FILE* out, std::FILE* messages)
   try {
     const ParseResult parsed = ParseCommandLine(argc, argv);
     if (!parsed.options) {
-      fmt::print(parsed.exit_status == kExitDone ? out : messages, "{}", parsed.message);
-      return parsed.exit_status;
+      fmt::print(parsed.exitStatus == kExitDone ? out : messages, "{}", parsed.message);
+      return parsed.exitStatus;
     }
     switch (parsed.options->command) {
       case Command::kInfo:

@@ -36,20 +36,20 @@ void SetBitmap(StreamWords& words, const BITMAPINFOHEADER& bitmap) {
 
 void ReadVideo(const AM_MEDIA_TYPE& type, StreamWords& words) {
   VIDEOINFOHEADER plain;
-  VIDEOINFOHEADER2 with_aspect;
+  VIDEOINFOHEADER2 withAspect;
   if (SameGuid(type.formattype, FORMAT_VideoInfo2) || SameGuid(type.formattype, FORMAT_MPEG2Video)) {
-    if (ReadBlock(type, with_aspect)) {
-      SetBitmap(words, with_aspect.bmiHeader);
-      words.aspect_x = with_aspect.dwPictAspectRatioX;
-      words.aspect_y = with_aspect.dwPictAspectRatioY;
-      words.frame_duration = with_aspect.AvgTimePerFrame;
-      words.bit_rate = with_aspect.dwBitRate;
+    if (ReadBlock(type, withAspect)) {
+      SetBitmap(words, withAspect.bmiHeader);
+      words.aspectX = withAspect.dwPictAspectRatioX;
+      words.aspectY = withAspect.dwPictAspectRatioY;
+      words.frameDuration = withAspect.AvgTimePerFrame;
+      words.bitRate = withAspect.dwBitRate;
     }
   } else if (SameGuid(type.formattype, FORMAT_VideoInfo) || SameGuid(type.formattype, FORMAT_MPEGVideo)) {
     if (ReadBlock(type, plain)) {
       SetBitmap(words, plain.bmiHeader);
-      words.frame_duration = plain.AvgTimePerFrame;
-      words.bit_rate = plain.dwBitRate;
+      words.frameDuration = plain.AvgTimePerFrame;
+      words.bitRate = plain.dwBitRate;
     }
   }
 }
@@ -58,16 +58,16 @@ void ReadAudio(const AM_MEDIA_TYPE& type, StreamWords& words) {
   if (SameGuid(type.formattype, FORMAT_WaveFormatEx)) {
     WAVEFORMATEX wave;
     if (ReadBlock(type, wave)) {
-      words.sample_rate = wave.nSamplesPerSec;
+      words.sampleRate = wave.nSamplesPerSec;
       words.channels = wave.nChannels;
-      words.bits_per_sample = wave.wBitsPerSample;
+      words.bitsPerSample = wave.wBitsPerSample;
     }
   } else if (SameGuid(type.formattype, kFormatVorbis) || SameGuid(type.formattype, kFormatVorbis2)) {
     VorbisFormat vorbis;
     if (ReadBlock(type, vorbis)) {
-      words.sample_rate = vorbis.samplesPerSecond;
+      words.sampleRate = vorbis.samplesPerSecond;
       words.channels = vorbis.channels;
-      words.bits_per_sample = vorbis.bitsPerSample;
+      words.bitsPerSample = vorbis.bitsPerSample;
     }
   }
 }
@@ -104,8 +104,8 @@ std::string CodecName(const GUID& subtype) {
   return SameGuid(subtype, GUID{}) ? "unnamed" : "unknown";
 }
 
-std::string FrameRate(std::int64_t frame_duration) {
-  std::string text = fmt::format("{:.3f}", 1e7 / static_cast<double>(frame_duration));
+std::string FrameRate(std::int64_t frameDuration) {
+  std::string text = fmt::format("{:.3f}", 1e7 / static_cast<double>(frameDuration));
   text.erase(text.find_last_not_of('0') + 1);
   if (text.back() == '.') {
     text.pop_back();
@@ -120,20 +120,20 @@ std::string StreamWords::Details() const {
   if (width != 0 || height != 0) {
     parts.push_back(fmt::format("{}x{}", width, height));
   }
-  if (const std::uint32_t divisor = std::gcd(aspect_x, aspect_y); divisor != 0 && aspect_x != 0 && aspect_y != 0) {
-    parts.push_back(fmt::format("{}:{}", aspect_x / divisor, aspect_y / divisor));
+  if (const std::uint32_t divisor = std::gcd(aspectX, aspectY); divisor != 0 && aspectX != 0 && aspectY != 0) {
+    parts.push_back(fmt::format("{}:{}", aspectX / divisor, aspectY / divisor));
   }
-  if (frame_duration > 0) {
-    parts.push_back(FrameRate(frame_duration));
+  if (frameDuration > 0) {
+    parts.push_back(FrameRate(frameDuration));
   }
-  if (sample_rate != 0) {
-    parts.push_back(fmt::format("{} Hz", sample_rate));
+  if (sampleRate != 0) {
+    parts.push_back(fmt::format("{} Hz", sampleRate));
   }
   if (channels != 0) {
     parts.push_back(fmt::format("{} channel{}", channels, channels == 1 ? "" : "s"));
   }
-  if (bits_per_sample != 0) {
-    parts.push_back(fmt::format("{} bits", bits_per_sample));
+  if (bitsPerSample != 0) {
+    parts.push_back(fmt::format("{} bits", bitsPerSample));
   }
   if (!language.empty()) {
     parts.push_back(language);

@@ -19,13 +19,13 @@ struct StreamWords {
   std::string codec;
   std::int32_t width = 0;
   std::int32_t height = 0;
-  std::uint32_t aspect_x = 0;
-  std::uint32_t aspect_y = 0;
-  std::int64_t frame_duration = 0;  // 100 ns
-  std::uint32_t sample_rate = 0;
+  std::uint32_t aspectX = 0;
+  std::uint32_t aspectY = 0;
+  std::int64_t frameDuration = 0;  // 100 ns
+  std::uint32_t sampleRate = 0;
   std::uint32_t channels = 0;
-  std::uint32_t bits_per_sample = 0;
-  std::uint32_t bit_rate = 0;  // bits a second
+  std::uint32_t bitsPerSample = 0;
+  std::uint32_t bitRate = 0;  // bits a second
   std::string language;
   std::string title;
 

@@ -87,7 +87,7 @@ std::string Table(const std::vector<GraphPin>& pins, const Counters& counters) {
   for (std::size_t i = 0; i < counters.size(); ++i) {
     const PlayTotals totals = counters[i]->Totals();
     table.Add({std::to_string(pins[i].number), WideToUtf8(pins[i].name), std::to_string(totals.samples),
-               std::to_string(totals.bytes), std::to_string(totals.key_frames), TimeText(totals.first),
+               std::to_string(totals.bytes), std::to_string(totals.keyFrames), TimeText(totals.first),
                TimeText(totals.last), TimeText(totals.duration), BitRateText(totals.bytes, totals.duration),
                totals.ended ? "reached" : "not reached"});
   }
@@ -114,13 +114,13 @@ HRESULT Seek(Graph& graph, const Options& options, Range& range) {
   return got;
 }
 
-std::string SpeedLine(std::int64_t played, std::uint64_t bytes_read, double seconds) {
-  const double media_seconds = static_cast<double>(played) / 1e7;
+std::string SpeedLine(std::int64_t played, std::uint64_t bytesRead, double seconds) {
+  const double mediaSeconds = static_cast<double>(played) / 1e7;
   std::string text = fmt::format("\nplayed {} in {:.3f} s", TimeText(played), seconds);
-  if (seconds > 0 && media_seconds > 0) {
-    text += fmt::format(": {:.0f} times real time", media_seconds / seconds);
+  if (seconds > 0 && mediaSeconds > 0) {
+    text += fmt::format(": {:.0f} times real time", mediaSeconds / seconds);
   }
-  return text + fmt::format(", {} read\n", SizeText(bytes_read));
+  return text + fmt::format(", {} read\n", SizeText(bytesRead));
 }
 
 }  // namespace
@@ -131,8 +131,8 @@ int RunPlay(const Options& options, std::FILE* out, std::FILE* messages) {
     return opened;
   }
   session.WarnOfDamage();
-  Graph& graph = session.graph();
-  const FilterSummary summary = Summarize(graph, session.connect_result());
+  Graph& graph = session.OpenedGraph();
+  const FilterSummary summary = Summarize(graph, session.ConnectResult());
   Counters counters;
   const HRESULT connected = graph.ConnectSinks([&](const GraphPin&) {
     counters.push_back(std::make_shared<PlayCounter>());

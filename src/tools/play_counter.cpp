@@ -16,18 +16,18 @@ std::int64_t WrappingSubtract(std::int64_t left, std::int64_t right) noexcept {
 
 }  // namespace
 
-void PlayCounter::OnNewSegment(REFERENCE_TIME start, REFERENCE_TIME, double) noexcept { segment_start_ = start; }
+void PlayCounter::OnNewSegment(REFERENCE_TIME start, REFERENCE_TIME, double) noexcept { segmentStart_ = start; }
 
 HRESULT PlayCounter::OnSample(IMediaSample* sample) noexcept {
   ++totals_.samples;
   totals_.bytes += static_cast<std::uint64_t>(sample->GetActualDataLength());
-  totals_.key_frames += sample->IsSyncPoint() == S_OK ? 1 : 0;
+  totals_.keyFrames += sample->IsSyncPoint() == S_OK ? 1 : 0;
   REFERENCE_TIME start = 0;
   REFERENCE_TIME stop = 0;
   if (SUCCEEDED(sample->GetTime(&start, &stop))) {
     earliest_ = std::min<std::int64_t>(earliest_, start);
     latest_ = std::max<std::int64_t>(latest_, stop);
-    position_.store(WrappingAdd(segment_start_, latest_), std::memory_order_relaxed);
+    position_.store(WrappingAdd(segmentStart_, latest_), std::memory_order_relaxed);
   }
   return S_OK;
 }
@@ -35,8 +35,8 @@ HRESULT PlayCounter::OnSample(IMediaSample* sample) noexcept {
 PlayTotals PlayCounter::Totals() const noexcept {
   PlayTotals totals = totals_;
   if (earliest_ <= latest_) {
-    totals.first = WrappingAdd(segment_start_, earliest_);
-    totals.last = WrappingAdd(segment_start_, latest_);
+    totals.first = WrappingAdd(segmentStart_, earliest_);
+    totals.last = WrappingAdd(segmentStart_, latest_);
     totals.duration = WrappingSubtract(latest_, earliest_);
   }
   return totals;

@@ -13,7 +13,7 @@ namespace vantor::tools {
 struct PlayTotals {
   std::uint64_t samples = 0;
   std::uint64_t bytes = 0;
-  std::uint64_t key_frames = 0;
+  std::uint64_t keyFrames = 0;
   // The positions reached, 100 ns: the earliest start and the latest stop. 0 and 0 without samples that have times.
   std::int64_t first = 0;
   std::int64_t last = 0;
@@ -33,7 +33,7 @@ class PlayCounter final : public SampleListener {
 
  private:
   PlayTotals totals_;
-  std::int64_t segment_start_ = 0;
+  std::int64_t segmentStart_ = 0;
   std::int64_t earliest_ = INT64_MAX;
   std::int64_t latest_ = INT64_MIN;
   std::atomic<std::int64_t> position_{0};

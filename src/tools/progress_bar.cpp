@@ -15,8 +15,8 @@ namespace {
 constexpr int kFallbackWidth = 80;
 
 bool ColourWanted() {
-  const char* const no_colour = std::getenv("NO_COLOR");  // NOLINT(concurrency-mt-unsafe): nothing here sets it
-  return no_colour == nullptr || *no_colour == '\0';
+  const char* const noColour = std::getenv("NO_COLOR");  // NOLINT(concurrency-mt-unsafe): nothing here sets it
+  return noColour == nullptr || *noColour == '\0';
 }
 
 }  // namespace

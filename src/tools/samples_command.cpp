@@ -47,17 +47,17 @@ std::vector<GraphEvent> InOrder(std::vector<GraphEvent> events) {
 
 int RunSamples(const Options& options, std::FILE* out, std::FILE* messages) {
   Session session(options, messages);
-  Graph& graph = session.graph();
+  Graph& graph = session.OpenedGraph();
   Buffer text;
   const int opened = session.Open();
   if (opened != kExitDone) {
     if (opened == kExitRefused) {
-      AppendFilterLine(text, Summarize(graph, session.connect_result()));
+      AppendFilterLine(text, Summarize(graph, session.ConnectResult()));
       Write(text, out);
     }
     return opened;
   }
-  AppendFilterLine(text, Summarize(graph, session.connect_result()));
+  AppendFilterLine(text, Summarize(graph, session.ConnectResult()));
 
   std::vector<std::shared_ptr<SampleLog>> logs;
   const HRESULT connected = graph.ConnectSinks([&](const GraphPin&) {

@@ -50,10 +50,10 @@ int Session::Failed(const std::string& what, HRESULT result) const {
 }
 
 int Session::Open() {
-  FileError file_error = FileError::kNone;
-  const std::shared_ptr<ByteStore> bytes = OpenStore(options_.file, StoreKind::kFastest, file_error);
+  FileError fileError = FileError::kNone;
+  const std::shared_ptr<ByteStore> bytes = OpenStore(options_.file, StoreKind::kFastest, fileError);
   if (!bytes) {
-    SayOfFile(Words(file_error));
+    SayOfFile(Words(fileError));
     return kExitUsage;
   }
   std::string error;
@@ -69,10 +69,10 @@ int Session::Open() {
     return kExitUsage;
   }
   shape_ = ShapeOf(bytes);
-  connect_result_ = graph_.ConnectInput(bytes, Utf8ToWide(FullName(options_.file)));
-  if (FAILED(connect_result_)) {
+  connectResult_ = graph_.ConnectInput(bytes, Utf8ToWide(FullName(options_.file)));
+  if (FAILED(connectResult_)) {
     const std::string why = WhyRefused(shape_);
-    return Failed(why.empty() ? "the filter refuses the file" : why, connect_result_);
+    return Failed(why.empty() ? "the filter refuses the file" : why, connectResult_);
   }
   return kExitDone;
 }

@@ -2,7 +2,7 @@
 //
 //   Session session(options, stderr);
 //   if (int status = session.Open(); status != kExitDone) return status;
-//   session.graph().ConnectSinks([](GraphPin&) { return std::make_shared<SampleLog>(); });
+//   session.OpenedGraph().ConnectSinks([](GraphPin&) { return std::make_shared<SampleLog>(); });
 #pragma once
 
 #include <cstdio>
@@ -22,13 +22,13 @@ class Session {
   Session(const Options& options, std::FILE* messages) : options_(options), messages_(messages) {}
 
   // Opens the file, loads the component and connects the filter. Anything but kExitDone has been said on the message
-  // stream; after kExitRefused, connect_result() is the filter's.
+  // stream; after kExitRefused, ConnectResult() is the filter's.
   int Open();
   // Says that the file is truncated, if it is.
   void WarnOfDamage();
 
-  HRESULT connect_result() const noexcept { return connect_result_; }
-  Graph& graph() noexcept { return graph_; }
+  HRESULT ConnectResult() const noexcept { return connectResult_; }
+  Graph& OpenedGraph() noexcept { return graph_; }
   // One line on the message stream, behind the program's name.
   void Say(const std::string& message) const;
   // The same, about the file.
@@ -40,7 +40,7 @@ class Session {
   const Options& options_;
   std::FILE* const messages_;
   FileShape shape_;
-  HRESULT connect_result_ = E_UNEXPECTED;
+  HRESULT connectResult_ = E_UNEXPECTED;
   // Unloaded after everything that came from it has gone.
   std::unique_ptr<Component> component_;
   Graph graph_;

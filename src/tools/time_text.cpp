@@ -52,10 +52,10 @@ std::string Scaled(double value, double step, const char* const* units, std::siz
 
 }  // namespace
 
-std::string TimeText(std::int64_t hundred_nanoseconds) {
-  const bool negative = hundred_nanoseconds < 0;
+std::string TimeText(std::int64_t hundredNanoseconds) {
+  const bool negative = hundredNanoseconds < 0;
   const std::uint64_t whole =
-      negative ? 0 - static_cast<std::uint64_t>(hundred_nanoseconds) : static_cast<std::uint64_t>(hundred_nanoseconds);
+      negative ? 0 - static_cast<std::uint64_t>(hundredNanoseconds) : static_cast<std::uint64_t>(hundredNanoseconds);
   const std::uint64_t milliseconds = whole / 10000;
   return fmt::format("{}{}:{:02}:{:02}.{:03}", negative ? "-" : "", milliseconds / 3600000, milliseconds / 60000 % 60,
                      milliseconds / 1000 % 60, milliseconds % 1000);
@@ -95,12 +95,12 @@ std::string SizeText(std::uint64_t bytes) {
   return Scaled(static_cast<double>(bytes), 1024, kUnits, std::size(kUnits));
 }
 
-std::string BitRateText(std::uint64_t bytes, std::int64_t hundred_nanoseconds) {
+std::string BitRateText(std::uint64_t bytes, std::int64_t hundredNanoseconds) {
   static constexpr const char* kUnits[] = {"b/s", "kb/s", "Mb/s", "Gb/s"};
-  if (hundred_nanoseconds <= 0) {
+  if (hundredNanoseconds <= 0) {
     return "-";
   }
-  return Scaled(static_cast<double>(bytes) * 8e7 / static_cast<double>(hundred_nanoseconds), 1000, kUnits,
+  return Scaled(static_cast<double>(bytes) * 8e7 / static_cast<double>(hundredNanoseconds), 1000, kUnits,
                 std::size(kUnits));
 }
 

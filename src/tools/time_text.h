@@ -9,7 +9,7 @@
 namespace vantor::tools {
 
 // "1:02:03.456" for a count of 100 ns; rounded down to the millisecond, with a sign before zero.
-std::string TimeText(std::int64_t hundred_nanoseconds);
+std::string TimeText(std::int64_t hundredNanoseconds);
 // The other way, in 100 ns: seconds, minutes:seconds or hours:minutes:seconds, the seconds with or without a fraction,
 // whose digits beyond the seventh are dropped: "90", "1:30", "00:01:30.5". Behind a colon only 0 to 59 count. Nothing
 // for any other text, and for a time that does not fit.
@@ -17,6 +17,6 @@ std::optional<std::int64_t> ParseTime(std::string_view text);
 // "12.3 MiB"; whole bytes below 1024.
 std::string SizeText(std::uint64_t bytes);
 // "4.21 Mb/s", of so many bytes over so long; "-" for no time.
-std::string BitRateText(std::uint64_t bytes, std::int64_t hundred_nanoseconds);
+std::string BitRateText(std::uint64_t bytes, std::int64_t hundredNanoseconds);
 
 }  // namespace vantor::tools

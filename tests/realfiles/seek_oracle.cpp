@@ -20,18 +20,18 @@ constexpr std::int64_t kMargin = 5'000'000;
 using Bytes = std::vector<unsigned char>;
 
 // A number with its length in front; the marker bit stays where it belongs to an identifier.
-std::uint64_t Number(const Bytes& file, std::size_t& at, bool keeps_marker, bool& all_ones) {
+std::uint64_t Number(const Bytes& file, std::size_t& at, bool keepsMarker, bool& allOnes) {
   const unsigned first = file.at(at);
   int length = 1;
   while (length < 8 && (first & (0x80U >> (length - 1))) == 0) {
     ++length;
   }
-  std::uint64_t value = keeps_marker ? first : first & (0xFFU >> length);
+  std::uint64_t value = keepsMarker ? first : first & (0xFFU >> length);
   for (int index = 1; index < length; ++index) {
     value = value << 8 | file.at(at + static_cast<std::size_t>(index));
   }
   at += static_cast<std::size_t>(length);
-  all_ones = value == (std::uint64_t{1} << (7 * length)) - 1;
+  allOnes = value == (std::uint64_t{1} << (7 * length)) - 1;
   return value;
 }
 
@@ -46,11 +46,11 @@ struct SeekOracle::Element {
   static Element At(const Bytes& file, std::size_t at, std::size_t parent_end) {
     Element element;
     element.start = at;
-    bool all_ones = false;
-    element.id = static_cast<std::uint32_t>(Number(file, at, true, all_ones));
-    const std::uint64_t size = Number(file, at, false, all_ones);
+    bool allOnes = false;
+    element.id = static_cast<std::uint32_t>(Number(file, at, true, allOnes));
+    const std::uint64_t size = Number(file, at, false, allOnes);
     element.data = at;
-    element.end = all_ones ? parent_end : std::min<std::size_t>(parent_end, at + static_cast<std::size_t>(size));
+    element.end = allOnes ? parent_end : std::min<std::size_t>(parent_end, at + static_cast<std::size_t>(size));
     return element;
   }
 
@@ -124,8 +124,8 @@ void SeekOracle::ReadCluster(const Bytes& file, const Element& segment, const El
 
 void SeekOracle::ReadBlock(const Bytes& file, const Element& block, FileCluster& cluster) {
   std::size_t at = block.data;
-  bool all_ones = false;
-  const auto track = static_cast<std::size_t>(Number(file, at, false, all_ones)) - 1;
+  bool allOnes = false;
+  const auto track = static_cast<std::size_t>(Number(file, at, false, allOnes)) - 1;
   const auto relative = static_cast<std::int16_t>(file.at(at) << 8 | file.at(at + 1));
   // Which frames are key frames is known from the packets: the first of a block says what the block is.
   const int number = block_counts_.at(track)++;

@@ -21,7 +21,7 @@ ParseResult Parse(std::vector<const char*> words) {
 void ExpectWrongUse(const std::vector<const char*>& words, const char* part) {
   const ParseResult result = Parse(words);
   EXPECT_FALSE(result.options);
-  EXPECT_EQ(result.exit_status, kExitUsage);
+  EXPECT_EQ(result.exitStatus, kExitUsage);
   EXPECT_THAT(result.message, StartsWith("vantor-mkv: "));
   EXPECT_THAT(result.message, HasSubstr(part));
   EXPECT_EQ(result.message.find('\n'), result.message.size() - 1) << "one line: " << result.message;
@@ -119,7 +119,7 @@ TEST(CommandLine, RefusesWhatItDoesNotKnow) {
 
 TEST(CommandLine, HelpBeginsWithExamples) {
   const ParseResult result = Parse({"--help"});
-  EXPECT_EQ(result.exit_status, kExitDone);
+  EXPECT_EQ(result.exitStatus, kExitDone);
   EXPECT_LT(result.message.find("Examples:"), result.message.find("Options:"));
   for (const char* command : {"info", "samples", "play", "Exit status"}) {
     EXPECT_THAT(result.message, HasSubstr(command));
@@ -129,12 +129,12 @@ TEST(CommandLine, HelpBeginsWithExamples) {
 TEST(CommandLine, EveryCommandHasHelp) {
   EXPECT_THAT(Parse({"samples", "--help"}).message, HasSubstr("START[:STOP]"));
   EXPECT_THAT(Parse({"info", "--help"}).message, HasSubstr("--json"));
-  EXPECT_EQ(Parse({"play", "--help"}).exit_status, kExitDone);
+  EXPECT_EQ(Parse({"play", "--help"}).exitStatus, kExitDone);
 }
 
 TEST(CommandLine, TellsItsVersion) {
   const ParseResult result = Parse({"--version"});
-  EXPECT_EQ(result.exit_status, kExitDone);
+  EXPECT_EQ(result.exitStatus, kExitDone);
   int major = -1;
   int minor = -1;
   int patch = -1;

@@ -47,7 +47,7 @@ TEST(FileShapes, AHeaderOfUnknownSizeIsDamaged) {
 TEST(FileShapes, AnotherDocumentTypeIsNamed) {
   const FileShape shape = Of({0x1A, 0x45, 0xDF, 0xA3, 0x87, 0x42, 0x82, 0x84, 'x', 'm', 'l', 0x07});
   EXPECT_EQ(shape.kind, ShapeKind::kOtherDocType);
-  EXPECT_EQ(shape.doc_type, "xml?");
+  EXPECT_EQ(shape.docType, "xml?");
   EXPECT_THAT(WhyRefused(shape), testing::HasSubstr("\"xml?\""));
 }
 
@@ -63,7 +63,7 @@ TEST(FileShapes, FindsTheSegmentBehindOtherElements) {
 TEST(FileShapes, ASegmentThatReachesPastTheEndIsTruncated) {
   const FileShape shape = Of(Join({kHeader, kSegmentId, {0x8A, 1, 2, 3}}));
   EXPECT_EQ(shape.kind, ShapeKind::kTruncated);
-  EXPECT_EQ(shape.missing_bytes, 7);
+  EXPECT_EQ(shape.missingBytes, 7);
   EXPECT_THAT(Warning(shape), testing::HasSubstr("7 bytes"));
 }
 
@@ -76,7 +76,7 @@ TEST(FileShapes, ASegmentOfUnknownSizeIsWhole) {
 TEST(FileShapes, ASizeOfTheLargestKindDoesNotOverflow) {
   const FileShape shape = Of(Join({kHeader, kSegmentId, {0x01, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFE, 9}}));
   EXPECT_EQ(shape.kind, ShapeKind::kTruncated);
-  EXPECT_EQ(shape.missing_bytes, (std::int64_t{1} << 56) - 3);
+  EXPECT_EQ(shape.missingBytes, (std::int64_t{1} << 56) - 3);
 }
 
 TEST(FileShapes, EveryPrefixOfAFileHasAShapeOtherThanTheWholes) {

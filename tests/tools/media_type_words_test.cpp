@@ -40,7 +40,7 @@ TEST(MediaTypeWords, AVideoWithAspectTellsSizeAspectAndRate) {
   const StreamWords words = DescribeMediaType(Type(MEDIATYPE_Video, TagSubtype(0x31435641), FORMAT_VideoInfo2, block));
   EXPECT_EQ(words.kind, "video");
   EXPECT_EQ(words.codec, "AVC (H.264)");
-  EXPECT_EQ(words.frame_duration, 417083);
+  EXPECT_EQ(words.frameDuration, 417083);
   EXPECT_EQ(words.Details(), "1920x1080, 16:9, 23.976 fps");
 }
 
