@@ -1,8 +1,9 @@
 // IMediaSeeking for the objects of the filter that offer it: every method goes to the filter's Seeking.
 //
-//   class MyPin : public CBaseOutputPin, public ForwardedSeeking {
-//     MyPin(..., Seeking& seeking) : ..., ForwardedSeeking(seeking) {}
+//   class MyObject : public CUnknown, public ForwardedSeeking {
+//    public:
 //     DECLARE_IUNKNOWN
+//     MyObject(LPUNKNOWN outer, Seeking& seeking) : CUnknown(OLESTR("object"), outer), ForwardedSeeking(seeking) {}
 //   };
 #pragma once
 

@@ -3,7 +3,7 @@
 //
 //   const BlockSpan span = SpanOf({.start = block.start, .next = cursor.Next().start, .fileStart = 0});
 //   const FrameTimes times(span, playback.Range(), block.record.frames.size());
-//   for (std::size_t i = 0; i < count; ++i) deliver(times.StartOf(i), times.StopOf(i));
+//   for (std::size_t i = 0; i < block.record.frames.size(); ++i) Deliver(times.StartOf(i), times.StopOf(i));
 #pragma once
 
 #include <cstddef>

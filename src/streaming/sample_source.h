@@ -1,7 +1,7 @@
 // Where a worker's samples come from: the connection's allocator, made to give larger buffers when a frame needs them,
 // and an allocator of the pin's own where the larger ones do not come.
 //
-//   SampleSource samples(pin, patience, [&] { return worker.StopPending(); });
+//   SampleSource samples(pin, patience, [&] { return StopPending(); });
 //   IMediaSample* sample = nullptr;
 //   if (samples.Get(pin.Allocator(), frame.size(), &sample) == SampleState::kReady) { ...; sample->Release(); }
 //
