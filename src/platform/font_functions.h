@@ -8,13 +8,15 @@
 
 namespace vantor::platform {
 
-// Functions that a system may lack: each is null where it does.
+// Functions that a system may lack: each is null where it does. They go by the system's own names.
 struct FontFunctions {
+  // NOLINTBEGIN(readability-identifier-naming)
   HANDLE(WINAPI* AddFontMemResourceEx)(void* data, DWORD size, void* reserved, DWORD* count) = nullptr;
   int(WINAPI* AddFontResourceExA)(const char* name, DWORD flags, void* reserved) = nullptr;
   BOOL(WINAPI* RemoveFontMemResourceEx)(HANDLE font) = nullptr;
   BOOL(WINAPI* RemoveFontResourceExA)(const char* name, DWORD flags, void* reserved) = nullptr;
   BOOL(WINAPI* MoveFileExA)(const char* from, const char* to, DWORD flags) = nullptr;
+  // NOLINTEND(readability-identifier-naming)
 };
 
 // Looked up in modules that are already loaded; none is loaded or freed.

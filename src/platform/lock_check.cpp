@@ -22,7 +22,7 @@ struct HeldLocks {
 };
 
 // Its address also stands for the thread: it costs less than asking the system for an id.
-thread_local HeldLocks t_held;
+thread_local HeldLocks ownLocks;
 
 [[noreturn]] void Violation(const char* message, int held, int wanted) {
   std::fprintf(stderr, "lock: %s (holding rank %d, taking rank %d)\n", message, held, wanted);
@@ -31,7 +31,7 @@ thread_local HeldLocks t_held;
 
 }  // namespace
 
-bool LockCheck::Held() const { return holder_.load(std::memory_order_relaxed) == &t_held; }
+bool LockCheck::Held() const { return holder_.load(std::memory_order_relaxed) == &ownLocks; }
 
 void LockCheck::Taking() const {
   if (Held()) {
@@ -39,7 +39,7 @@ void LockCheck::Taking() const {
     return;
   }
   if (rank_ == LockRank::Unranked) return;
-  const HeldLocks& held = t_held;
+  const HeldLocks& held = ownLocks;
   for (std::size_t i = 0; i < held.count; ++i) {
     const int other = held.entries[i].rank;
     if (other > rank_ || (other == rank_ && !LockRank::MayNestInItself(rank_))) {
@@ -50,9 +50,9 @@ void LockCheck::Taking() const {
 
 void LockCheck::Taken() {
   if (++depth_ > 1) return;
-  holder_.store(&t_held, std::memory_order_relaxed);
+  holder_.store(&ownLocks, std::memory_order_relaxed);
   if (rank_ == LockRank::Unranked) return;
-  HeldLocks& held = t_held;
+  HeldLocks& held = ownLocks;
   if (held.count == held.entries.size()) Violation("locks nested too deeply", rank_, rank_);
   held.entries[held.count++] = {this, rank_};
 }
@@ -61,7 +61,7 @@ void LockCheck::Giving() {
   if (!Held()) Violation("given back by a thread that does not hold it", rank_, rank_);
   if (--depth_ > 0) return;
   holder_.store(nullptr, std::memory_order_relaxed);
-  HeldLocks& held = t_held;
+  HeldLocks& held = ownLocks;
   for (std::size_t i = held.count; i-- > 0;) {
     if (held.entries[i].lock != this) continue;
     for (--held.count; i < held.count; ++i) held.entries[i] = held.entries[i + 1];

@@ -6,6 +6,8 @@
 // another thread (but for AddRef on what they guard), and so mostly nest in nothing but the locks above them.
 #pragma once
 
+// It reads like an enumeration, LockRank::Filter, but its values are numbers to compare.
+// NOLINTBEGIN(readability-identifier-naming)
 namespace vantor::LockRank {
 
 constexpr int Unranked = 0;
@@ -40,3 +42,4 @@ constexpr int TraceText = 108;
 constexpr bool MayNestInItself(int rank) { return rank == Filter; }
 
 }  // namespace vantor::LockRank
+// NOLINTEND(readability-identifier-naming)

@@ -28,7 +28,7 @@ class StandardStreams {
   StandardStreams& operator=(const StandardStreams&) = delete;
 
  private:
-  [[maybe_unused]] unsigned code_page_ = 0;  // the console's own
+  [[maybe_unused]] unsigned codePage_ = 0;  // the console's own
 };
 
 }  // namespace vantor::platform

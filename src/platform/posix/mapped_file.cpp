@@ -23,35 +23,35 @@ struct CopyGuard {
   const unsigned char* end;
 };
 
-thread_local CopyGuard* volatile active_guard = nullptr;
-struct sigaction previous_action;
+thread_local CopyGuard* volatile activeGuard = nullptr;
+struct sigaction previousAction;
 
 void OnBusError(int signal, siginfo_t* info, void* context) {
-  CopyGuard* guard = active_guard;
+  CopyGuard* guard = activeGuard;
   const auto* address = static_cast<const unsigned char*>(info->si_addr);
   if (guard != nullptr && address >= guard->begin && address < guard->end) {
     siglongjmp(guard->recovery, 1);
   }
-  if ((previous_action.sa_flags & SA_SIGINFO) != 0) {
-    previous_action.sa_sigaction(signal, info, context);
-  } else if (previous_action.sa_handler != SIG_DFL && previous_action.sa_handler != SIG_IGN) {
-    previous_action.sa_handler(signal);
+  if ((previousAction.sa_flags & SA_SIGINFO) != 0) {
+    previousAction.sa_sigaction(signal, info, context);
+  } else if (previousAction.sa_handler != SIG_DFL && previousAction.sa_handler != SIG_IGN) {
+    previousAction.sa_handler(signal);
   } else {
     // Returning repeats the access, now with the system's own answer.
-    sigaction(SIGBUS, &previous_action, nullptr);
+    sigaction(SIGBUS, &previousAction, nullptr);
   }
 }
 
 bool InstallHandler() noexcept {
-  static const bool installed = [] {
+  static const bool kInstalled = [] {
     struct sigaction action = {};
     action.sa_sigaction = OnBusError;
     // Not blocked while it runs, so that jumping out leaves the thread's signal mask as it was.
     action.sa_flags = SA_SIGINFO | SA_NODEFER;
     sigemptyset(&action.sa_mask);
-    return sigaction(SIGBUS, &action, &previous_action) == 0;
+    return sigaction(SIGBUS, &action, &previousAction) == 0;
   }();
-  return installed;
+  return kInstalled;
 }
 
 // A memory copy may touch anything of the pages that its range lies in.
@@ -65,9 +65,9 @@ const unsigned char* PageStart(const unsigned char* address) noexcept {
 constexpr std::ptrdiff_t kProofDistance = 64;
 
 // Whether a byte from the last copied one on is not zero, within its page and the mapping.
-bool HasNonZero(const unsigned char* last, const unsigned char* mapping_end) noexcept {
-  const unsigned char* const page_end = PageStart(last) + kPage;
-  const unsigned char* end = page_end < mapping_end ? page_end : mapping_end;
+bool HasNonZero(const unsigned char* last, const unsigned char* mappingEnd) noexcept {
+  const unsigned char* const pageEnd = PageStart(last) + kPage;
+  const unsigned char* end = pageEnd < mappingEnd ? pageEnd : mappingEnd;
   if (end - last > kProofDistance) {
     end = last + kProofDistance;
   }
@@ -78,20 +78,20 @@ enum class Copied { kFailed, kInDoubt, kSurely };
 
 // A shortened file raises no signal within its last page, where the bytes behind the new end read as zero instead. So
 // a copy is certain when a byte that is not zero stands at its end, or behind it in the same page.
-Copied GuardedCopy(void* to, const unsigned char* from, std::size_t size, const unsigned char* mapping_end) noexcept {
+Copied GuardedCopy(void* to, const unsigned char* from, std::size_t size, const unsigned char* mappingEnd) noexcept {
   CopyGuard guard;
   guard.begin = PageStart(from);
   guard.end = PageStart(from + size) + kPage;
   if (sigsetjmp(guard.recovery, 0) != 0) {
-    active_guard = nullptr;
+    activeGuard = nullptr;
     return Copied::kFailed;
   }
-  active_guard = &guard;
+  activeGuard = &guard;
   std::atomic_signal_fence(std::memory_order_seq_cst);
   std::memcpy(to, from, size);
-  const bool certain = HasNonZero(from + size - 1, mapping_end);
+  const bool certain = HasNonZero(from + size - 1, mappingEnd);
   std::atomic_signal_fence(std::memory_order_seq_cst);
-  active_guard = nullptr;
+  activeGuard = nullptr;
   return certain ? Copied::kSurely : Copied::kInDoubt;
 }
 

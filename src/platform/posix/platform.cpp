@@ -47,8 +47,8 @@ void FreePages(void* pages, std::size_t size) noexcept {
 }
 
 std::size_t PageAlignment() noexcept {
-  static const auto size = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
-  return size;
+  static const auto kSize = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+  return kSize;
 }
 
 std::unique_ptr<SharedLibrary> SharedLibrary::Load(const std::string& path, std::string* error) {

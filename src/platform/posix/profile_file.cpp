@@ -70,9 +70,9 @@ WideStringView Unquote(WideStringView text) {
 
 // Small letters of every script, whatever the program's locale: where the system lacks the one asked for, of ASCII.
 std::wint_t SmallLetter(WCHAR letter) {
-  static const locale_t everywhere = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+  static const locale_t kEverywhere = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
   const auto wide = static_cast<std::wint_t>(letter);
-  if (everywhere != nullptr) return towlower_l(wide, everywhere);
+  if (kEverywhere != nullptr) return towlower_l(wide, kEverywhere);
   return wide >= 'A' && wide <= 'Z' ? wide - 'A' + 'a' : wide;
 }
 

@@ -22,14 +22,14 @@ std::vector<std::string> Arguments(int argc, const char* const* argv) {
   return arguments;
 }
 
-StandardStreams::StandardStreams() noexcept : code_page_(GetConsoleOutputCP()) {
+StandardStreams::StandardStreams() noexcept : codePage_(GetConsoleOutputCP()) {
   _setmode(_fileno(stdout), _O_BINARY);
   _setmode(_fileno(stderr), _O_BINARY);
-  if (code_page_ != 0) SetConsoleOutputCP(CP_UTF8);
+  if (codePage_ != 0) SetConsoleOutputCP(CP_UTF8);
 }
 
 StandardStreams::~StandardStreams() {
-  if (code_page_ != 0) SetConsoleOutputCP(code_page_);
+  if (codePage_ != 0) SetConsoleOutputCP(codePage_);
 }
 
 }  // namespace vantor::platform

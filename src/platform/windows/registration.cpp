@@ -78,8 +78,9 @@ class WindowsRegistration final : public RegistrationSystem {
 
   bool DeleteClassesKey(const std::string& parent, const std::string& name) override {
     OpenedKey opened;
-    if (RegOpenKeyExA(HKEY_CLASSES_ROOT, parent.c_str(), 0, KEY_ALL_ACCESS, opened.Out()) != ERROR_SUCCESS)
+    if (RegOpenKeyExA(HKEY_CLASSES_ROOT, parent.c_str(), 0, KEY_ALL_ACCESS, opened.Out()) != ERROR_SUCCESS) {
       return false;
+    }
     return !name.empty() && RegDeleteKeyA(opened.Get(), name.c_str()) == ERROR_SUCCESS;
   }
 
