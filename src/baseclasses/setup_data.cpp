@@ -8,8 +8,9 @@ namespace {
 
 std::vector<REGPINTYPES> PinTypes(const AMOVIESETUP_PIN& pin) {
   std::vector<REGPINTYPES> types(pin.nMediaTypes);
-  for (UINT i = 0; i < pin.nMediaTypes; ++i)
+  for (UINT i = 0; i < pin.nMediaTypes; ++i) {
     types[i] = {pin.lpMediaType[i].clsMajorType, pin.lpMediaType[i].clsMinorType};
+  }
   return types;
 }
 

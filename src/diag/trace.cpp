@@ -19,7 +19,7 @@ struct Ending {
 // Never destroyed: threads may trace while the process ends, and other objects' destructors after the log's ending.
 TraceLog& ProcessLog() {
   static NeverDestroyed<TraceLog> log(kTraceFlags, TracePath(), TraceSystem::Real());
-  static const Ending ending{*log};
+  static const Ending kEnding{*log};
   return *log;
 }
 

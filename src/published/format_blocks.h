@@ -14,8 +14,8 @@ namespace vantor {
 // kFormatSubtitle: language and name of the track; its private data follows.
 struct SubtitleInfo {
   std::uint32_t dwOffset;  // of the private data, from the block's start
-  char IsoLang[4];         // three letters and a zero
-  WCHAR TrackName[256];    // zero-terminated
+  char IsoLang[4];         // NOLINT(readability-identifier-naming): three letters and a zero
+  WCHAR TrackName[256];    // NOLINT(readability-identifier-naming): zero-terminated
 };
 static_assert(sizeof(SubtitleInfo) == 520);
 

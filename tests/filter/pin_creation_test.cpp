@@ -75,8 +75,9 @@ TEST_F(PinCreationTest, AnUnknownSubtitleStillGetsAPin) {
 
 TEST_F(PinCreationTest, OtherKindsOfTracksGetNoPin) {
   std::vector<Raw> tracks;
-  for (const std::uint64_t type : {0, 3, 16, 18, 32, 33})
+  for (const std::uint64_t type : {0, 3, 16, 18, 32, 33}) {
     tracks.push_back(Track(type + 1, type, "V_VP8", {Video(16, 16)}));
+  }
   EXPECT_EQ(NamesFor(tracks), Names{});
 }
 
