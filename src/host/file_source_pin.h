@@ -39,15 +39,15 @@ class FileSourcePin final : public CBasePin, public IAsyncReader {
   // CBasePin
   HRESULT CheckMediaType(const CMediaType* type) override;
   HRESULT GetMediaType(int position, CMediaType* type) override;
-  STDMETHODIMP BeginFlush() override VANTOR_EXCLUDES(request_lock_);
-  STDMETHODIMP EndFlush() override VANTOR_EXCLUDES(request_lock_);
+  STDMETHODIMP BeginFlush() override VANTOR_EXCLUDES(requestLock_);
+  STDMETHODIMP EndFlush() override VANTOR_EXCLUDES(requestLock_);
 
   // IAsyncReader
   STDMETHODIMP RequestAllocator(IMemAllocator* preferred, ALLOCATOR_PROPERTIES* properties,
                                 IMemAllocator** actual) override;
-  STDMETHODIMP Request(IMediaSample* sample, DWORD_PTR user) override VANTOR_EXCLUDES(request_lock_);
+  STDMETHODIMP Request(IMediaSample* sample, DWORD_PTR user) override VANTOR_EXCLUDES(requestLock_);
   STDMETHODIMP WaitForNext(DWORD timeout, IMediaSample** sample, DWORD_PTR* user) override
-      VANTOR_EXCLUDES(request_lock_);
+      VANTOR_EXCLUDES(requestLock_);
   STDMETHODIMP SyncReadAligned(IMediaSample* sample) override;
   STDMETHODIMP SyncRead(LONGLONG position, LONG length, BYTE* buffer) override;
   STDMETHODIMP Length(LONGLONG* total, LONGLONG* available) override;
