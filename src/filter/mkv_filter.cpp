@@ -53,6 +53,8 @@ void CVXMkvDmx::FinalRelease() {
     delete this;
     return;
   }
+  // What it was aggregated into is going.
+  LeaveOwner();
   CUnknown::NonDelegatingRelease();
 }
 
@@ -92,9 +94,7 @@ CBasePin* CVXMkvDmx::GetPin(int index) {
 
 CBasePin* CVXMkvDmx::HoldPin(int index) {
   if (index <= 0) return CBaseFilter::HoldPin(index);
-  const PinHold pin = outputPins_.Hold(static_cast<std::size_t>(index) - 1);
-  if (pin) pin->HoldByFilter();
-  return pin.Get();
+  return outputPins_.Hold(static_cast<std::size_t>(index) - 1).Detach();
 }
 
 bool CVXMkvDmx::OnOwnWorker() const { return TrackWorker::CurrentPlayback() == &playback_; }

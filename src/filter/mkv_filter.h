@@ -76,8 +76,8 @@ class CVXMkvDmx final : public CBaseFilter,
 
   // ---- For the pins ----
 
-  // Stops the pin's worker and ends its thread, as part of the control call under way if there is one. With the filter
-  // lock held. VFW_E_TIMEOUT: it was left to itself.
+  // Stops the pin's worker and ends its thread, as part of the control call under way if there is one. VFW_E_TIMEOUT:
+  // it was left to itself.
   HRESULT EndWorker(CVXMkvDmxOutputPin& pin, PeerFlush peerFlush);
   // The reference of a worker that was left to itself. The last one to go may be one of these: the filter is then taken
   // down by a thread of its own, which waits for the worker.
@@ -101,10 +101,10 @@ class CVXMkvDmx final : public CBaseFilter,
   HRESULT Reposition(SeekRange& range) override;
 
   CMkvFileRoot* Root() const { return inputPin_ != nullptr ? inputPin_->Root() : nullptr; }
-  bool HasLateWorker() const;
-  HRESULT StopRuns();
-  void SeekCursors(SeekRange& range);
-  HRESULT EndStrayWorkers();
+  bool HasLateWorker() const VANTOR_REQUIRES(filterLock_);
+  HRESULT StopRuns() VANTOR_REQUIRES(filterLock_);
+  void SeekCursors(SeekRange& range) VANTOR_REQUIRES(filterLock_);
+  HRESULT EndStrayWorkers() VANTOR_REQUIRES(filterLock_);
   void TearDownElsewhere();
 
   const Patience patience_;

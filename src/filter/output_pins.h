@@ -32,6 +32,9 @@ class PinHold {
     if (pin_ != nullptr) pin_->ReleaseByFilter();
   }
 
+  // Gives the hold to the caller.
+  CVXMkvDmxOutputPin* Detach() { return std::exchange(pin_, nullptr); }
+
   CVXMkvDmxOutputPin* operator->() const { return pin_; }
   CVXMkvDmxOutputPin& operator*() const { return *pin_; }
   CVXMkvDmxOutputPin* Get() const { return pin_; }

@@ -1,8 +1,11 @@
 // Frames larger than the buffers that the connection agreed on.
 #include <algorithm>
 #include <atomic>
+#include <chrono>
+#include <cstdint>
 #include <cstring>
 #include <thread>
+#include <utility>
 
 #include "platform/platform.h"
 #include "support/demux_harness.h"
@@ -257,6 +260,101 @@ TEST_F(LargeFrameTest, AnAllocatorThatCannotCommitTheLargerBuffersGoesBackToTheO
   demux.PlayToEnd();
   EXPECT_EQ(SizesOf(*sink), (std::vector<std::size_t>{10, 20}));
   ExpectOneOverflow(demux);
+}
+
+// A filter that does not wait long for larger buffers.
+ComPtr<CVXMkvDmx> ImpatientFilter() {
+  Patience patience;
+  patience.enlarging = std::chrono::milliseconds(20);
+  HRESULT result = S_OK;
+  return ComPtr<CVXMkvDmx>(
+      new CVXMkvDmx(nullptr, &result, platform::FindFontFunctions(), platform::SystemTemporaryFiles(), patience));
+}
+
+// Keeps each sample until the next comes, as multiplexers do.
+struct KeepingSink {
+  KeepingSink() {
+    sink->onReceive = [this](IMediaSample* sample) {
+      kept = ComPtr<IMediaSample>(sample);
+      return S_OK;
+    };
+  }
+  const ComPtr<FakeSink> sink = FakeSink::Create();
+  ComPtr<IMediaSample> kept;
+};
+
+TEST_F(LargeFrameTest, ASinkThatKeepsItsLastSampleGetsLargeFramesInBuffersOfThePinsOwn) {
+  Demux demux(FileOf({Fill(10), Ramp(5000), Fill(20), Ramp(9000), Ramp(6000), Fill(30)}), ImpatientFilter());
+  ASSERT_EQ(demux.Connect(), S_OK);
+  KeepingSink keeping;
+  const auto allocator = FakeAllocator::GivenTo(*keeping.sink);
+  demux.AddSink(1, keeping.sink);
+  demux.PlayToEnd();
+  EXPECT_EQ(SizesOf(*keeping.sink), (std::vector<std::size_t>{10, 5000, 20, 9000, 6000, 30}));
+  EXPECT_EQ(keeping.sink->Samples()[3].bytes, Ramp(9000));
+  EXPECT_TRUE(demux.Events().empty());
+  EXPECT_FALSE(allocator->Committed()) << "by the stop";
+  keeping.kept.Reset();
+}
+
+TEST_F(LargeFrameTest, AfterOneWaitInVainTheRunTriesOnceForEachLargeFrame) {
+  Demux demux(FileOf({Fill(10), Ramp(5000), Ramp(9000), Ramp(7000)}), ImpatientFilter());
+  ASSERT_EQ(demux.Connect(), S_OK);
+  const auto sink = FakeSink::Create();
+  const auto allocator = FakeAllocator::GivenTo(*sink);
+  std::vector<LONG> asked;
+  allocator->onSetProperties = [&](ALLOCATOR_PROPERTIES& request) {
+    asked.push_back(request.cbBuffer);
+    return asked.size() == 1 ? S_OK : VFW_E_BUFFERS_OUTSTANDING;
+  };
+  demux.AddSink(1, sink);
+  demux.PlayToEnd();
+  EXPECT_EQ(SizesOf(*sink), (std::vector<std::size_t>{10, 5000, 9000, 7000}));
+  EXPECT_EQ(std::count(asked.begin(), asked.end(), 9000), 1);
+  EXPECT_EQ(std::count(asked.begin(), asked.end(), 7000), 1);
+}
+
+TEST_F(LargeFrameTest, BuffersOfThePinsOwnKeepTheAgreedAlignmentAndPrefix) {
+  Demux demux(FileOf({Ramp(5000)}), ImpatientFilter());
+  ASSERT_EQ(demux.Connect(), S_OK);
+  const auto sink = FakeSink::Create();
+  const auto allocator = FakeAllocator::GivenTo(*sink);
+  bool isFirst = true;
+  allocator->onSetProperties = [&](ALLOCATOR_PROPERTIES& request) {
+    if (!std::exchange(isFirst, false)) return VFW_E_BUFFERS_OUTSTANDING;
+    request.cbAlign = 64;
+    request.cbPrefix = 8;
+    return S_OK;
+  };
+  std::uintptr_t address = 1;
+  sink->onReceive = [&](IMediaSample* sample) {
+    BYTE* data = nullptr;
+    sample->GetPointer(&data);
+    std::fill_n(data - 8, 8, BYTE{0xFF});
+    address = reinterpret_cast<std::uintptr_t>(data);
+    return S_OK;
+  };
+  demux.AddSink(1, sink);
+  demux.PlayToEnd();
+  EXPECT_EQ(SizesOf(*sink), (std::vector<std::size_t>{5000}));
+  EXPECT_EQ(address % 64, 0u);
+}
+
+TEST_F(LargeFrameTest, ARunEndsWithAnErrorWhenNotEvenTheOldBuffersComeBack) {
+  Demux demux(FileOf({Fill(10), Ramp(5000), Fill(20)}));
+  ASSERT_EQ(demux.Connect(), S_OK);
+  const auto sink = FakeSink::Create();
+  const auto allocator = FakeAllocator::GivenTo(*sink);
+  int commits = 0;
+  allocator->onCommit = [&] { return ++commits == 1 ? S_OK : E_OUTOFMEMORY; };
+  demux.AddSink(1, sink);
+  demux.PlayToEnd();
+  EXPECT_EQ(SizesOf(*sink), (std::vector<std::size_t>{10}));
+  const auto events = demux.Events();
+  ASSERT_EQ(events.size(), 1u);
+  EXPECT_EQ(events[0].code, EC_ERRORABORT);
+  EXPECT_EQ(events[0].param1, E_OUTOFMEMORY);
+  EXPECT_EQ(commits, 3) << "larger, then as before";
 }
 
 TEST_F(LargeFrameTest, ALostFirstKeyFrameLeavesTheDiscontinuityToTheNext) {
