@@ -34,7 +34,7 @@ void Clear(std::vector<RecordedPin>& pins) {
     pin.segments.clear();
     pin.samples.clear();
     pin.ends = 0;
-    pin.sample_outside_stream = false;
+    pin.sampleOutsideStream = false;
   }
 }
 
@@ -79,7 +79,7 @@ Plays InPlatformGraph(const WCHAR* path) {
     AM_MEDIA_TYPE type = {};
     EXPECT_EQ(pin->ConnectionMediaType(&type), S_OK);
     if (type.pbFormat != nullptr) {
-      pins[index].format_block.assign(type.pbFormat, type.pbFormat + type.cbFormat);
+      pins[index].formatBlock.assign(type.pbFormat, type.pbFormat + type.cbFormat);
     }
     FreeMediaType(type);
   }
@@ -99,14 +99,14 @@ Plays InPlatformGraph(const WCHAR* path) {
 
 void ExpectSame(const RecordedPin& native, const RecordedPin& seen) {
   EXPECT_EQ(seen.name, native.name);
-  EXPECT_EQ(seen.format_block, native.format_block);
+  EXPECT_EQ(seen.formatBlock, native.formatBlock);
   EXPECT_TRUE(seen.segments == native.segments);
   EXPECT_EQ(seen.ends, native.ends);
   for (std::size_t index = 0; index < std::min(native.samples.size(), seen.samples.size()); ++index) {
     ASSERT_EQ(seen.samples[index], native.samples[index]) << "sample " << index;
   }
   EXPECT_EQ(seen.samples.size(), native.samples.size());
-  EXPECT_FALSE(seen.sample_outside_stream);
+  EXPECT_FALSE(seen.sampleOutsideStream);
 }
 
 class Listing : public RealGraphTest, public testing::WithParamInterface<std::string> {};

@@ -33,9 +33,9 @@ ComPtr<Interface> Ask(IUnknown* object, const IID& id) {
 
 }  // namespace
 
-MediaCopy::MediaCopy(const std::string& media_name, const std::string& name)
-    : path_(folder_ / (name.empty() ? media_name : name)) {
-  std::filesystem::copy_file(MediaPath(media_name), path_);
+MediaCopy::MediaCopy(const std::string& mediaName, const std::string& name)
+    : path_(folder_ / (name.empty() ? mediaName : name)) {
+  std::filesystem::copy_file(MediaPath(mediaName), path_);
 }
 
 MediaCopy::MediaCopy(const Raw& bytes, const std::string& name)

@@ -29,7 +29,7 @@ namespace vantor::test {
 class MediaCopy {
  public:
   // A copy of a file of the test media; the name is another one when given.
-  explicit MediaCopy(const std::string& media_name, const std::string& name = {});
+  explicit MediaCopy(const std::string& mediaName, const std::string& name = {});
   MediaCopy(const Raw& bytes, const std::string& name);
   ~MediaCopy();
   MediaCopy(const MediaCopy&) = delete;

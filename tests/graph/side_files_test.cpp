@@ -65,11 +65,11 @@ constexpr std::string_view kFamily = "DejaVu Sans";
 constexpr std::string_view kRenamedFamily = "Vantor Sans";
 
 // Names lie in a font file as single bytes and as big-endian pairs.
-void Rename(Raw& font, bool in_pairs) {
+void Rename(Raw& font, bool inPairs) {
   const auto spread = [&](std::string_view text) {
     Raw bytes;
     for (const char letter : text) {
-      if (in_pairs) {
+      if (inPairs) {
         bytes.push_back(0);
       }
       bytes.push_back(static_cast<std::uint8_t>(letter));

@@ -222,7 +222,7 @@ TEST_P(ShrinkingFile, IsReadByManyThreadsWhileItShrinksWithoutACrashOrAWrongByte
   const TemporaryFile file(bytes);
   const auto store = Open(file.Path());
   ASSERT_NE(store, nullptr);
-  std::atomic<bool> go_on{true};
+  std::atomic<bool> goOn{true};
   std::atomic<int> started{0};
   std::atomic<int> wrong{0};
   std::vector<std::thread> threads;
@@ -231,7 +231,7 @@ TEST_P(ShrinkingFile, IsReadByManyThreadsWhileItShrinksWithoutACrashOrAWrongByte
       std::vector<unsigned char> buffer(t % 2 == 0 ? 1 : kBlock + 7);
       std::size_t position = t * 4099;
       ++started;
-      while (go_on) {
+      while (goOn) {
         position = (position + 7919 * (t + 1)) % (bytes.size() - buffer.size());
         if (store->Read(static_cast<std::int64_t>(position), buffer.data(), buffer.size()) &&
             std::memcmp(buffer.data(), bytes.data() + position, buffer.size()) != 0) {
@@ -248,7 +248,7 @@ TEST_P(ShrinkingFile, IsReadByManyThreadsWhileItShrinksWithoutACrashOrAWrongByte
     shrank = Shrink(file, left * kBlock + 123);
     std::this_thread::yield();
   }
-  go_on = false;
+  goOn = false;
   for (std::thread& thread : threads) {
     thread.join();
   }

@@ -215,11 +215,11 @@ TEST_F(FileSource, LoadsAFileAndTellsItsNameAndType) {
   const WideString name = Utf8ToWide(file.Path());
   ASSERT_EQ(source_->Load(name.c_str(), nullptr), S_OK);
   EXPECT_EQ(source_->Load(name.c_str(), nullptr), E_FAIL);
-  ComPtr<IFileSourceFilter> by_interface;
-  ASSERT_EQ(source_->QueryInterface(IID_IFileSourceFilter, by_interface.Void()), S_OK);
+  ComPtr<IFileSourceFilter> byInterface;
+  ASSERT_EQ(source_->QueryInterface(IID_IFileSourceFilter, byInterface.Void()), S_OK);
   LPOLESTR told = nullptr;
   AM_MEDIA_TYPE type = {};
-  ASSERT_EQ(by_interface->GetCurFile(&told, &type), S_OK);
+  ASSERT_EQ(byInterface->GetCurFile(&told, &type), S_OK);
   EXPECT_EQ(WideString(told), name);
   EXPECT_TRUE(SameGuid(type.majortype, MEDIATYPE_Stream));
   EXPECT_TRUE(SameGuid(type.subtype, kSubtypePrivateMatroska));
@@ -227,7 +227,7 @@ TEST_F(FileSource, LoadsAFileAndTellsItsNameAndType) {
   CoTaskMemFree(told);
   EXPECT_EQ(source_->OutputPin()->Bytes()->Length(), 50);
   // Lets go of the file before it is removed.
-  by_interface.Reset();
+  byInterface.Reset();
   source_.Reset();
 }
 

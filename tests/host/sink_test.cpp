@@ -25,8 +25,8 @@ class Teller final : public SampleListener {
   }
   void OnEndOfStream() noexcept override {
     told += "end;";
-    if (on_end) {
-      on_end();
+    if (onEnd) {
+      onEnd();
     }
   }
   void OnBeginFlush() noexcept override { told += "flush;"; }
@@ -34,7 +34,7 @@ class Teller final : public SampleListener {
 
   std::string told;
   HRESULT answer = S_OK;
-  std::function<void()> on_end;
+  std::function<void()> onEnd;
 };
 
 // An output pin as far as a connection needs one.
@@ -193,7 +193,7 @@ TEST_F(SinkTest, AnEndThatAFlushOvertakesIsForgotten) {
   sink_->InputPin()->OnEnded([&](bool now) { ended = now; });
   SetUp();
   ASSERT_EQ(sink_->Pause(), S_OK);
-  teller_->on_end = [&] { sink_->InputPin()->BeginFlush(); };
+  teller_->onEnd = [&] { sink_->InputPin()->BeginFlush(); };
   EXPECT_EQ(sink_->InputPin()->EndOfStream(), S_OK);
   sink_->InputPin()->EndFlush();
   EXPECT_FALSE(ended);

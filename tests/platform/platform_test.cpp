@@ -67,9 +67,9 @@ TEST(Platform, ALoadedLibraryFindsItsSymbolsAndNoOthers) {
   const struct {
     const char* path;
     const char* symbol;
-  } system_libraries[] = {{"libm.so.6", "cos"}, {"kernel32.dll", "GetTickCount"}};
+  } systemLibraries[] = {{"libm.so.6", "cos"}, {"kernel32.dll", "GetTickCount"}};
   bool loaded = false;
-  for (const auto& one : system_libraries) {
+  for (const auto& one : systemLibraries) {
     const auto library = SharedLibrary::Load(one.path);
     if (!library) continue;
     loaded = true;

@@ -63,13 +63,13 @@ void CutEverywhere(const std::string& name, std::size_t step) {
 // Passes reads on to memory, but for one, or for one and all that follow.
 class FailingStore final : public ByteStore {
  public:
-  FailingStore(const std::vector<unsigned char>& bytes, std::uint64_t failing, bool and_later)
-      : bytes_(MakeMemoryStore(bytes)), failing_(failing), and_later_(and_later) {}
+  FailingStore(const std::vector<unsigned char>& bytes, std::uint64_t failing, bool andLater)
+      : bytes_(MakeMemoryStore(bytes)), failing_(failing), andLater_(andLater) {}
 
   std::int64_t Length() const noexcept override { return bytes_->Length(); }
   bool Read(std::int64_t position, void* buffer, std::size_t size) noexcept override {
     const std::uint64_t number = ++reads_;
-    const bool fails = and_later_ ? number >= failing_ : number == failing_;
+    const bool fails = andLater_ ? number >= failing_ : number == failing_;
     if (fails) {
       failed_ = true;
       return false;
@@ -82,12 +82,12 @@ class FailingStore final : public ByteStore {
  private:
   std::shared_ptr<ByteStore> bytes_;
   const std::uint64_t failing_;
-  const bool and_later_;
+  const bool andLater_;
   std::atomic<std::uint64_t> reads_{0};
   std::atomic<bool> failed_{false};
 };
 
-void FailEveryRead(const std::string& name, bool and_later) {
+void FailEveryRead(const std::string& name, bool andLater) {
   const std::vector<unsigned char> bytes = ReadMedia(name);
   ASSERT_FALSE(bytes.empty());
   const RecordedRun whole = Record(MakeMemoryStore(bytes));
@@ -96,8 +96,8 @@ void FailEveryRead(const std::string& name, bool and_later) {
   bool accepted = false;
   std::uint64_t number = 1;
   for (; failed; ++number) {
-    SCOPED_TRACE(name + (and_later ? " failing from read " : " failing at read ") + std::to_string(number));
-    const auto store = std::make_shared<FailingStore>(bytes, number, and_later);
+    SCOPED_TRACE(name + (andLater ? " failing from read " : " failing at read ") + std::to_string(number));
+    const auto store = std::make_shared<FailingStore>(bytes, number, andLater);
     const RecordedRun run = Record(store);
     failed = store->Failed();
     ASSERT_THAT(run.connect, kRefusals);
@@ -105,7 +105,7 @@ void FailEveryRead(const std::string& name, bool and_later) {
     if (number == 1) {
       EXPECT_EQ(run.connect, E_FAIL) << "the first read is that of the file's first four bytes";
     }
-    if (and_later && accepted) {
+    if (andLater && accepted) {
       EXPECT_EQ(run.connect, S_OK) << "with one more read answered the file was accepted before";
     }
     accepted = SUCCEEDED(run.connect);

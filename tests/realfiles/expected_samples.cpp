@@ -11,8 +11,8 @@ constexpr std::int64_t kNanosecondsASecond = 1'000'000'000;
 
 // The packet's time in the file's ticks, the nearest, halves away from zero.
 std::int64_t Ticks(const PacketList& list, const TrackPackets& track, std::int64_t pts) {
-  const std::int64_t numerator = pts * track.timebase_numerator * kNanosecondsASecond;
-  const std::int64_t denominator = track.timebase_denominator * list.tick;
+  const std::int64_t numerator = pts * track.timebaseNumerator * kNanosecondsASecond;
+  const std::int64_t denominator = track.timebaseDenominator * list.tick;
   const std::int64_t half = numerator < 0 ? -denominator : denominator;
   return (2 * numerator + half) / (2 * denominator) + track.shift;
 }
@@ -34,20 +34,20 @@ std::vector<std::size_t> BlockStarts(const TrackPackets& track) {
 // The samples of a track from its block with that index on. Those before the first key frame are left out, unless
 // headers went before them.
 std::vector<ExpectedSample> ExpectedSamples(const PacketList& list, const TrackPackets& track,
-                                            const ExpectedRange& range, std::size_t first_block, bool headers_first) {
+                                            const ExpectedRange& range, std::size_t firstBlock, bool headersFirst) {
   const std::int64_t length = range.stop - range.start;
-  const std::int64_t origin = Units(list, list.first_cluster) + range.start;
+  const std::int64_t origin = Units(list, list.firstCluster) + range.start;
   const std::vector<std::size_t> blocks = BlockStarts(track);
-  bool delivers = headers_first;
+  bool delivers = headersFirst;
   std::vector<ExpectedSample> samples;
-  for (std::size_t block = first_block; block + 1 < blocks.size(); ++block) {
+  for (std::size_t block = firstBlock; block + 1 < blocks.size(); ++block) {
     const std::size_t first = blocks[block];
     const std::size_t next = blocks[block + 1];
     const Packet& head = track.packets[first];
     const std::int64_t start = Units(list, Ticks(list, track, head.pts)) - origin;
     std::int64_t stop = start + 1;
-    if (head.block_duration) {
-      stop = start + Units(list, *head.block_duration);
+    if (head.blockDuration) {
+      stop = start + Units(list, *head.blockDuration);
     } else if (next < track.packets.size()) {
       stop = Units(list, Ticks(list, track, track.packets[next].pts)) - origin;
     }
@@ -96,8 +96,8 @@ std::int64_t ExpectedDuration(const PacketList& list) {
   if (list.cues) {
     return static_cast<std::int64_t>(static_cast<double>(list.tick) * list.duration / 100);
   }
-  const std::int64_t first_in_milliseconds = Units(list, list.first_cluster) / 10000;
-  const double ticks = static_cast<float>(list.last_cluster) - static_cast<float>(first_in_milliseconds);
+  const std::int64_t firstInMilliseconds = Units(list, list.firstCluster) / 10000;
+  const double ticks = static_cast<float>(list.lastCluster) - static_cast<float>(firstInMilliseconds);
   return static_cast<std::int64_t>(static_cast<double>(list.tick) * ticks / 100);
 }
 
@@ -114,11 +114,11 @@ std::vector<ExpectedPin> ExpectedPins(const PacketList& list, const ExpectedRang
   std::vector<ExpectedPin> pins;
   for (const std::size_t index : order) {
     const TrackPackets& track = list.tracks[index];
-    const bool headers_first = track.codec == "A_VORBIS" && list.first_cluster == 0;
-    const int first_block = range.first_blocks.empty() ? 0 : range.first_blocks.at(index);
+    const bool headersFirst = track.codec == "A_VORBIS" && list.firstCluster == 0;
+    const int firstBlock = range.firstBlocks.empty() ? 0 : range.firstBlocks.at(index);
     pins.push_back({track.codec,
-                    ExpectedSamples(list, track, range, static_cast<std::size_t>(first_block), headers_first),
-                    headers_first});
+                    ExpectedSamples(list, track, range, static_cast<std::size_t>(firstBlock), headersFirst),
+                    headersFirst});
   }
   return pins;
 }

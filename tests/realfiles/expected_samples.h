@@ -33,7 +33,7 @@ struct ExpectedPin {
   std::string codec;
   std::vector<ExpectedSample> samples;
   // Vorbis headers are delivered before them, in a file that starts at time 0.
-  bool headers_first = false;
+  bool headersFirst = false;
 };
 
 // The presentation's duration, which is also where playing stops, in 100 ns.
@@ -43,7 +43,7 @@ std::int64_t ExpectedDuration(const PacketList& list);
 struct ExpectedRange {
   std::int64_t start = 0;
   std::int64_t stop = 0;
-  std::vector<int> first_blocks;  // empty: all from their first
+  std::vector<int> firstBlocks;  // empty: all from their first
 };
 
 // The pins in their order: pictures, sound but DTS, DTS, subtitles; codecs without a pin left out. Times are relative

@@ -17,7 +17,7 @@ void ReadTrackLine(std::istringstream& words, PacketList& list) {
   while (words >> word) {
     if (word == "timebase") {
       char slash = 0;
-      words >> track.timebase_numerator >> slash >> track.timebase_denominator;
+      words >> track.timebaseNumerator >> slash >> track.timebaseDenominator;
     } else if (word == "shift") {
       words >> track.shift;
     } else if (word == "codec") {
@@ -34,9 +34,9 @@ void ReadHeaderLine(const std::string& line, PacketList& list) {
   if (word == "tick") {
     words >> list.tick;
   } else if (word == "first-cluster") {
-    words >> list.first_cluster;
+    words >> list.firstCluster;
   } else if (word == "last-cluster") {
-    words >> list.last_cluster;
+    words >> list.lastCluster;
   } else if (word == "duration") {
     words >> list.duration;
   } else if (word == "cues") {
@@ -63,7 +63,7 @@ void ReadPacketLine(const std::string& line, PacketList& list) {
   packet.key = fields[6] == "1";
   packet.block = std::stoi(fields[7]);
   if (fields[8] != "-") {
-    packet.block_duration = std::stoll(fields[8]);
+    packet.blockDuration = std::stoll(fields[8]);
   }
   list.tracks.at(static_cast<std::size_t>(std::stoi(fields[0]) - 1)).packets.push_back(packet);
 }
@@ -85,8 +85,8 @@ std::vector<std::string> MediaNames() {
   return names;
 }
 
-PacketList ReadPacketList(const std::string& media_name) {
-  const std::string path = MediaPath(media_name) + ".packets";
+PacketList ReadPacketList(const std::string& mediaName) {
+  const std::string path = MediaPath(mediaName) + ".packets";
   std::ifstream file(path);
   PacketList list;
   for (std::string line; std::getline(file, line);) {

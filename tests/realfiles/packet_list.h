@@ -17,23 +17,23 @@ struct Packet {
   std::uint32_t size = 0;
   std::uint32_t crc32 = 0;
   bool key = false;
-  int block = 0;                               // within the track
-  std::optional<std::int64_t> block_duration;  // ticks
+  int block = 0;                              // within the track
+  std::optional<std::int64_t> blockDuration;  // ticks
 };
 
 struct TrackPackets {
   int number = 0;
   std::string codec;
-  std::int64_t timebase_numerator = 0;  // seconds
-  std::int64_t timebase_denominator = 1;
+  std::int64_t timebaseNumerator = 0;  // seconds
+  std::int64_t timebaseDenominator = 1;
   std::int64_t shift = 0;  // ticks
   std::vector<Packet> packets;
 };
 
 struct PacketList {
   std::int64_t tick = 0;  // nanoseconds
-  std::int64_t first_cluster = 0;
-  std::int64_t last_cluster = 0;
+  std::int64_t firstCluster = 0;
+  std::int64_t lastCluster = 0;
   double duration = 0;  // ticks, as the file states it
   bool cues = false;
   std::vector<TrackPackets> tracks;
@@ -46,6 +46,6 @@ std::string MediaPath(const std::string& name);
 std::vector<std::string> MediaNames();
 
 // Throws std::runtime_error with the line that cannot be understood.
-PacketList ReadPacketList(const std::string& media_name);
+PacketList ReadPacketList(const std::string& mediaName);
 
 }  // namespace vantor::test

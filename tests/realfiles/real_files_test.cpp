@@ -38,13 +38,13 @@ std::uint32_t LittleEndian(const std::vector<std::uint8_t>& bytes, std::size_t a
 
 // Takes the three headers off the front of a Vorbis pin's samples; they are those of the format block.
 void TakeVorbisHeaders(RecordedPin& pin) {
-  ASSERT_GT(pin.format_block.size(), 24U);
+  ASSERT_GT(pin.formatBlock.size(), 24U);
   ASSERT_GE(pin.samples.size(), 3U);
   for (std::size_t index = 0; index < 3; ++index) {
     const ExpectedSample& header = pin.samples[index];
     EXPECT_EQ(header.start, static_cast<std::int64_t>(index));
     EXPECT_EQ(header.stop, static_cast<std::int64_t>(index) + 1);
-    EXPECT_EQ(header.size, LittleEndian(pin.format_block, 12 + 4 * index));
+    EXPECT_EQ(header.size, LittleEndian(pin.formatBlock, 12 + 4 * index));
     EXPECT_TRUE(header.sync);
     EXPECT_FALSE(header.preroll);
     EXPECT_EQ(header.discontinuity, index == 0);
@@ -65,7 +65,7 @@ TEST_P(RealFiles, DeliverExactlyWhatWasMuxed) {
   for (std::size_t index = 0; index < expected.size(); ++index) {
     SCOPED_TRACE(run.pins[index].name + " is to be " + expected[index].codec);
     EXPECT_EQ(run.pins[index].segments.front(), (RecordedSegment{0, ExpectedDuration(list), 1.0}));
-    if (expected[index].headers_first) {
+    if (expected[index].headersFirst) {
       TakeVorbisHeaders(run.pins[index]);
     }
     ExpectSamples(expected[index].samples, run.pins[index].samples);
@@ -148,7 +148,7 @@ TEST(Dts, ComesAfterOtherSoundAndUnknownSoundGetsNoPin) {
 TEST(Vorbis, HeadersAreThoseOfTheFormatBlock) {
   const RecordedRun run = Record(Open("vorbis.mka", StoreKind::kFastest));
   ASSERT_EQ(run.pins.size(), 1U);
-  const std::vector<std::uint8_t>& block = run.pins[0].format_block;
+  const std::vector<std::uint8_t>& block = run.pins[0].formatBlock;
   ASSERT_GT(block.size(), 24U);
   EXPECT_EQ(24 + LittleEndian(block, 12) + LittleEndian(block, 16) + LittleEndian(block, 20), block.size());
   EXPECT_EQ(std::string(block.begin() + 25, block.begin() + 31), "vorbis");

@@ -61,7 +61,7 @@ class Recorder final : public SampleListener {
     seen.size = static_cast<std::uint32_t>(sample->GetActualDataLength());
     seen.crc32 = Crc32(bytes, seen.size);
     record_.samples.push_back(seen);
-    record_.sample_outside_stream |= !open_;
+    record_.sampleOutsideStream |= !open_;
     return S_OK;
   }
 
@@ -107,7 +107,7 @@ void Play(Graph& graph, RecordedRun& run) {
   for (const RecordedPin& pin : run.pins) {
     EXPECT_EQ(pin.ends, 1) << pin.name;
     EXPECT_EQ(pin.segments.size(), 1U) << pin.name;
-    EXPECT_FALSE(pin.sample_outside_stream) << pin.name;
+    EXPECT_FALSE(pin.sampleOutsideStream) << pin.name;
   }
 }
 
@@ -136,7 +136,7 @@ HRESULT ConnectRecorders(Graph& graph, std::vector<RecordedPin>& pins) {
     record.name = Plain(pin.name);
     if (!pin.types.empty() && pin.types.front().pbFormat != nullptr) {
       const CMediaType& type = pin.types.front();
-      record.format_block.assign(type.pbFormat, type.pbFormat + type.cbFormat);
+      record.formatBlock.assign(type.pbFormat, type.pbFormat + type.cbFormat);
     }
     return MakeRecorder(record);
   });

@@ -31,11 +31,11 @@ struct RecordedSegment {
 
 struct RecordedPin {
   std::string name;
-  std::vector<std::uint8_t> format_block;
+  std::vector<std::uint8_t> formatBlock;
   std::vector<RecordedSegment> segments;
   std::vector<ExpectedSample> samples;
   int ends = 0;
-  bool sample_outside_stream = false;  // before a segment, or after the end
+  bool sampleOutsideStream = false;  // before a segment, or after the end
 
   bool operator==(const RecordedPin&) const = default;
 };

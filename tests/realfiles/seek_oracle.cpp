@@ -43,14 +43,14 @@ struct SeekOracle::Element {
   std::size_t data = 0;
   std::size_t end = 0;
 
-  static Element At(const Bytes& file, std::size_t at, std::size_t parent_end) {
+  static Element At(const Bytes& file, std::size_t at, std::size_t parentEnd) {
     Element element;
     element.start = at;
     bool allOnes = false;
     element.id = static_cast<std::uint32_t>(Number(file, at, true, allOnes));
     const std::uint64_t size = Number(file, at, false, allOnes);
     element.data = at;
-    element.end = allOnes ? parent_end : std::min<std::size_t>(parent_end, at + static_cast<std::size_t>(size));
+    element.end = allOnes ? parentEnd : std::min<std::size_t>(parentEnd, at + static_cast<std::size_t>(size));
     return element;
   }
 
@@ -75,9 +75,9 @@ struct SeekOracle::Element {
   }
 };
 
-SeekOracle::SeekOracle(const std::string& media_name)
-    : list_(ReadPacketList(media_name)), block_counts_(list_.tracks.size()) {
-  const Bytes file = ReadMedia(media_name);
+SeekOracle::SeekOracle(const std::string& mediaName)
+    : list_(ReadPacketList(mediaName)), blockCounts_(list_.tracks.size()) {
+  const Bytes file = ReadMedia(mediaName);
   Element whole;
   whole.end = file.size();
   for (const Element& child : Element::Children(file, whole)) {
@@ -128,7 +128,7 @@ void SeekOracle::ReadBlock(const Bytes& file, const Element& block, FileCluster&
   const auto track = static_cast<std::size_t>(Number(file, at, false, allOnes)) - 1;
   const auto relative = static_cast<std::int16_t>(file.at(at) << 8 | file.at(at + 1));
   // Which frames are key frames is known from the packets: the first of a block says what the block is.
-  const int number = block_counts_.at(track)++;
+  const int number = blockCounts_.at(track)++;
   const std::vector<Packet>& packets = list_.tracks[track].packets;
   const auto first =
       std::find_if(packets.begin(), packets.end(), [&](const Packet& packet) { return packet.block == number; });
@@ -169,7 +169,7 @@ void SeekOracle::ReadCues(const Bytes& file, const Element& cues) {
 void SeekOracle::CheckBlocks() const {
   for (std::size_t track = 0; track < list_.tracks.size(); ++track) {
     const std::vector<Packet>& packets = list_.tracks[track].packets;
-    if (block_counts_[track] != (packets.empty() ? 0 : packets.back().block + 1)) {
+    if (blockCounts_[track] != (packets.empty() ? 0 : packets.back().block + 1)) {
       throw std::runtime_error("the file holds fewer blocks than its packet list");
     }
   }
@@ -191,11 +191,11 @@ int SeekOracle::ReferenceNumber() const {
   return reference ? list_.tracks[*reference].number : 1;
 }
 
-const SeekOracle::FileBlock* SeekOracle::LastKey(const FileCluster& cluster, std::int64_t file_time) const {
+const SeekOracle::FileBlock* SeekOracle::LastKey(const FileCluster& cluster, std::int64_t fileTime) const {
   const int number = ReferenceNumber();
   const auto ends = [&](const FileBlock& block) {
-    const bool of_reference = list_.tracks[block.track].number == number;
-    return Units(block.ticks) > file_time + (of_reference ? 0 : kMargin);
+    const bool ofReference = list_.tracks[block.track].number == number;
+    return Units(block.ticks) > fileTime + (ofReference ? 0 : kMargin);
   };
   const auto end = std::find_if(cluster.blocks.begin(), cluster.blocks.end(), ends);
   const FileBlock* last = nullptr;
@@ -209,12 +209,12 @@ const SeekOracle::FileBlock* SeekOracle::LastKey(const FileCluster& cluster, std
 
 SeekPlace SeekOracle::Find(std::int64_t target) const {
   SeekPlace place;
-  place.first_blocks.assign(list_.tracks.size(), 0);
+  place.firstBlocks.assign(list_.tracks.size(), 0);
   place.reached = target == 0;
   if (target == 0) {
     return place;
   }
-  const std::int64_t origin = Units(list_.first_cluster);
+  const std::int64_t origin = Units(list_.firstCluster);
   for (auto cue = cues_.rbegin(); cue != cues_.rend(); ++cue) {
     if (Units(cue->ticks) > target + origin) {
       continue;
@@ -226,14 +226,14 @@ SeekPlace SeekOracle::Find(std::int64_t target) const {
       continue;
     }
     place.reached = true;
-    place.key_time = Units(key->ticks) - origin;
+    place.keyTime = Units(key->ticks) - origin;
     // All that lies before the key frame in the file is left behind.
     for (auto cluster = clusters_.begin(); cluster <= named; ++cluster) {
       for (const FileBlock& block : cluster->blocks) {
         if (&block == key) {
           break;
         }
-        place.first_blocks[block.track] = block.number + 1;
+        place.firstBlocks[block.track] = block.number + 1;
       }
     }
     return place;
@@ -247,7 +247,7 @@ std::vector<std::int64_t> SeekOracle::KeyTimes() const {
   for (const FileCluster& cluster : clusters_) {
     for (const FileBlock& block : cluster.blocks) {
       if (list_.tracks[block.track].number == number && block.key) {
-        times.push_back(Units(block.ticks) - Units(list_.first_cluster));
+        times.push_back(Units(block.ticks) - Units(list_.firstCluster));
       }
     }
   }
@@ -257,7 +257,7 @@ std::vector<std::int64_t> SeekOracle::KeyTimes() const {
 std::vector<std::int64_t> SeekOracle::CueTimes() const {
   std::vector<std::int64_t> times;
   for (const FileCue& cue : cues_) {
-    times.push_back(Units(cue.ticks) - Units(list_.first_cluster));
+    times.push_back(Units(cue.ticks) - Units(list_.firstCluster));
   }
   return times;
 }

@@ -3,7 +3,7 @@
 //
 //   const SeekOracle oracle("avc_aac.mkv");
 //   const SeekPlace place = oracle.Find(5'000'000);    // half a second
-//   if (place.reached) ... place.key_time ...
+//   if (place.reached) ... place.keyTime ...
 #pragma once
 
 #include <cstdint>
@@ -16,15 +16,15 @@
 namespace vantor::test {
 
 struct SeekPlace {
-  bool reached = false;           // false: streaming begins at the first Cluster
-  std::int64_t key_time = 0;      // of the key frame reached, 100 ns after the file's start
-  std::vector<int> first_blocks;  // by track, in the order of the list: its first block that is read
+  bool reached = false;          // false: streaming begins at the first Cluster
+  std::int64_t keyTime = 0;      // of the key frame reached, 100 ns after the file's start
+  std::vector<int> firstBlocks;  // by track, in the order of the list: its first block that is read
 };
 
 class SeekOracle {
  public:
   // Throws std::runtime_error when the file and its packet list do not tell the same blocks.
-  explicit SeekOracle(const std::string& media_name);
+  explicit SeekOracle(const std::string& mediaName);
 
   const PacketList& List() const { return list_; }
   // The place in the list of the track that seeks go by: the first with pictures, else the first with sound; none
@@ -63,11 +63,11 @@ class SeekOracle {
   void CheckBlocks() const;
   int ReferenceNumber() const;
   // The key frame of the reference track in the cluster that a seek to this time of the file ends at.
-  const FileBlock* LastKey(const FileCluster& cluster, std::int64_t file_time) const;
+  const FileBlock* LastKey(const FileCluster& cluster, std::int64_t fileTime) const;
   std::int64_t Units(std::int64_t ticks) const { return ticks * list_.tick / 100; }
 
   PacketList list_;
-  std::vector<int> block_counts_;  // by track
+  std::vector<int> blockCounts_;  // by track
   std::vector<FileCluster> clusters_;
   std::vector<FileCue> cues_;  // of the reference track, in the order of the file
 };

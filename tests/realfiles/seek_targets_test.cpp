@@ -74,7 +74,7 @@ class SeekTargets : public testing::TestWithParam<std::string> {
     oracle_.emplace(GetParam());
     duration_ = ExpectedDuration(List());
     for (const ExpectedPin& pin : ExpectedPins(List())) {
-      headers_.push_back(pin.headers_first ? 3 : 0);
+      headers_.push_back(pin.headersFirst ? 3 : 0);
     }
     ASSERT_EQ(graph_.Create(TestedComponent()), S_OK);
     ASSERT_EQ(graph_.ConnectInput(MakeMemoryStore(ReadMedia(GetParam())), OLESTR("test.mkv")), S_OK);
@@ -150,9 +150,9 @@ class SeekTargets : public testing::TestWithParam<std::string> {
   void Seek(const Target& target) {
     LONGLONG current = target.current;
     LONGLONG stop = target.stop.value_or(-1);
-    const DWORD stop_flags = target.stop ? AM_SEEKING_AbsolutePositioning : AM_SEEKING_NoPositioning;
+    const DWORD stopFlags = target.stop ? AM_SEEKING_AbsolutePositioning : AM_SEEKING_NoPositioning;
     ASSERT_EQ(seeking_->SetPositions(&current, AM_SEEKING_AbsolutePositioning | AM_SEEKING_ReturnTime, &stop,
-                                     stop_flags | AM_SEEKING_ReturnTime),
+                                     stopFlags | AM_SEEKING_ReturnTime),
               S_OK);
     range_.start = std::clamp<std::int64_t>(target.current, 0, duration_);
     range_.stop = std::clamp<std::int64_t>(target.stop.value_or(stop_), range_.start, duration_);
@@ -160,7 +160,7 @@ class SeekTargets : public testing::TestWithParam<std::string> {
     if (!place_.reached) {
       range_.start = 0;
     }
-    range_.first_blocks = place_.first_blocks;
+    range_.firstBlocks = place_.firstBlocks;
     stop_ = range_.stop;
     // While it plays, what is being played may have moved on by the time the call returns.
     FILTER_STATE state = State_Stopped;
@@ -177,7 +177,7 @@ class SeekTargets : public testing::TestWithParam<std::string> {
       const RecordedPin& seen = recorders_[pin]->Seen();
       EXPECT_EQ(seen.segments, (std::vector<RecordedSegment>{{range_.start, range_.stop, 1.0}}));
       EXPECT_EQ(seen.ends, 1);
-      EXPECT_FALSE(seen.sample_outside_stream);
+      EXPECT_FALSE(seen.sampleOutsideStream);
       ASSERT_GE(seen.samples.size(), headers_[pin]);
       const std::vector<ExpectedSample> samples(seen.samples.begin() + static_cast<std::ptrdiff_t>(headers_[pin]),
                                                 seen.samples.end());
@@ -205,7 +205,7 @@ class SeekTargets : public testing::TestWithParam<std::string> {
     if (!place_.reached || range_.start == 0) {
       return;
     }
-    EXPECT_EQ(first.start + range_.start, place_.key_time);
+    EXPECT_EQ(first.start + range_.start, place_.keyTime);
     std::int64_t latest = 0;
     for (const std::int64_t key : oracle_->KeyTimes()) {
       latest = key <= range_.start ? std::max(latest, key) : latest;
@@ -293,10 +293,10 @@ TEST_P(SeekTargets, TheSamplesAfterASeekAreThoseOfAWholeRun) {
   Begin(kAll);
   ASSERT_GE(graph_.Run(), S_OK);
   ExpectEnded();
-  std::vector<RecordedPin> whole_pins;
+  std::vector<RecordedPin> wholePins;
   std::vector<std::vector<ExpectedSample>> whole;
   for (std::size_t pin = 0; pin < recorders_.size(); ++pin) {
-    whole_pins.push_back(recorders_[pin]->Seen());
+    wholePins.push_back(recorders_[pin]->Seen());
     whole.push_back(Timeless(pin));
   }
   for (std::int64_t tenth = 9; tenth >= 0; --tenth) {
@@ -309,7 +309,7 @@ TEST_P(SeekTargets, TheSamplesAfterASeekAreThoseOfAWholeRun) {
       ASSERT_LE(tail.size(), whole[pin].size());
       EXPECT_TRUE(std::equal(tail.rbegin(), tail.rend(), whole[pin].rbegin())) << "pin " << pin + 1;
       if (tenth == 0) {
-        EXPECT_TRUE(recorders_[pin]->Seen() == whole_pins[pin]) << "pin " << pin + 1 << " from the beginning";
+        EXPECT_TRUE(recorders_[pin]->Seen() == wholePins[pin]) << "pin " << pin + 1 << " from the beginning";
       }
     }
   }

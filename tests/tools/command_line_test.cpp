@@ -54,9 +54,9 @@ TEST(CommandLine, TakesAPathThatBeginsWithASlashForAFile) {
 }
 
 TEST(CommandLine, TakesASeekWithAndWithoutStop) {
-  const Options start_only = *Parse({"samples", "a.mkv", "--seek", "50000000"}).options;
-  EXPECT_EQ(start_only.seek->start, 50000000);
-  EXPECT_FALSE(start_only.seek->stop);
+  const Options startOnly = *Parse({"samples", "a.mkv", "--seek", "50000000"}).options;
+  EXPECT_EQ(startOnly.seek->start, 50000000);
+  EXPECT_FALSE(startOnly.seek->stop);
   const Options both = *Parse({"samples", "a.mkv", "--seek", "1:2"}).options;
   EXPECT_EQ(both.seek->start, 1);
   EXPECT_EQ(both.seek->stop, 2);
