@@ -26,8 +26,9 @@ void ReadTrackPosition(const MkvElement& element, MkvCueTrackPosition& position,
                           {0xEA, position.CueCodecState},
                           {0xDB,
                            [&](const MkvElement& child) {
-                             if (!room.Take(sizeof(MkvCueReference)))
+                             if (!room.Take(sizeof(MkvCueReference))) {
                                return child.NotePassedOver(Tolerated::kCueOverLimit);
+                             }
                              ReadReference(child, position.references.emplace_back());
                            }},
                       });
@@ -38,8 +39,9 @@ void ReadPoint(const MkvElement& element, MkvCuePoint& point, RecordRoom& room) 
                           {0xB3, point.CueTime},
                           {0xB7,
                            [&](const MkvElement& child) {
-                             if (!room.Take(sizeof(MkvCueTrackPosition)))
+                             if (!room.Take(sizeof(MkvCueTrackPosition))) {
                                return child.NotePassedOver(Tolerated::kCueOverLimit);
+                             }
                              ReadTrackPosition(child, point.trackPositions.emplace_back(), room);
                            }},
                       });

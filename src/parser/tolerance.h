@@ -68,8 +68,9 @@ class ToleranceList {
   bool IsCollecting() const { return limit_ != 0; }
 
   void Note(Tolerated kind, std::uint64_t position, std::uint64_t bytes) noexcept {
-    if (limit_ != 0) [[unlikely]]
+    if (limit_ != 0) [[unlikely]] {
       Add({kind, position, bytes});
+    }
   }
 
   // In the order in which they were made. What is met again, by a second walk over the same place, is noted once.
