@@ -27,7 +27,7 @@ namespace {
 // Memory that a frame of a lace may keep after its delivery, bytes.
 constexpr std::size_t kLargestKept = 65536;
 
-thread_local const Playback* t_playback = nullptr;
+thread_local const Playback* ownPlayback = nullptr;
 
 }  // namespace
 
@@ -46,7 +46,7 @@ TrackWorker::TrackWorker(CBaseOutputPin& pin, Playback& playback, CMkvFile& root
 
 TrackWorker::~TrackWorker() = default;
 
-const Playback* TrackWorker::CurrentPlayback() { return t_playback; }
+const Playback* TrackWorker::CurrentPlayback() { return ownPlayback; }
 
 // ---- Control side ----
 
@@ -138,7 +138,7 @@ bool TrackWorker::SeekCursor(std::int64_t target, std::int64_t) {
 // ---- The thread ----
 
 DWORD TrackWorker::ThreadProc() {
-  t_playback = &playback_;
+  ownPlayback = &playback_;
   while (GetRequest() != CMD_INIT) Reply(static_cast<DWORD>(E_UNEXPECTED));
   const HRESULT created = OnThreadCreate();
   if (FAILED(created)) {
