@@ -64,7 +64,7 @@ void CVXMkvDmx::TearDownElsewhere() {
   const auto isStarted = [this] {
     return SUCCEEDED(Guarded([this] {
       std::thread([this] {
-        const CBaseObject alive(OLESTR("teardown thread"));
+        const CBaseObject keepsModule(OLESTR("teardown thread"));
         const HRESULT com = CoInitializeEx(nullptr, COINIT_MULTITHREADED);
         FinalRelease();
         if (SUCCEEDED(com)) CoUninitialize();
@@ -112,8 +112,10 @@ HRESULT CVXMkvDmx::Stop() {
   HRESULT first = S_OK;
   if (m_State == State_Stopped) return first;
 
+  // Inactive of our pins ends its worker as part of this call (EndWorker), so that all share one patience. A neighbour
+  // that is flushed may stop the filter once more, in a call within this one, or take pins away.
   WorkerCall call(outputPins_, Root(), patience_, PeerFlush::kNone);
-  WorkerCall* const outer = std::exchange(call_, &call);
+  WorkerCall* const outer = std::exchange(callUnderWay_, &call);
   call.Announce();
   const int count = GetPinCount();
   for (int i = 0; i < count; ++i) {
@@ -125,7 +127,7 @@ HRESULT CVXMkvDmx::Stop() {
     if (FAILED(result) && SUCCEEDED(first)) first = result;
   }
   m_State = State_Stopped;
-  call_ = outer;
+  callUnderWay_ = outer;
   return first;
 }
 
@@ -178,7 +180,7 @@ void CVXMkvDmx::Append(PinHold pin) {
 
 HRESULT CVXMkvDmx::EndWorker(CVXMkvDmxOutputPin& pin, PeerFlush peerFlush) {
   CAutoLock lock(&filterLock_);
-  if (call_ != nullptr && peerFlush == PeerFlush::kNone) return call_->EndWorker(pin);
+  if (callUnderWay_ != nullptr && peerFlush == PeerFlush::kNone) return callUnderWay_->EndWorker(pin);
   WorkerCall call(outputPins_, Root(), patience_, peerFlush);
   return call.EndWorker(pin);
 }
@@ -254,8 +256,8 @@ void CVXMkvDmx::SeekCursors(SeekRange& range) {
   range.stop = range.stop < range.current ? range.current : std::min(range.stop, duration);
   const auto seekAll = [&] {
     for (std::size_t i = 0; const PinHold pin = outputPins_.Hold(i); ++i) {
-      const auto isThere = [&] { return pin->SeekCursor(range.current, range.stop) ? S_OK : S_FALSE; };
-      if (Guarded(isThere) != S_OK) return false;
+      const auto seekOne = [&] { return pin->SeekCursor(range.current, range.stop) ? S_OK : S_FALSE; };
+      if (Guarded(seekOne) != S_OK) return false;
     }
     return true;
   };

@@ -115,7 +115,7 @@ class CVXMkvDmx final : public CBaseFilter,
   CCritSec filterLock_;
   CVXMkvDmxInputPin* inputPin_ = nullptr;
   OutputPins outputPins_;
-  WorkerCall* call_ VANTOR_GUARDED_BY(filterLock_) = nullptr;  // the control call under way
+  WorkerCall* callUnderWay_ VANTOR_GUARDED_BY(filterLock_) = nullptr;
 };
 
 }  // namespace vantor

@@ -49,10 +49,10 @@ OutputPinMaker::OutputPinMaker(CMkvFileRoot& root, IPin* upstream, CFontInstalle
       filterLock_(filterLock),
       pins_(pins),
       firstCluster_(FindFirstCluster(root)),
-      probed_(root) {
-  probed_.allowance = root.AllowanceOf(kTimesForProbing, kSlackForProbing);
-  sources_.file = &probed_;
-  sources_.streamDescription = [upstream](const MkvTrackEntry& track, Bytes& codecPrivate) {
+      probedFile_(root) {
+  probedFile_.allowance = root.AllowanceOf(kTimesForProbing, kSlackForProbing);
+  avcConfigSources_.file = &probedFile_;
+  avcConfigSources_.streamDescription = [upstream](const MkvTrackEntry& track, Bytes& codecPrivate) {
     return ReadStreamDescription(upstream, track, codecPrivate);
   };
 }
@@ -75,7 +75,7 @@ HRESULT OutputPinMaker::MakePinsFor(PinKind kind, Takes takes) {
     for (const auto& track : list) {
       if (!takes(*track)) continue;
       TrackMediaType type;
-      HRESULT result = BuildTrackMediaType(*track, sources_, type);
+      HRESULT result = BuildTrackMediaType(*track, avcConfigSources_, type);
       if (FAILED(result)) return result;
       if (result != S_OK) continue;
       result = MakePin(kind, *track, type);

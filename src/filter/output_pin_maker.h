@@ -56,8 +56,8 @@ class OutputPinMaker {
   OutputPinList& pins_;
 
   const FirstCluster firstCluster_;
-  CMkvFileClone probed_;  // where the first frames of tracks are looked for
-  AvcConfigSources sources_;
+  CMkvFileClone probedFile_;  // where the first frames of tracks are looked for
+  AvcConfigSources avcConfigSources_;
   std::map<PinKind, std::uint32_t> numbers_;  // the last number given
   std::uint32_t kinds_ = 0;                   // the kinds that have a pin
   bool hasFrameDuration_ = false;

@@ -5,6 +5,7 @@
 
 #include "mediatypes/audio_builders.h"
 #include "mediatypes/format_block.h"
+#include "mediatypes/skip_track.h"
 
 namespace vantor {
 

@@ -1,5 +1,6 @@
 // The audio codecs: one row each, the first that matches wins.
 #include "mediatypes/audio_builders.h"
+#include "mediatypes/skip_track.h"
 #include "mediatypes/track_media_type.h"
 #include "published/subtype_codes.h"
 

@@ -2,6 +2,7 @@
 #include <cstddef>
 
 #include "mediatypes/nal_units.h"
+#include "mediatypes/skip_track.h"
 #include "mediatypes/video_builders.h"
 
 namespace vantor {

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "mediatypes/format_block.h"
+#include "mediatypes/skip_track.h"
 #include "mediatypes/video_builders.h"
 #include "published/subtype_codes.h"
 

@@ -4,6 +4,7 @@
 
 #include "mediatypes/format_block.h"
 #include "mediatypes/mpeg_sequence_header.h"
+#include "mediatypes/skip_track.h"
 #include "mediatypes/video_builders.h"
 
 namespace vantor {

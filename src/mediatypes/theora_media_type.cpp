@@ -1,6 +1,7 @@
 // Theora: the picture is described by the identification header in the private data.
 #include <cstddef>
 
+#include "mediatypes/skip_track.h"
 #include "mediatypes/video_builders.h"
 #include "platform/big_endian.h"
 #include "platform/conversions.h"

@@ -1,4 +1,5 @@
 #include "mediatypes/track_media_type.h"
+#include "mediatypes/skip_track.h"
 
 namespace vantor {
 

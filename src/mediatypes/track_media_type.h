@@ -36,14 +36,4 @@ HRESULT BuildAudioMediaType(const MkvTrackEntry& track, const ResolvedPrivate& r
 // Never skips: an unknown codec has a null subtype.
 HRESULT BuildSubtitleMediaType(const MkvTrackEntry& track, const ResolvedPrivate& resolved, TrackMediaType& result);
 
-// For the builders: S_FALSE, with the reason in the result.
-inline HRESULT SkipTrack(NoPinReason reason, TrackMediaType& result) {
-  result.noPin = reason;
-  return S_FALSE;
-}
-// The same for private data that is missing or not what the codec needs.
-inline HRESULT SkipTrackFor(const Bytes& codecPrivate, TrackMediaType& result) {
-  return SkipTrack(codecPrivate.empty() ? NoPinReason::kPrivateMissing : NoPinReason::kPrivateUnusable, result);
-}
-
 }  // namespace vantor

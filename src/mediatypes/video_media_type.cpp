@@ -1,4 +1,5 @@
 // The video codecs: one row each, the first that matches wins.
+#include "mediatypes/skip_track.h"
 #include "mediatypes/track_media_type.h"
 #include "mediatypes/video_builders.h"
 #include "published/subtype_codes.h"

@@ -3,6 +3,7 @@
 
 #include "mediatypes/audio_builders.h"
 #include "mediatypes/format_block.h"
+#include "mediatypes/skip_track.h"
 #include "platform/conversions.h"
 #include "published/media_guids.h"
 

@@ -66,7 +66,7 @@ void MkvBlock::ReadHeader(const MkvElement& element) {
   if ((trackRead | timeRead | flagsRead) != S_OK) element.NotePassedOver(Tolerated::kUnreadableBlockHeader);
 }
 
-HRESULT MkvBlock::ReadFrames(const MkvElement& element, std::size_t most) {
+HRESULT MkvBlock::ReadFrames(const MkvElement& element, std::size_t mostFrames) {
   LaceSizes sizes;
   if (const HRESULT result = ReadLaceSizes(element, flags.value, sizes); result != S_OK) {
     element.NotePassedOver(Tolerated::kRejectedBlock);
@@ -74,7 +74,7 @@ HRESULT MkvBlock::ReadFrames(const MkvElement& element, std::size_t most) {
   }
   CMkvFile& file = *element.file;
   std::uint64_t next = file.position;
-  for (std::size_t i = 0; i < std::min(sizes.count, most); ++i) {
+  for (std::size_t i = 0; i < std::min(sizes.count, mostFrames); ++i) {
     // Set for each: the frame before may have been cut off, refused by the reader, or not read at all.
     file.position = next;
     ReadFrame(file, sizes.size[i], frames);
@@ -105,16 +105,16 @@ HRESULT MkvBlock::ReadGroup(const MkvElement& element, bool wantFrames) {
   return ReadEveryBlock(element, wantFrames, kEveryFrame);
 }
 
-HRESULT MkvBlock::ReadEveryBlock(const MkvElement& group, bool wantFrames, std::size_t most) {
+HRESULT MkvBlock::ReadEveryBlock(const MkvElement& group, bool wantFrames, std::size_t mostFrames) {
   bool isDamaged = false;
   const HRESULT result = WalkGroup(group, [&](const MkvElement& child) {
     ReadHeader(child);
-    if (wantFrames && FAILED(ReadFrames(child, most))) isDamaged = true;
+    if (wantFrames && FAILED(ReadFrames(child, mostFrames))) isDamaged = true;
   });
   return isDamaged ? E_FAIL : result;
 }
 
-HRESULT MkvBlock::ReadGroupOfTrack(const MkvElement& element, std::uint64_t track, std::size_t most) {
+HRESULT MkvBlock::ReadGroupOfTrack(const MkvElement& element, std::uint64_t track, std::size_t mostFrames) {
   // The format has one Block in a group. A file may have more, and then the last one's track is the group's: when that
   // is another one, what was read before is dropped; when one before was another's and skipped, all are read after all.
   bool isDamaged = false;
@@ -123,7 +123,7 @@ HRESULT MkvBlock::ReadGroupOfTrack(const MkvElement& element, std::uint64_t trac
     ReadHeader(child);
     if (trackNumber.value != track) {
       isSkipped = true;
-    } else if (FAILED(ReadFrames(child, most))) {
+    } else if (FAILED(ReadFrames(child, mostFrames))) {
       isDamaged = true;
     }
   });
@@ -133,7 +133,8 @@ HRESULT MkvBlock::ReadGroupOfTrack(const MkvElement& element, std::uint64_t trac
   }
   if (!isSkipped || result == E_ABORT) return isDamaged ? E_FAIL : result;
   Reset();
-  return ReadEveryBlock(element, true, most);
+  constexpr bool kWantFrames = true;
+  return ReadEveryBlock(element, kWantFrames, mostFrames);
 }
 
 MkvElement FirstBlock(const MkvElement& cluster) {

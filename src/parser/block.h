@@ -38,9 +38,9 @@ struct MkvBlock {
   void ReadHeader(const MkvElement& element);
 
   // Reads the frames of the Block or SimpleBlock whose header was just read (the cursor is behind it), or the first
-  // `most` of them, one read per frame, and appends them. E_FAIL for damaged lacing, with nothing appended. A frame cut
-  // off by the end of the source keeps the bytes that were there.
-  HRESULT ReadFrames(const MkvElement& element, std::size_t most = kEveryFrame);
+  // `mostFrames` of them, one read per frame, and appends them. E_FAIL for damaged lacing, with nothing appended. A
+  // frame cut off by the end of the source keeps the bytes that were there.
+  HRESULT ReadFrames(const MkvElement& element, std::size_t mostFrames = kEveryFrame);
 
   // Header, and frames when wanted, of a Block or SimpleBlock.
   HRESULT Read(const MkvElement& element, bool wantFrames);
@@ -49,15 +49,15 @@ struct MkvBlock {
   // Block is damaged; E_ABORT when the file's `interrupted` ended it.
   HRESULT ReadGroup(const MkvElement& element, bool wantFrames);
 
-  // ReadGroup with frames, or the first `most` of them, if, and only if, the group's block belongs to the track; then
-  // S_OK. In one walk.
-  HRESULT ReadGroupOfTrack(const MkvElement& element, std::uint64_t track, std::size_t most = kEveryFrame);
+  // ReadGroup with frames, or the first `mostFrames` of them, if, and only if, the group's block belongs to the track;
+  // then S_OK. In one walk.
+  HRESULT ReadGroupOfTrack(const MkvElement& element, std::uint64_t track, std::size_t mostFrames = kEveryFrame);
 
   // A block is a key frame when it refers to no other.
   bool IsKeyFrame() const { return !ReferenceBlock.present; }
 
  private:
-  HRESULT ReadEveryBlock(const MkvElement& group, bool wantFrames, std::size_t most);
+  HRESULT ReadEveryBlock(const MkvElement& group, bool wantFrames, std::size_t mostFrames);
   template <typename ReadBlock>
   HRESULT WalkGroup(const MkvElement& group, const ReadBlock& readBlock);
 };

@@ -15,7 +15,7 @@
 #include <functional>
 #include <memory>
 
-#include "parser/tolerance.h"
+#include "parser/tolerance_notes.h"
 #include "platform/com.h"
 
 namespace vantor {

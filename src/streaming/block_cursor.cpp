@@ -89,7 +89,7 @@ bool BlockCursor::ReadCurrent() {
     if (isOfTrack) result = block.ReadFrames(place_.element);
     if (file_.wasLetGo) return false;
     if (!isOfTrack) return true;
-    MarkNonKeyFrame(block);
+    MarkUnlessKeyFrame(block);
   } else {
     result = block.ReadGroupOfTrack(place_.element, track_.TrackNumber.value);
     if (result == E_ABORT || file_.wasLetGo) return false;

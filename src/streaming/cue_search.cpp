@@ -25,7 +25,7 @@ bool ReadBlockHeader(const MkvElement& element, MkvBlock& block) {
   block.Reset();
   if (element.id.value == ids::kBlockGroup) return block.ReadGroup(element, false) == S_OK;
   block.ReadHeader(element);
-  MarkNonKeyFrame(block);
+  MarkUnlessKeyFrame(block);
   return true;
 }
 
@@ -50,7 +50,7 @@ bool FindKeyFrame(const MkvSegment& records, std::uint64_t track, std::int64_t t
 
 }  // namespace
 
-void MarkNonKeyFrame(MkvBlock& block) {
+void MarkUnlessKeyFrame(MkvBlock& block) {
   if ((block.flags.value & kKeyFrameFlag) != 0) return;
   block.ReferenceBlock.value = 0;
   block.ReferenceBlock.present = true;

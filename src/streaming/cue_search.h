@@ -17,6 +17,6 @@ namespace vantor {
 bool SeekByCues(const MkvSegment& records, const MkvElement& segment, std::int64_t target, ClusterPlace& place);
 
 // A SimpleBlock without key flag refers, as it were, to another block: so one rule tells key frames of both kinds.
-void MarkNonKeyFrame(MkvBlock& block);
+void MarkUnlessKeyFrame(MkvBlock& block);
 
 }  // namespace vantor

@@ -68,8 +68,4 @@ class SampleSource {
   std::size_t ownSize_ = 0;  // bytes of each of its buffers
 };
 
-// Whether the type's samples are complete in themselves, so that a buffer from anywhere will do: compressed data or
-// text. Uncompressed pictures and sound may have to lie in memory that downstream brought, a surface or a device's.
-bool IsCompressedOrText(const AM_MEDIA_TYPE& type);
-
 }  // namespace vantor

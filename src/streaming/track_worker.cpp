@@ -193,10 +193,11 @@ HRESULT TrackWorker::DoBufferProcessingLoop() {
   for (;;) {
     DWORD request = 0;
     while (!CheckRequest(&request)) {
-      if (isStopAnnounced_) return S_FALSE;
+      if (isStopAnnounced_) return S_FALSE;  // the command follows, and finds the worker waiting
       const HRESULT result = Guarded([this] { return DeliverNextBlock(); });
       if (result != S_OK) return EndRun(result);
     }
+    // Not answered here: ThreadProc takes it again, when this run is over.
     if (request == CMD_STOP) return S_FALSE;
     Reply(request == CMD_RUN ? S_OK : static_cast<DWORD>(E_UNEXPECTED));
   }

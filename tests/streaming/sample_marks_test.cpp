@@ -5,7 +5,7 @@
 
 #include "baseclasses/media_type.h"
 #include "published/media_guids.h"
-#include "streaming/sample_source.h"
+#include "streaming/raw_media_types.h"
 #include "support/mkv_builder.h"
 
 namespace vantor::test {
@@ -70,7 +70,7 @@ TEST(SampleMarks, ASampleWithoutABufferIsNotFilled) {
   EXPECT_EQ(failing.bytes, (std::vector<BYTE>{0, 0, 0, 1}));
 }
 
-TEST(SampleSource, TellsCompressedTypesAndTextFromRawPicturesAndSound) {
+TEST(RawMediaTypes, TellsCompressedTypesAndTextFromRawPicturesAndSound) {
   const auto type = [](const GUID& major, const GUID& subtype) {
     CMediaType made(&major);
     made.SetSubtype(&subtype);

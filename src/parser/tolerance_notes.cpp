@@ -1,4 +1,4 @@
-#include "parser/tolerance.h"
+#include "parser/tolerance_notes.h"
 
 #include <algorithm>
 #include <array>
