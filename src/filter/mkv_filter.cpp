@@ -136,6 +136,8 @@ HRESULT CVXMkvDmx::Pause() {
   CAutoLock lock(&filterLock_);
   if (HasLateWorker()) return VFW_E_TIMEOUT;
   if (m_State == State_Stopped) {
+    const HRESULT ended = EndStrayWorkers();
+    if (FAILED(ended)) return ended;
     const int count = GetPinCount();
     for (int i = 0; i < count; ++i) {
       CBasePin* const pin = GetPin(i);
@@ -185,11 +187,13 @@ HRESULT CVXMkvDmx::EndWorker(CVXMkvDmxOutputPin& pin, PeerFlush peerFlush) {
   return call.EndWorker(pin);
 }
 
-// All of them, whatever becomes of one; the first failure.
+// All of them, whatever becomes of one. They are let go before the first is waited for, and share one patience.
 HRESULT CVXMkvDmx::EndStrayWorkers() {
+  for (std::size_t i = 0; const PinHold pin = outputPins_.Hold(i); ++i) pin->LetStrayWorkerGo();
+  WorkerCall call(outputPins_, Root(), patience_, PeerFlush::kUnderWay);
   HRESULT first = S_OK;
   for (std::size_t i = 0; const PinHold pin = outputPins_.Hold(i); ++i) {
-    const HRESULT result = pin->EndStrayWorker();
+    const HRESULT result = pin->IsLate() ? VFW_E_TIMEOUT : call.EndWorker(*pin);
     if (FAILED(result) && SUCCEEDED(first)) first = result;
   }
   return first;

@@ -59,7 +59,7 @@ class CVXMkvDmx final : public CBaseFilter,
   CBasePin* HoldPin(int index) override;
 
   // VFW_E_WRONG_STATE, nothing changed, on a worker of the filter's own. VFW_E_TIMEOUT: of Stop when a worker did not
-  // answer, with the filter stopped all the same; of Pause and Run, nothing changed, while such a worker lives.
+  // answer, with the filter stopped all the same; of Pause, nothing changed, while such a worker lives.
   HRESULT STDMETHODCALLTYPE Stop() override;
   HRESULT STDMETHODCALLTYPE Pause() override;
   HRESULT STDMETHODCALLTYPE Run(REFERENCE_TIME start) override;
@@ -104,6 +104,8 @@ class CVXMkvDmx final : public CBaseFilter,
   bool HasLateWorker() const VANTOR_REQUIRES(filterLock_);
   HRESULT StopRuns() VANTOR_REQUIRES(filterLock_);
   void SeekCursors(SeekRange& range) VANTOR_REQUIRES(filterLock_);
+  // Ends the workers that a failed Pause or Stop left in a stopped filter. The first failure; VFW_E_TIMEOUT when one
+  // does not answer, or has not since an earlier call.
   HRESULT EndStrayWorkers() VANTOR_REQUIRES(filterLock_);
   void TearDownElsewhere();
 

@@ -84,14 +84,19 @@ HRESULT CVXMkvDmxOutputPin::BreakConnect() {
 HRESULT CVXMkvDmxOutputPin::EndStrayWorker() {
   if (!ThreadExists()) return S_OK;
   if (IsLate()) return VFW_E_TIMEOUT;
-  // Downstream may be paused and hold the worker in Receive.
-  const bool isHeld = IsStreaming();
-  SetDeactivating(true);
-  if (isHeld) DeliverBeginFlush();
-  CBaseOutputPin::Inactive();
-  const HRESULT result = filter_->EndWorker(*this, isHeld ? PeerFlush::kUnderWay : PeerFlush::kNone);
-  if (isHeld) DeliverEndFlush();
+  LetStrayWorkerGo();
+  const HRESULT result = filter_->EndWorker(*this, PeerFlush::kUnderWay);
+  EndFlushForWorker();
   return result;
+}
+
+void CVXMkvDmxOutputPin::LetStrayWorkerGo() {
+  if (!ThreadExists() || IsLate()) return;
+  AnnounceStop();
+  SetDeactivating(true);
+  // Downstream may be paused and hold the worker in Receive.
+  if (IsStreaming()) BeginFlushForWorker();
+  (void)CBaseOutputPin::Inactive();  // an allocator that will not be decommitted does not hold the worker's end up
 }
 
 void CVXMkvDmxOutputPin::BeginFlushForWorker() {

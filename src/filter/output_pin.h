@@ -52,6 +52,9 @@ class CVXMkvDmxOutputPin final : private OutputPinType,
   // answer, or has not since an earlier call.
   HRESULT EndStrayWorker();
 
+  // The first half of it: what may hold the worker is let go, and it is told to stop.
+  void LetStrayWorkerGo();
+
   // A flush of the peer on behalf of a worker that it holds; ended once.
   void BeginFlushForWorker();
   void EndFlushForWorker();

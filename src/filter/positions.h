@@ -43,7 +43,7 @@ class Positions {
 
   // What a run announces. Takes no lock.
   PlaybackRange Range() const { return {segmentStart_, stop_, rate_}; }
-  // Moves the current position on to the stop time of a delivered block, no further than the end of the range.
+  // See Playback::AdvancePosition.
   void Advance(std::int64_t stop);
 
   // What a seek settles on. A seek makes the current position the start of the next segment.

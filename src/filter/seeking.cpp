@@ -6,7 +6,7 @@ namespace vantor {
 
 namespace {
 
-// That the current position can be got is not claimed, although it can: it is the stop time of what was delivered last,
+// That the current position can be got is not claimed, although it can: it is the stop time of what was sent last,
 // ahead of what a viewer sees, and a graph that asks a renderer instead knows better.
 constexpr DWORD kCapabilities = AM_SEEKING_CanSeekAbsolute | AM_SEEKING_CanSeekForwards | AM_SEEKING_CanSeekBackwards |
                                 AM_SEEKING_CanGetStopPos | AM_SEEKING_CanGetDuration;
@@ -50,7 +50,7 @@ HRESULT Seeking::GetCapabilities(DWORD* capabilities) const {
   return S_OK;
 }
 
-// S_OK for the very set, also where all that is asked for is in it: callers compare sets here.
+// S_OK for exactly this set, S_FALSE for a part of it, although all that is asked for is there: callers compare sets.
 HRESULT Seeking::CheckCapabilities(const DWORD* capabilities) const {
   if (capabilities == nullptr) return E_POINTER;
   if (*capabilities == 0) return S_OK;

@@ -34,7 +34,7 @@ HRESULT WorkerCall::StopRun(CVXMkvDmxOutputPin& pin, AfterStop after) {
   HRESULT result = pin.StopRun(Remaining());
   while (result == VFW_E_TIMEOUT && LetNextGo()) result = pin.StopRun(Remaining());
   if (result != VFW_E_TIMEOUT) return result;
-  // One that waits for its command gets to it as soon as the system lets it run.
+  // One that is in no run waits for commands, and answers as soon as the system lets it run.
   if (!pin.OwesAnswer()) return pin.StopRun(INFINITE);
   return pin.LeaveToItself(after == AfterStop::kEnd);
 }

@@ -41,9 +41,6 @@ class WorkerCall {
   // The same, CMD_EXIT, and the end of the thread.
   HRESULT EndWorker(CVXMkvDmxOutputPin& pin);
 
-  // Ends the flushes of this call.
-  void EndFlushes();
-
  private:
   using Clock = std::chrono::steady_clock;
   enum class Step { kAnswer, kPeers, kAllocators, kSource };
@@ -53,6 +50,7 @@ class WorkerCall {
   void FlushPeers();
   void LetAllocatorsGo();
   void FlushSource();
+  void EndFlushes();
 
   OutputPins& pins_;
   ComPtr<IAsyncReader> source_;

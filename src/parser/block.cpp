@@ -2,8 +2,8 @@
 //
 // A SimpleBlock's payload is a header of its own (track, time, flags), perhaps the lace's head, and frames. A
 // BlockGroup is a master element with such a payload as its Block child and the rest (duration, references) in children
-// beside it. A pin's cursor meets the blocks of all tracks: of others it reads the header and nothing else, so the
-// header comes first and the frames only when asked for. A BlockGroup is walked once, since its children may stand in
+// beside it. A pin's cursor meets the blocks of all tracks: of others it reads no frame, so the header comes
+// first and the frames only when asked for. A BlockGroup is walked once, since its children may stand in
 // any order: the block is decided upon when its Block is met, and what is beside it is read along.
 //
 // Nothing here allocates in the steady state. A record is reset and filled again, its frames' buffers with it, and the

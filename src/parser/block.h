@@ -39,7 +39,8 @@ struct MkvBlock {
 
   // Reads the frames of the Block or SimpleBlock whose header was just read (the cursor is behind it), or the first
   // `mostFrames` of them, one read per frame, and appends them. E_FAIL for damaged lacing, with nothing appended. A
-  // frame cut off by the end of the source keeps the bytes that were there.
+  // frame cut off by the end of the source keeps the bytes that were there; one that the reader refuses is empty, and
+  // delivered as it is: the result tells of the lace only.
   HRESULT ReadFrames(const MkvElement& element, std::size_t mostFrames = kEveryFrame);
 
   // Header, and frames when wanted, of a Block or SimpleBlock.

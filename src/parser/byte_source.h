@@ -52,7 +52,7 @@ class CMkvFileReader {
 
   // Reads `size` bytes at the cursor and moves it by what was read. E_FAIL at or past the end, also when the end comes
   // before all was read (what was there is then in the buffer and consumed); any result of the reader other than S_OK
-  // is returned unchanged.
+  // is returned unchanged, with the cursor before the piece that failed.
   HRESULT Read(void* buffer, std::uint64_t size);
 
   // Bytes between the cursor and the end of the file, 0 when the cursor is beyond it.

@@ -78,7 +78,8 @@ void BlockCursor::EnterCluster() {
   place_.element = place_.cluster.FirstChild();
 }
 
-// Reads the block under the cursor; false when it was given up half-way. Blocks of other tracks cost their header only.
+// Reads the block under the cursor; false when it was given up half-way. A SimpleBlock of another track costs its
+// header, a BlockGroup also what stands beside the Block; no frame is read.
 bool BlockCursor::ReadCurrent() {
   MkvBlock& block = next_->record;
   block.Reset();
@@ -124,7 +125,7 @@ std::int64_t BlockCursor::DurationOf(std::uint64_t ticks) const {
 
 void BlockCursor::RenewAllowance() { file_.allowance = file_.AllowanceOf(kTimesForPlaying, kSlack); }
 
-// To the first Cluster, before its first block.
+// To the first Cluster, which is still to be entered.
 void BlockCursor::Rewind() {
   place_.cluster = firstCluster_;
   place_.element = MkvElement();

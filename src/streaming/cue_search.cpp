@@ -31,7 +31,7 @@ bool ReadBlockHeader(const MkvElement& element, MkvBlock& block) {
 
 // Moves the place onto the last key frame of the track at or before the target in the Cluster it stands in.
 bool FindKeyFrame(const MkvSegment& records, std::uint64_t track, std::int64_t target, ClusterPlace& place) {
-  place.timecode = 0;
+  place.timecode = 0;  // unlike in a walk, there is no Cluster before this one
   ReadClusterTimecode(place.cluster, place.timecode);
   MkvElement found;
   MkvBlock block;

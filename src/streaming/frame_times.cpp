@@ -19,7 +19,7 @@ BlockSpan SpanOf(const BlockTiming& timing) {
 
 FrameTimes::FrameTimes(const BlockSpan& span, const PlaybackRange& range, std::size_t frames)
     : start_(WrappingSubtract(span.start, range.start)), rangeLength_(WrappingSubtract(range.stop, range.start)) {
-  // Unsigned: a span that wrapped is a very long one.
+  // Unsigned: a span of more than half of all time is a long one, and divided as such; undivided it counts as one unit.
   const auto whole = static_cast<std::uint64_t>(span.stop) - static_cast<std::uint64_t>(span.start);
   const std::uint64_t share = frames == 1 ? whole : whole / frames;
   length_ = std::max<std::int64_t>(static_cast<std::int64_t>(share), 1);

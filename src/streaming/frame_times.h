@@ -26,8 +26,8 @@ struct BlockSpan {
   std::int64_t stop = 0;
 };
 
-// The block lasts as long as it says, or else up to the next one, or else one unit. It always ends after it starts,
-// unless the sum wraps.
+// The block lasts as long as it says, or else up to the next one, or else one unit, whatever frame rate the track
+// declares. It always ends after it starts, unless the sum wraps.
 BlockSpan SpanOf(const BlockTiming& timing);
 
 // The frames of a block share its span evenly: what is left over by the division belongs to no frame.
@@ -38,7 +38,8 @@ class FrameTimes {
 
   std::int64_t StartOf(std::size_t frame) const;
   std::int64_t StopOf(std::size_t frame) const { return StartOf(frame + 1); }
-  // Before the range or beyond it: decoded, but not shown.
+  // Before the range or beyond it: decoded, but not shown. A frame that starts where the range ends is shown, and the
+  // last.
   bool IsPreroll(std::size_t frame) const { return StartOf(frame) < 0 || StartOf(frame) > rangeLength_; }
   // Whether the range ends with, or before, the start of this frame.
   bool IsAtEnd(std::size_t frame) const { return StartOf(frame) >= rangeLength_; }

@@ -18,7 +18,7 @@ class Playback {
  public:
   // The range of the current run. Any thread; takes no lock that is held across a wait for a worker.
   virtual PlaybackRange Range() const = 0;
-  // Moves the current position on to the stop time of a delivered block, no further than the end of the range.
+  // Moves the current position on to the stop time of a block that is about to go out, within the range.
   virtual void AdvancePosition(std::int64_t stop) = 0;
   // Sends the event of an error to the graph, if there is one to hear it: the first parameter is the result.
   virtual void NotifyGraph(long event, LONG_PTR first, LONG_PTR second) = 0;

@@ -2,7 +2,7 @@
 // size, commit. That needs every sample back home, and a sink may have good reasons to keep one: a multiplexer keeps
 // each until the next comes, and the next is the one that waits. So the wait is limited, and after it the frame goes
 // out in a buffer of the pin's own, of the agreed alignment and prefix; what downstream agreed to is the layout of a
-// sample, not whose it is. The next large frame of the run tries the enlargement once more, without a wait.
+// sample, not whose it is. Each further large frame of the run tries the enlargement once, without a wait.
 //
 // Whatever happens, the allocator is committed again before the next attempt, at its old size if need be: small frames
 // go on as before. Where not even that works, the run has nothing to deliver in and ends.
@@ -45,7 +45,7 @@ SampleState SampleSource::Get(IMemAllocator* allocator, std::size_t size, IMedia
   for (;;) {
     if (stopPending_()) return SampleState::kStopped;
     *sample = nullptr;
-    // A sample that is none counts as a refusal.
+    // Success without a sample counts as a refusal.
     if (FAILED(pin_.GetDeliveryBuffer(sample, nullptr, nullptr, 0)) || *sample == nullptr) {
       SleepMilliseconds(1);  // an allocator may be between two commits, of whoever shares it
       continue;

@@ -4,14 +4,19 @@
 // touches neither cursor nor pin any more.
 //
 // Stops are looked for before each block and before each attempt to get a sample; a scan through damaged parts of a
-// file asks as well. What a stop cannot interrupt is a call into a neighbour: Receive, GetBuffer, SyncRead. The control
-// side then lets go what may hold the worker (filter/worker_call.h), and in the end the worker itself: it keeps the
-// CMD_STOP pending and takes it when it comes back.
+// file asks as well. What a stop cannot interrupt is a call into a neighbour: Receive, GetBuffer, SyncRead. A stop of
+// the filter therefore decommits the allocator first, and a seek flushes the peer. Where that does not help within a
+// second, the control side lets go all that may hold the worker, half a second apart (filter/worker_call.h), and in the
+// end the worker itself: it keeps the CMD_STOP pending and takes it when it comes back.
 //
-// Within a block the order of steps is part of the behaviour. The stop time needs the next block, so one block is read
-// ahead. The current position moves before the samples go out. Nothing is delivered before the first key frame of a
-// run, but such frames are copied all the same: the allocator's buffers set the pace, and a stop is noticed there. The
-// end of the range is looked at after the first frame of a key frame block and nowhere else.
+// Within a block the order of steps is part of the behaviour. A block that does not say how long it lasts lasts until
+// the track's next one, so one block is read ahead; the last lasts one unit (frame_times.h). The current position moves
+// before the samples go out. Nothing is delivered before the first key frame of a run, but such frames are copied all
+// the same: the allocator's buffers set the pace, and a stop is noticed there. Codec headers, sent as samples at the
+// start of a run, take the mark of the discontinuity, and with it the wait for a key frame. A frame that is larger than
+// its buffer makes the pin ask for larger ones (sample_source.h) and is delivered; only where none are to be had it is
+// skipped, and the graph told. The end of the range is looked at after the first frame of a key frame block and nowhere
+// else, since the frames between refer to each other in any order.
 #include "streaming/track_worker.h"
 
 #include "parser/content_encoding.h"
@@ -63,6 +68,7 @@ HRESULT TrackWorker::StartWorker() {
 
 HRESULT TrackWorker::RunAgain() {
   if (!ThreadExists() || IsStreaming() || IsLate()) return S_OK;
+  isStopAnnounced_ = false;
   if (seekWhenBack_) {
     const std::int64_t target = *seekWhenBack_;
     seekWhenBack_.reset();
@@ -73,7 +79,6 @@ HRESULT TrackWorker::RunAgain() {
     SetDeactivating(false);
     if (IMemAllocator* const allocator = DeliveryAllocator()) allocator->Commit();
   }
-  isStopAnnounced_ = false;
   return static_cast<HRESULT>(CallWorker(CMD_RUN));
 }
 
@@ -88,6 +93,7 @@ HRESULT TrackWorker::StopRun(DWORD milliseconds) {
   const Answer answer = WaitForReply(milliseconds, &reply);
   if (answer == Answer::kTimeout) return VFW_E_TIMEOUT;
   isStopPosted_ = false;
+  isStopAnnounced_ = false;  // or a search by the cursor, which a stop interrupts, would be given up now
   return answer == Answer::kReplied ? static_cast<HRESULT>(reply) : S_OK;
 }
 
@@ -106,7 +112,7 @@ HRESULT TrackWorker::StopWorker() {
 }
 
 HRESULT TrackWorker::LeaveToItself(bool ends) {
-  // The worker looks for this after its answer, so that one of the two sees the other.
+  // The worker looks for the flag under this lock, after it has answered: either we see the answer or it sees the flag.
   const LockScope hold(lateLock_);
   if (StopRun(0) != VFW_E_TIMEOUT) return S_OK;
   endsWhenBack_ = ends;
@@ -228,6 +234,7 @@ void TrackWorker::DeliverCodecHeaders() {
   CMediaType connection;
   CodecHeaders headers;
   if (!pin_.IsConnected() || FAILED(pin_.ConnectionMediaType(&connection))) return;
+  // A file that begins later is one part of a stream, whose decoder has its headers.
   if (cursor_.StartTime() != 0 || !FindCodecHeaders(connection, ownType_, headers)) return;
   for (std::size_t i = 0; i < headers.size(); ++i) {
     IMediaSample* sample = nullptr;
@@ -237,7 +244,7 @@ void TrackWorker::DeliverCodecHeaders() {
     // The time stamps are the bare numbers 0 to 3.
     const auto number = static_cast<std::int64_t>(i);
     const SampleMarks marks{number, number + 1, true, isDiscontinuity_, false};
-    isDiscontinuity_ = false;
+    isDiscontinuity_ = false;  // what follows the headers is not held back for a key frame
     HRESULT result = FillSample(*sample, headers[i].data, headers[i].size, marks);
     if (SUCCEEDED(result)) result = pin_.Deliver(sample);
     sample->Release();
@@ -288,9 +295,10 @@ HRESULT TrackWorker::DeliverFrames(MkvBlock& block, const FrameTimes& times) {
     const SampleState state = GetSample(frame, block.frames.IsLost(i), &sample);
     if (state == SampleState::kStopped) return S_OK;
     if (state == SampleState::kFailed) return samples_.Failure();
+    // A sink that fails wants no more: the end of its data, not an error of ours.
     if (state == SampleState::kReady && FAILED(DeliverFrame(frame, times, i, isKeyFrame, sample))) return S_FALSE;
     if (isKeyFrame && times.IsAtEnd(i)) return S_FALSE;
-    isKeyFrame = false;
+    isKeyFrame = false;  // of a lace, the first frame alone is marked
     // A prefix restored to every frame of a lace must not add up.
     if (frame.capacity() > kLargestKept && block.frames.size() > 1) FrameBytes().swap(frame);
   }
