@@ -44,29 +44,35 @@ CVXMkvDmx::~CVXMkvDmx() {
   if (inputPin_ != nullptr) inputPin_->ReleaseByFilter();
 }
 
-// A filter may be let go while it runs. A worker that does not answer even now keeps the filter, and what it stands
-// on, until it comes back; its reference is then the last.
+// A filter may be let go while it runs, and by one of its own workers, which cannot wait for its own end. A worker that
+// does not answer even now keeps the filter, and what it stands on, until it comes back. Whoever is left over by then
+// asks the object itself: what it was aggregated into is going.
 void CVXMkvDmx::FinalRelease() {
-  if (OnOwnWorker()) return TearDownElsewhere();
+  LeaveOwner();
+  if (OnOwnWorker()) return OnAnotherThread([this] { FinalRelease(); });
+  holds_ += std::exchange(isReleased_, true) ? 1 : 1 + kReleased;
   Stop();
   if (SUCCEEDED(RemoveOutputPins())) {
     delete this;
     return;
   }
-  // What it was aggregated into is going.
-  LeaveOwner();
-  CUnknown::NonDelegatingRelease();
+  if (--holds_ == kReleased) CUnknown::NonDelegatingRelease();
 }
 
-// A worker cannot wait for its own end, and its object must not go before that. Where the system has no thread to give,
-// there will be one later.
-void CVXMkvDmx::TearDownElsewhere() {
-  const auto isStarted = [this] {
-    return SUCCEEDED(Guarded([this] {
-      std::thread([this] {
+// The one reference that is left then is what FinalRelease began with; giving it back calls that once more.
+void CVXMkvDmx::ReleaseForWorker() {
+  if (--holds_ == kReleased) OnAnotherThread([this] { CUnknown::NonDelegatingRelease(); });
+}
+
+// Where the system has no thread to give, there will be one later.
+template <typename Work>
+void CVXMkvDmx::OnAnotherThread(Work work) {
+  const auto isStarted = [&work] {
+    return SUCCEEDED(Guarded([&work] {
+      std::thread([work] {
         const CBaseObject keepsModule(OLESTR("teardown thread"));
         const HRESULT com = CoInitializeEx(nullptr, COINIT_MULTITHREADED);
-        FinalRelease();
+        work();
         if (SUCCEEDED(com)) CoUninitialize();
       }).detach();
       return S_OK;

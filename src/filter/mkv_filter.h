@@ -13,6 +13,7 @@
 // neighbour may ask a worker's thread to do needs it: control calls are refused there.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 
 #include "baseclasses/filter.h"
@@ -79,10 +80,10 @@ class CVXMkvDmx final : public CBaseFilter,
   // Stops the pin's worker and ends its thread, as part of the control call under way if there is one. VFW_E_TIMEOUT:
   // it was left to itself.
   HRESULT EndWorker(CVXMkvDmxOutputPin& pin, PeerFlush peerFlush);
-  // The reference of a worker that was left to itself. The last one to go may be one of these: the filter is then taken
-  // down by a thread of its own, which waits for the worker.
-  void HoldForWorker() { CUnknown::NonDelegatingAddRef(); }
-  void ReleaseForWorker() { CUnknown::NonDelegatingRelease(); }
+  // The hold of a worker that was left to itself. It is no reference: when the last of those goes, the filter is taken
+  // down as far as such workers allow, and the last hold to go, on its worker's thread, has the rest done elsewhere.
+  void HoldForWorker() { ++holds_; }
+  void ReleaseForWorker();
 
   Playback& WorkerPlayback() { return playback_; }
   Seeking& SharedSeeking() { return seeking_; }
@@ -107,8 +108,14 @@ class CVXMkvDmx final : public CBaseFilter,
   // Ends the workers that a failed Pause or Stop left in a stopped filter. The first failure; VFW_E_TIMEOUT when one
   // does not answer, or has not since an earlier call.
   HRESULT EndStrayWorkers() VANTOR_REQUIRES(filterLock_);
-  void TearDownElsewhere();
+  template <typename Work>
+  static void OnAnotherThread(Work work);
 
+  // Workers that were left to themselves, and, from the last release on, kReleased and one for FinalRelease while it
+  // runs: in one number, so that exactly one of them finds itself the last.
+  static constexpr int kReleased = 1 << 16;
+  std::atomic<int> holds_{0};
+  bool isReleased_ = false;
   const Patience patience_;
   CFontInstaller fontInstaller_;
   Positions positions_;

@@ -65,7 +65,9 @@ bool SeekByCues(const MkvSegment& records, const MkvElement& segment, std::int64
       for (const MkvCueTrackPosition& position : point->trackPositions) {
         if (position.CueTrack.value != track || position.CueClusterPosition.value == lastTried) continue;
         lastTried = position.CueClusterPosition.value;
-        place.cluster = MkvElement::At(*segment.file, &segment, records.dataStart + lastTried);
+        const std::uint64_t at = records.dataStart + lastTried;
+        if (at < lastTried) continue;  // no place in any file
+        place.cluster = MkvElement::At(*segment.file, &segment, at);
         if (place.cluster.id.value == ids::kCluster && FindKeyFrame(records, track, target, place)) return true;
       }
     }

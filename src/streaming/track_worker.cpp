@@ -68,11 +68,13 @@ HRESULT TrackWorker::StartWorker() {
 
 HRESULT TrackWorker::RunAgain() {
   if (!ThreadExists() || IsStreaming() || IsLate()) return S_OK;
+  TakeLateAnswer();
   isStopAnnounced_ = false;
   if (seekWhenBack_) {
     const std::int64_t target = *seekWhenBack_;
     seekWhenBack_.reset();
-    if (!cursor_.SeekCursor(target)) cursor_.SeekCursor(0);
+    const HRESULT moved = Guarded([&] { return cursor_.SeekCursor(target) ? S_OK : S_FALSE; });
+    if (moved != S_OK) (void)cursor_.SeekCursor(0);
   }
   if (isAllocatorLetGo_) {
     isAllocatorLetGo_ = false;
@@ -121,9 +123,9 @@ HRESULT TrackWorker::LeaveToItself(bool ends) {
   return VFW_E_TIMEOUT;
 }
 
-bool TrackWorker::IsLate() const {
-  const LockScope hold(lateLock_);
-  return isLate_;
+// A worker that came back has answered the stop for which nobody waited any more.
+void TrackWorker::TakeLateAnswer() {
+  if (isStopPosted_) (void)StopRun(INFINITE);
 }
 
 void TrackWorker::LetAllocatorGo() {
@@ -196,6 +198,7 @@ bool TrackWorker::ComesBackToEnd() {
 
 HRESULT TrackWorker::DoBufferProcessingLoop() {
   (void)Guarded([this] { return OnThreadStartPlay(); });  // a sink that refuses the segment still gets the samples
+  if (FAILED(samples_.Failure())) return EndRun(samples_.Failure());
   for (;;) {
     DWORD request = 0;
     while (!CheckRequest(&request)) {
@@ -272,7 +275,8 @@ HRESULT TrackWorker::DeliverNextBlock() {
 
 HRESULT TrackWorker::DeliverBlock(StampedBlock& block) {
   const BlockSpan span = SpanOf(TimingOf(block));
-  if (pin_.IsConnected()) playback_.AdvancePosition(span.stop);
+  // What a worker that was left to itself still does belongs to another run.
+  if (pin_.IsConnected() && !IsLate()) playback_.AdvancePosition(span.stop);
   if (block.record.frames.empty()) return S_OK;
   return DeliverFrames(block.record, FrameTimes(span, playback_.Range(), block.record.frames.size()));
 }
@@ -326,7 +330,7 @@ HRESULT TrackWorker::DeliverFrame(const FrameBytes& frame, const FrameTimes& tim
   if (FAILED(result)) return result;
   if (isKeyFrame) isDiscontinuity_ = false;
   // After a start nothing is delivered before the first key frame.
-  if (isDiscontinuity_) return S_OK;
+  if (isDiscontinuity_ || IsLate()) return S_OK;
   if (convertStartCodes_) ConvertSample(*sample);
   return pin_.Deliver(sample);
 }

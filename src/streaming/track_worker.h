@@ -75,7 +75,7 @@ class TrackWorker : public CAMThread {
   // thread if `ends`. S_OK when the answer came after all; VFW_E_TIMEOUT otherwise.
   HRESULT LeaveToItself(bool ends);
   // Whether such a worker has not come back.
-  bool IsLate() const;
+  bool IsLate() const { return isLate_; }
 
   // Decommits the allocator that may hold the worker; RunAgain commits it.
   void LetAllocatorGo();
@@ -107,6 +107,7 @@ class TrackWorker : public CAMThread {
 
  private:
   bool StopPending() const;
+  void TakeLateAnswer();
   void RunUntilStopped();
   bool ComesBackToEnd();
   HRESULT EndRun(HRESULT result);
@@ -136,7 +137,7 @@ class TrackWorker : public CAMThread {
   std::optional<std::int64_t> seekWhenBack_;
 
   mutable Lock lateLock_{LockRank::Late};
-  bool isLate_ VANTOR_GUARDED_BY(lateLock_) = false;
+  std::atomic<bool> isLate_{false};  // written under the lock, read without it
   bool endsWhenBack_ VANTOR_GUARDED_BY(lateLock_) = false;
 };
 
