@@ -32,8 +32,13 @@ class FakeAllocator final : public CUnknown, public IMemAllocator {
   // Changes what SetProperties says it granted.
   std::function<void(ALLOCATOR_PROPERTIES& actual)> onGranted;
 
-  // Changes a sample before it is given out.
+  // Changes a sample before it is given out, ...
   std::function<void(IMediaSample*)> onSample;
+  // ... or gives another out in its place, which then holds it.
+  std::function<ComPtr<IMediaSample>(ComPtr<IMediaSample>)> onReplace;
+
+  // That many times GetBuffer succeeds and gives nothing.
+  std::atomic<int> emptyAnswers{0};
 
   // Samples given out so far.
   int Buffers() const { return buffers_; }
@@ -70,10 +75,16 @@ class FakeAllocator final : public CUnknown, public IMemAllocator {
   STDMETHODIMP GetBuffer(IMediaSample** sample, REFERENCE_TIME* start, REFERENCE_TIME* stop, DWORD flags) override {
     const HRESULT refused = onGetBuffer ? onGetBuffer() : S_OK;
     if (refused != S_OK) return refused;
+    if (emptyAnswers > 0) {
+      --emptyAnswers;
+      *sample = nullptr;
+      return S_OK;
+    }
     const HRESULT result = inner_->GetBuffer(sample, start, stop, flags);
     if (FAILED(result)) return result;
     ++buffers_;
     if (onSample) onSample(*sample);
+    if (onReplace) *sample = onReplace(ComPtr<IMediaSample>::Adopt(*sample)).Detach();
     return result;
   }
   STDMETHODIMP ReleaseBuffer(IMediaSample* sample) override { return inner_->ReleaseBuffer(sample); }

@@ -41,6 +41,11 @@ FakeSource::FakeSource(IAsyncReader* reader, HRESULT* result)
   type.SetFormatType(&FORMAT_None);
 }
 
+void FakeSourcePin::Forget() {
+  CAutoLock hold(m_pLock);
+  DisconnectInternal();
+}
+
 FakeSource::~FakeSource() { pin_->ReleaseByFilter(); }
 
 }  // namespace vantor::test

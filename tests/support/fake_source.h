@@ -19,6 +19,8 @@ class FakeSourcePin final : public CBasePin {
   STDMETHODIMP NonDelegatingQueryInterface(REFIID riid, void** object) override;
   HRESULT CheckMediaType(const CMediaType*) override { return S_OK; }
   HRESULT GetMediaType(int position, CMediaType* type) override;
+  // Drops this side of the connection in whatever state, as a neighbour that goes away does.
+  void Forget();
   STDMETHODIMP BeginFlush() override { return S_OK; }
   STDMETHODIMP EndFlush() override { return S_OK; }
 
@@ -32,6 +34,7 @@ class FakeSource final : public CBaseFilter {
   static ComPtr<FakeSource> Create(IAsyncReader* reader);
 
   FakeSourcePin* Pin() { return pin_; }
+  void Forget() { pin_->Forget(); }
   int GetPinCount() override { return 1; }
   CBasePin* GetPin(int n) override { return n == 0 ? pin_ : nullptr; }
 

@@ -1,0 +1,25 @@
+// The small file of the control matrix: two tracks, twelve blocks in two clusters, laced and large frames among them.
+//
+//   const ControlFile& file = ControlFile::Get();
+//   EXPECT_EQ(sink->Played(), file.frames[0]);
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <vector>
+
+#include "support/mkv_builder.h"
+
+namespace vantor::test {
+
+struct ControlFile {
+  static const ControlFile& Get();
+
+  Raw bytes;
+  std::array<std::vector<Raw>, 2> frames;      // by track, in their order
+  std::array<std::uint64_t, 2> secondBlock{};  // by track: where in the file its payload begins; not laced
+  std::array<std::size_t, 2> framesBefore{};   // by track: the frames before that block
+  std::int64_t secondCluster = 0;              // its time, 100 ns
+};
+
+}  // namespace vantor::test
