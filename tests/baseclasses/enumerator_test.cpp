@@ -142,7 +142,9 @@ TEST_F(PinEnumerator, AChangeInTheMiddleOfACallGivesNoPins) {
 class OvertakingFilter : public FakeFilter {
  public:
   CBasePin* HoldPin(int n) override {
-    if (IEnumPins* pins = std::exchange(m_Overtaken, nullptr)) EXPECT_EQ(pins->Skip(1), S_OK);
+    if (IEnumPins* pins = std::exchange(m_Overtaken, nullptr)) {
+      EXPECT_EQ(pins->Skip(1), S_OK);
+    }
     return FakeFilter::HoldPin(n);
   }
   IEnumPins* m_Overtaken = nullptr;
