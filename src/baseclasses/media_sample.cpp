@@ -163,14 +163,14 @@ STDMETHODIMP CMediaSample::GetProperties(DWORD cbProperties, BYTE* pbProperties)
   properties.pMediaType = m_pMediaType;
   properties.pbBuffer = m_pBuffer;
   properties.cbBuffer = m_cbBuffer;
-  std::memcpy(pbProperties, &properties, size);
+  if (size != 0) std::memcpy(pbProperties, &properties, size);
   return S_OK;
 }
 
 STDMETHODIMP CMediaSample::SetProperties(DWORD cbProperties, const BYTE* pbProperties) {
   if (!pbProperties && cbProperties != 0) return E_POINTER;
   AM_SAMPLE2_PROPERTIES given = {};
-  std::memcpy(&given, pbProperties, std::min<DWORD>(cbProperties, sizeof(given)));
+  if (cbProperties != 0) std::memcpy(&given, pbProperties, std::min<DWORD>(cbProperties, sizeof(given)));
   const auto covers = [&](const auto& field) {
     const auto end = reinterpret_cast<const BYTE*>(&field + 1) - reinterpret_cast<const BYTE*>(&given);
     return static_cast<DWORD>(end) <= cbProperties;

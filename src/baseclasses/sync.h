@@ -5,6 +5,9 @@
 //   CAutoLock lock(&m_Lock);
 #pragma once
 
+#include <atomic>
+#include <thread>
+
 #include "platform/com.h"
 #include "platform/lock.h"
 
@@ -18,13 +21,23 @@ class VANTOR_CAPABILITY("mutex") CCritSec {
   CCritSec(const CCritSec&) = delete;
   CCritSec& operator=(const CCritSec&) = delete;
 
-  void Lock() VANTOR_ACQUIRE() VANTOR_NO_THREAD_SAFETY_ANALYSIS { m_Lock.Acquire(); }
-  void Unlock() VANTOR_RELEASE() VANTOR_NO_THREAD_SAFETY_ANALYSIS { m_Lock.Release(); }
+  void Lock() VANTOR_ACQUIRE() VANTOR_NO_THREAD_SAFETY_ANALYSIS {
+    m_Lock.Acquire();
+    if (m_Depth++ == 0) m_Owner = std::this_thread::get_id();
+  }
+  void Unlock() VANTOR_RELEASE() VANTOR_NO_THREAD_SAFETY_ANALYSIS {
+    if (--m_Depth == 0) m_Owner = std::thread::id();
+    m_Lock.Release();
+  }
+  // Whether the calling thread holds it.
+  bool IsHeld() const { return m_Owner.load() == std::this_thread::get_id(); }
   // For who got the lock by another name; debug builds end the program when the thread does not hold it.
   void AssertHeld() const VANTOR_ASSERT_CAPABILITY() VANTOR_NO_THREAD_SAFETY_ANALYSIS { m_Lock.AssertHeld(); }
 
  private:
   vantor::RecursiveLock m_Lock;
+  int m_Depth = 0;                         // of the thread that holds it
+  std::atomic<std::thread::id> m_Owner{};  // read without it
 };
 
 // Holds a lock for a scope.

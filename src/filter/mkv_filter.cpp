@@ -209,6 +209,8 @@ HRESULT CVXMkvDmx::RemoveOutputPins() {
   CAutoLock lock(&filterLock_);
   const HRESULT ended = EndStrayWorkers();
   if (FAILED(ended)) return ended;
+  // A neighbour that was flushed for them may have started the filter.
+  if (!IsStopped()) return VFW_E_NOT_STOPPED;
   // Out of the list first: a peer may look at this filter's pins while it is disconnected.
   const std::vector<PinHold> removed = outputPins_.TakeAll();
   if (!removed.empty()) IncrementPinVersion();
@@ -264,17 +266,17 @@ void CVXMkvDmx::SeekCursors(SeekRange& range) {
   const std::int64_t duration = positions_.Read().duration;
   range.current = range.current < 0 ? 0 : std::min(range.current, duration);
   range.stop = range.stop < range.current ? range.current : std::min(range.stop, duration);
-  const auto seekAll = [&] {
+  const auto seekAll = [&](bool endsAtFailure) {
     for (std::size_t i = 0; const PinHold pin = outputPins_.Hold(i); ++i) {
       const auto seekOne = [&] { return pin->SeekCursor(range.current, range.stop) ? S_OK : S_FALSE; };
-      if (Guarded(seekOne) != S_OK) return false;
+      if (Guarded(seekOne) != S_OK && endsAtFailure) return false;
     }
     return true;
   };
-  if (!seekAll()) {
+  if (!seekAll(true)) {
     range.current = 0;
     // At the start there is nothing to search for, and where it cannot be read there is nothing to play.
-    (void)seekAll();
+    (void)seekAll(false);
   }
   positions_.Set(range.current, range.stop);
 }

@@ -99,6 +99,7 @@ class CVXMkvDmx final : public CBaseFilter,
 
   // Repositioner.
   bool MaySeek() const override { return !OnOwnWorker(); }
+  bool IsInControlCall() const override { return filterLock_.IsHeld(); }
   HRESULT Reposition(SeekRange& range) override;
 
   CMkvFileRoot* Root() const { return inputPin_ != nullptr ? inputPin_->Root() : nullptr; }

@@ -154,7 +154,14 @@ HRESULT Seeking::GetPreroll(LONGLONG* preroll) const {
 
 HRESULT Seeking::SetPositions(LONGLONG* current, DWORD currentFlags, LONGLONG* stop, DWORD stopFlags) {
   if (!repositioner_.MaySeek()) return VFW_E_WRONG_STATE;
+  // A neighbour that seeks from within a control call has that call's locks. It must not wait for the seek of another
+  // thread, which waits for them; that one has read its positions by now and moves the pins afterwards.
+  if (repositioner_.IsInControlCall()) return Seek(current, currentFlags, stop, stopFlags);
   CAutoLock seek(&seekLock_);
+  return Seek(current, currentFlags, stop, stopFlags);
+}
+
+HRESULT Seeking::Seek(LONGLONG* current, DWORD currentFlags, LONGLONG* stop, DWORD stopFlags) {
   const MediaPositions now = positions_.Read();
   SeekRange range{now.current, now.stop};
   HRESULT result = NewCurrent(now, current, currentFlags, range);

@@ -19,6 +19,8 @@ class Repositioner {
  public:
   // Whether the calling thread may seek: a worker of the filter's own may not, since a seek waits for it.
   virtual bool MaySeek() const = 0;
+  // Whether the calling thread is within another control call, one of whose neighbours calls back.
+  virtual bool IsInControlCall() const = 0;
   // Moves all pins and sets the positions, in `range` those it settled on. VFW_E_TIMEOUT when a pin could not follow.
   virtual HRESULT Reposition(SeekRange& range) = 0;
 
@@ -55,6 +57,8 @@ class Seeking {
   HRESULT GetPreroll(LONGLONG* preroll) const;
 
  private:
+  HRESULT Seek(LONGLONG* current, DWORD currentFlags, LONGLONG* stop, DWORD stopFlags);
+
   Positions& positions_;
   Repositioner& repositioner_;
   CCritSec seekLock_{LockRank::Seek};  // held for a whole SetPositions

@@ -73,8 +73,10 @@ HRESULT TrackWorker::RunAgain() {
   if (seekWhenBack_) {
     const std::int64_t target = *seekWhenBack_;
     seekWhenBack_.reset();
-    const HRESULT moved = Guarded([&] { return cursor_.SeekCursor(target) ? S_OK : S_FALSE; });
-    if (moved != S_OK) (void)cursor_.SeekCursor(0);
+    const auto moveTo = [this](std::int64_t place) {
+      return Guarded([&] { return cursor_.SeekCursor(place) ? S_OK : S_FALSE; });
+    };
+    if (moveTo(target) != S_OK) (void)moveTo(0);
   }
   if (isAllocatorLetGo_) {
     isAllocatorLetGo_ = false;
