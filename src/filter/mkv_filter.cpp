@@ -117,12 +117,23 @@ HRESULT CVXMkvDmx::Stop() {
   CAutoLock lock(&filterLock_);
   HRESULT first = S_OK;
   if (m_State == State_Stopped) return first;
+  // A neighbour whose flush ends may stop the filter and start it again. A stop ends stopped all the same.
+  constexpr int kMostTries = 3;
+  for (int tries = 0; tries < kMostTries && (tries == 0 || HasStreamingWorker()); ++tries) {
+    const HRESULT result = StopPins();
+    if (FAILED(result) && SUCCEEDED(first)) first = result;
+  }
+  m_State = State_Stopped;
+  return first;
+}
 
+HRESULT CVXMkvDmx::StopPins() {
   // Inactive of our pins ends its worker as part of this call (EndWorker), so that all share one patience. A neighbour
   // that is flushed may stop the filter once more, in a call within this one, or take pins away.
-  WorkerCall call(outputPins_, Root(), patience_, PeerFlush::kNone);
+  WorkerCall call(outputPins_, Root(), patience_);
   WorkerCall* const outer = std::exchange(callUnderWay_, &call);
   call.Announce();
+  HRESULT first = S_OK;
   const int count = GetPinCount();
   for (int i = 0; i < count; ++i) {
     CBasePin* const pin = GetPin(i);
@@ -132,9 +143,15 @@ HRESULT CVXMkvDmx::Stop() {
     pin->ReleaseByFilter();
     if (FAILED(result) && SUCCEEDED(first)) first = result;
   }
-  m_State = State_Stopped;
   callUnderWay_ = outer;
   return first;
+}
+
+bool CVXMkvDmx::HasStreamingWorker() const {
+  for (std::size_t i = 0; const PinHold pin = outputPins_.Hold(i); ++i) {
+    if (pin->IsStreaming() && !pin->IsLate()) return true;
+  }
+  return false;
 }
 
 HRESULT CVXMkvDmx::Pause() {
@@ -186,17 +203,17 @@ void CVXMkvDmx::Append(PinHold pin) {
   IncrementPinVersion();
 }
 
-HRESULT CVXMkvDmx::EndWorker(CVXMkvDmxOutputPin& pin, PeerFlush peerFlush) {
+HRESULT CVXMkvDmx::EndWorker(CVXMkvDmxOutputPin& pin) {
   CAutoLock lock(&filterLock_);
-  if (callUnderWay_ != nullptr && peerFlush == PeerFlush::kNone) return callUnderWay_->EndWorker(pin);
-  WorkerCall call(outputPins_, Root(), patience_, peerFlush);
+  if (callUnderWay_ != nullptr) return callUnderWay_->EndWorker(pin);
+  WorkerCall call(outputPins_, Root(), patience_);
   return call.EndWorker(pin);
 }
 
 // All of them, whatever becomes of one. They are let go before the first is waited for, and share one patience.
 HRESULT CVXMkvDmx::EndStrayWorkers() {
-  for (std::size_t i = 0; const PinHold pin = outputPins_.Hold(i); ++i) pin->LetStrayWorkerGo();
-  WorkerCall call(outputPins_, Root(), patience_, PeerFlush::kUnderWay);
+  WorkerCall call(outputPins_, Root(), patience_);
+  for (std::size_t i = 0; const PinHold pin = outputPins_.Hold(i); ++i) pin->LetStrayWorkerGo(&call);
   HRESULT first = S_OK;
   for (std::size_t i = 0; const PinHold pin = outputPins_.Hold(i); ++i) {
     const HRESULT result = pin->IsLate() ? VFW_E_TIMEOUT : call.EndWorker(*pin);
@@ -234,16 +251,23 @@ HRESULT CVXMkvDmx::Reposition(SeekRange& range) {
   CAutoLock lock(&filterLock_);
   HRESULT result = S_OK;
   if (!IsStopped()) {
-    for (std::size_t i = 0; const PinHold pin = outputPins_.Hold(i); ++i) pin->DeliverBeginFlush();
+    for (std::size_t i = 0; const PinHold pin = outputPins_.Hold(i); ++i) (void)pin->BeginPeerFlush(&range);
     result = StopRuns();
   } else {
     result = EndStrayWorkers();
   }
   SeekCursors(range);
 
-  if (IsStopped()) return result;
-  for (std::size_t i = 0; const PinHold pin = outputPins_.Hold(i); ++i) pin->DeliverEndFlush();
-  // Downstream may have stopped the filter meanwhile.
+  const bool isStopped = IsStopped();
+  for (std::size_t i = 0; const PinHold pin = outputPins_.Hold(i); ++i) {
+    // Peers of a filter that was stopped meanwhile are being stopped themselves.
+    if (isStopped) {
+      pin->ForgetPeerFlush(&range);
+    } else {
+      pin->EndPeerFlush(&range);
+    }
+  }
+  // Downstream may have stopped the filter by now.
   if (IsStopped()) return result;
   for (std::size_t i = 0; const PinHold pin = outputPins_.Hold(i); ++i) (void)pin->RunAgain();
   return result;
@@ -252,7 +276,7 @@ HRESULT CVXMkvDmx::Reposition(SeekRange& range) {
 // VFW_E_TIMEOUT when one of them was left to itself; the others are stopped all the same.
 HRESULT CVXMkvDmx::StopRuns() {
   HRESULT first = S_OK;
-  WorkerCall call(outputPins_, Root(), patience_, PeerFlush::kUnderWay);
+  WorkerCall call(outputPins_, Root(), patience_);
   call.Announce();
   for (std::size_t i = 0; const PinHold pin = outputPins_.Hold(i); ++i) {
     const HRESULT result = call.StopRun(*pin, AfterStop::kGoOn);

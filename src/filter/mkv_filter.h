@@ -79,7 +79,7 @@ class CVXMkvDmx final : public CBaseFilter,
 
   // Stops the pin's worker and ends its thread, as part of the control call under way if there is one. VFW_E_TIMEOUT:
   // it was left to itself.
-  HRESULT EndWorker(CVXMkvDmxOutputPin& pin, PeerFlush peerFlush);
+  HRESULT EndWorker(CVXMkvDmxOutputPin& pin);
   // The hold of a worker that was left to itself. It is no reference: when the last of those goes, the filter is taken
   // down as far as such workers allow, and the last hold to go, on its worker's thread, has the rest done elsewhere.
   void HoldForWorker() { ++holds_; }
@@ -104,6 +104,8 @@ class CVXMkvDmx final : public CBaseFilter,
 
   CMkvFileRoot* Root() const { return inputPin_ != nullptr ? inputPin_->Root() : nullptr; }
   bool HasLateWorker() const VANTOR_REQUIRES(filterLock_);
+  HRESULT StopPins() VANTOR_REQUIRES(filterLock_);
+  bool HasStreamingWorker() const VANTOR_REQUIRES(filterLock_);
   HRESULT StopRuns() VANTOR_REQUIRES(filterLock_);
   void SeekCursors(SeekRange& range) VANTOR_REQUIRES(filterLock_);
   // Ends the workers that a failed Pause or Stop left in a stopped filter. The first failure; VFW_E_TIMEOUT when one

@@ -73,7 +73,7 @@ HRESULT CVXMkvDmxOutputPin::Inactive() {
   if (!IsConnected()) return S_OK;
   SetDeactivating(true);
   const HRESULT result = CBaseOutputPin::Inactive();
-  return FAILED(result) ? result : filter_->EndWorker(*this, PeerFlush::kNone);
+  return FAILED(result) ? result : filter_->EndWorker(*this);
 }
 
 HRESULT CVXMkvDmxOutputPin::BreakConnect() {
@@ -84,30 +84,36 @@ HRESULT CVXMkvDmxOutputPin::BreakConnect() {
 HRESULT CVXMkvDmxOutputPin::EndStrayWorker() {
   if (!ThreadExists()) return S_OK;
   if (IsLate()) return VFW_E_TIMEOUT;
-  LetStrayWorkerGo();
-  const HRESULT result = filter_->EndWorker(*this, PeerFlush::kUnderWay);
-  EndFlushForWorker();
+  LetStrayWorkerGo(this);
+  const HRESULT result = filter_->EndWorker(*this);
+  EndPeerFlush(this);
   return result;
 }
 
-void CVXMkvDmxOutputPin::LetStrayWorkerGo() {
+void CVXMkvDmxOutputPin::LetStrayWorkerGo(const void* owner) {
   if (!ThreadExists() || IsLate()) return;
   AnnounceStop();
   SetDeactivating(true);
   // Downstream may be paused and hold the worker in Receive.
-  if (IsStreaming()) BeginFlushForWorker();
+  if (IsStreaming()) (void)BeginPeerFlush(owner);
   (void)CBaseOutputPin::Inactive();  // an allocator that will not be decommitted does not hold the worker's end up
 }
 
-void CVXMkvDmxOutputPin::BeginFlushForWorker() {
-  isFlushedForWorker_ = true;
+bool CVXMkvDmxOutputPin::BeginPeerFlush(const void* owner) {
+  if (flushOwner_ != nullptr) return false;
+  flushOwner_ = owner;
   DeliverBeginFlush();
+  return true;
 }
 
-void CVXMkvDmxOutputPin::EndFlushForWorker() {
-  if (!isFlushedForWorker_) return;
-  isFlushedForWorker_ = false;
+void CVXMkvDmxOutputPin::EndPeerFlush(const void* owner) {
+  if (flushOwner_ != owner) return;
+  flushOwner_ = nullptr;
   DeliverEndFlush();
+}
+
+void CVXMkvDmxOutputPin::ForgetPeerFlush(const void* owner) {
+  if (flushOwner_ == owner) flushOwner_ = nullptr;
 }
 
 void CVXMkvDmxOutputPin::HoldForWorker() {

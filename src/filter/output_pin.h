@@ -52,12 +52,14 @@ class CVXMkvDmxOutputPin final : private OutputPinType,
   // answer, or has not since an earlier call.
   HRESULT EndStrayWorker();
 
-  // The first half of it: what may hold the worker is let go, and it is told to stop.
-  void LetStrayWorkerGo();
+  // The first half of it: what may hold the worker is let go, on behalf of the owner, and it is told to stop.
+  void LetStrayWorkerGo(const void* owner);
 
-  // A flush of the peer on behalf of a worker that it holds; ended once.
-  void BeginFlushForWorker();
-  void EndFlushForWorker();
+  // A flush of the peer by a control call, which its owner stands for. There is one at a time: false where another call
+  // has one under way. What does not end it may forget it, for a filter that was stopped meanwhile.
+  bool BeginPeerFlush(const void* owner);
+  void EndPeerFlush(const void* owner);
+  void ForgetPeerFlush(const void* owner);
 
  protected:
   IMemAllocator* DeliveryAllocator() override { return m_pAllocator; }
@@ -67,7 +69,7 @@ class CVXMkvDmxOutputPin final : private OutputPinType,
 
  private:
   CVXMkvDmx* const filter_;
-  bool isFlushedForWorker_ = false;
+  const void* flushOwner_ = nullptr;  // null while no control call flushes the peer
 };
 
 }  // namespace vantor

@@ -16,8 +16,8 @@
 
 namespace vantor {
 
-WorkerCall::WorkerCall(OutputPins& pins, const CMkvFileRoot* root, const Patience& patience, PeerFlush peerFlush)
-    : pins_(pins), patience_(patience), peerFlush_(peerFlush), giveUp_(Clock::now() + patience.answer) {
+WorkerCall::WorkerCall(OutputPins& pins, const CMkvFileRoot* root, const Patience& patience)
+    : pins_(pins), patience_(patience), giveUp_(Clock::now() + patience.answer) {
   if (root == nullptr) return;
   source_ = ComPtr<IAsyncReader>(root->reader);
   sourceFlushes_ = root->flushes;
@@ -57,24 +57,23 @@ DWORD WorkerCall::Remaining() const {
 // False when there is nothing left to let go.
 bool WorkerCall::LetNextGo() {
   if (step_ == Step::kSource) return false;
-  if (step_ == Step::kAnswer && peerFlush_ == PeerFlush::kNone) {
-    step_ = Step::kPeers;
-    FlushPeers();
-  } else if (step_ == Step::kAllocators) {
-    step_ = Step::kSource;
-    FlushSource();
-  } else {
-    step_ = Step::kAllocators;
-    LetAllocatorsGo();
-  }
+  const Step before = step_;
+  step_ = before == Step::kAnswer ? Step::kPeers : before == Step::kPeers ? Step::kAllocators : Step::kSource;
+  // Peers that are flushed already have had their time.
+  if (step_ == Step::kPeers && !FlushPeers()) step_ = Step::kAllocators;
+  if (step_ == Step::kAllocators) LetAllocatorsGo();
+  if (step_ == Step::kSource) FlushSource();
   giveUp_ = Clock::now() + patience_.step;
   return true;
 }
 
-void WorkerCall::FlushPeers() {
+// Whether there was one to flush.
+bool WorkerCall::FlushPeers() {
+  bool isAny = false;
   for (std::size_t i = 0; const PinHold pin = pins_.Hold(i); ++i) {
-    if (pin->OwesAnswer()) pin->BeginFlushForWorker();
+    if (pin->OwesAnswer() && pin->BeginPeerFlush(this)) isAny = true;
   }
+  return isAny;
 }
 
 void WorkerCall::LetAllocatorsGo() {
@@ -96,7 +95,7 @@ void WorkerCall::EndFlushes() {
     source_->EndFlush();
     sourceFlushes_->End();
   }
-  for (std::size_t i = 0; const PinHold pin = pins_.Hold(i); ++i) pin->EndFlushForWorker();
+  for (std::size_t i = 0; const PinHold pin = pins_.Hold(i); ++i) pin->EndPeerFlush(this);
 }
 
 }  // namespace vantor

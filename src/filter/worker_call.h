@@ -1,7 +1,7 @@
 // One control call's dealings with the filter's workers, for as long as the call lasts: it tells them to stop, waits
 // for them, lets go what may hold one of them, and leaves to itself who does not answer even then.
 //
-//   WorkerCall call(pins, root, patience, PeerFlush::kNone);
+//   WorkerCall call(pins, root, patience);
 //   call.Announce();
 //   for (std::size_t i = 0; const PinHold pin = pins.Hold(i); ++i) result = call.StopRun(*pin, AfterStop::kGoOn);
 //
@@ -18,15 +18,13 @@
 
 namespace vantor {
 
-// Whether the caller has the peers flushing already.
-enum class PeerFlush { kNone, kUnderWay };
 // What a worker does that comes back after it was left to itself: wait for commands, or end its thread.
 enum class AfterStop { kGoOn, kEnd };
 
 class WorkerCall {
  public:
   // List and patience outlive the call. `root` is the open file, or null; a neighbour may close it meanwhile.
-  WorkerCall(OutputPins& pins, const CMkvFileRoot* root, const Patience& patience, PeerFlush peerFlush);
+  WorkerCall(OutputPins& pins, const CMkvFileRoot* root, const Patience& patience);
   // Ends what flushes are left.
   ~WorkerCall();
   WorkerCall(const WorkerCall&) = delete;
@@ -47,7 +45,7 @@ class WorkerCall {
 
   DWORD Remaining() const;
   bool LetNextGo();
-  void FlushPeers();
+  bool FlushPeers();
   void LetAllocatorsGo();
   void FlushSource();
   void EndFlushes();
@@ -56,7 +54,6 @@ class WorkerCall {
   ComPtr<IAsyncReader> source_;
   std::shared_ptr<SourceFlushes> sourceFlushes_;
   const Patience& patience_;
-  const PeerFlush peerFlush_;
   Step step_ = Step::kAnswer;  // what is being waited behind
   Clock::time_point giveUp_;   // when that wait ends
   bool isSourceFlushing_ = false;
