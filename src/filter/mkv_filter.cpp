@@ -232,6 +232,7 @@ HRESULT CVXMkvDmx::RemoveOutputPins() {
   const std::vector<PinHold> removed = outputPins_.TakeAll();
   if (!removed.empty()) IncrementPinVersion();
   for (const PinHold& pin : removed) {
+    pin->EndAnyPeerFlush();
     IPin* peer = nullptr;
     if (SUCCEEDED(pin->ConnectedTo(&peer)) && peer != nullptr) {
       peer->Disconnect();

@@ -107,7 +107,7 @@ bool CVXMkvDmxOutputPin::BeginPeerFlush(const void* owner) {
 }
 
 void CVXMkvDmxOutputPin::EndPeerFlush(const void* owner) {
-  if (flushOwner_ != owner) return;
+  if (owner == nullptr || flushOwner_ != owner) return;
   flushOwner_ = nullptr;
   DeliverEndFlush();
 }

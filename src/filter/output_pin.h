@@ -59,6 +59,8 @@ class CVXMkvDmxOutputPin final : private OutputPinType,
   // has one under way. What does not end it may forget it, for a filter that was stopped meanwhile.
   bool BeginPeerFlush(const void* owner);
   void EndPeerFlush(const void* owner);
+  // Whoever began it: for a pin that is taken away.
+  void EndAnyPeerFlush() { EndPeerFlush(flushOwner_); }
   void ForgetPeerFlush(const void* owner);
 
  protected:

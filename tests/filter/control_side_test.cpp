@@ -226,8 +226,8 @@ TEST_F(ControlSideTest, AWorkerThatNothingFreesIsLeftToItselfByAStop) {
   EXPECT_EQ(State(), State_Stopped);
   EXPECT_EQ(demux_->Pin(1)->Disconnect(), VFW_E_TIMEOUT);
   EXPECT_EQ(demux_->Input()->Disconnect(), VFW_E_TIMEOUT);
-  EXPECT_TRUE(PeerOf(demux_->Pin(1).Get()));
-  EXPECT_TRUE(PeerOf(demux_->Input()));
+  EXPECT_TRUE(NeighbourOf(demux_->Pin(1).Get()));
+  EXPECT_TRUE(NeighbourOf(demux_->Input()));
   EXPECT_EQ(reader_->Held(), 1);
 
   reader_->Behave();
@@ -313,7 +313,7 @@ TEST_F(ControlSideTest, ControlCallsOnAWorkerAreRefusedAndChangeNothing) {
     EXPECT_EQ(Sink(1).Played(), file_.frames[0]);
     EXPECT_EQ(Sink(2).Played(), file_.frames[1]);
     EXPECT_EQ(Sink(1).FaultOfFlushes(), "");
-    EXPECT_TRUE(PeerOf(demux_->Input()));
+    EXPECT_TRUE(NeighbourOf(demux_->Input()));
     PlayWhole();
     Close();
   }

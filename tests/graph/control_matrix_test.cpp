@@ -2,8 +2,8 @@
 // tests/filter plays as a whole. The component has the patience it ships with, so a cell takes seconds, and many are
 // played at a time.
 //
-// Besides what is no cell there: a filter that streams does not leave the graph, which then disconnects it and is
-// refused. The cells with Release stop the filter before; one with a late worker stays in its graph until that is home.
+// Besides what is no cell there: Release. The graph has references of its own, and lets a filter go that is stopped and
+// disconnected.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -23,9 +23,8 @@ namespace vantor::test {
 namespace {
 
 constexpr std::size_t kAtATime = 24;
-constexpr ControlCall kCalls[] = {ControlCall::kStop,   ControlCall::kPause,           ControlCall::kRun,
-                                  ControlCall::kSeek,   ControlCall::kDisconnectInput, ControlCall::kDisconnectOutput,
-                                  ControlCall::kRelease};
+constexpr ControlCall kCalls[] = {ControlCall::kStop, ControlCall::kPause,           ControlCall::kRun,
+                                  ControlCall::kSeek, ControlCall::kDisconnectInput, ControlCall::kDisconnectOutput};
 constexpr std::size_t kCallCount = std::size(kCalls);
 
 class ControlMatrix : public RealGraphTest, public testing::WithParamInterface<Stubbornness> {

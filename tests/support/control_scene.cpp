@@ -136,11 +136,6 @@ void ControlScene::Misbehave(std::size_t stubbornTrack) {
 
 // From the file's beginning: two seeks, since the first may go where the filter is already.
 HRESULT ControlScene::Start() {
-  // A graph that was refused once takes itself for running all the same: late workers come home before.
-  if (control_) {
-    UntilInTime([&] { return filter_->Pause(); });
-    filter_->Stop();
-  }
   for (const LONGLONG time : {LONGLONG{10000}, LONGLONG{0}}) {
     const HRESULT sought = UntilInTime([&] { return SeekTo(filter_.Get(), time); });
     if (FAILED(sought)) return sought;
@@ -268,7 +263,8 @@ void ControlScene::Disconnect(ControlCall call, IBaseFilter* filter) {
   const HRESULT result = pin->Disconnect();
   const HRESULT restarted = IsAlone() ? S_OK : VFW_E_NOT_STOPPED;
   Expect("Disconnect", result, {S_OK, S_FALSE, restarted});
-  if (result == VFW_E_TIMEOUT && !PeerOf(pin.Get())) Complain("a Disconnect that ran out of time has disconnected");
+  if (result == VFW_E_TIMEOUT && !NeighbourOf(pin.Get()))
+    Complain("a Disconnect that ran out of time has disconnected");
   if (result != S_OK) return;
   if (isInput) source_->Forget();
   if (!isInput) sinks_[0]->Forget();
@@ -304,6 +300,11 @@ void ControlScene::LetGo() {
   reader_->Behave();
   for (const auto& sink : sinks_) sink->Behave();
   StopAll();
+  if (filter_ && control_) {
+    // A graph that was refused once takes itself for running all the same: late workers come home before.
+    UntilInTime([&] { return filter_->Pause(); });
+    filter_->Stop();
+  }
   if (filter_) return;
   // A filter that was released with a late worker takes leave of its neighbours at the very end: they cannot be
   // another's before that.
@@ -354,7 +355,7 @@ bool ControlScene::Connect() {
     graph_->AddFilter(filter_.Get(), OLESTR("Demultiplexer"));
   }
   const ComPtr<IPin> input = InputOf(filter_.Get());
-  if (!PeerOf(input.Get())) {
+  if (!NeighbourOf(input.Get())) {
     ForgetAll();
     const HRESULT result =
         UntilInTime([&] { return graph_->ConnectDirect(source_->Pin(), input.Get(), &source_->type); });
@@ -364,7 +365,7 @@ bool ControlScene::Connect() {
     const ComPtr<IPin> pin = OutputOf(filter_.Get(), i + 1);
     MisbehavingSink& sink = *sinks_[static_cast<std::size_t>(i)];
     if (!pin) return Complain("a pin is missing"), false;
-    if (PeerOf(pin.Get())) continue;
+    if (NeighbourOf(pin.Get())) continue;
     sink.Forget();
     const HRESULT result = UntilInTime([&] { return graph_->ConnectDirect(pin.Get(), sink.Pin(), nullptr); });
     if (FAILED(result)) return Complain("connecting an output gave " + Hex(result)), false;

@@ -74,7 +74,7 @@ std::vector<ComPtr<IPin>> AllPinsOf(IBaseFilter* filter) {
 ComPtr<IPin> InputOf(IBaseFilter* filter) { return PinOf(filter, PINDIR_INPUT, 1); }
 ComPtr<IPin> OutputOf(IBaseFilter* filter, int number) { return PinOf(filter, PINDIR_OUTPUT, number); }
 
-ComPtr<IPin> PeerOf(IPin* pin) {
+ComPtr<IPin> NeighbourOf(IPin* pin) {
   ComPtr<IPin> peer;
   pin->ConnectedTo(peer.Out());
   return peer;
@@ -97,7 +97,7 @@ void AskFilter(IBaseFilter* filter) {
 }
 
 void AskPin(IPin* pin) {
-  PeerOf(pin);
+  NeighbourOf(pin);
   AskForTypes(pin);
   FilterOf(pin);
   PIN_DIRECTION direction = PINDIR_INPUT;

@@ -23,7 +23,7 @@ std::vector<ComPtr<IPin>> AllPinsOf(IBaseFilter* filter);
 // The filter's pins by direction, in their order; null beyond the last. The first is number 1.
 ComPtr<IPin> InputOf(IBaseFilter* filter);
 ComPtr<IPin> OutputOf(IBaseFilter* filter, int number);
-ComPtr<IPin> PeerOf(IPin* pin);
+ComPtr<IPin> NeighbourOf(IPin* pin);
 
 // The reading calls: of the pin's filter, of all its pins, of every IMediaSeeking. Nothing is changed by them; a filter
 // that is in a graph joins it once more, and gets its clock once more.
