@@ -1,7 +1,7 @@
 // The small file of the control matrix: two tracks, twelve blocks in two clusters, laced and large frames among them.
 //
 //   const ControlFile& file = ControlFile::Get();
-//   EXPECT_EQ(sink->Played(), file.frames[0]);
+//   EXPECT_EQ(misbehaving->Played(), file.frames[0]);
 #pragma once
 
 #include <array>

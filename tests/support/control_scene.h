@@ -1,7 +1,7 @@
 // Plays one cell of the matrix of control calls: a filter between a source that turns stubborn and a sink that
 // misbehaves, and the calls that have to end all the same.
 //
-//   ControlScene scene(cell, graph, [] { return NewFilter(); });
+//   ControlScene scene(cell, graph, makeFilter);
 //   const std::vector<std::string> complaints = scene.Play();   // empty: all is well
 //
 // The scene plays two rounds. Each lets the misbehaving sink, a good one beside it and the source play until they have

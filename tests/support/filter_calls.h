@@ -2,7 +2,7 @@
 //
 //   sink->onReceive = [&](IMediaSample*) {
 //     AskEverything(peer);                                       // from inside Receive, whatever goes on meanwhile
-//     for (const HRESULT result : ControlEverything(peer, own)) EXPECT_EQ(result, VFW_E_WRONG_STATE);
+//     for (const HRESULT result : ControlEverything(peer, own, true)) EXPECT_EQ(result, VFW_E_WRONG_STATE);
 //     return S_OK;
 //   };
 //
