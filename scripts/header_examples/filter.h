@@ -2,6 +2,7 @@
 #pragma once
 #include "filter/mkv_filter.h"
 #include "filter/output_pin_maker.h"
+#include "filter/tolerance_trace.h"
 
 extern CMkvFileRoot* root;
 extern IPin* upstream;

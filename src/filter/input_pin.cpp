@@ -1,6 +1,7 @@
 #include "filter/input_pin.h"
 
 #include "filter/mkv_filter.h"
+#include "filter/tolerance_trace.h"
 #include "parser/cue_synthesis.h"
 #include "platform/com_ptr.h"
 #include "platform/result.h"
@@ -31,13 +32,12 @@ HRESULT CVXMkvDmxInputPin::CompleteConnect(IPin* receivePin) {
     if (FAILED(result)) return result;
     root_ = std::make_unique<CMkvFileRoot>(reader.Get(), true);
     reader.Reset();
-    result = root_->Open();
-    if (FAILED(result)) {
-      root_.reset();
-      return result;
-    }
-    result = SynthesiseCues(*root_);
-    if (FAILED(result)) return result;
+    CollectForTrace(*root_);
+    const HRESULT opened = root_->Open();
+    result = SUCCEEDED(opened) ? SynthesiseCues(*root_) : opened;
+    TraceTolerated(*root_);
+    if (FAILED(opened)) root_.reset();
+    if (FAILED(result)) return result;  // a file that is open is closed when the failed connection is broken
     result = filter_->BuildOutputPins(*root_, receivePin);
     return FAILED(result) ? result : S_OK;
   });

@@ -261,6 +261,66 @@ TEST_F(ControlSideTest, ASeekLeavesALateWorkerBehindAndRestartsTheOtherPins) {
   PlayWhole();
 }
 
+TEST_F(ControlSideTest, AWorkerThatComesHomeDuringTheSeekPlaysOnAndIsStoppedByTheNext) {
+  const Watchdog watchdog("two seeks, and a worker that comes home during the first");
+  Open(kShort);
+  RunUntilTheSourceHolds(1, Stubbornness::kBlocksUntilLetGo);
+  // The flush ends when the worker was left to itself, and before the pins run again.
+  Sink(2).Misbehave({Hold::kNothing, Callback::kEndFlush, [this](Callback, IPin*) {
+                       reader_->Behave();
+                       while (demux_->Pin(1)->IsLate()) SleepMilliseconds(1);
+                     }});
+  EXPECT_EQ(SeekTo(&Filter(), file_.secondCluster), VFW_E_TIMEOUT);
+  for (const auto& sink : sinks_) sink->Behave();
+  EXPECT_EQ(SeekTo(&Filter(), kMillisecond), S_OK);
+  EXPECT_EQ(SeekTo(&Filter(), 0), S_OK);
+  while (Sink(1).Ends() == 0 || Sink(1).Played().empty() || Sink(1).Played().back() != file_.frames[0].back()) {
+    SleepMilliseconds(1);
+  }
+  EXPECT_EQ(Filter().Stop(), S_OK);
+  PlayWhole();
+}
+
+TEST_F(ControlSideTest, ALateWorkerMovesNoPositionThatASeekHasSet) {
+  const Watchdog watchdog("a seek while a worker is late");
+  Open(kShort);
+  RunUntilTheSourceHolds(1, Stubbornness::kBlocksUntilLetGo);
+  EXPECT_EQ(Filter().Stop(), VFW_E_TIMEOUT);
+  EXPECT_EQ(SeekTo(&Filter(), kMillisecond), VFW_E_TIMEOUT);
+  EXPECT_EQ(SeekTo(&Filter(), 0), VFW_E_TIMEOUT);
+  reader_->Behave();
+  while (demux_->Pin(1)->IsLate()) SleepMilliseconds(1);
+  LONGLONG current = -1;
+  EXPECT_EQ(Filter().GetCurrentPosition(&current), S_OK);
+  EXPECT_EQ(current, 0);
+  PlayWhole();
+}
+
+TEST_F(ControlSideTest, ASearchByCuesIsNotInterruptedByTheStopOfItsOwnSeek) {
+  // More children than a scan goes through without asking whether to stop.
+  std::vector<Raw> children(10000, Raw{0xEC, 0x80});
+  children.push_back(UInt(0xE7, 500));
+  children.push_back(SimpleBlock(1, 0, kKey, {2}));
+  Demux demux(MkvFile({
+      Info(1000000, 1000),
+      Tracks({AudioTrack(1)}),
+      {"first", Cluster(0, {SimpleBlock(1, 0, kKey, {1})})},
+      {"second", Master(0x1F43B675, children)},
+      {"cues",
+       [](const Positions& at) {
+         return Cues({CuePoint(0, 1, at["first"]), CuePoint(500, 1, at["second"])});
+       }},
+  }));
+  ASSERT_EQ(demux.Connect(), S_OK);
+  FakeSink& sink = demux.AddSink(1);
+  ASSERT_EQ(demux.Run(), S_OK);
+  sink.WaitForEnds(1);
+  ASSERT_EQ(demux.Seek(510 * kMillisecond), S_OK);
+  sink.WaitForEnds(2);
+  ASSERT_EQ(demux.Stop(), S_OK);
+  EXPECT_EQ(sink.Samples().back().start, -10 * kMillisecond);
+}
+
 TEST_F(ControlSideTest, TheLastReleaseReturnsWhileAWorkerIsLateAndItsEndFreesEverything) {
   const Watchdog watchdog("the last release while the source holds a read for good");
   const auto reader = StubbornReader::Create(file_.bytes);

@@ -7,6 +7,7 @@
 
 #include "diag/result_names.h"
 #include "diag/trace.h"
+#include "parser/tolerance_notes.h"
 #include "support/demux_harness.h"
 #include "traced/process_trace.h"
 
@@ -63,6 +64,15 @@ TEST_F(TraceLinesTest, AConnectionThatFailsIsTracedByItsName) {
   sink->notifyAllocatorResult = VFW_E_WRONG_STATE;
   EXPECT_TRUE(FAILED(demux.ConnectSink(1, sink)));
   EXPECT_THAT(Traced(), HasSubstr(": CBaseOutputPin::CompleteConnect returned VFW_E_WRONG_STATE"));
+}
+
+TEST_F(TraceLinesTest, WhatTheParserToleratedIsTraced) {
+  Demux demux(
+      MkvFile({Info(), Tracks({AudioTrack(1)}), Raw{0x00, 0x01, 0x02}, Cluster(0, {SimpleBlock(1, 0, kKey, {1})}),
+               Raw{0x00}, Cluster(9, {SimpleBlock(1, 0, kKey, {2})})}));
+  ASSERT_EQ(demux.Connect(), S_OK);
+  EXPECT_THAT(Traced(), HasSubstr(": Tolerated at "));
+  EXPECT_THAT(Traced(), HasSubstr(std::string("3 bytes: ") + ToleratedText(Tolerated::kDamageSkipped)));
 }
 
 TEST_F(TraceLinesTest, TheErrorsThatTheGraphIsToldOfAreTraced) {
