@@ -36,12 +36,11 @@ HRESULT CMkvFileReader::Read(void* buffer, std::uint64_t size) {
   std::uint64_t chunk = std::min(size, kLargestChunk);
   for (;;) {
     if (chunk > length - position) chunk = length - position;
-    const std::uint32_t before = flushes ? flushes->Changes() : 0;
     const HRESULT result = reader->SyncRead(static_cast<LONGLONG>(position), static_cast<LONG>(chunk), to);
     if (result != S_OK) {
-      // A flush that was under way at the call is still, or has changed the count by ending. Such a read is made again,
-      // and tells nothing of the file.
-      if (flushes && (flushes->IsUnderWay() || flushes->Changes() != before)) {
+      // A flush that was under way at the call is still, or has changed the count by ending. The read is made again
+      // then, and tells nothing of the file.
+      if (flushes && (flushes->IsUnderWay() || flushes->Changes() != knownFlushes)) {
         wasLetGo = true;
       } else {
         Tolerate(Tolerated::kReadFailed, position, chunk);

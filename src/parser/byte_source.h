@@ -69,9 +69,15 @@ class CMkvFileReader {
   // The flushes of the reader, counted by whoever flushes it under the reads of others; null where nobody does. Set
   // once, before the first thread reads.
   std::shared_ptr<SourceFlushes> flushes;
-  // Set by a Read that failed while the reader was flushed, at any time between its call and its return: what it was to
-  // read may well be there. The owner of the cursor clears it.
+  // Set by a Read that failed when the reader was being flushed, or had been since WatchFlushes: what it was to read
+  // may well be there.
   bool wasLetGo = false;
+  // Called by the owner of the cursor before it reads on. Not by each Read, of which there are several an element.
+  void WatchFlushes() {
+    wasLetGo = false;
+    if (flushes) knownFlushes = flushes->Changes();
+  }
+  std::uint32_t knownFlushes = 0;
   // Asked from time to time during a scan or a walk that may take long; true makes it give up. May be empty.
   std::function<bool()> interrupted;
   // What reading through this source went on from. A clone's is its own, and off to start with like every other.

@@ -60,7 +60,7 @@ class BlockCursor {
   // by a flush of the source (WasLetGo). Gives how many blocks are ahead: 1, or 0.
   template <typename StopPending>
   std::size_t FillQueue(StopPending&& stopPending) {
-    file_.wasLetGo = false;
+    file_.WatchFlushes();
     while (!hasNext_ && !stopPending() && Step()) {
     }
     return hasNext_ ? 1 : 0;

@@ -297,7 +297,7 @@ TEST(Tolerance, ReadThatAFlushLetGoTellsNothingOfTheFile) {
   EXPECT_EQ(source.file.tolerated.Notes(), Notes());
 
   source.file.flushes->End();
-  source.file.wasLetGo = false;
+  source.file.WatchFlushes();
   source.reader.FailRead(1);
   EXPECT_FALSE(MkvElement::WholeFile(source.file).FirstChild());
   EXPECT_EQ(source.file.tolerated.Notes(),
