@@ -66,14 +66,15 @@ void ExpectAnswers(IPin* pin) {
 
 TEST_F(ControlNeighboursTest, TheFilterAnswersFromInsideReceiveWhileAStopWaitsForIt) {
   const Watchdog watchdog("a stop while a sink asks");
+  // Before the connection, whose end decommits once more.
+  CAMEvent isInside(TRUE);
+  CAMEvent isStopping(TRUE);
+  std::atomic<int> asked{0};
   Demux demux(TwoTrackFile(), NewPatientFilter(Long()));
   ASSERT_EQ(demux.Connect(), S_OK);
   const auto sink = FakeSink::Create();
   const auto allocator = FakeAllocator::GivenTo(*sink);
   const auto pin = demux.Pin(1);
-  CAMEvent isInside(TRUE);
-  CAMEvent isStopping(TRUE);
-  std::atomic<int> asked{0};
   // A stop decommits before it waits for the worker.
   allocator->onDecommit = [&] { return isStopping.Set(), S_OK; };
   sink->onReceive = [&](IMediaSample*) {
