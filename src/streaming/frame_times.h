@@ -26,7 +26,7 @@ struct BlockSpan {
   std::int64_t stop = 0;
 };
 
-// The block lasts as long as it says, or else up to the next one, or else one unit, whatever frame rate the track
+// The block lasts as long as it says, or else up to the next one, or else 100 ns, whatever frame rate the track
 // declares. It always ends after it starts, unless the sum wraps.
 BlockSpan SpanOf(const BlockTiming& timing);
 

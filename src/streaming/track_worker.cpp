@@ -10,7 +10,7 @@
 // end the worker itself: it keeps the CMD_STOP pending and takes it when it comes back.
 //
 // Within a block the order of steps is part of the behaviour. A block that does not say how long it lasts lasts until
-// the track's next one, so one block is read ahead; the last lasts one unit (frame_times.h). The current position moves
+// the track's next one, so one block is read ahead; the last lasts 100 ns (frame_times.h). The current position moves
 // before the samples go out. Nothing is delivered before the first key frame of a run, but such frames are copied all
 // the same: the allocator's buffers set the pace, and a stop is noticed there. Codec headers, sent as samples at the
 // start of a run, take the mark of the discontinuity, and with it the wait for a key frame. A frame that is larger than
