@@ -149,8 +149,8 @@ TEST_F(ControlSideTest, ASinkThatKeepsEverySamplePastTheFlushDoesNotHoldASeek) {
   ASSERT_EQ(Run(), S_OK);
   while (Sink(1).Kept() < 2) SleepMilliseconds(1);
   LONGLONG settled = 0;
-  EXPECT_EQ(SeekTo(&Filter(), file_.secondCluster, &settled), S_OK);
-  EXPECT_EQ(settled, file_.secondCluster);
+  EXPECT_EQ(SeekTo(&Filter(), file_.seekTarget, &settled), S_OK);
+  EXPECT_EQ(settled, file_.seekTarget);
   EXPECT_GE(Sink(1).Kept(), 2U);
   EXPECT_EQ(Filter().Stop(), S_OK);
   PlayWhole();
@@ -200,8 +200,8 @@ TEST_F(ControlSideTest, ASeekFlushesASourceThatHoldsARead) {
   Open(kYielding);
   RunUntilTheSourceHolds(1, Stubbornness::kBlocksUntilFlushed);
   LONGLONG settled = 0;
-  EXPECT_EQ(SeekTo(&Filter(), file_.secondCluster, &settled), S_OK);
-  EXPECT_EQ(settled, file_.secondCluster) << "the cursors were moved when the source read again";
+  EXPECT_EQ(SeekTo(&Filter(), file_.seekTarget, &settled), S_OK);
+  EXPECT_EQ(settled, file_.seekTarget) << "the cursors were moved when the source read again";
   EXPECT_EQ(reader_->Flushes(), 1);
   EXPECT_EQ(reader_->FaultOfFlushes(), "");
   while (Sink(1).Ends() == 0) SleepMilliseconds(1);
@@ -241,7 +241,7 @@ TEST_F(ControlSideTest, ASeekLeavesALateWorkerBehindAndRestartsTheOtherPins) {
   RunUntilTheSourceHolds(1, Stubbornness::kBlocksUntilLetGo);
   Sink(2).Behave();
   LONGLONG settled = 0;
-  EXPECT_EQ(SeekTo(&Filter(), file_.secondCluster, &settled), VFW_E_TIMEOUT);
+  EXPECT_EQ(SeekTo(&Filter(), file_.seekTarget, &settled), VFW_E_TIMEOUT);
   while (Sink(2).Ends() == 0) SleepMilliseconds(1);
   EXPECT_EQ(Sink(2).Played().back(), file_.frames[1].back());
   EXPECT_EQ(State(), State_Running);
@@ -270,7 +270,7 @@ TEST_F(ControlSideTest, AWorkerThatComesHomeDuringTheSeekPlaysOnAndIsStoppedByTh
                        reader_->Behave();
                        while (demux_->Pin(1)->IsLate()) SleepMilliseconds(1);
                      }});
-  EXPECT_EQ(SeekTo(&Filter(), file_.secondCluster), VFW_E_TIMEOUT);
+  EXPECT_EQ(SeekTo(&Filter(), file_.seekTarget), VFW_E_TIMEOUT);
   for (const auto& sink : sinks_) sink->Behave();
   EXPECT_EQ(SeekTo(&Filter(), kMillisecond), S_OK);
   EXPECT_EQ(SeekTo(&Filter(), 0), S_OK);
@@ -420,7 +420,7 @@ TEST_F(ControlSideTest, ASinkMayStopTheFilterAndDisconnectItsInputFromWithinTheF
                                 if (results.empty()) results = StopAndDisconnectInputOf(peer);
                               }});
       ASSERT_EQ(Run(), S_OK);
-      SeekTo(&Filter(), file_.secondCluster);
+      SeekTo(&Filter(), file_.seekTarget);
       EXPECT_EQ(results, (std::vector<HRESULT>{S_OK, S_OK}));
       EXPECT_EQ(State(), State_Stopped);
       EXPECT_EQ(Filter().GetPinCount(), 1);
@@ -439,7 +439,7 @@ TEST_F(ControlSideTest, ASinkMaySeekFromWithinTheFlushOfASeek) {
                          if (inner == E_FAIL) inner = SeekTo(&Filter(), 20 * kMillisecond);
                        }});
     ASSERT_EQ(Run(), S_OK);
-    EXPECT_EQ(SeekTo(&Filter(), file_.secondCluster), S_OK);
+    EXPECT_EQ(SeekTo(&Filter(), file_.seekTarget), S_OK);
     EXPECT_EQ(inner, S_OK);
     EXPECT_EQ(State(), State_Running);
     WaitForEnds();
@@ -456,7 +456,7 @@ TEST_F(ControlSideTest, ASeekGivesBackThePositionsThatItSettledOn) {
   Open(kYielding);
   ASSERT_EQ(Run(), S_OK);
   for (int i = 0; i < 200; ++i) {
-    const LONGLONG target = i % 2 == 0 ? file_.secondCluster : 0;
+    const LONGLONG target = i % 2 == 0 ? file_.seekTarget : 0;
     LONGLONG current = target;
     LONGLONG stop = (i % 3 + 100) * kMillisecond;
     const LONGLONG asked = stop;

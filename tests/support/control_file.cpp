@@ -19,7 +19,7 @@ class Maker {
         Cluster(0, {Plain(0, 0), Laced(1, 0, 2), Plain(0, 1, kLarge), Plain(1, 1), Laced(0, 2, 3), Plain(1, 2)});
     const Raw second = Cluster(kClusterMilliseconds, {Plain(0, 0, 2 * kLarge), Plain(1, 0), Plain(0, 1, 30),
                                                       Laced(1, 1, 4), Plain(0, 2), Plain(1, 2)});
-    file_.secondCluster = static_cast<std::int64_t>(kClusterMilliseconds) * 10000;
+    file_.seekTarget = static_cast<std::int64_t>(kClusterMilliseconds) * 10000 + 1;
     file_.bytes =
         MkvFile({Part(Info(1000000, 120)),
                  Part(Tracks({Track(1, 1, "V_VP8", {Video(16, 16)}), Track(2, 2, "A_AC3", {Audio(48000, 2)})})),

@@ -19,7 +19,9 @@ struct ControlFile {
   std::array<std::vector<Raw>, 2> frames;      // by track, in their order
   std::array<std::uint64_t, 2> secondBlock{};  // by track: where in the file its payload begins; not laced
   std::array<std::size_t, 2> framesBefore{};   // by track: the frames before that block
-  std::int64_t secondCluster = 0;              // its time, 100 ns
+  // In the second Cluster, 100 ns. No sample ends there: a seek to where the workers have come by themselves would
+  // move nothing, and flush nobody.
+  std::int64_t seekTarget = 0;
 };
 
 }  // namespace vantor::test

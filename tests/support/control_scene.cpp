@@ -240,7 +240,7 @@ void ControlScene::MakeStateCall(ControlCall call, IBaseFilter* filter) {
 }
 
 void ControlScene::Seek(IBaseFilter* filter) {
-  const LONGLONG target = ControlFile::Get().secondCluster;
+  const LONGLONG target = ControlFile::Get().seekTarget;
   LONGLONG settled = 0;
   const HRESULT result = SeekTo(filter, target, &settled);
   Expect("SetPositions", result, {S_OK});
