@@ -90,7 +90,7 @@ void WalkBlocks(benchmark::State& state) {
   Spent total;
   for ([[maybe_unused]] auto iteration : state) {
     const Stopwatch stopwatch;
-    cursor.SeekCursor(0);
+    cursor.Rewind();
     while (cursor.FillQueue([] { return false; }) > 0) {
       benchmark::DoNotOptimize(cursor.Take());
       cursor.Release();

@@ -4,6 +4,7 @@
 #include "streaming/block_cursor.h"
 #include "streaming/frame_times.h"
 #include "streaming/playback.h"
+#include "streaming/seek_search.h"
 #include "streaming/track_worker.h"
 
 extern CMkvFile& root;
@@ -21,4 +22,7 @@ extern const Bytes& frame;
 void Deliver(std::int64_t start, std::int64_t stop);
 extern TrackWorker& worker;
 bool StopPending();
-extern std::int64_t target, stop;
+extern CMkvFileClone& clone;
+extern const MkvElement& segment;
+extern const PlaceInFile& found;
+extern LateThreadHolder& holder;

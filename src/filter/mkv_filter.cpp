@@ -60,7 +60,7 @@ void CVXMkvDmx::FinalRelease() {
 }
 
 // The one reference that is left then is what FinalRelease began with; giving it back calls that once more.
-void CVXMkvDmx::ReleaseForWorker() {
+void CVXMkvDmx::ReleaseForThread() {
   if (--holds_ == kReleased) OnAnotherThread([this] { CUnknown::NonDelegatingRelease(); });
 }
 
@@ -105,11 +105,11 @@ CBasePin* CVXMkvDmx::HoldPin(int index) {
 
 bool CVXMkvDmx::OnOwnWorker() const { return TrackWorker::CurrentPlayback() == &playback_; }
 
-bool CVXMkvDmx::HasLateWorker() const {
+bool CVXMkvDmx::HasLateThread() const {
   for (std::size_t i = 0; const PinHold pin = outputPins_.Hold(i); ++i) {
     if (pin->IsLate()) return true;
   }
-  return false;
+  return search_ && search_->IsLate();
 }
 
 HRESULT CVXMkvDmx::Stop() {
@@ -157,9 +157,10 @@ bool CVXMkvDmx::HasStreamingWorker() const {
 HRESULT CVXMkvDmx::Pause() {
   if (OnOwnWorker()) return VFW_E_WRONG_STATE;
   CAutoLock lock(&filterLock_);
-  if (HasLateWorker()) return VFW_E_TIMEOUT;
+  if (HasLateThread()) return VFW_E_TIMEOUT;
   if (m_State == State_Stopped) {
-    const HRESULT ended = EndStrayWorkers();
+    WorkerCall call(outputPins_, Root(), patience_);
+    const HRESULT ended = EndStrayWorkers(call);
     if (FAILED(ended)) return ended;
     const int count = GetPinCount();
     for (int i = 0; i < count; ++i) {
@@ -189,7 +190,9 @@ HRESULT CVXMkvDmx::BuildOutputPins(CMkvFileRoot& root, IPin* upstream) {
   CAutoLock lock(&filterLock_);
   HRESULT result = RemoveOutputPins();
   if (SUCCEEDED(result)) {
-    result = OutputPinMaker(root, upstream, fontInstaller_, *this, filterLock_, *this).MakePins();
+    OutputPinMaker maker(root, upstream, fontInstaller_, *this, filterLock_, *this);
+    search_ = std::make_shared<SeekSearch>(root, maker.Start(), *this);
+    result = maker.MakePins();
   }
   if (FAILED(result)) return result;
   const MkvSegmentInfo& info = root.GetSegment()->info;
@@ -211,8 +214,7 @@ HRESULT CVXMkvDmx::EndWorker(CVXMkvDmxOutputPin& pin) {
 }
 
 // All of them, whatever becomes of one. They are let go before the first is waited for, and share one patience.
-HRESULT CVXMkvDmx::EndStrayWorkers() {
-  WorkerCall call(outputPins_, Root(), patience_);
+HRESULT CVXMkvDmx::EndStrayWorkers(WorkerCall& call) {
   for (std::size_t i = 0; const PinHold pin = outputPins_.Hold(i); ++i) pin->LetStrayWorkerGo(&call);
   HRESULT first = S_OK;
   for (std::size_t i = 0; const PinHold pin = outputPins_.Hold(i); ++i) {
@@ -224,10 +226,16 @@ HRESULT CVXMkvDmx::EndStrayWorkers() {
 
 HRESULT CVXMkvDmx::RemoveOutputPins() {
   CAutoLock lock(&filterLock_);
-  const HRESULT ended = EndStrayWorkers();
-  if (FAILED(ended)) return ended;
+  // A source that is flushed for a search may not take the file away under it.
+  if (search_ && search_->IsBusy()) return VFW_E_TIMEOUT;
+  {
+    WorkerCall call(outputPins_, Root(), patience_);
+    const HRESULT ended = EndStrayWorkers(call);
+    if (FAILED(ended)) return ended;
+  }
   // A neighbour that was flushed for them may have started the filter.
   if (!IsStopped()) return VFW_E_NOT_STOPPED;
+  search_.reset();
   // Out of the list first: a peer may look at this filter's pins while it is disconnected.
   const std::vector<PinHold> removed = outputPins_.TakeAll();
   if (!removed.empty()) IncrementPinVersion();
@@ -245,19 +253,23 @@ HRESULT CVXMkvDmx::RemoveOutputPins() {
   return S_OK;
 }
 
-// A seek moves all pins at once: begin flush, so that nothing downstream holds a worker; stop every run; move the
-// cursors; end flush; run again. Each step is finished for all pins before the next begins. What is called downstream
-// may call back, stop the filter or take its pins away: each step asks anew what there is to do.
+// A seek moves all pins at once: begin flush, so that nothing downstream holds a worker; stop every run; find the place
+// and move the cursors; end flush; run again. Each step is finished for all pins before the next begins. What is called
+// downstream may call back, stop the filter or take its pins away: each step asks anew what there is to do.
 HRESULT CVXMkvDmx::Reposition(SeekRange& range) {
   CAutoLock lock(&filterLock_);
   HRESULT result = S_OK;
-  if (!IsStopped()) {
-    for (std::size_t i = 0; const PinHold pin = outputPins_.Hold(i); ++i) (void)pin->BeginPeerFlush(&range);
-    result = StopRuns();
-  } else {
-    result = EndStrayWorkers();
+  {
+    WorkerCall call(outputPins_, Root(), patience_);
+    if (!IsStopped()) {
+      for (std::size_t i = 0; const PinHold pin = outputPins_.Hold(i); ++i) (void)pin->BeginPeerFlush(&range);
+      result = StopRuns(call);
+    } else {
+      result = EndStrayWorkers(call);
+    }
+    const HRESULT moved = SeekCursors(range, call);
+    if (SUCCEEDED(result)) result = moved;
   }
-  SeekCursors(range);
 
   const bool isStopped = IsStopped();
   for (std::size_t i = 0; const PinHold pin = outputPins_.Hold(i); ++i) {
@@ -275,9 +287,8 @@ HRESULT CVXMkvDmx::Reposition(SeekRange& range) {
 }
 
 // VFW_E_TIMEOUT when one of them was left to itself; the others are stopped all the same.
-HRESULT CVXMkvDmx::StopRuns() {
+HRESULT CVXMkvDmx::StopRuns(WorkerCall& call) {
   HRESULT first = S_OK;
-  WorkerCall call(outputPins_, Root(), patience_);
   call.Announce();
   for (std::size_t i = 0; const PinHold pin = outputPins_.Hold(i); ++i) {
     const HRESULT result = call.StopRun(*pin, AfterStop::kGoOn);
@@ -286,24 +297,23 @@ HRESULT CVXMkvDmx::StopRuns() {
   return first;
 }
 
-// All pins go to the same place, or else, if one cannot, to the start. Sets the positions.
-void CVXMkvDmx::SeekCursors(SeekRange& range) {
+// All pins go to the same place, or else, if there is none, to the start. Sets the positions. VFW_E_TIMEOUT when the
+// search was left to itself, which counts as finding nothing.
+HRESULT CVXMkvDmx::SeekCursors(SeekRange& range, WorkerCall& call) {
   const std::int64_t duration = positions_.Read().duration;
   range.current = range.current < 0 ? 0 : std::min(range.current, duration);
   range.stop = range.stop < range.current ? range.current : std::min(range.stop, duration);
-  const auto seekAll = [&](bool endsAtFailure) {
-    for (std::size_t i = 0; const PinHold pin = outputPins_.Hold(i); ++i) {
-      const auto seekOne = [&] { return pin->SeekCursor(range.current, range.stop) ? S_OK : S_FALSE; };
-      if (Guarded(seekOne) != S_OK && endsAtFailure) return false;
-    }
-    return true;
-  };
-  if (!seekAll(true)) {
-    range.current = 0;
-    // At the start there is nothing to search for, and where it cannot be read there is nothing to play.
-    (void)seekAll(false);
+  HRESULT result = S_OK;
+  PlaceInFile place;
+  const std::shared_ptr<SeekSearch> search = search_;
+  if (range.current > 0 && search && outputPins_.Count() > 0) {
+    result = call.FindPlace(*search, range.current, place);
+    if (result != S_OK) range.current = 0;
   }
+  const PlaceInFile* const found = range.current > 0 ? &place : nullptr;
+  for (std::size_t i = 0; const PinHold pin = outputPins_.Hold(i); ++i) pin->SeekCursor(found);
   positions_.Set(range.current, range.stop);
+  return FAILED(result) ? result : S_OK;
 }
 
 }  // namespace vantor

@@ -15,6 +15,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 
 #include "baseclasses/filter.h"
 #include "baseclasses/filter_dispatch.h"
@@ -32,6 +33,7 @@
 #include "published/component.h"
 #include "streaming/patience.h"
 #include "streaming/playback.h"
+#include "streaming/seek_search.h"
 
 namespace vantor {
 
@@ -39,7 +41,8 @@ class CVXMkvDmx final : public CBaseFilter,
                         public ForwardedSeeking,
                         public CFilterDispatchImpl<IVXMkvDmx>,
                         private Repositioner,
-                        private OutputPinList {
+                        private OutputPinList,
+                        public LateThreadHolder {
  public:
   // For the class factory: a filter with a reference count of 0, or null with the reason in the result.
   static CUnknown* WINAPI CreateInstance(LPUNKNOWN outer, HRESULT* result);
@@ -80,10 +83,11 @@ class CVXMkvDmx final : public CBaseFilter,
   // Stops the pin's worker and ends its thread, as part of the control call under way if there is one. VFW_E_TIMEOUT:
   // it was left to itself.
   HRESULT EndWorker(CVXMkvDmxOutputPin& pin);
-  // The hold of a worker that was left to itself. It is no reference: when the last of those goes, the filter is taken
-  // down as far as such workers allow, and the last hold to go, on its worker's thread, has the rest done elsewhere.
-  void HoldForWorker() { ++holds_; }
-  void ReleaseForWorker();
+  // The hold of a worker, or of the search of a seek, that was left to itself. It is no reference: when the last of
+  // those goes, the filter is taken down as far as such threads allow, and the last hold to go, on its thread, has the
+  // rest done elsewhere.
+  void HoldForThread() override { ++holds_; }
+  void ReleaseForThread() override;
 
   Playback& WorkerPlayback() { return playback_; }
   Seeking& SharedSeeking() { return seeking_; }
@@ -103,18 +107,19 @@ class CVXMkvDmx final : public CBaseFilter,
   HRESULT Reposition(SeekRange& range) override;
 
   CMkvFileRoot* Root() const { return inputPin_ != nullptr ? inputPin_->Root() : nullptr; }
-  bool HasLateWorker() const VANTOR_REQUIRES(filterLock_);
+  // Workers, and the search of a seek, that were left to themselves and have not come back.
+  bool HasLateThread() const VANTOR_REQUIRES(filterLock_);
   HRESULT StopPins() VANTOR_REQUIRES(filterLock_);
   bool HasStreamingWorker() const VANTOR_REQUIRES(filterLock_);
-  HRESULT StopRuns() VANTOR_REQUIRES(filterLock_);
-  void SeekCursors(SeekRange& range) VANTOR_REQUIRES(filterLock_);
+  HRESULT StopRuns(WorkerCall& call) VANTOR_REQUIRES(filterLock_);
+  HRESULT SeekCursors(SeekRange& range, WorkerCall& call) VANTOR_REQUIRES(filterLock_);
   // Ends the workers that a failed Pause or Stop left in a stopped filter. The first failure; VFW_E_TIMEOUT when one
   // does not answer, or has not since an earlier call.
-  HRESULT EndStrayWorkers() VANTOR_REQUIRES(filterLock_);
+  HRESULT EndStrayWorkers(WorkerCall& call) VANTOR_REQUIRES(filterLock_);
   template <typename Work>
   static void OnAnotherThread(Work work);
 
-  // Workers that were left to themselves, and, from the last release on, kReleased and one for FinalRelease while it
+  // Threads that were left to themselves, and, from the last release on, kReleased and one for FinalRelease while it
   // runs: in one number, so that exactly one of them finds itself the last.
   static constexpr int kReleased = 1 << 16;
   std::atomic<int> holds_{0};
@@ -127,6 +132,8 @@ class CVXMkvDmx final : public CBaseFilter,
   CCritSec filterLock_;
   CVXMkvDmxInputPin* inputPin_ = nullptr;
   OutputPins outputPins_;
+  // Of the open file. Shared with the seek under way: a neighbour may close the file within it.
+  std::shared_ptr<SeekSearch> search_ VANTOR_GUARDED_BY(filterLock_);
   WorkerCall* callUnderWay_ VANTOR_GUARDED_BY(filterLock_) = nullptr;
 };
 

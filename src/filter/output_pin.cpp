@@ -118,13 +118,13 @@ void CVXMkvDmxOutputPin::ForgetPeerFlush(const void* owner) {
 
 void CVXMkvDmxOutputPin::HoldForWorker() {
   HoldByFilter();
-  filter_->HoldForWorker();
+  filter_->HoldForThread();
 }
 
 void CVXMkvDmxOutputPin::ReleaseForWorker() {
   CVXMkvDmx* const filter = filter_;
   ReleaseByFilter();
-  filter->ReleaseForWorker();
+  filter->ReleaseForThread();
 }
 
 HRESULT CVXMkvDmxOutputPin::CheckMediaType(const CMediaType* type) {

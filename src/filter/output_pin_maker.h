@@ -36,6 +36,9 @@ class OutputPinMaker {
   OutputPinMaker(CMkvFileRoot& root, IPin* upstream, CFontInstaller& fonts, CVXMkvDmx& filter, CCritSec& filterLock,
                  OutputPinList& pins);
 
+  // Where playing begins.
+  const FirstCluster& Start() const { return firstCluster_; }
+
   // Called once. S_OK, or the first failure of a builder or of a pin, with the pins made so far appended.
   HRESULT MakePins();
 

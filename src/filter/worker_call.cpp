@@ -13,6 +13,7 @@
 #include "filter/worker_call.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace vantor {
 
@@ -47,6 +48,25 @@ HRESULT WorkerCall::EndWorker(CVXMkvDmxOutputPin& pin) {
     if (SUCCEEDED(result)) result = pin.EndThread();
   }
   return result;
+}
+
+// Nothing but the source can hold a search. It is flushed once in a call at most, also when that was for a worker.
+HRESULT WorkerCall::FindPlace(SeekSearch& search, std::int64_t target, PlaceInFile& place) {
+  using Answer = SeekSearch::Answer;
+  EndSourceFlush();
+  giveUp_ = Clock::now() + patience_.search;
+  Answer answer = search.Find(target, Remaining(), place);
+  if (answer == Answer::kNoAnswer && !wasSourceFlushed_ && !search.IsLate()) {
+    FlushSource();
+    giveUp_ = Clock::now() + patience_.step;
+    answer = search.Wait(Remaining(), place);
+    EndSourceFlush();
+  }
+  if (answer == Answer::kLetGo) answer = search.Find(target, Remaining(), place);
+  if (answer == Answer::kFound) return S_OK;
+  if (answer == Answer::kNothing) return S_FALSE;
+  search.LeaveToItself();
+  return VFW_E_TIMEOUT;
 }
 
 DWORD WorkerCall::Remaining() const {
@@ -85,16 +105,19 @@ void WorkerCall::LetAllocatorsGo() {
 void WorkerCall::FlushSource() {
   if (!source_) return;
   isSourceFlushing_ = true;
+  wasSourceFlushed_ = true;
   sourceFlushes_->Begin();
   source_->BeginFlush();
 }
 
+void WorkerCall::EndSourceFlush() {
+  if (!std::exchange(isSourceFlushing_, false)) return;
+  source_->EndFlush();
+  sourceFlushes_->End();
+}
+
 void WorkerCall::EndFlushes() {
-  if (isSourceFlushing_) {
-    isSourceFlushing_ = false;
-    source_->EndFlush();
-    sourceFlushes_->End();
-  }
+  EndSourceFlush();
   for (std::size_t i = 0; const PinHold pin = pins_.Hold(i); ++i) pin->EndPeerFlush(this);
 }
 

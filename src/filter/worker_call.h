@@ -1,11 +1,12 @@
 // One control call's dealings with the filter's workers, for as long as the call lasts: it tells them to stop, waits
-// for them, lets go what may hold one of them, and leaves to itself who does not answer even then.
+// for them, lets go what may hold one of them, and leaves to itself who does not answer even then. So it does with the
+// thread that searches for the place of a seek.
 //
 //   WorkerCall call(pins, root, patience);
 //   call.Announce();
 //   for (std::size_t i = 0; const PinHold pin = pins.Hold(i); ++i) result = call.StopRun(*pin, AfterStop::kGoOn);
 //
-// Used with the filter lock held. Its bound is the patience's: one answer and three steps.
+// Used with the filter lock held. Its bound is the patience's: one answer and three steps, a search and another step.
 #pragma once
 
 #include <chrono>
@@ -15,6 +16,7 @@
 #include "parser/file_root.h"
 #include "platform/com_ptr.h"
 #include "streaming/patience.h"
+#include "streaming/seek_search.h"
 
 namespace vantor {
 
@@ -39,6 +41,10 @@ class WorkerCall {
   // The same, CMD_EXIT, and the end of the thread.
   HRESULT EndWorker(CVXMkvDmxOutputPin& pin);
 
+  // Looks for the place of a target above 0, once the workers are stopped. S_OK; S_FALSE when there is none;
+  // VFW_E_TIMEOUT: the search was left to itself.
+  HRESULT FindPlace(SeekSearch& search, std::int64_t target, PlaceInFile& place);
+
  private:
   using Clock = std::chrono::steady_clock;
   enum class Step { kAnswer, kPeers, kAllocators, kSource };
@@ -48,6 +54,7 @@ class WorkerCall {
   bool FlushPeers();
   void LetAllocatorsGo();
   void FlushSource();
+  void EndSourceFlush();
   void EndFlushes();
 
   OutputPins& pins_;
@@ -57,6 +64,7 @@ class WorkerCall {
   Step step_ = Step::kAnswer;  // what is being waited behind
   Clock::time_point giveUp_;   // when that wait ends
   bool isSourceFlushing_ = false;
+  bool wasSourceFlushed_ = false;
 };
 
 }  // namespace vantor

@@ -18,7 +18,7 @@ constexpr int Filter = 20;
 constexpr int ThreadCall = 30;  // whose turn it is to talk to a worker thread
 
 // Data of the filter and its pins.
-constexpr int Late = 36;  // of a worker: whether it was left to itself
+constexpr int Late = 36;  // of a worker or a search: whether it was left to itself
 constexpr int Position = 40;
 constexpr int PinList = 50;
 constexpr int Enumerator = 52;  // where an enumerator of pins stands

@@ -20,50 +20,28 @@ namespace vantor {
 
 namespace {
 
-// How many times its length a run, and a seek, may read of the file.
+// How many times its length a run may read of the file.
 constexpr std::uint64_t kTimesForPlaying = 64;
-constexpr std::uint64_t kTimesForSeeking = 4;
 constexpr std::uint64_t kSlack = std::uint64_t{1} << 20;
 // Frame memory that a record may keep for the next block, bytes.
 constexpr std::size_t kLargestRecycled = std::size_t{16} << 20;
 
-// What a move to the next sibling overwrites: less to copy for each element than the element.
-struct ElementHeader {
-  std::uint32_t id;
-  std::uint64_t size;
-  std::uint64_t start;
-  std::uint64_t dataStart;
-};
-
-ElementHeader HeaderOf(const MkvElement& element) {
-  return {element.id.value, element.size.value, element.start, element.dataStart};
-}
-
-void Restore(const ElementHeader& header, MkvElement& element) {
-  element.id = CMkvID(header.id);
-  element.size = CMkvLength(header.size);
-  element.start = header.start;
-  element.dataStart = header.dataStart;
-}
-
 }  // namespace
 
-FirstCluster FindFirstCluster(CMkvFile& root) {
-  const MkvElement file = MkvElement::WholeFile(root);
-  const MkvElement segment = file.FirstChild(ids::kSegment);
-  if (!segment) return {};
-  const MkvElement cluster = segment.FirstChild(ids::kCluster);
-  if (!cluster) return {};
-  return {segment.start, cluster.start, true};
+BlockCursor::BlockCursor(CMkvFile& root, const FirstCluster& first, const MkvTrackEntry& track)
+    : file_(root),
+      track_(track),
+      records_(*root.GetSegment()),
+      wholeFile_(MkvElement::WholeFile(file_)),
+      segment_(ElementOf(first.segment, file_, &wholeFile_)),
+      first_(first.place) {
+  Rewind();
 }
 
-BlockCursor::BlockCursor(CMkvFile& root, const FirstCluster& first, const MkvTrackEntry& track)
-    : file_(root), track_(track), records_(*root.GetSegment()), wholeFile_(MkvElement::WholeFile(file_)) {
-  if (!first.found) return;
-  segment_ = MkvElement::At(file_, &wholeFile_, first.segmentPosition);
-  if (!segment_) return;
-  firstCluster_ = MkvElement::At(file_, &segment_, first.clusterPosition);
-  if (firstCluster_) SeekCursor(0);
+void BlockCursor::MoveTo(const PlaceInFile& place) {
+  hasNext_ = false;
+  place_.MoveTo(file_, segment_, place);
+  RenewAllowance();
 }
 
 bool BlockCursor::Step() {
@@ -81,20 +59,12 @@ bool BlockCursor::StepToNextCluster() {
   if (!place_.cluster) return false;
   const MkvElement before = place_.cluster;
   const bool isAtCluster = place_.cluster.MoveNext();
-  if (isAtCluster) EnterCluster();
+  if (isAtCluster) EnterCluster(place_);
   const bool isGivenUp = file_.wasLetGo || (file_.interrupted && file_.interrupted());
   if (!isGivenUp) return isAtCluster;
   place_.cluster = before;
   place_.element = MkvElement();
   return false;
-}
-
-void BlockCursor::EnterCluster() {
-  // Among the Clusters may stand others, a Void or the Cues: there is no block in them.
-  if (place_.cluster.id.value != ids::kCluster) return;
-  // A Cluster without a time keeps that of the one before.
-  ReadClusterTimecode(place_.cluster, place_.timecode);
-  place_.element = place_.cluster.FirstChild();
 }
 
 // Reads the block under the cursor; false when it was given up half-way. A SimpleBlock of another track costs its
@@ -143,24 +113,5 @@ std::int64_t BlockCursor::DurationOf(std::uint64_t ticks) const {
 }
 
 void BlockCursor::RenewAllowance() { file_.allowance = file_.AllowanceOf(kTimesForPlaying, kSlack); }
-
-// To the first Cluster, which is still to be entered.
-void BlockCursor::Rewind() {
-  place_.cluster = firstCluster_;
-  place_.element = MkvElement();
-  place_.timecode = 0;
-}
-
-bool BlockCursor::SeekCursor(std::int64_t target) {
-  file_.allowance = file_.AllowanceOf(kTimesForSeeking, kSlack);
-  hasNext_ = false;
-  Rewind();
-  if (target >= 1) {
-    if (SeekByCues(records_, segment_, WrappingAdd(target, file_.GetStartTime()), place_)) return true;
-    Rewind();
-  }
-  if (place_.cluster) EnterCluster();
-  return target == 0;
-}
 
 }  // namespace vantor

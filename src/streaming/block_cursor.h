@@ -1,5 +1,5 @@
 // A pin's place in the file: an iterator over the blocks of one track that reads through a byte source of its own, and
-// repositions by the cues.
+// goes on elsewhere when it is told to.
 //
 //   BlockCursor cursor(root, FindFirstCluster(root), track);
 //   while (cursor.FillQueue([] { return false; }) > 0) {
@@ -7,7 +7,7 @@
 //     if (cursor.FillQueue([] { return false; }) > 0) lasts = cursor.Next().start - block.start;
 //   }
 //
-// Not locked: used by the pin's worker while it streams, and by the seeking code while that worker is stopped.
+// Not locked: used by the pin's worker while it streams, and moved by the seeking code while that worker is stopped.
 #pragma once
 
 #include <array>
@@ -24,14 +24,6 @@
 #include "streaming/cluster_place.h"
 
 namespace vantor {
-
-// Where streaming begins: found once for all pins of a file.
-struct FirstCluster {
-  std::uint64_t segmentPosition = 0;  // of the Segment's identifier
-  std::uint64_t clusterPosition = 0;  // of the first Cluster's identifier
-  bool found = false;
-};
-FirstCluster FindFirstCluster(CMkvFile& root);
 
 // A block with the time it got when it was read, by the Cluster it stood in: 100 ns, of the file.
 struct StampedBlock {
@@ -50,11 +42,11 @@ class BlockCursor {
   void InterruptWith(std::function<bool()> interrupted) { file_.interrupted = std::move(interrupted); }
 
   // Lets the cursor read on: at most a multiple of the file's length, so that elements which claim each other's bytes
-  // cannot keep it reading for long. Called at every start; SeekCursor does it too.
+  // cannot keep it reading for long. Called at every start; a move does it too.
   void RenewAllowance();
 
   // Whether the file has a Cluster to start from.
-  bool HasCluster() const { return static_cast<bool>(firstCluster_); }
+  bool HasCluster() const { return first_.cluster.dataStart != 0; }
 
   // Walks on until the next block of the track is at hand, the data ends, `stopPending` says so, or a read is let go
   // by a flush of the source (WasLetGo). Gives how many blocks are ahead: 1, or 0.
@@ -85,24 +77,22 @@ class BlockCursor {
   // Presentation time of the file's first cluster, 100 ns.
   std::int64_t StartTime() { return file_.GetStartTime(); }
 
-  // Moves to the last key frame of the reference track at or before the target, in 100 ns of stream time, within the
-  // Cluster that the latest suitable cue point names. True when the cursor stands there; false when the caller should
-  // seek to 0 instead.
-  bool SeekCursor(std::int64_t target);
+  // Goes on from there, or from the first Cluster. Reads nothing.
+  void MoveTo(const PlaceInFile& place);
+  void Rewind() { MoveTo(first_); }
+  const PlaceInFile& Start() const { return first_; }
 
  private:
   bool Step();
   bool StepToNextCluster();
   bool ReadCurrent();
-  void EnterCluster();
-  void Rewind();
 
   CMkvFileClone file_;
   const MkvTrackEntry& track_;
   const MkvSegment& records_;
   MkvElement wholeFile_;
   MkvElement segment_;
-  MkvElement firstCluster_;
+  const PlaceInFile first_;
   ClusterPlace place_;
   // One block in hand and one ahead. They change places, so that their memory serves again and again.
   std::array<StampedBlock, 2> blocks_;

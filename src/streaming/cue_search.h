@@ -1,20 +1,23 @@
 // The search by cues: from a time to the key frame where playing can begin.
+//
+//   CMkvFileClone file(root);
+//   if (const auto place = FindPlace(file, FindFirstCluster(root), 10'000'000)) cursor.MoveTo(*place);
 #pragma once
 
 #include <cstdint>
+#include <optional>
 
 #include "parser/block.h"
-#include "parser/element.h"
-#include "parser/segment.h"
+#include "parser/byte_source.h"
 #include "streaming/cluster_place.h"
 
 namespace vantor {
 
-// Moves the place onto the last key frame of the reference track at or before the target (100 ns, of the file: the
-// start time is not taken off) within the Cluster that the latest suitable cue point names; cue points whose Cluster
-// has none give way to earlier ones. False when no cue leads anywhere; the place is then undefined. `segment` is read
-// through the byte source of the walk, and outlives the place.
-bool SeekByCues(const MkvSegment& records, const MkvElement& segment, std::int64_t target, ClusterPlace& place);
+// The place of the last key frame of the reference track at or before the target (100 ns of stream time, above 0)
+// within the Cluster that the latest suitable cue point names; cue points whose Cluster has none give way to earlier
+// ones. None when no cue leads anywhere; when it was given up for the file's `interrupted`, or a read was let go by a
+// flush of the source (file.wasLetGo), it means nothing. Sets the file's allowance.
+std::optional<PlaceInFile> FindPlace(CMkvFile& file, const FirstCluster& first, std::int64_t target);
 
 // A SimpleBlock without key flag refers, as it were, to another block: so one rule tells key frames of both kinds.
 void MarkUnlessKeyFrame(MkvBlock& block);

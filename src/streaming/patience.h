@@ -1,4 +1,4 @@
-// How long control calls wait for workers, and workers for memory.
+// How long control calls wait for workers and for the search of a seek, and workers for memory.
 #pragma once
 
 #include <chrono>
@@ -13,6 +13,8 @@ struct Patience {
   std::chrono::milliseconds step{500};
   // For the samples that must come home before an allocator takes a larger size.
   std::chrono::milliseconds enlarging{1000};
+  // For the search of a seek, until the source that may hold it is let go, and another step for it to begin anew.
+  std::chrono::milliseconds search{1500};
 };
 
 }  // namespace vantor

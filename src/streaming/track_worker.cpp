@@ -70,14 +70,8 @@ HRESULT TrackWorker::RunAgain() {
   if (!ThreadExists() || IsStreaming() || IsLate()) return S_OK;
   TakeLateAnswer();
   isStopAnnounced_ = false;
-  if (seekWhenBack_) {
-    const std::int64_t target = *seekWhenBack_;
-    seekWhenBack_.reset();
-    const auto moveTo = [this](std::int64_t place) {
-      return Guarded([&] { return cursor_.SeekCursor(place) ? S_OK : S_FALSE; });
-    };
-    if (moveTo(target) != S_OK) (void)moveTo(0);
-  }
+  if (placeWhenBack_) cursor_.MoveTo(*placeWhenBack_);
+  placeWhenBack_.reset();
   if (isAllocatorLetGo_) {
     isAllocatorLetGo_ = false;
     SetDeactivating(false);
@@ -136,13 +130,11 @@ void TrackWorker::LetAllocatorGo() {
   if (IMemAllocator* const allocator = DeliveryAllocator()) allocator->Decommit();
 }
 
-bool TrackWorker::SeekCursor(std::int64_t target, std::int64_t) {
-  if (IsLate() || IsStreaming()) {
-    seekWhenBack_ = target;
-    return true;
-  }
-  seekWhenBack_.reset();
-  return cursor_.SeekCursor(target);
+void TrackWorker::SeekCursor(const PlaceInFile* found) {
+  placeWhenBack_ = found != nullptr ? *found : cursor_.Start();
+  if (IsLate() || IsStreaming()) return;
+  cursor_.MoveTo(*placeWhenBack_);
+  placeWhenBack_.reset();
 }
 
 // ---- The thread ----

@@ -5,7 +5,7 @@
 //
 //   worker.StartWorker();      // stopped -> paused
 //   worker.StopRun(INFINITE);  // a seek: stop the run, reposition, run again
-//   worker.SeekCursor(target, stop);
+//   worker.SeekCursor(&found);
 //   worker.RunAgain();
 //   worker.StopWorker();       // -> stopped
 //
@@ -80,9 +80,10 @@ class TrackWorker : public CAMThread {
   // Decommits the allocator that may hold the worker; RunAgain commits it.
   void LetAllocatorGo();
 
-  // Repositions. False when the target cannot be reached. A worker that is late, or was started again by a neighbour in
-  // the meantime, is repositioned before its next run. The stop position takes no part.
-  bool SeekCursor(std::int64_t target, std::int64_t stop);
+  // Repositions: to what the search of the seek has found, which is the same for all pins, or with null to the start.
+  // Reads nothing. A worker that is late, or was started again by a neighbour in the meantime, is repositioned before
+  // its next run.
+  void SeekCursor(const PlaceInFile* found);
 
   // See SampleSource.
   void SetDeactivating(bool isDeactivating) { samples_.SetDeactivating(isDeactivating); }
@@ -134,7 +135,7 @@ class TrackWorker : public CAMThread {
   // Of the control side.
   bool isStopPosted_ = false;  // and its answer not seen
   bool isAllocatorLetGo_ = false;
-  std::optional<std::int64_t> seekWhenBack_;
+  std::optional<PlaceInFile> placeWhenBack_;
 
   mutable Lock lateLock_{LockRank::Late};
   std::atomic<bool> isLate_{false};  // written under the lock, read without it

@@ -239,27 +239,12 @@ TEST_P(ActiveSeekObstaclesTest, AnEmptyListOfCuesRestartsAllPinsAtZero) {
   ExpectARestartAtZero(at);
 }
 
-TEST_P(ActiveSeekObstaclesTest, OnePinThatCannotFollowTakesTheOthersBackToZero) {
-  // All pins search alike, one after the other: how many reads one search takes tells where the next begins.
-  const Raw file = FileWithOneCue();
-  std::uint64_t reads = 0;
-  {
-    MemoryReader reader(file);
-    CMkvFileRoot root(&reader, true);
-    ASSERT_EQ(root.Open(), S_OK);
-    BlockCursor cursor(root, FindFirstCluster(root), *root.GetSegment()->tracks.front().front());
-    reader.ResetCounters();
-    ASSERT_TRUE(cursor.SeekCursor(kTarget));
-    reads = reader.Reads();
-  }
-  for (const std::uint64_t failing : {0, 1, 2}) {
-    SCOPED_TRACE("pin " + std::to_string(failing + 1) + " fails");
-    ActiveSeek at(file, {1, 2, 3});
-    PlayInto(at, GetParam());
-    at.demux.Reader().FailRead(failing * reads + 1);
-    ASSERT_EQ(at.demux.Seek(kTarget, 900 * kMillisecond), S_OK);
-    ExpectARestartAtZero(at);
-  }
+TEST_P(ActiveSeekObstaclesTest, ASearchThatCannotReadTakesAllPinsBackToZero) {
+  ActiveSeek at(FileWithOneCue(), {1, 2, 3});
+  PlayInto(at, GetParam());
+  at.demux.Reader().FailRead(1);
+  ASSERT_EQ(at.demux.Seek(kTarget, 900 * kMillisecond), S_OK);
+  ExpectARestartAtZero(at);
 }
 
 // ---- Positions outside the file ----

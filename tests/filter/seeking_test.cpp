@@ -427,6 +427,7 @@ TEST_F(SeekingTest, ASeekThatRunsOutOfMemoryRestartsAtZero) {
       {{0, {SimpleBlock(1, 0, kKey, {1})}}, {500, {BlockGroup({Block(1, 0, 0, {2}), Bin(0xA4, Fill(5000))})}}}));
   ASSERT_EQ(demux.Connect(), S_OK);
   FakeSink& sink = demux.AddSink(1);
+  ASSERT_EQ(demux.Seek(kMillisecond), S_OK);  // the thread that searches is there from now on
   FailAllocation(1);
   EXPECT_EQ(demux.Seek(5000000, 9000000), S_OK);
   FailAllocation(0);

@@ -12,7 +12,7 @@ TEST(BlockCursor, ANewOneStandsWhereSeekingToZeroLeavesIt) {
       MediaFile(100, {AudioTrack(1)}, {{0, {SimpleBlock(1, 0, kKey, {1})}}, {50, {SimpleBlock(1, 0, kKey, {2})}}}));
   BlockCursor fresh(file.root, file.first, file.TrackAt(0));
   BlockCursor sought(file.root, file.first, file.TrackAt(0));
-  EXPECT_TRUE(sought.SeekCursor(0));
+  EXPECT_TRUE(SeekCursor(file, sought, 0));
   EXPECT_EQ(FirstBytes(fresh), (Raw{1, 2}));
   EXPECT_EQ(FirstBytes(sought), (Raw{1, 2}));
 }

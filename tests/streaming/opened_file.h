@@ -3,10 +3,12 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <vector>
 
 #include "parser/file_root.h"
 #include "streaming/block_cursor.h"
+#include "streaming/cue_search.h"
 #include "support/memory_reader.h"
 #include "support/mkv_builder.h"
 
@@ -25,6 +27,18 @@ class OpenedFile {
   CMkvFileRoot root;
   FirstCluster first;
 };
+
+// Moves the cursor as a seek does: true when something was found, or the target is the start.
+inline bool SeekCursor(OpenedFile& file, BlockCursor& cursor, std::int64_t target) {
+  CMkvFileClone clone(file.root);
+  const auto place = target > 0 ? FindPlace(clone, file.first, target) : std::nullopt;
+  if (place) {
+    cursor.MoveTo(*place);
+  } else {
+    cursor.Rewind();
+  }
+  return place || target == 0;
+}
 
 inline bool NeverStop() { return false; }
 

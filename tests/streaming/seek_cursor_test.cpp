@@ -30,7 +30,7 @@ struct Stand {
 
 Stand SeekVideo(OpenedFile& file, std::int64_t target) {
   BlockCursor cursor(file.root, file.first, file.TrackAt(0));
-  const bool found = cursor.SeekCursor(target);
+  const bool found = SeekCursor(file, cursor, target);
   return {found, FirstBytes(cursor)};
 }
 
@@ -38,7 +38,7 @@ TEST(SeekCursor, ToZeroStandsAtTheFirstCluster) {
   OpenedFile file(TwoTrackFile());
   BlockCursor cursor(file.root, file.first, file.TrackAt(0));
   FirstBytes(cursor);
-  EXPECT_TRUE(cursor.SeekCursor(0));
+  EXPECT_TRUE(SeekCursor(file, cursor, 0));
   EXPECT_EQ(FirstBytes(cursor), (Raw{10, 11, 12, 13, 20, 21, 22, 23, 30, 31, 32, 33}));
 }
 
@@ -66,7 +66,7 @@ TEST(SeekCursor, StandsAtTheLastKeyFrameAtOrBeforeTheTarget) {
 TEST(SeekCursor, BlocksOfOtherTracksBeforeTheKeyFrameAreNotReplayed) {
   OpenedFile file(TwoTrackFile());
   BlockCursor audio(file.root, file.first, file.TrackAt(1));
-  EXPECT_TRUE(audio.SeekCursor(3 * kSecond));
+  EXPECT_TRUE(SeekCursor(file, audio, 3 * kSecond));
   EXPECT_EQ(FirstBytes(audio), (Raw{29, 38, 39}));
 }
 
@@ -74,14 +74,14 @@ TEST(SeekCursor, EmptiesTheQueue) {
   OpenedFile file(TwoTrackFile());
   BlockCursor cursor(file.root, file.first, file.TrackAt(0));
   ASSERT_EQ(cursor.FillQueue(NeverStop), 1u);
-  EXPECT_TRUE(cursor.SeekCursor(4 * kSecond));
+  EXPECT_TRUE(SeekCursor(file, cursor, 4 * kSecond));
   EXPECT_EQ(FirstBytes(cursor).front(), 30);
 }
 
 TEST(SeekCursor, SetsTheClusterTimeOfWhereItStands) {
   OpenedFile file(TwoTrackFile());
   BlockCursor cursor(file.root, file.first, file.TrackAt(0));
-  EXPECT_TRUE(cursor.SeekCursor(3 * kSecond));
+  EXPECT_TRUE(SeekCursor(file, cursor, 3 * kSecond));
   EXPECT_EQ(NextStart(cursor), 3 * kSecond);
 }
 
@@ -180,7 +180,7 @@ TEST(SeekCursor, PointsThatAllNameExpensiveClustersEndTheSearchAndPlayingGoesOn)
                             }}}));
   BlockCursor cursor(file.root, file.first, file.TrackAt(0));
   file.reader.ResetCounters();
-  EXPECT_FALSE(cursor.SeekCursor(kSecond));
+  EXPECT_FALSE(SeekCursor(file, cursor, kSecond));
   EXPECT_LT(file.reader.BytesRead(), file.root.length * 4 + (1u << 20) + 1);
   cursor.RenewAllowance();
   EXPECT_EQ(FirstBytes(cursor).front(), 1);
@@ -241,9 +241,9 @@ TEST(SeekCursor, ForgetsTheTimeOfTheClusterItLeaves) {
       {"cues", [](const Positions& at) { return Cues({CuePoint(3000, 1, at["second"])}); }},
   }));
   BlockCursor cursor(file.root, file.first, file.TrackAt(0));
-  ASSERT_TRUE(cursor.SeekCursor(3 * kSecond));
+  ASSERT_TRUE(SeekCursor(file, cursor, 3 * kSecond));
   EXPECT_EQ(NextStart(cursor), 3 * kSecond);
-  ASSERT_TRUE(cursor.SeekCursor(0));
+  ASSERT_TRUE(SeekCursor(file, cursor, 0));
   EXPECT_EQ(NextStart(cursor), 0);
 }
 
@@ -259,7 +259,7 @@ TEST(SeekCursor, AClusterWithoutTimeCountsAsZeroWhateverWasTriedBefore) {
        }},
   }));
   BlockCursor cursor(file.root, file.first, file.TrackAt(0));
-  EXPECT_TRUE(cursor.SeekCursor(4 * kSecond));
+  EXPECT_TRUE(SeekCursor(file, cursor, 4 * kSecond));
   EXPECT_EQ(NextStart(cursor), 5 * kMillisecond);
   EXPECT_EQ(FirstBytes(cursor), (Raw{1, 2}));
 }
@@ -280,7 +280,27 @@ TEST(SeekCursor, TriesTheSamePositionOnce) {
         {SimpleBlock(1, 0, 0, {2})}));
     BlockCursor cursor(file.root, file.first, file.TrackAt(0));
     file.reader.ResetCounters();
-    EXPECT_FALSE(cursor.SeekCursor(kSecond));
+    EXPECT_FALSE(SeekCursor(file, cursor, kSecond));
+    return file.reader.Reads();
+  };
+  EXPECT_EQ(reads(1), reads(50));
+}
+
+TEST(SeekCursor, TriesTwoPositionsInTurnOnceEach) {
+  const auto reads = [](int pairs) {
+    OpenedFile file(FileWithCues(
+        [pairs](const Positions& at) {
+          std::vector<Raw> points;
+          for (int i = 0; i < pairs; ++i) {
+            points.push_back(CuePoint(1000, 1, at["second"]));
+            points.push_back(CuePoint(1000, 1, at["second"] + 1));
+          }
+          return points;
+        },
+        {SimpleBlock(1, 0, 0, {2})}));
+    CMkvFileClone clone(file.root);
+    file.reader.ResetCounters();
+    EXPECT_FALSE(FindPlace(clone, file.first, kSecond));
     return file.reader.Reads();
   };
   EXPECT_EQ(reads(1), reads(50));
@@ -322,7 +342,7 @@ TEST(SeekCursor, FollowsTheFirstAudioTrackWithoutVideoAndTrackOneWithoutEither) 
          {"second", Cluster(1000, {SimpleBlock(cueTrack, 0, kKey, {2})})},
          {"cues", [cueTrack](const Positions& at) { return Cues({CuePoint(1000, cueTrack, at["second"])}); }}}));
     BlockCursor cursor(file.root, file.first, file.TrackAt(0));
-    return cursor.SeekCursor(kSecond);
+    return SeekCursor(file, cursor, kSecond);
   };
   EXPECT_TRUE(seek(AudioTrack(7), 7));
   EXPECT_FALSE(seek(SubtitleTrack(7), 7));

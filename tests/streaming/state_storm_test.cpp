@@ -44,6 +44,7 @@ TEST_F(StateStormTest, AThousandCyclesNeitherHangNorLeak) {
     demux.AddSink(static_cast<int>(i) + 1, sink);
     sinks.push_back(sink);
   }
+  ASSERT_EQ(demux.Seek(kMillisecond), S_OK);  // the thread that searches is there from now on
   const LONG alive = CBaseObject::ObjectsActive();
   for (int cycle = 0; cycle < 1000; ++cycle) {
     switch (random() % 4) {

@@ -27,6 +27,7 @@ class Maker {
                    return Cues({CuePoint(0, 1, at["first"]), CuePoint(kClusterMilliseconds, 1, at["second"])});
                  })});
     for (std::size_t track = 0; track < 2; ++track) file_.secondBlock[track] = Find(second_[track]);
+    file_.soughtBlock = Find(file_.frames[0][file_.frames[0].size() - 3]);
     return file_;
   }
 

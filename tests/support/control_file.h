@@ -22,6 +22,7 @@ struct ControlFile {
   // In the second Cluster, 100 ns. No sample ends there: a seek to where the workers have come by themselves would
   // move nothing, and flush nobody.
   std::int64_t seekTarget = 0;
+  std::uint64_t soughtBlock = 0;  // where the payload of the key frame begins that such a seek leads to
 };
 
 }  // namespace vantor::test

@@ -93,7 +93,6 @@ void ControlScene::ExpectState(IBaseFilter* filter, FILTER_STATE expected) {
 }
 
 std::vector<std::string> ControlScene::Play() {
-  const StubbornReader::Spared spared;
   for (const std::size_t stubbornTrack : {1U, 0U}) {
     {
       const std::lock_guard<std::mutex> hold(lock_);
@@ -171,10 +170,7 @@ void ControlScene::MakeCalls() {
   Enter(NameOf(cell_.call) + (IsAlone() ? "" : " beside " + NameOf(*cell_.other)));
   std::thread second;
   if (!IsAlone()) {
-    second = std::thread([this, &others] {
-      const StubbornReader::Spared spared;
-      Make(*cell_.other, std::move(others));
-    });
+    second = std::thread([this, &others] { Make(*cell_.other, std::move(others)); });
   }
   Make(cell_.call, std::move(mine));
   if (second.joinable()) {

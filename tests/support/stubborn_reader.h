@@ -29,15 +29,6 @@ class StubbornReader final : public CUnknown, public IAsyncReader {
  public:
   static ComPtr<StubbornReader> Create(Raw bytes);
 
-  // Reads of a thread that holds one of these are answered at once: the thread has nobody who could let it go.
-  class Spared {
-   public:
-    Spared();
-    ~Spared();
-    Spared(const Spared&) = delete;
-    Spared& operator=(const Spared&) = delete;
-  };
-
   void Arm(Stubbornness how, std::uint64_t position);
   // Lets go of what is held; no read is stubborn any more.
   void Behave();

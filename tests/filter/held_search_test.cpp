@@ -1,0 +1,105 @@
+// Seeks whose search for the place is held by the source: the filter is stopped, so that nobody else reads.
+#include "baseclasses/unknown.h"
+#include "filter/control_side.h"
+#include "support/watchdog.h"
+
+namespace vantor::test {
+namespace {
+
+class HeldSearchTest : public ControlSideTest {
+ protected:
+  // Holds the next read of where the seek leads.
+  void HoldTheSearch(Stubbornness how) { reader_->Arm(how, file_.soughtBlock - 1); }
+  // Seeks as often as it takes for a search that was left to itself to come home.
+  void SeekInTime(LONGLONG target) {
+    while (SeekTo(&Filter(), target) == VFW_E_TIMEOUT) SleepMilliseconds(1);
+  }
+};
+
+constexpr Patience WithSearch(std::chrono::milliseconds search, std::chrono::milliseconds step) {
+  return {kMoment, step, kMoment, search};
+}
+// Who yields has all the time for it.
+constexpr Patience kSearchYields = WithSearch(kMoment, std::chrono::milliseconds(20000));
+// Those of the test that are not held have it too.
+constexpr Patience kSearchIsHeld = WithSearch(std::chrono::milliseconds(500), kMoment);
+
+TEST_F(HeldSearchTest, TheSourceIsFlushedAndTheSearchMadeAgain) {
+  const Watchdog watchdog("a seek whose search the source holds until it is flushed");
+  Open(kSearchYields);
+  HoldTheSearch(Stubbornness::kBlocksUntilFlushed);
+  LONGLONG settled = 0;
+  EXPECT_EQ(SeekTo(&Filter(), file_.seekTarget, &settled), S_OK);
+  EXPECT_EQ(settled, file_.seekTarget);
+  EXPECT_EQ(reader_->Flushes(), 1);
+  EXPECT_EQ(reader_->FaultOfFlushes(), "");
+  PlayOut();
+  EXPECT_EQ(Sink(1).Played(), std::vector<Raw>(file_.frames[0].end() - 3, file_.frames[0].end()))
+      << "what lies in the second cluster";
+  PlayWhole();
+}
+
+TEST_F(HeldSearchTest, ASearchThatNothingFreesIsLeftToItselfAndPlayingBeginsAtTheStart) {
+  const Watchdog watchdog("a seek whose search the source holds for good");
+  Open(kSearchIsHeld);
+  HoldTheSearch(Stubbornness::kBlocksUntilLetGo);
+  LONGLONG settled = -1;
+  EXPECT_EQ(SeekTo(&Filter(), file_.seekTarget, &settled), VFW_E_TIMEOUT);
+  EXPECT_EQ(settled, 0);
+  EXPECT_EQ(reader_->Flushes(), 1);
+  EXPECT_EQ(reader_->FaultOfFlushes(), "") << "a flush ends in the call that began it";
+
+  // While it lives, what would need it to end is refused and changes nothing.
+  EXPECT_EQ(Filter().Pause(), VFW_E_TIMEOUT);
+  EXPECT_EQ(State(), State_Stopped);
+  EXPECT_EQ(demux_->Input()->Disconnect(), VFW_E_TIMEOUT);
+  EXPECT_EQ(Filter().GetPinCount(), 3);
+  EXPECT_EQ(SeekTo(&Filter(), file_.seekTarget), VFW_E_TIMEOUT) << "nor is there another search";
+  EXPECT_EQ(reader_->Flushes(), 1);
+  EXPECT_EQ(reader_->Held(), 1);
+
+  reader_->Behave();
+  PlayOut();
+  EXPECT_EQ(Sink(1).Played(), file_.frames[0]);
+  SeekInTime(file_.seekTarget);
+  PlayOut();
+  EXPECT_EQ(Sink(1).Played(), std::vector<Raw>(file_.frames[0].end() - 3, file_.frames[0].end()));
+}
+
+TEST_F(HeldSearchTest, WhileTheFilterRunsTheOthersPlayOnFromTheStart) {
+  const Watchdog watchdog("a seek of a running filter whose search the source holds for good");
+  Open(kSearchIsHeld);
+  ASSERT_EQ(Run(), S_OK);
+  WaitForEnds();
+  HoldTheSearch(Stubbornness::kBlocksUntilLetGo);
+  const int before = Sink(2).Ends();
+  EXPECT_EQ(SeekTo(&Filter(), file_.seekTarget), VFW_E_TIMEOUT);
+  EXPECT_EQ(State(), State_Running);
+  while (Sink(2).Ends() == before) SleepMilliseconds(1);
+  EXPECT_EQ(Sink(2).Played().back(), file_.frames[1].back());
+  reader_->Behave();
+  StopUntilInTime();
+  PlayOut();
+}
+
+TEST_F(HeldSearchTest, TheLastReleaseReturnsWhileASearchIsLateAndItsEndFreesEverything) {
+  const Watchdog watchdog("the last release while the source holds a search for good");
+  const auto reader = StubbornReader::Create(file_.bytes);
+  auto filter = NewPatientFilter(kSearchIsHeld);
+  const auto source = FakeSource::Create(reader.Get());
+  ASSERT_EQ(source->Pin()->Connect(filter->GetPin(0), &source->type), S_OK);
+  reader->Arm(Stubbornness::kBlocksUntilLetGo, file_.soughtBlock - 1);
+  EXPECT_EQ(SeekTo(filter.Get(), file_.seekTarget), VFW_E_TIMEOUT);
+  source->Forget();
+  filter.Reset();
+  EXPECT_EQ(reader->Held(), 1);
+  EXPECT_GT(CBaseObject::ObjectsActive(), 3) << "what the search may touch is there, and counted";
+  reader->Behave();
+  // What remains: the source, its pin, and the reader.
+  while (CBaseObject::ObjectsActive() > 3) SleepMilliseconds(1);
+  EXPECT_EQ(reader->AddRef(), 3U) << "this test's and the source's are all references besides this one";
+  reader->Release();
+}
+
+}  // namespace
+}  // namespace vantor::test
