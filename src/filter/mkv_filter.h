@@ -5,7 +5,7 @@
 //   CUnknown* filter = CVXMkvDmx::CreateInstance(nullptr, &result);
 //
 // What it is made of: Positions and Seeking (what IMediaSeeking says), OutputPins (the list), WorkerCall (how a control
-// call gets its workers to stop), FilterPlayback (what the workers ask of it).
+// call gets its workers to stop), WorkerPlayback (what the workers ask of it).
 //
 // Locks, in the only order in which they nest: the seek lock (a whole SetPositions), the filter lock (state changes,
 // connection, pin creation and teardown, flush and restart of a seek), the position lock (duration, positions, frame
@@ -20,7 +20,6 @@
 #include "baseclasses/filter.h"
 #include "baseclasses/filter_dispatch.h"
 #include "baseclasses/sync.h"
-#include "filter/filter_playback.h"
 #include "filter/forwarded_seeking.h"
 #include "filter/input_pin.h"
 #include "filter/output_pin.h"
@@ -29,6 +28,7 @@
 #include "filter/positions.h"
 #include "filter/seeking.h"
 #include "filter/worker_call.h"
+#include "filter/worker_playback.h"
 #include "mediatypes/font_installer.h"
 #include "published/component.h"
 #include "streaming/patience.h"
@@ -89,7 +89,7 @@ class CVXMkvDmx final : public CBaseFilter,
   void HoldForThread() override { ++holds_; }
   void ReleaseForThread() override;
 
-  Playback& WorkerPlayback() { return playback_; }
+  Playback& SharedPlayback() { return playback_; }
   Seeking& SharedSeeking() { return seeking_; }
   const Patience& ControlPatience() const { return patience_; }
 
@@ -128,7 +128,7 @@ class CVXMkvDmx final : public CBaseFilter,
   CFontInstaller fontInstaller_;
   Positions positions_;
   Seeking seeking_;
-  FilterPlayback playback_;
+  WorkerPlayback playback_;
   CCritSec filterLock_;
   CVXMkvDmxInputPin* inputPin_ = nullptr;
   OutputPins outputPins_;

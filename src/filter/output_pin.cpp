@@ -43,7 +43,7 @@ CVXMkvDmxOutputPin::CVXMkvDmxOutputPin(CVXMkvDmx* filter, CCritSec* lock, HRESUL
                                        CMkvFile& root, const FirstCluster& first, const MkvTrackEntry& track,
                                        const TrackMediaType& type)
     : OutputPinType{type.mediaType, type.bufferSize},
-      TrackWorker(*this, filter->WorkerPlayback(), root, first, track, OutputPinType::mediaType, type.convertStartCodes,
+      TrackWorker(*this, filter->SharedPlayback(), root, first, track, OutputPinType::mediaType, type.convertStartCodes,
                   filter->ControlPatience()),
       CBaseOutputPin(name, filter, lock, result, name),
       ForwardedSeeking(filter->SharedSeeking()),

@@ -77,7 +77,7 @@ TEST_F(TraceLinesTest, WhatTheParserToleratedIsTraced) {
 
 TEST_F(TraceLinesTest, TheErrorsThatTheGraphIsToldOfAreTraced) {
   const auto filter = Demux::NewFilter();
-  filter->WorkerPlayback().NotifyGraph(EC_ERRORABORT, E_OUTOFMEMORY, 0);
+  filter->SharedPlayback().NotifyGraph(EC_ERRORABORT, E_OUTOFMEMORY, 0);
   char expected[100];
   std::snprintf(expected, sizeof expected, ": ### NotifyGraphOfError(%p, Vantor MKV Demultiplexer): hr=E_OUTOFMEMORY",
                 static_cast<void*>(filter.Get()));

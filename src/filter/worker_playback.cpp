@@ -1,4 +1,4 @@
-#include "filter/filter_playback.h"
+#include "filter/worker_playback.h"
 
 #include "diag/result_names.h"
 #include "diag/trace.h"
@@ -8,7 +8,7 @@
 
 namespace vantor {
 
-void FilterPlayback::NotifyGraph(long event, LONG_PTR first, LONG_PTR second) {
+void WorkerPlayback::NotifyGraph(long event, LONG_PTR first, LONG_PTR second) {
   // The graph is told also when there is no memory for a trace.
   Guarded([&] {
     VANTOR_TRACE("\n\n### NotifyGraphOfError(%p, %s): hr=%s\n", static_cast<void*>(&filter_),

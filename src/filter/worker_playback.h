@@ -7,10 +7,10 @@
 
 namespace vantor {
 
-class FilterPlayback final : public Playback {
+class WorkerPlayback final : public Playback {
  public:
   // Both outlive this.
-  FilterPlayback(CBaseFilter& filter, Positions& positions) : filter_(filter), positions_(positions) {}
+  WorkerPlayback(CBaseFilter& filter, Positions& positions) : filter_(filter), positions_(positions) {}
 
   PlaybackRange Range() const override { return positions_.Range(); }
   void AdvancePosition(std::int64_t stop) override { positions_.Advance(stop); }
