@@ -32,6 +32,7 @@ STDMETHODIMP CEnumMediaTypes::Next(ULONG cMediaTypes, AM_MEDIA_TYPE** ppMediaTyp
     for (; cFetched < cMediaTypes; ++cFetched) {
       CMediaType mt;
       const HRESULT hrType = m_pPin->GetMediaType(m_Position + static_cast<int>(cFetched), &mt);
+      // Any other failure is the end of the list; a list that memory cut short must not pass for a whole one.
       if (hrType == E_OUTOFMEMORY) throw std::bad_alloc();
       if (hrType != S_OK) break;
       ppMediaTypes[cFetched] = CreateMediaType(&mt);

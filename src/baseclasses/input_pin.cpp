@@ -66,6 +66,8 @@ STDMETHODIMP CBaseInputPin::Receive(IMediaSample* pSample) {
     });
     DeleteMediaType(pmt);
     if (hr == S_OK) return S_OK;
+    // This sample and all that follow are of a type that nobody here can read. What is behind this pin waits for an
+    // end that would not come any more, and is told it now.
     m_bRunTimeError = true;
     EndOfStream();
     m_pFilter->NotifyEvent(EC_ERRORABORT, VFW_E_TYPE_NOT_ACCEPTED, 0);

@@ -185,6 +185,7 @@ STDMETHODIMP CMediaSample::SetProperties(DWORD cbProperties, const BYTE* pbPrope
     if (FAILED(hr)) return hr;
   }
   if (covers(given.dwTypeSpecificFlags)) m_dwTypeSpecificFlags = given.dwTypeSpecificFlags;
+  // The type says by itself whether it has changed; the flags given do not say otherwise.
   if (covers(given.dwSampleFlags)) {
     m_dwFlags = (given.dwSampleFlags & ~AM_SAMPLE_TYPECHANGED) | (m_dwFlags & AM_SAMPLE_TYPECHANGED);
   }

@@ -136,6 +136,7 @@ HRESULT CBasePin::AttemptConnection(IPin* pReceivePin, const CMediaType* pmt) {
     if (FAILED(hrStep)) return hrStep;
     hrStep = CheckMediaType(pmt);
     if (hrStep != S_OK) return RefusedType(hrStep);
+    // Before the other side is asked: it asks back from within ReceiveConnection, who is connected and by which type.
     SetConnected(pReceivePin);
     hrStep = SetMediaType(pmt);
     if (FAILED(hrStep)) return hrStep;
@@ -145,6 +146,7 @@ HRESULT CBasePin::AttemptConnection(IPin* pReceivePin, const CMediaType* pmt) {
     return CompleteConnect(pReceivePin);
   });
   if (SUCCEEDED(hr)) return S_OK;
+  // A side that refused has undone its half by itself.
   if (received) pReceivePin->Disconnect();
   UndoConnection();
   return hr;

@@ -24,10 +24,11 @@ DWORD PinFlags(const AMOVIESETUP_PIN& pin) {
 HRESULT AMovieSetupRegisterFilter2(const AMOVIESETUP_FILTER* pSetupData, IFilterMapper2* pMapper, BOOL bRegister) {
   if (!pSetupData) return S_FALSE;
   return vantor::Guarded([&] {
+    // Also before it is entered, so that nothing of an older entry stays.
     HRESULT hr = pMapper->UnregisterFilter(nullptr, nullptr, *pSetupData->clsID);
     if (!bRegister) return hr;
 
-    std::vector<std::vector<REGPINTYPES>> types;
+    std::vector<std::vector<REGPINTYPES>> types;  // each keeps its memory when the outer one grows
     std::vector<REGFILTERPINS2> pins;
     for (UINT i = 0; i < pSetupData->nPins; ++i) {
       const AMOVIESETUP_PIN& pin = pSetupData->lpPin[i];

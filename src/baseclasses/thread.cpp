@@ -37,6 +37,7 @@ BOOL CAMThread::Create() {
   CAutoLock lock(&m_AccessLock);
   if (ThreadExists()) return FALSE;
   const HRESULT hr = vantor::Guarded([this] {
+    // Shared with the thread, which may outlive this object and then ends on its channel alone.
     auto pChannel = std::make_shared<Channel>();
     m_pChannel = pChannel;
     m_Thread = std::thread([this, pChannel] {
@@ -48,7 +49,7 @@ BOOL CAMThread::Create() {
         code = ThreadProc();
         return S_OK;
       });
-      if (SUCCEEDED(hrCom)) CoUninitialize();
+      if (SUCCEEDED(hrCom)) CoUninitialize();  // one that was refused must not be balanced
       pChannel->End(FAILED(hrThread) ? static_cast<DWORD>(E_UNEXPECTED) : code);
     });
     return S_OK;

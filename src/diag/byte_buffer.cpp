@@ -75,14 +75,14 @@ HRESULT CBaseBuffer::Swap(CBaseBuffer* other) {
 HRESULT CBaseBuffer::Format(const char* format, ...) {
   va_list arguments;
   va_start(arguments, format);
-  va_list again;
+  va_list again;  // measuring uses up the arguments
   va_copy(again, arguments);
   const int measured = std::vsnprintf(nullptr, 0, format, arguments);
   va_end(arguments);
 
   HRESULT result = S_OK;
   if (measured < 0) {
-    length_ = 0;
+    length_ = 0;  // no text, and no failure: what formats for a trace has nobody to tell
   } else if (measured == INT32_MAX || !EnsureCapacity(measured + 1)) {
     result = E_OUTOFMEMORY;
   } else {

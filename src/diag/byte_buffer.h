@@ -41,8 +41,9 @@ class CBaseBuffer {
   // Exchanges bytes, length and capacity; the memory functions stay, so both must use the same ones. E_POINTER for
   // null.
   HRESULT Swap(CBaseBuffer* other);
-  // Replaces the contents by the printf-style text and its terminating zero, which counts. E_OUTOFMEMORY, with the
-  // buffer unchanged; text that cannot be formatted gives length 0.
+  // Replaces the contents by the printf-style text and its terminating zero, which counts: so length 0 is no text, even
+  // an empty one has length 1. That is how a text that cannot be formatted shows, with S_OK; the only failure is
+  // E_OUTOFMEMORY, with the buffer unchanged.
   HRESULT Format(const char* format, ...);
 
   std::uint8_t* Data() { return data_; }

@@ -8,7 +8,6 @@
 namespace vantor {
 namespace {
 
-constexpr std::size_t kLineRoom = 2048;
 constexpr std::size_t kPrefixRoom = 50;
 constexpr std::int64_t kDay = 86400000;
 
@@ -59,23 +58,31 @@ void TraceLog::TraceLine(const char* text) noexcept {
     char prefixed[kLineRoom];
     const char* line = text;
     if (*text == '\n') {
-      Prefix prefix;
-      for (; *text == '\n'; ++text) prefix.Add("\r\n");
-      if ((flags_ & kTraceTime) != 0) AddTime(prefix, clock_.Next());
-      if ((flags_ & kTraceHandles) != 0) prefix.Add("%4d ", system_.HandleCount());
-      if ((flags_ & kTraceThread) != 0) prefix.Add("%08x: ", static_cast<unsigned>(system_.ThreadId()));
-      std::snprintf(prefixed, sizeof prefixed, "%s%s", prefix.Text(), text);
+      AddPrefixes(text, prefixed);
       line = prefixed;
     }
     if ((flags_ & kTraceToDebugger) != 0) system_.DebuggerOutput(line);
     if ((flags_ & kTraceToFile) != 0) {
       AppendToFile(line);
     } else {
+      // The debugger alone was told: whoever shows its lines gets the processor, or a burst of them would be behind
+      // what it tells of. With a file there is nothing to wait for, a timer writes what was collected.
       system_.Sleep(0);
     }
   } catch (...) {
     // Tracing reports no error, and never changes what it traces.
   }
+}
+
+// The room is the stack's, since a line is traced where there may be no memory to ask for, and so it has an end. A text
+// without prefixes is never put together with anything, and passes whole.
+void TraceLog::AddPrefixes(const char* text, char (&line)[kLineRoom]) {
+  Prefix prefix;
+  for (; *text == '\n'; ++text) prefix.Add("\r\n");
+  if ((flags_ & kTraceTime) != 0) AddTime(prefix, clock_.Next());
+  if ((flags_ & kTraceHandles) != 0) prefix.Add("%4d ", system_.HandleCount());
+  if ((flags_ & kTraceThread) != 0) prefix.Add("%08x: ", static_cast<unsigned>(system_.ThreadId()));
+  std::snprintf(line, sizeof line, "%s%s", prefix.Text(), text);
 }
 
 void TraceLog::AppendToFile(const char* line) {

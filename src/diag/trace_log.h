@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <cstdarg>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 
@@ -36,6 +37,10 @@ class TraceLog {
   Lock lock_{LockRank::TraceLog};
 
  private:
+  // What a line is put together in, its terminating zero included.
+  static constexpr std::size_t kLineRoom = 2048;
+
+  void AddPrefixes(const char* text, char (&line)[kLineRoom]);
   void AppendToFile(const char* line) VANTOR_EXCLUDES(lock_);
   // Takes the lock unless a thread holds it for good that was ended.
   bool TryLock() VANTOR_TRY_ACQUIRE(true, lock_);

@@ -34,6 +34,7 @@ HRESULT CVXMkvDmxInputPin::CompleteConnect(IPin* receivePin) {
     reader.Reset();
     CollectForTrace(*root_);
     const HRESULT opened = root_->Open();
+    // An index for a file without one, before there is a pin that might be asked to seek.
     result = SUCCEEDED(opened) ? SynthesiseCues(*root_) : opened;
     TraceTolerated(*root_);
     if (FAILED(opened)) root_.reset();

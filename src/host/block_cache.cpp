@@ -9,6 +9,7 @@
 namespace vantor {
 
 bool BlockCache::Read(std::int64_t position, void* buffer, std::size_t size) noexcept {
+  // A large read costs one call by itself, and would push out what small ones need.
   if (size >= kBlockSize) {
     return file_.ReadAt(position, buffer, size) == static_cast<std::int64_t>(size);
   }
@@ -31,37 +32,39 @@ bool BlockCache::Read(std::int64_t position, void* buffer, std::size_t size) noe
   return true;
 }
 
+// Among a few blocks a search through all is as fast as any. On the way it finds whose memory to fetch into: the block
+// itself when it was read while the file was shorter, or else the one that was not used for longest.
 const BlockCache::Block* BlockCache::Find(Lane& lane, std::int64_t index, std::size_t offset) const noexcept {
-  Block* oldest = nullptr;
+  Block* target = nullptr;
   for (Block& block : lane.blocks) {
     if (block.index == index) {
       if (block.size > offset) {
         block.lastUse = ++lane.uses;
         return &block;
       }
-      oldest = &block;
+      target = &block;
       break;
     }
-    if (oldest == nullptr || block.lastUse < oldest->lastUse) {
-      oldest = &block;
+    if (target == nullptr || block.lastUse < target->lastUse) {
+      target = &block;
     }
   }
-  if (!oldest->bytes) {
-    oldest->bytes.reset(new (std::nothrow) unsigned char[kBlockSize]);
-    if (!oldest->bytes) {
+  if (!target->bytes) {
+    target->bytes.reset(new (std::nothrow) unsigned char[kBlockSize]);
+    if (!target->bytes) {
       return nullptr;
     }
   }
-  oldest->index = -1;
+  target->index = -1;  // of no use to anybody if the read fails
   const std::int64_t count =
-      file_.ReadAt(index * static_cast<std::int64_t>(kBlockSize), oldest->bytes.get(), kBlockSize);
+      file_.ReadAt(index * static_cast<std::int64_t>(kBlockSize), target->bytes.get(), kBlockSize);
   if (count <= static_cast<std::int64_t>(offset)) {
     return nullptr;
   }
-  oldest->size = static_cast<std::size_t>(count);
-  oldest->lastUse = ++lane.uses;
-  oldest->index = index;
-  return oldest;
+  target->size = static_cast<std::size_t>(count);
+  target->lastUse = ++lane.uses;
+  target->index = index;
+  return target;
 }
 
 }  // namespace vantor

@@ -202,6 +202,9 @@ HRESULT Graph::Stop() {
   return OnFilters([](IBaseFilter* filter) { return filter->Stop(); });
 }
 
+// Connections go before filters, from downstream up: a filter that is taken out of the graph still connected would
+// leave its neighbour with a pin that belongs to nobody. The splitter's input goes last, since its output pins go with
+// it.
 void Graph::Close() noexcept {
   if (!stopped_) {
     Stop();

@@ -193,7 +193,7 @@ STDMETHODIMP GraphManager::Reconnect(IPin* pin) {
   IPin* const input = direction == PINDIR_OUTPUT ? peer.Get() : pin;
   input->Disconnect();
   output->Disconnect();
-  return output->Connect(input, nullptr);
+  return output->Connect(input, nullptr);  // by any type: who asks for this has another one to offer
 }
 
 STDMETHODIMP GraphManager::Disconnect(IPin* pin) { return pin != nullptr ? pin->Disconnect() : E_POINTER; }

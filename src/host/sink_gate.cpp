@@ -33,6 +33,8 @@ void SinkGate::WaitUntilHeld(int threads) {
   while (held_ < threads) changed_.Wait(lock_);
 }
 
+// Refusal, then delay, then hold: a sample that is refused is answered at once, and one that is held has had its delay,
+// so that letting go lets it through without another.
 HRESULT SinkGate::Pass(std::uint64_t sample) {
   if (letsAllPass_) {
     return S_OK;

@@ -11,6 +11,7 @@ namespace vantor {
 
 namespace {
 
+// SBR is a layer over LC. Its index makes it LC where only the magnitude counts.
 constexpr int kSbr = -1;
 
 struct Profile {
@@ -39,7 +40,7 @@ unsigned FrequencyIndex(std::uint32_t samplesPerSecond) {
 }  // namespace
 
 HRESULT BuildAacProfile(const AudioCodec& codec, const MkvTrackEntry& track, const Bytes&, TrackMediaType& result) {
-  constexpr std::size_t kConfigRoom = 5;
+  constexpr std::size_t kConfigRoom = 5;  // whatever the profile; cbSize says how much of it counts
   const Profile* profile = FindProfile(CodecIdText(track.CodecID));
   if (profile == nullptr) return SkipTrack(NoPinReason::kCodec, result);
 

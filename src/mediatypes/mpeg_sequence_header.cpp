@@ -63,6 +63,7 @@ std::uint32_t Level(std::uint8_t code) {
   }
 }
 
+// MPEG-2 codes the aspect of the picture.
 void SetDisplayAspect(MpegSequenceHeader& header, std::uint32_t aspectCode) {
   struct Aspect {
     std::uint32_t x, y;
@@ -72,6 +73,29 @@ void SetDisplayAspect(MpegSequenceHeader& header, std::uint32_t aspectCode) {
   const Aspect& aspect = aspects[std::min<std::uint32_t>(aspectCode, 5)];
   header.aspectX = aspect.x;
   header.aspectY = aspect.y;
+}
+
+// MPEG-1 codes the aspect of a pixel. Single precision and rounding by a half are part of what has always come out.
+void SetPixelAspect(MpegSequenceHeader& header, std::uint32_t aspectCode) {
+  const float squared = static_cast<float>(header.width) / kPixelAspects[aspectCode];
+  const float rounded = squared + 0.5F;
+  header.aspectX = static_cast<std::uint32_t>(rounded);
+  header.aspectY = header.height;
+}
+
+// What the sequence extension adds: profile and level, and the upper bits of fields that MPEG-1 had no room for.
+void AddExtension(const std::uint8_t* extension, MpegSequenceHeader& header, std::uint32_t& bitRateValue,
+                  std::uint32_t& period) {
+  const std::uint32_t e5 = extension[5];
+  const std::uint32_t e6 = extension[6];
+  const std::uint32_t e9 = extension[9];
+  const bool escape = (extension[4] & 8) != 0;
+  header.profile = escape ? 2 : Profile(extension[4]);
+  header.level = escape ? 2 : Level(extension[5]);
+  header.width |= ((e5 & 1) << 8 | (e6 & 0x80)) << 5;
+  header.height |= (e6 & 0x60) << 7;
+  bitRateValue |= (BigEndian<std::uint32_t>(extension + 6, 2) & 0xFFFE) << 17;
+  period = period * ((e9 >> 4 & 3) + 1) / ((e9 & 15) + 1);
 }
 
 }  // namespace
@@ -91,24 +115,11 @@ bool ReadMpegSequenceHeader(const Bytes& data, MpegSequenceHeader& header) {
   header.isMpeg2 = IsStartCode(data, stop, 0xB5);
   if (header.isMpeg2) {
     if (data.size() - stop < kExtensionSize) return false;
-    const std::uint8_t* extension = data.data() + stop;
-    const std::uint32_t e5 = extension[5];
-    const std::uint32_t e6 = extension[6];
-    const std::uint32_t e9 = extension[9];
-    const bool escape = (extension[4] & 8) != 0;
-    header.profile = escape ? 2 : Profile(extension[4]);
-    header.level = escape ? 2 : Level(extension[5]);
-    header.width |= ((e5 & 1) << 8 | (e6 & 0x80)) << 5;
-    header.height |= (e6 & 0x60) << 7;
-    bitRateValue |= (BigEndian<std::uint32_t>(extension + 6, 2) & 0xFFFE) << 17;
-    period = period * ((e9 >> 4 & 3) + 1) / ((e9 & 15) + 1);
+    AddExtension(data.data() + stop, header, bitRateValue, period);
     SetDisplayAspect(header, aspectCode);
     header.size = stop + kExtensionSize;
   } else {
-    const float squared = static_cast<float>(header.width) / kPixelAspects[aspectCode];
-    const float rounded = squared + 0.5F;
-    header.aspectX = static_cast<std::uint32_t>(rounded);
-    header.aspectY = header.height;
+    SetPixelAspect(header, aspectCode);
     header.size = stop;
   }
 

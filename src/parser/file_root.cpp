@@ -44,18 +44,20 @@ HRESULT CMkvFileRoot::Open() {
   if (Read(magic, sizeof magic) != S_OK) return E_FAIL;
   if (std::memcmp(magic, "\x1A\x45\xDF\xA3", sizeof magic) != 0) return E_FAIL;
 
-  // Elements may claim each other's bytes, so that reading each within its own bounds is no bound for all of them.
+  // Elements may claim each other's bytes, so that reading each within its own bounds is no bound for all of them. Only
+  // the records are read under this limit: what comes behind is one walk, which passes each position once and is
+  // bounded by that, and a file whose records used up the allowance keeps its start time.
   const std::uint64_t unlimited = allowance;
   allowance = AllowanceOf(kTimesForOpening, kSlackForOpening);
   const HRESULT result = ReadRecords();
   allowance = unlimited;
   if (result != S_OK) return result;
 
-  // Found anew: discovery ends before it has seen a Cluster in most files. The index may name one, and then it is that
-  // one's time that the file starts at.
+  // The file's time begins with its first Cluster, which discovery mostly ends in front of. Like every search in a
+  // Segment this one asks the seek index first: where that names a Cluster, be it a later one, time begins with that.
   const MkvElement file = MkvElement::WholeFile(*this);
-  const MkvElement first = file.FirstChild(ids::kSegment);
-  const MkvElement cluster = first.FirstChild(ids::kCluster);
+  const MkvElement firstSegment = file.FirstChild(ids::kSegment);
+  const MkvElement cluster = firstSegment.FirstChild(ids::kCluster);
   std::int64_t ticks = 0;
   if (ReadClusterTimecode(cluster, ticks)) startTime = segment.TicksToTime(ticks);
   return S_OK;

@@ -71,6 +71,7 @@ std::optional<SeekRequest> ParseSeek(const std::string& text) {
   return request;
 }
 
+// Numbers with a form of their own are taken as text and read here, where the message can say what was wanted.
 ParseResult ParseCommandLine(int argc, const char* const* argv) {
   CLI::App app(kAbout, "vantor-mkv");
   Options options;

@@ -57,6 +57,7 @@ void FindSegment(MkvElement& element, FileShape& shape) {
   shape.kind = ShapeKind::kNoSegment;
 }
 
+// From the outside in, up to the first thing that would make the filter refuse the file.
 FileShape ShapeOf(CMkvFile& file) {
   FileShape shape;
   if (file.length == 0) {
@@ -69,6 +70,7 @@ FileShape ShapeOf(CMkvFile& file) {
     shape.kind = ShapeKind::kNotEbml;
     return shape;
   }
+  // A header that lasts to the end of the file has swallowed everything else.
   if (element.DataEnd() > file.length || HasUnknownSize(element)) {
     shape.kind = ShapeKind::kDamagedHeader;
     return shape;

@@ -21,6 +21,8 @@ bool ColourWanted() {
 
 }  // namespace
 
+// The bar takes the columns that the text leaves, but for the last one: a full line would make the terminal begin the
+// next. With too few for a bar the text stands alone.
 std::string ProgressLine(std::int64_t position, std::int64_t duration, int width, bool coloured) {
   position = std::max<std::int64_t>(position, 0);
   if (duration <= 0) {

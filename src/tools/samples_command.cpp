@@ -45,6 +45,9 @@ std::vector<GraphEvent> InOrder(std::vector<GraphEvent> events) {
 
 }  // namespace
 
+// A listing is whole or is not begun: lines are gathered, and what fails before anything has played leaves them unsaid,
+// so that nobody takes the beginning of a listing for a file without samples. A file that the filter refuses is an
+// answer itself, and has the one line that says so.
 int RunSamples(const Options& options, std::FILE* out, std::FILE* messages) {
   Session session(options, messages);
   Graph& graph = session.OpenedGraph();

@@ -28,6 +28,7 @@ class Session {
   void WarnOfDamage();
 
   HRESULT ConnectResult() const noexcept { return connectResult_; }
+  // The graph that Open opens: empty before, and there also when Open failed.
   Graph& OpenedGraph() noexcept { return graph_; }
   // One line on the message stream, behind the program's name.
   void Say(const std::string& message) const;

@@ -115,10 +115,13 @@ MappedBytes::~MappedBytes() {
   }
 }
 
+// A mapping needs its range of addresses in one piece. A 32-bit program has 2 GiB, cut up by its modules, and the
+// filter's buffers come from the same: what is over a quarter of all addresses is read piece by piece, also where the
+// system would just have found room for it.
 bool MappedBytes::Map(const ReadableFile& file) noexcept {
+  constexpr std::uint64_t kLargest = static_cast<std::size_t>(-1) / 4;
   const std::int64_t length = file.Length();
-  if (length <= 0 || static_cast<std::uint64_t>(length) > static_cast<std::size_t>(-1) / 4 ||
-      !OnLocalDisk(AsHandle(file.handle_))) {
+  if (length <= 0 || static_cast<std::uint64_t>(length) > kLargest || !OnLocalDisk(AsHandle(file.handle_))) {
     return false;
   }
   const HANDLE mapping = CreateFileMappingW(AsHandle(file.handle_), nullptr, PAGE_READONLY, 0, 0, nullptr);
