@@ -77,6 +77,7 @@ HRESULT CVXMkvDmxOutputPin::Inactive() {
 }
 
 HRESULT CVXMkvDmxOutputPin::BreakConnect() {
+  m_pLock->AssertHeld();
   const HRESULT result = EndStrayWorker();
   return FAILED(result) ? result : CBaseOutputPin::BreakConnect();
 }
@@ -91,6 +92,7 @@ HRESULT CVXMkvDmxOutputPin::EndStrayWorker() {
 }
 
 void CVXMkvDmxOutputPin::LetStrayWorkerGo(const void* owner) {
+  m_pLock->AssertHeld();
   if (!ThreadExists() || IsLate()) return;
   AnnounceStop();
   SetDeactivating(true);
@@ -100,6 +102,7 @@ void CVXMkvDmxOutputPin::LetStrayWorkerGo(const void* owner) {
 }
 
 bool CVXMkvDmxOutputPin::BeginPeerFlush(const void* owner) {
+  m_pLock->AssertHeld();
   if (flushOwner_ != nullptr) return false;
   flushOwner_ = owner;
   DeliverBeginFlush();
@@ -107,12 +110,19 @@ bool CVXMkvDmxOutputPin::BeginPeerFlush(const void* owner) {
 }
 
 void CVXMkvDmxOutputPin::EndPeerFlush(const void* owner) {
+  m_pLock->AssertHeld();
   if (owner == nullptr || flushOwner_ != owner) return;
   flushOwner_ = nullptr;
   DeliverEndFlush();
 }
 
+void CVXMkvDmxOutputPin::EndAnyPeerFlush() {
+  m_pLock->AssertHeld();
+  EndPeerFlush(flushOwner_);
+}
+
 void CVXMkvDmxOutputPin::ForgetPeerFlush(const void* owner) {
+  m_pLock->AssertHeld();
   if (flushOwner_ == owner) flushOwner_ = nullptr;
 }
 

@@ -48,11 +48,11 @@ class CVXMkvDmxOutputPin final : private OutputPinType,
   HRESULT GetMediaType(int position, CMediaType* type) override;
   HRESULT DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* request) override;
 
-  // Ends the worker of a pin that a failed Pause or Stop left in a stopped filter. VFW_E_TIMEOUT when it does not
-  // answer, or has not since an earlier call.
-  HRESULT EndStrayWorker();
-
-  // The first half of it: what may hold the worker is let go, on behalf of the owner, and it is told to stop.
+  // For the control calls of the filter, with the filter lock held, which they know by another name than this pin:
+  // each asserts it.
+  //
+  // Where a failed Pause or Stop left a worker in a stopped filter, what may hold it is let go, on behalf of the owner,
+  // and it is told to stop.
   void LetStrayWorkerGo(const void* owner);
 
   // A flush of the peer by a control call, which its owner stands for. There is one at a time: false where another call
@@ -60,7 +60,7 @@ class CVXMkvDmxOutputPin final : private OutputPinType,
   bool BeginPeerFlush(const void* owner);
   void EndPeerFlush(const void* owner);
   // Whoever began it: for a pin that is taken away.
-  void EndAnyPeerFlush() { EndPeerFlush(flushOwner_); }
+  void EndAnyPeerFlush();
   void ForgetPeerFlush(const void* owner);
 
  protected:
@@ -70,8 +70,11 @@ class CVXMkvDmxOutputPin final : private OutputPinType,
   void ReleaseForWorker() override;
 
  private:
+  // Lets a stray worker go and ends it. VFW_E_TIMEOUT when it does not answer, or has not since an earlier call.
+  HRESULT EndStrayWorker() VANTOR_REQUIRES(m_pLock);
+
   CVXMkvDmx* const filter_;
-  const void* flushOwner_ = nullptr;  // null while no control call flushes the peer
+  const void* flushOwner_ VANTOR_GUARDED_BY(m_pLock) = nullptr;  // null while no control call flushes the peer
 };
 
 }  // namespace vantor
