@@ -2,20 +2,14 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
-#include <chrono>
-#include <condition_variable>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <functional>
-#include <mutex>
 #include <random>
 #include <string>
 #include <thread>
-#include <utility>
 #include <vector>
 
 #include "streaming/storm_sink.h"
+#include "support/watchdog.h"
 
 namespace vantor::test {
 namespace {
@@ -33,42 +27,6 @@ template <typename T>
 void Set(std::atomic<T>& value, T to) {
   value.store(to, std::memory_order_relaxed);
 }
-
-// Ends the program with a message when the storm has stood still for long: a hang would end no better.
-class Watchdog {
- public:
-  Watchdog(std::function<std::uint64_t()> progress, std::function<std::string()> state)
-      : progress_(std::move(progress)), state_(std::move(state)), thread_([this] { Watch(); }) {}
-  ~Watchdog() {
-    {
-      const std::lock_guard<std::mutex> hold(lock_);
-      over_ = true;
-    }
-    changed_.notify_all();
-    thread_.join();
-  }
-  Watchdog(const Watchdog&) = delete;
-  Watchdog& operator=(const Watchdog&) = delete;
-
- private:
-  void Watch() {
-    std::unique_lock<std::mutex> hold(lock_);
-    for (std::uint64_t seen = progress_();;) {
-      if (changed_.wait_for(hold, std::chrono::seconds(120), [this] { return over_; })) return;
-      if (progress_() == seen) break;
-      seen = progress_();
-    }
-    std::fprintf(stderr, "The storm of seeks hangs: %s\n", state_().c_str());
-    std::abort();
-  }
-
-  const std::function<std::uint64_t()> progress_;
-  const std::function<std::string()> state_;
-  std::mutex lock_;
-  std::condition_variable changed_;
-  bool over_ = false;
-  std::thread thread_;
-};
 
 class SeekStormTest : public DemuxTest {
  protected:
@@ -231,8 +189,8 @@ class SeekStormTest : public DemuxTest {
 };
 
 TEST_F(SeekStormTest, TenThousandSeeksAmongStopsEndWhereTheLastOneLed) {
-  const Watchdog watchdog([this] { return static_cast<std::uint64_t>(Now(done_)) + Arrived(); },
-                          [this] { return State(); });
+  const Watchdog watchdog([this] { return "the storm of seeks: " + State(); },
+                          [this] { return static_cast<std::uint64_t>(Now(done_)) + Arrived(); });
   ASSERT_EQ(demux_.Seek(kMillisecond), S_OK);  // the thread that searches is there from now on
   const LONG alive = CBaseObject::ObjectsActive();
   std::vector<std::thread> threads;

@@ -14,9 +14,6 @@ constexpr int kBlocksACluster = kClusterMilliseconds / kBlockMilliseconds;
 // The order of the pins; the numbers of the file's tracks are others.
 enum Track : std::size_t { kPictures, kLargePictures, kSound, kSubtitles };
 
-// {5B1F8E62-0C7D-4A39-8D04-9F3E6A21B7C5}
-constexpr GUID kStormSinkId = {0x5B1F8E62, 0x0C7D, 0x4A39, {0x8D, 0x04, 0x9F, 0x3E, 0x6A, 0x21, 0xB7, 0xC5}};
-
 class FileMaker {
  public:
   KnownFile Make() {
@@ -128,83 +125,73 @@ class StormSink::Call {
   StormSink& sink_;
 };
 
-StormSinkPin::StormSinkPin(StormSink* sink, CCritSec* lock, HRESULT* result)
-    : CBaseInputPin(OLESTR("storm sink pin"), sink, lock, result, OLESTR("Input")), sink_(sink) {}
-
 HRESULT StormSinkPin::Active() {
-  const std::lock_guard<std::mutex> hold(sink_->gate_);
-  sink_->stopped_ = false;
+  const std::lock_guard<std::mutex> hold(Owner()->gate_);
+  Owner()->stopped_ = false;
   return CBaseInputPin::Active();
 }
 
 HRESULT StormSinkPin::Inactive() {
   {
-    const std::lock_guard<std::mutex> hold(sink_->gate_);
-    sink_->stopped_ = true;
+    const std::lock_guard<std::mutex> hold(Owner()->gate_);
+    Owner()->stopped_ = true;
   }
-  sink_->opened_.notify_all();
+  Owner()->opened_.notify_all();
   return CBaseInputPin::Inactive();
 }
 
 STDMETHODIMP StormSinkPin::NewSegment(REFERENCE_TIME start, REFERENCE_TIME stop, double) {
-  const StormSink::Call call(*sink_);
-  sink_->OnSegment(start, stop);
+  const StormSink::Call call(*Owner());
+  Owner()->OnSegment(start, stop);
   return S_OK;
 }
 
 STDMETHODIMP StormSinkPin::Receive(IMediaSample* sample) {
-  const StormSink::Call call(*sink_);
-  sink_->OnSample(sample);
+  const StormSink::Call call(*Owner());
+  Owner()->OnSample(sample);
   HRESULT result = CBaseInputPin::Receive(sample);
-  if (result == S_OK) result = sink_->Answer();
-  if (FAILED(result)) sink_->run_.mustEnd = true;
+  if (result == S_OK) result = Owner()->Answer();
+  if (FAILED(result)) Owner()->run_.mustEnd = true;
   return result;
 }
 
 STDMETHODIMP StormSinkPin::EndOfStream() {
-  const StormSink::Call call(*sink_);
-  sink_->OnEnd();
+  const StormSink::Call call(*Owner());
+  Owner()->OnEnd();
   return S_OK;
 }
 
 STDMETHODIMP StormSinkPin::BeginFlush() {
-  if (sink_->flushes_++ % 2 != 0) sink_->Complain("a flush inside a flush");
+  if (Owner()->flushes_++ % 2 != 0) Owner()->Complain("a flush inside a flush");
   const HRESULT result = CBaseInputPin::BeginFlush();
   {
-    const std::lock_guard<std::mutex> hold(sink_->gate_);
-    sink_->flushing_ = true;
+    const std::lock_guard<std::mutex> hold(Owner()->gate_);
+    Owner()->flushing_ = true;
   }
-  sink_->opened_.notify_all();
+  Owner()->opened_.notify_all();
   return result;
 }
 
 STDMETHODIMP StormSinkPin::EndFlush() {
-  if (sink_->flushes_++ % 2 != 1) sink_->Complain("the end of a flush that did not begin");
-  sink_->EndRun();
-  sink_->run_.afterFlush = true;
+  if (Owner()->flushes_++ % 2 != 1) Owner()->Complain("the end of a flush that did not begin");
+  Owner()->EndRun();
+  Owner()->run_.afterFlush = true;
   const HRESULT result = CBaseInputPin::EndFlush();
-  const std::lock_guard<std::mutex> hold(sink_->gate_);
-  sink_->flushing_ = false;
+  const std::lock_guard<std::mutex> hold(Owner()->gate_);
+  Owner()->flushing_ = false;
   return result;
 }
 
 ComPtr<StormSink> StormSink::Create(const KnownFile& file, std::size_t track, Complaints& complaints) {
-  HRESULT result = S_OK;
-  return ComPtr<StormSink>(new StormSink(file, track, complaints, &result));
+  return ComPtr<StormSink>(new StormSink(file, track, complaints));
 }
 
-StormSink::StormSink(const KnownFile& file, std::size_t track, Complaints& complaints, HRESULT* result)
-    : CBaseFilter(OLESTR("storm sink"), nullptr, &lock_, kStormSinkId),
-      file_(file),
+StormSink::StormSink(const KnownFile& file, std::size_t track, Complaints& complaints)
+    : file_(file),
       trackNumber_(track),
       track_(file.tracks[track]),
       complaints_(complaints),
-      pin_(new StormSinkPin(this, &lock_, result)),
-      random_(static_cast<unsigned>(20240317 + track)) {
-  pin_->HoldByFilter();
-}
-
-StormSink::~StormSink() { pin_->ReleaseByFilter(); }
+      random_(static_cast<unsigned>(20240317 + track)) {}
 
 void StormSink::Complain(const std::string& text) const {
   std::string played;

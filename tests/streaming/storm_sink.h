@@ -19,9 +19,8 @@
 #include <string>
 #include <vector>
 
-#include "baseclasses/filter.h"
-#include "baseclasses/input_pin.h"
 #include "support/demux_harness.h"
+#include "support/one_pin_sink.h"
 
 namespace vantor::test {
 
@@ -61,11 +60,10 @@ class Complaints {
 
 class StormSink;
 
-class StormSinkPin final : public CBaseInputPin {
+class StormSinkPin final : public SinkPinOf<StormSink> {
  public:
-  StormSinkPin(StormSink* sink, CCritSec* lock, HRESULT* result);
+  using SinkPinOf::SinkPinOf;
 
-  HRESULT CheckMediaType(const CMediaType*) override { return S_OK; }
   HRESULT Active() override;
   HRESULT Inactive() override;
   STDMETHODIMP NewSegment(REFERENCE_TIME start, REFERENCE_TIME stop, double rate) override;
@@ -73,18 +71,11 @@ class StormSinkPin final : public CBaseInputPin {
   STDMETHODIMP EndOfStream() override;
   STDMETHODIMP BeginFlush() override;
   STDMETHODIMP EndFlush() override;
-
- private:
-  StormSink* const sink_;
 };
 
-class StormSink final : public CBaseFilter {
+class StormSink final : public OnePinSink<StormSinkPin> {
  public:
   static ComPtr<StormSink> Create(const KnownFile& file, std::size_t track, Complaints& complaints);
-
-  StormSinkPin* Pin() { return pin_; }
-  int GetPinCount() override { return 1; }
-  CBasePin* GetPin(int n) override { return n == 0 ? pin_ : nullptr; }
 
   // Set before streaming. Whether a segment is one that was asked for; on the worker.
   std::function<bool(std::int64_t start, std::int64_t stop)> knowsSegment;
@@ -123,8 +114,7 @@ class StormSink final : public CBaseFilter {
   // Counts the calls of the worker that are under way: one at a time, and none when a run is over.
   class Call;
 
-  StormSink(const KnownFile& file, std::size_t track, Complaints& complaints, HRESULT* result);
-  ~StormSink() override;
+  StormSink(const KnownFile& file, std::size_t track, Complaints& complaints);
 
   void Complain(const std::string& text) const;
   void EndRun();
@@ -140,8 +130,6 @@ class StormSink final : public CBaseFilter {
   const std::size_t trackNumber_;
   const KnownTrack& track_;
   Complaints& complaints_;
-  CCritSec lock_;
-  StormSinkPin* pin_;  // held
 
   std::atomic<bool> wild_{true};
   std::atomic<std::uint64_t> arrived_{0};

@@ -6,9 +6,6 @@ namespace vantor::test {
 
 namespace {
 
-// {A7C6E1D2-3F40-4B8A-9E55-61D0C2B7F384}
-constexpr GUID kFakeSinkId = {0xA7C6E1D2, 0x3F40, 0x4B8A, {0x9E, 0x55, 0x61, 0xD0, 0xC2, 0xB7, 0xF3, 0x84}};
-
 ReceivedSample Copy(IMediaSample* sample) {
   ReceivedSample copy;
   sample->GetTime(&copy.start, &copy.stop);
@@ -29,38 +26,35 @@ ReceivedSample Copy(IMediaSample* sample) {
 
 }  // namespace
 
-FakeSinkPin::FakeSinkPin(FakeSink* sink, CCritSec* lock, HRESULT* result)
-    : CBaseInputPin(OLESTR("fake sink pin"), sink, lock, result, OLESTR("Input")), sink_(sink) {}
-
 HRESULT FakeSinkPin::CheckMediaType(const CMediaType* type) {
-  return sink_->checkType ? sink_->checkType(*type) : S_OK;
+  return Owner()->checkType ? Owner()->checkType(*type) : S_OK;
 }
 
 HRESULT FakeSinkPin::CompleteConnect(IPin* connector) {
   const HRESULT result = CBaseInputPin::CompleteConnect(connector);
-  return FAILED(result) || !sink_->onConnect ? result : sink_->onConnect(connector);
+  return FAILED(result) || !Owner()->onConnect ? result : Owner()->onConnect(connector);
 }
 
 HRESULT FakeSinkPin::BreakConnect() {
-  sink_->Record("break");
-  sink_->agreed_.Reset();
+  Owner()->Record("break");
+  Owner()->agreed_.Reset();
   return CBaseInputPin::BreakConnect();
 }
 
 HRESULT FakeSinkPin::Active() {
-  sink_->Record("active");
+  Owner()->Record("active");
   return CBaseInputPin::Active();
 }
 
 STDMETHODIMP FakeSinkPin::Disconnect() {
-  sink_->Record("disconnect");
+  Owner()->Record("disconnect");
   return CBaseInputPin::Disconnect();
 }
 
 STDMETHODIMP FakeSinkPin::QueryPinInfo(PIN_INFO* info) {
-  if (FAILED(sink_->pinInfoResult)) return sink_->pinInfoResult;
+  if (FAILED(Owner()->pinInfoResult)) return Owner()->pinInfoResult;
   const HRESULT result = CBaseInputPin::QueryPinInfo(info);
-  if (SUCCEEDED(result) && !sink_->pinHasFilter) {
+  if (SUCCEEDED(result) && !Owner()->pinHasFilter) {
     info->pFilter->Release();
     info->pFilter = nullptr;
   }
@@ -68,25 +62,25 @@ STDMETHODIMP FakeSinkPin::QueryPinInfo(PIN_INFO* info) {
 }
 
 STDMETHODIMP FakeSinkPin::GetAllocator(IMemAllocator** offered) {
-  if (!sink_->allocator) return CBaseInputPin::GetAllocator(offered);
-  *offered = ComPtr<IMemAllocator>(sink_->allocator).Detach();
+  if (!Owner()->allocator) return CBaseInputPin::GetAllocator(offered);
+  *offered = ComPtr<IMemAllocator>(Owner()->allocator).Detach();
   return S_OK;
 }
 
 STDMETHODIMP FakeSinkPin::NotifyAllocator(IMemAllocator* agreed, BOOL readOnly) {
-  if (FAILED(sink_->notifyAllocatorResult)) return sink_->notifyAllocatorResult;
-  sink_->agreed_ = ComPtr<IMemAllocator>(agreed);
+  if (FAILED(Owner()->notifyAllocatorResult)) return Owner()->notifyAllocatorResult;
+  Owner()->agreed_ = ComPtr<IMemAllocator>(agreed);
   return CBaseInputPin::NotifyAllocator(agreed, readOnly);
 }
 
 STDMETHODIMP FakeSinkPin::NewSegment(REFERENCE_TIME start, REFERENCE_TIME stop, double rate) {
   {
-    const std::lock_guard<std::mutex> hold(sink_->recordLock_);
-    ++sink_->segments_;
+    const std::lock_guard<std::mutex> hold(Owner()->recordLock_);
+    ++Owner()->segments_;
   }
-  sink_->Record("segment " + std::to_string(start) + "-" + std::to_string(stop) + " x" +
-                std::to_string(static_cast<int>(rate)));
-  if (FAILED(sink_->newSegmentResult)) return sink_->newSegmentResult;
+  Owner()->Record("segment " + std::to_string(start) + "-" + std::to_string(stop) + " x" +
+                  std::to_string(static_cast<int>(rate)));
+  if (FAILED(Owner()->newSegmentResult)) return Owner()->newSegmentResult;
   return CBaseInputPin::NewSegment(start, stop, rate);
 }
 
@@ -94,52 +88,42 @@ STDMETHODIMP FakeSinkPin::Receive(IMediaSample* sample) {
   const HRESULT result = CBaseInputPin::Receive(sample);
   if (result != S_OK) return result;
   {
-    const std::lock_guard<std::mutex> hold(sink_->recordLock_);
-    ++sink_->sampleCount_;
-    if (sink_->keepsSamples) sink_->samples_.push_back(Copy(sample));
+    const std::lock_guard<std::mutex> hold(Owner()->recordLock_);
+    ++Owner()->sampleCount_;
+    if (Owner()->keepsSamples) Owner()->samples_.push_back(Copy(sample));
   }
-  if (sink_->keepsSamples) {
-    sink_->Record("sample");
+  if (Owner()->keepsSamples) {
+    Owner()->Record("sample");
   } else {
-    sink_->recorded_.notify_all();
+    Owner()->recorded_.notify_all();
   }
-  return sink_->onReceive ? sink_->onReceive(sample) : S_OK;
+  return Owner()->onReceive ? Owner()->onReceive(sample) : S_OK;
 }
 
 STDMETHODIMP FakeSinkPin::EndOfStream() {
   {
-    const std::lock_guard<std::mutex> hold(sink_->recordLock_);
-    ++sink_->ends_;
+    const std::lock_guard<std::mutex> hold(Owner()->recordLock_);
+    ++Owner()->ends_;
   }
-  sink_->Record("end");
+  Owner()->Record("end");
   return S_OK;
 }
 
 STDMETHODIMP FakeSinkPin::BeginFlush() {
-  const HRESULT refused = sink_->beginFlushResult;
+  const HRESULT refused = Owner()->beginFlushResult;
   const HRESULT result = FAILED(refused) ? refused : CBaseInputPin::BeginFlush();
-  sink_->Record("begin flush");
-  if (sink_->onBeginFlush) sink_->onBeginFlush();
+  Owner()->Record("begin flush");
+  if (Owner()->onBeginFlush) Owner()->onBeginFlush();
   return result;
 }
 
 STDMETHODIMP FakeSinkPin::EndFlush() {
-  sink_->Record("end flush");
-  const HRESULT refused = sink_->endFlushResult;
+  Owner()->Record("end flush");
+  const HRESULT refused = Owner()->endFlushResult;
   return FAILED(refused) ? refused : CBaseInputPin::EndFlush();
 }
 
-ComPtr<FakeSink> FakeSink::Create() {
-  HRESULT result = S_OK;
-  return ComPtr<FakeSink>(new FakeSink(&result));
-}
-
-FakeSink::FakeSink(HRESULT* result)
-    : CBaseFilter(OLESTR("fake sink"), nullptr, &lock_, kFakeSinkId), pin_(new FakeSinkPin(this, &lock_, result)) {
-  pin_->HoldByFilter();
-}
-
-FakeSink::~FakeSink() { pin_->ReleaseByFilter(); }
+ComPtr<FakeSink> FakeSink::Create() { return ComPtr<FakeSink>(new FakeSink()); }
 
 STDMETHODIMP FakeSink::QueryFilterInfo(FILTER_INFO* info) {
   if (FAILED(filterInfoResult)) return filterInfoResult;

@@ -15,10 +15,9 @@
 #include <string>
 #include <vector>
 
-#include "baseclasses/filter.h"
-#include "baseclasses/input_pin.h"
 #include "platform/com_ptr.h"
 #include "support/mkv_builder.h"
+#include "support/one_pin_sink.h"
 
 namespace vantor::test {
 
@@ -35,9 +34,9 @@ struct ReceivedSample {
 
 class FakeSink;
 
-class FakeSinkPin final : public CBaseInputPin {
+class FakeSinkPin final : public SinkPinOf<FakeSink> {
  public:
-  FakeSinkPin(FakeSink* sink, CCritSec* lock, HRESULT* result);
+  using SinkPinOf::SinkPinOf;
 
   HRESULT CheckMediaType(const CMediaType* type) override;
   HRESULT CompleteConnect(IPin* connector) override;
@@ -52,18 +51,12 @@ class FakeSinkPin final : public CBaseInputPin {
   STDMETHODIMP EndOfStream() override;
   STDMETHODIMP BeginFlush() override;
   STDMETHODIMP EndFlush() override;
-
- private:
-  FakeSink* const sink_;
 };
 
-class FakeSink final : public CBaseFilter {
+class FakeSink final : public OnePinSink<FakeSinkPin> {
  public:
   static ComPtr<FakeSink> Create();
 
-  FakeSinkPin* Pin() { return pin_; }
-  int GetPinCount() override { return 1; }
-  CBasePin* GetPin(int n) override { return n == 0 ? pin_ : nullptr; }
   STDMETHODIMP QueryFilterInfo(FILTER_INFO* info) override;
 
   std::function<HRESULT(const CMediaType&)> checkType;  // absent: every type is accepted
@@ -99,12 +92,9 @@ class FakeSink final : public CBaseFilter {
 
  private:
   friend class FakeSinkPin;
-  explicit FakeSink(HRESULT* result);
-  ~FakeSink() override;
+  FakeSink() = default;
   void Record(const std::string& entry);
 
-  CCritSec lock_;
-  FakeSinkPin* pin_;  // held
   mutable std::mutex recordLock_;
   std::condition_variable recorded_;
   std::size_t sampleCount_ = 0;

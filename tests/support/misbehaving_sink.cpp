@@ -6,8 +6,6 @@ namespace vantor::test {
 
 namespace {
 
-// {0D6F3A57-92C1-4E08-B7A4-3C5E81F0D26B}
-constexpr GUID kMisbehavingSinkId = {0x0D6F3A57, 0x92C1, 0x4E08, {0xB7, 0xA4, 0x3C, 0x5E, 0x81, 0xF0, 0xD2, 0x6B}};
 // An action that seeks leads to more flushes and samples, and each of them to the next action.
 constexpr int kMostActs = 4;
 
@@ -15,66 +13,52 @@ thread_local bool isActing = false;
 
 }  // namespace
 
-MisbehavingSinkPin::MisbehavingSinkPin(MisbehavingSink* sink, CCritSec* lock, HRESULT* result)
-    : CBaseInputPin(OLESTR("misbehaving sink pin"), sink, lock, result, OLESTR("Input")), sink_(sink) {}
-
 STDMETHODIMP MisbehavingSinkPin::NewSegment(REFERENCE_TIME, REFERENCE_TIME, double) {
-  return sink_->Pass(Callback::kNewSegment) ? S_OK : VFW_E_WRONG_STATE;
+  return Owner()->Pass(Callback::kNewSegment) ? S_OK : VFW_E_WRONG_STATE;
 }
 
 STDMETHODIMP MisbehavingSinkPin::Receive(IMediaSample* sample) {
   const HRESULT result = CBaseInputPin::Receive(sample);
   if (result != S_OK) return result;
-  sink_->Keep(sample);
-  return sink_->Pass(Callback::kReceive) ? S_OK : S_FALSE;
+  Owner()->Keep(sample);
+  return Owner()->Pass(Callback::kReceive) ? S_OK : S_FALSE;
 }
 
 STDMETHODIMP MisbehavingSinkPin::EndOfStream() {
   if (CheckStreaming() != S_OK) return S_FALSE;
-  sink_->Pass(Callback::kEndOfStream);
-  const std::lock_guard<std::mutex> hold(sink_->lock_);
-  ++sink_->ends_;
+  Owner()->Pass(Callback::kEndOfStream);
+  const std::lock_guard<std::mutex> hold(Owner()->lock_);
+  ++Owner()->ends_;
   return S_OK;
 }
 
 STDMETHODIMP MisbehavingSinkPin::BeginFlush() {
   const HRESULT result = CBaseInputPin::BeginFlush();
   {
-    const std::lock_guard<std::mutex> hold(sink_->lock_);
+    const std::lock_guard<std::mutex> hold(Owner()->lock_);
     // A sink that seeks from inside a flush has asked for it.
-    if (sink_->openFlushes_ != 0 && !isActing) sink_->fault_ = "a flush inside a flush";
-    ++sink_->openFlushes_;
-    ++sink_->flushes_;
+    if (Owner()->openFlushes_ != 0 && !isActing) Owner()->fault_ = "a flush inside a flush";
+    ++Owner()->openFlushes_;
+    ++Owner()->flushes_;
   }
-  sink_->changed_.notify_all();
-  sink_->Act(Callback::kBeginFlush);
+  Owner()->changed_.notify_all();
+  Owner()->Act(Callback::kBeginFlush);
   return result;
 }
 
 STDMETHODIMP MisbehavingSinkPin::EndFlush() {
   {
-    const std::lock_guard<std::mutex> hold(sink_->lock_);
+    const std::lock_guard<std::mutex> hold(Owner()->lock_);
     // Who has forgotten the connection meanwhile has ended it himself.
-    if (sink_->openFlushes_ == 0 && IsConnected()) sink_->fault_ = "the end of a flush that did not begin";
-    if (sink_->openFlushes_ != 0) --sink_->openFlushes_;
+    if (Owner()->openFlushes_ == 0 && IsConnected()) Owner()->fault_ = "the end of a flush that did not begin";
+    if (Owner()->openFlushes_ != 0) --Owner()->openFlushes_;
   }
   const HRESULT result = CBaseInputPin::EndFlush();
-  sink_->Act(Callback::kEndFlush);
+  Owner()->Act(Callback::kEndFlush);
   return result;
 }
 
-ComPtr<MisbehavingSink> MisbehavingSink::Create() {
-  HRESULT result = S_OK;
-  return ComPtr<MisbehavingSink>(new MisbehavingSink(&result));
-}
-
-MisbehavingSink::MisbehavingSink(HRESULT* result)
-    : CBaseFilter(OLESTR("misbehaving sink"), nullptr, &filterLock_, kMisbehavingSinkId),
-      pin_(new MisbehavingSinkPin(this, &filterLock_, result)) {
-  pin_->HoldByFilter();
-}
-
-MisbehavingSink::~MisbehavingSink() { pin_->ReleaseByFilter(); }
+ComPtr<MisbehavingSink> MisbehavingSink::Create() { return ComPtr<MisbehavingSink>(new MisbehavingSink()); }
 
 void MisbehavingSink::StartRecord(std::unique_lock<std::mutex>& hold, Misbehaviour how) {
   how_ = std::move(how);
@@ -108,8 +92,8 @@ HRESULT MisbehavingSinkPin::Inactive() {
 
 void MisbehavingSinkPin::EndOpenFlush() {
   m_bFlushing = false;
-  const std::lock_guard<std::mutex> hold(sink_->lock_);
-  sink_->openFlushes_ = 0;
+  const std::lock_guard<std::mutex> hold(Owner()->lock_);
+  Owner()->openFlushes_ = 0;
 }
 
 std::vector<Raw> MisbehavingSink::Played() const {
@@ -176,7 +160,7 @@ void MisbehavingSink::Act(Callback callback) {
   if (isActing) return;
   std::function<void(Callback, IPin*)> action;
   ComPtr<IPin> peer;
-  if (FAILED(pin_->ConnectedTo(peer.Out()))) return;
+  if (FAILED(Pin()->ConnectedTo(peer.Out()))) return;
   {
     const std::lock_guard<std::mutex> hold(lock_);
     if (callback != how_.where || !how_.action || acts_ == kMostActs) return;

@@ -20,10 +20,9 @@
 #include <string>
 #include <vector>
 
-#include "baseclasses/filter.h"
-#include "baseclasses/input_pin.h"
 #include "platform/com_ptr.h"
 #include "support/mkv_builder.h"
+#include "support/one_pin_sink.h"
 
 namespace vantor::test {
 
@@ -39,13 +38,12 @@ struct Misbehaviour {
 
 class MisbehavingSink;
 
-class MisbehavingSinkPin final : public CBaseInputPin {
+class MisbehavingSinkPin final : public SinkPinOf<MisbehavingSink> {
  public:
-  MisbehavingSinkPin(MisbehavingSink* sink, CCritSec* lock, HRESULT* result);
+  using SinkPinOf::SinkPinOf;
 
   // Drops this side of the connection in whatever state, as a neighbour that goes away does.
   void Forget();
-  HRESULT CheckMediaType(const CMediaType*) override { return S_OK; }
   HRESULT Inactive() override;
   STDMETHODIMP NewSegment(REFERENCE_TIME start, REFERENCE_TIME stop, double rate) override;
   STDMETHODIMP Receive(IMediaSample* sample) override;
@@ -56,22 +54,16 @@ class MisbehavingSinkPin final : public CBaseInputPin {
  private:
   // A flush ends with the sink's own stop too, and with the connection.
   void EndOpenFlush();
-
-  MisbehavingSink* const sink_;
 };
 
-class MisbehavingSink final : public CBaseFilter {
+class MisbehavingSink final : public OnePinSink<MisbehavingSinkPin> {
  public:
   static ComPtr<MisbehavingSink> Create();
-
-  MisbehavingSinkPin* Pin() { return pin_; }
-  int GetPinCount() override { return 1; }
-  CBasePin* GetPin(int n) override { return n == 0 ? pin_ : nullptr; }
 
   // Both begin a new record.
   void Misbehave(Misbehaviour how);
   void Behave();
-  void Forget() { pin_->Forget(); }
+  void Forget() { Pin()->Forget(); }
 
   // Since the record began: payloads in their order, ends of the stream, actions begun, samples kept now.
   std::vector<Raw> Played() const;
@@ -85,8 +77,7 @@ class MisbehavingSink final : public CBaseFilter {
 
  private:
   friend class MisbehavingSinkPin;
-  explicit MisbehavingSink(HRESULT* result);
-  ~MisbehavingSink() override;
+  MisbehavingSink() = default;
 
   // The action, and the held call around it, as they apply to this callback. Whether the call may go on.
   bool Pass(Callback callback);
@@ -94,9 +85,6 @@ class MisbehavingSink final : public CBaseFilter {
   bool HoldTheCall();
   void Keep(IMediaSample* sample);
   void StartRecord(std::unique_lock<std::mutex>& hold, Misbehaviour how);
-
-  CCritSec filterLock_;
-  MisbehavingSinkPin* pin_;  // held
 
   mutable std::mutex lock_;
   std::condition_variable changed_;
