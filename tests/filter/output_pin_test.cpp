@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 
 #include "published/media_guids.h"
+#include "support/allocation_monitor.h"
 #include "support/demux_harness.h"
 #include "support/fake_allocator.h"
 
@@ -97,6 +98,35 @@ TEST_F(OutputPinTest, AvcOffersItsParameterSetsWithStartCodesAsItsSecondType) {
   const BYTE* const extra = types[1].Format() + sizeof(header);
   EXPECT_EQ(Raw(extra, extra + 4), (Raw{0, 0, 1, 0x67}));
   EXPECT_EQ(types[1].FormatLength(), sizeof(header) - 40 + header.bmiHeader.biSize);
+}
+
+TEST_F(OutputPinTest, ASecondTypeThatFindsNoMemoryIsReportedAndDoesNotCutTheListShort) {
+  if (!WatchesAllocations()) GTEST_SKIP();
+  Demux demux(FileWith(AvcTrack()));
+  ASSERT_EQ(demux.Connect(), S_OK);
+  const auto pin = demux.Pin(1);
+  ComPtr<IEnumMediaTypes> types;
+  ASSERT_EQ(pin->EnumMediaTypes(types.Out()), S_OK);
+  AM_MEDIA_TYPE* two[2] = {};
+  ULONG count = 0;
+  std::uint64_t failures = 0;
+  for (HRESULT listed = E_FAIL; listed != S_OK; ++failures) {
+    SCOPED_TRACE("allocation " + std::to_string(failures + 1));
+    CMediaType type;
+    FailAllocation(failures + 1);
+    const HRESULT built = pin->GetMediaType(1, &type);
+    FailAllocation(failures + 1);
+    listed = types->Next(2, two, &count);
+    FailAllocation(0);
+    EXPECT_EQ(built, listed);
+    EXPECT_EQ(type.IsValid() != FALSE, built == S_OK);
+    if (listed == S_OK) break;
+    ASSERT_EQ(listed, E_OUTOFMEMORY);
+    EXPECT_EQ(count, 0u) << "the first type is not given out without the second";
+  }
+  EXPECT_GT(failures, 0u);
+  ASSERT_EQ(count, 2u);
+  for (AM_MEDIA_TYPE* type : two) DeleteMediaType(type);
 }
 
 TEST_F(OutputPinTest, AcceptsItsOwnTypesWhateverTheirBlocks) {

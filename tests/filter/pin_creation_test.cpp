@@ -1,5 +1,6 @@
 // Which tracks get a pin, in which order, under which name; fonts and the frame time.
 #include <algorithm>
+#include <functional>
 #include <map>
 #include <set>
 #include <utility>
@@ -234,12 +235,17 @@ class FontSystem final : public platform::TemporaryFiles {
     functions.AddFontResourceExA = [](const char* name, DWORD, void*) -> int {
       current->added.push_back(current->files.at(name));
       current->installed.insert(name);
+      current->Changed();
       return 1;
     };
     functions.RemoveFontResourceExA = [](const char* name, DWORD, void*) -> BOOL {
+      current->Changed();
       return current->installed.erase(name) != 0;
     };
     return functions;
+  }
+  void Changed() const {
+    if (onChange) onChange();
   }
 
   static inline FontSystem* current = nullptr;
@@ -247,6 +253,7 @@ class FontSystem final : public platform::TemporaryFiles {
   std::map<std::string, Raw> files;
   std::vector<Raw> added;
   std::set<std::string> installed;
+  std::function<void()> onChange;  // inside each installation and each removal
 };
 
 ComPtr<CVXMkvDmx> FilterWith(FontSystem& fonts) {
@@ -270,6 +277,19 @@ TEST_F(PinCreationTest, FontsAreInstalledOnceForAllSubtitles) {
   ASSERT_EQ(demux.Connect(), S_OK);
   EXPECT_EQ(fonts.added, (std::vector<Raw>{{1, 2}, {4}}));
   EXPECT_EQ(fonts.installed.size(), 2u);
+}
+
+TEST_F(PinCreationTest, FontsComeRightBeforeTheFirstSubtitlePinAndGoAfterTheLastPin) {
+  FontSystem fonts;
+  Demux demux(FontFile({SubtitleTrack(1), VideoTrack(2), SubtitleTrack(3), AudioTrack(4)}), FilterWith(fonts));
+  std::vector<Names> pinsThen;
+  fonts.onChange = [&] { pinsThen.push_back(demux.OutputNames()); };
+  ASSERT_EQ(demux.Connect(), S_OK);
+  EXPECT_EQ(pinsThen, std::vector<Names>(2, {"VP8 video 1", "AC3 audio 1"}));
+  EXPECT_EQ(demux.OutputNames().size(), 4u);
+  pinsThen.clear();
+  ASSERT_EQ(demux.DisconnectInput(), S_OK);
+  EXPECT_EQ(pinsThen, std::vector<Names>(2));
 }
 
 TEST_F(PinCreationTest, FontsStayOutWithoutSubtitles) {
