@@ -13,6 +13,7 @@ HRESULT FillSample(IMediaSample& sample, const std::uint8_t* bytes, std::size_t 
   if (FAILED(result)) return result;
   if (data == nullptr) return E_POINTER;
   if (size != 0) std::memcpy(data, bytes, size);
+  // From here on results are dropped: what a neighbour's sample will not note does not keep the frame from going out.
   sample.SetActualDataLength(static_cast<LONG>(size));
   sample.SetDiscontinuity(marks.isDiscontinuity);
   sample.SetMediaTime(nullptr, nullptr);

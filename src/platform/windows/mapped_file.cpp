@@ -60,6 +60,7 @@ ReadableFile::~ReadableFile() {
 FileError ReadableFile::Open(const std::string& path) noexcept {
   try {
     const std::wstring wide = Wide(path);
+    // Asked first: opening a folder is denied just like a file that may not be read.
     const DWORD attributes = GetFileAttributesW(wide.c_str());
     if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0) {
       return FileError::kDirectory;
@@ -90,7 +91,7 @@ std::int64_t ReadableFile::ReadAt(std::int64_t position, void* buffer, std::size
   std::size_t done = 0;
   while (done < size) {
     const std::int64_t from = position + static_cast<std::int64_t>(done);
-    OVERLAPPED where = {};
+    OVERLAPPED where = {};  // a position of this read's own, whatever other threads read meanwhile
     where.Offset = static_cast<DWORD>(from & 0xFFFFFFFF);
     where.OffsetHigh = static_cast<DWORD>(from >> 32);
     const DWORD chunk = static_cast<DWORD>(std::min<std::size_t>(size - done, 0x40000000));
