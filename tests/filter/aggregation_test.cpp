@@ -104,6 +104,10 @@ TEST_F(AggregationTest, TheOuterObjectGoesWhileAWorkerIsLateAndIsNotCalledAgain)
   EXPECT_TRUE(outer_.isGone);
   EXPECT_EQ(reader_->Held(), 1);
   EXPECT_GT(CBaseObject::ObjectsActive(), neighbours_) << "what the worker may touch is there, and counted";
+  // Whoever is called by the worker and asks for its filter has one that counts on itself.
+  PIN_INFO info = {};
+  ASSERT_EQ(filter_->GetPin(0)->QueryPinInfo(&info), S_OK);
+  info.pFilter->Release();
   reader_->Behave();
   WaitUntilTheFilterIsGone();
   EXPECT_EQ(outer_.callsAfterwards, 0);
