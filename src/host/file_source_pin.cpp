@@ -107,7 +107,7 @@ STDMETHODIMP FileSourcePin::Request(IMediaSample* sample, DWORD_PTR user) {
         return VFW_E_WRONG_STATE;
       }
     }
-    // Read at once, on the caller's thread: bytes in memory need no other, and WaitForNext finds the answer there.
+    // Read at once, on the caller's thread; WaitForNext finds the answer there.
     const HRESULT result = SyncReadAligned(sample);
     const LockScope hold(requestLock_);
     requests_.push_back({sample, user, result});
