@@ -3,7 +3,7 @@
 namespace vantor {
 namespace {
 
-constexpr NameRow kRows[] = {
+constexpr NameRow kMessageRows[] = {
     {0x0000, "WM_NULL"},
     {0x0001, "WM_CREATE"},
     {0x0002, "WM_DESTROY"},
@@ -215,6 +215,6 @@ constexpr NameRow kRows[] = {
 
 }  // namespace
 
-std::span<const NameRow> MessageNameRows() { return kRows; }
+std::span<const NameRow> MessageNameRows() { return kMessageRows; }
 
 }  // namespace vantor

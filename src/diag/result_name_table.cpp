@@ -3,7 +3,7 @@
 namespace vantor {
 namespace {
 
-constexpr NameRow kRows[] = {
+constexpr NameRow kResultRows[] = {
     {0x00000000, "S_OK"},
     {0x00000001, "S_FALSE"},
     {0x00000002, "S_RESYNC"},
@@ -150,6 +150,6 @@ constexpr NameRow kRows[] = {
 
 }  // namespace
 
-std::span<const NameRow> ResultNameRows() { return kRows; }
+std::span<const NameRow> ResultNameRows() { return kResultRows; }
 
 }  // namespace vantor

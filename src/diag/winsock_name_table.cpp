@@ -3,7 +3,7 @@
 namespace vantor {
 namespace {
 
-constexpr NameRow kRows[] = {
+constexpr NameRow kWinsockRows[] = {
     {10004, "WSAEINTR = A blocking operation was interrupted by a call to WSACancelBlockingCall"},
     {10009, "WSAEBADF = The file handle supplied is not valid"},
     {10013, "WSAEACCES = An attempt was made to access a socket in a way forbidden by its access permissions"},
@@ -134,6 +134,6 @@ constexpr NameRow kRows[] = {
 
 }  // namespace
 
-std::span<const NameRow> WinsockNameRows() { return kRows; }
+std::span<const NameRow> WinsockNameRows() { return kWinsockRows; }
 
 }  // namespace vantor

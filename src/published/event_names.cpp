@@ -3,7 +3,7 @@
 namespace vantor {
 namespace {
 
-constexpr NameRow kRows[] = {
+constexpr NameRow kEventRows[] = {
     {0x001, "EC_COMPLETE"},
     {0x002, "EC_USERABORT"},
     {0x003, "EC_ERRORABORT"},
@@ -84,6 +84,6 @@ constexpr NameRow kRows[] = {
 
 }  // namespace
 
-std::span<const NameRow> EventNameRows() { return kRows; }
+std::span<const NameRow> EventNameRows() { return kEventRows; }
 
 }  // namespace vantor
