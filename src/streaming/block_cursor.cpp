@@ -22,7 +22,7 @@ namespace {
 
 // How many times its length a run may read of the file.
 constexpr std::uint64_t kTimesForPlaying = 64;
-constexpr std::uint64_t kSlack = std::uint64_t{1} << 20;
+constexpr std::uint64_t kSlackForPlaying = std::uint64_t{1} << 20;
 // Frame memory that a record may keep for the next block, bytes.
 constexpr std::size_t kLargestRecycled = std::size_t{16} << 20;
 
@@ -112,6 +112,6 @@ std::int64_t BlockCursor::DurationOf(std::uint64_t ticks) const {
   return records_.TicksToTime(static_cast<std::int64_t>(ticks));
 }
 
-void BlockCursor::RenewAllowance() { file_.allowance = file_.AllowanceOf(kTimesForPlaying, kSlack); }
+void BlockCursor::RenewAllowance() { file_.allowance = file_.AllowanceOf(kTimesForPlaying, kSlackForPlaying); }
 
 }  // namespace vantor

@@ -24,7 +24,7 @@ constexpr std::uint8_t kKeyFrameFlag = 0x80;
 constexpr std::int64_t kSearchMargin = 5'000'000;
 // How many times its length the search may read of the file: Clusters that overlap are each walked by themselves.
 constexpr std::uint64_t kTimesForSeeking = 4;
-constexpr std::uint64_t kSlack = std::uint64_t{1} << 20;
+constexpr std::uint64_t kSlackForSeeking = std::uint64_t{1} << 20;
 
 // The places walked in vain. Beyond so many, which are those of some days of play, they may be walked again.
 class TriedPlaces {
@@ -80,7 +80,7 @@ void MarkUnlessKeyFrame(MkvBlock& block) {
 }
 
 std::optional<PlaceInFile> FindPlace(CMkvFile& file, const FirstCluster& first, std::int64_t target) {
-  file.allowance = file.AllowanceOf(kTimesForSeeking, kSlack);
+  file.allowance = file.AllowanceOf(kTimesForSeeking, kSlackForSeeking);
   file.WatchFlushes();
   const std::int64_t latest = WrappingAdd(target, file.GetStartTime());
   const MkvElement whole = MkvElement::WholeFile(file);
