@@ -36,6 +36,7 @@ CAMThread::~CAMThread() { Close(); }
 BOOL CAMThread::Create() {
   CAutoLock lock(&m_AccessLock);
   if (ThreadExists()) return FALSE;
+  const auto pEnded = m_pChannel;
   const HRESULT hr = vantor::Guarded([this] {
     // Shared with the thread, which may outlive this object and then ends on its channel alone.
     auto pChannel = std::make_shared<Channel>();
@@ -54,6 +55,7 @@ BOOL CAMThread::Create() {
     });
     return S_OK;
   });
+  if (FAILED(hr)) m_pChannel = pEnded;  // on the new one nobody would ever answer
   return SUCCEEDED(hr);
 }
 

@@ -60,6 +60,8 @@ HRESULT BuildVideoInfo(const CMediaType& own, CMediaType& alternative) {
   Bytes codecData;
   HRESULT result = SplitVideoFormat(own, source, codecData);
   if (FAILED(result)) return result;
+  // The older decoders that this type is for take the parameter sets with start codes. Only the type changes: samples
+  // are the same for both types. Sets that cannot be taken apart stay as they are.
   if (SameGuid(*own.Subtype(), SubtypeOf(FourCc("AVC1")))) {
     result = RewriteParameterSets(codecData);
     if (FAILED(result)) return result;
@@ -72,6 +74,7 @@ HRESULT BuildVideoInfo(const CMediaType& own, CMediaType& alternative) {
   header.dwBitErrorRate = source.dwBitErrorRate;
   header.AvgTimePerFrame = source.AvgTimePerFrame;
   header.bmiHeader = source.bmiHeader;
+  // A VIDEOINFOHEADER has no size field for the codec data, so the bitmap header counts it, whatever the codec.
   header.bmiHeader.biSize = static_cast<DWORD>(sizeof(BITMAPINFOHEADER) + codecData.size());
 
   CMediaType made(own.Type());

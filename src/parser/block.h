@@ -50,8 +50,9 @@ struct MkvBlock {
   // Block is damaged; E_ABORT when the file's `interrupted` ended it.
   HRESULT ReadGroup(const MkvElement& element, bool wantFrames);
 
-  // ReadGroup with frames, or the first `mostFrames` of them, if, and only if, the group's block belongs to the track;
-  // then S_OK. In one walk.
+  // ReadGroup with frames, or the first `mostFrames` of them, when the group's block is of that track. Of another
+  // track's no frame is kept and damaged lacing not told. S_OK in both cases: `trackNumber` says which it was. In one
+  // walk, and a second one only where another track's Block stands before the track's last one.
   HRESULT ReadGroupOfTrack(const MkvElement& element, std::uint64_t track, std::size_t mostFrames = kEveryFrame);
 
   // A block is a key frame when it refers to no other.

@@ -32,7 +32,8 @@ HRESULT SynthesiseCues(CMkvFileRoot& root) {
   MkvElement cluster = first.FirstChild(ids::kCluster);
   if (!cluster) return E_UNEXPECTED;
 
-  segment.info.Duration = CMkvFloat(0.0);
+  // Not ReferenceTrackNumber: in a file without video and audio that gives 1, no cue made here is of that track, and
+  // seeking goes to the start.
   const std::uint64_t track = FindReferenceTrackNumber(segment).value_or(0);
   // Ticks less milliseconds, as it looks: the two agree at the usual scale, and at others the durations of such files
   // have always come out so. Single precision, on both sides of the subtraction, for the same reason.

@@ -8,8 +8,9 @@
 
 namespace vantor {
 
-// Gives an opened file without Cues one cue point per Cluster and a duration up to the last Cluster. S_OK, also when
-// there was nothing to do; E_UNEXPECTED without a Segment or Cluster. Raises running out of memory.
+// Gives an opened file without Cues one cue point per Cluster, and the last Cluster's time for its duration, also where
+// it states one: playing ends where seeking can lead. S_OK, also when there was nothing to do; E_UNEXPECTED without a
+// Segment or Cluster. Raises running out of memory.
 [[nodiscard]] HRESULT SynthesiseCues(CMkvFileRoot& root);
 
 }  // namespace vantor

@@ -1,7 +1,7 @@
-// The thread has two loops, one in the other. ThreadProc waits for commands and answers them; on CMD_RUN it enters
-// DoBufferProcessingLoop, which delivers block after block and only looks whether a command is there. A CMD_STOP ends
-// the inner loop unanswered, so that the outer one takes it: whoever sent it knows with the answer that the worker
-// touches neither cursor nor pin any more.
+// The thread has two loops, one in the other. ThreadProc waits for commands and answers them; on CMD_RUN it enters,
+// through RunUntilStopped, DoBufferProcessingLoop, which delivers block after block and only looks whether a command is
+// there. A CMD_STOP ends the inner loop unanswered, so that the outer one takes it: whoever sent it knows with the
+// answer that the worker touches neither cursor nor pin any more.
 //
 // Stops are looked for before each block and before each attempt to get a sample; a scan through damaged parts of a
 // file asks as well. What a stop cannot interrupt is a call into a neighbour: Receive, GetBuffer, SyncRead. A stop of
@@ -152,11 +152,12 @@ DWORD TrackWorker::ThreadProc() {
   for (;;) {
     switch (GetRequest()) {
       case CMD_RUN:
-        RunUntilStopped();
+        RunUntilStopped();  // answers by itself, once isStreaming_ is set: the sender waits for the start alone
         break;
       case CMD_STOP:
+        // The answer first: LeaveToItself either sees it or has its flag seen here.
         Reply(S_OK);
-        if (ComesBackToEnd()) return FAILED(OnThreadDestroy()) ? 1 : 0;
+        if (EndsAfterLateReturn()) return FAILED(OnThreadDestroy()) ? 1 : 0;
         break;
       case CMD_EXIT:
         Reply(S_OK);
@@ -176,8 +177,9 @@ void TrackWorker::RunUntilStopped() {
   isStreaming_ = false;
 }
 
-// After the answer to CMD_STOP: whether nobody waited for it any more, and the thread is to end by itself.
-bool TrackWorker::ComesBackToEnd() {
+// After the answer to CMD_STOP. A worker that was left to itself gives back what it held; true when its thread is to
+// end by itself.
+bool TrackWorker::EndsAfterLateReturn() {
   bool ends = false;
   {
     const LockScope hold(lateLock_);

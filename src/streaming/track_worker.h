@@ -110,7 +110,7 @@ class TrackWorker : public CAMThread {
   bool StopPending() const;
   void TakeLateAnswer();
   void RunUntilStopped();
-  bool ComesBackToEnd();
+  bool EndsAfterLateReturn();
   HRESULT EndRun(HRESULT result);
   HRESULT DeliverBlock(StampedBlock& block);
   BlockTiming TimingOf(const StampedBlock& block);

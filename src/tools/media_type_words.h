@@ -29,7 +29,8 @@ struct StreamWords {
   std::string language;
   std::string title;
 
-  // The known fields in one line: "1920x1080, 16:9, 25 fps", "48000 Hz, 2 channels, 16 bits", "eng, \"Forced\"".
+  // The known fields behind kind and codec in one line, without the bit rate, which few types tell: "1920x1080, 16:9,
+  // 25 fps", "48000 Hz, 2 channels, 16 bits", "eng, \"Forced\"".
   std::string Details() const;
 };
 
