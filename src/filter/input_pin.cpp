@@ -30,6 +30,11 @@ HRESULT CVXMkvDmxInputPin::CompleteConnect(IPin* receivePin) {
     ComPtr<IAsyncReader> reader;
     HRESULT result = receivePin->QueryInterface(IID_IAsyncReader, reader.Void());
     if (FAILED(result)) return result;
+    if (root_) {
+      // Left by a connection that could not be undone.
+      result = filter_->RemoveOutputPins();
+      if (FAILED(result)) return result;
+    }
     root_ = std::make_unique<CMkvFileRoot>(reader.Get(), true);
     reader.Reset();
     CollectForTrace(*root_);

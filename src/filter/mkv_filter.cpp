@@ -103,7 +103,9 @@ CBasePin* CVXMkvDmx::HoldPin(int index) {
   return outputPins_.Hold(static_cast<std::size_t>(index) - 1).Detach();
 }
 
-bool CVXMkvDmx::OnOwnWorker() const { return TrackWorker::CurrentPlayback() == &playback_; }
+bool CVXMkvDmx::OnOwnWorker() const {
+  return TrackWorker::CurrentPlayback() == &playback_ || SeekSearch::CurrentHolder() == this;
+}
 
 bool CVXMkvDmx::HasLateThread() const {
   for (std::size_t i = 0; const PinHold pin = outputPins_.Hold(i); ++i) {
@@ -233,8 +235,10 @@ HRESULT CVXMkvDmx::RemoveOutputPins() {
     const HRESULT ended = EndStrayWorkers(call);
     if (FAILED(ended)) return ended;
   }
-  // A neighbour that was flushed for them may have started the filter.
+  // A neighbour that was flushed for them may have started the filter, or made a seek that was not answered.
   if (!IsStopped()) return VFW_E_NOT_STOPPED;
+  if (HasLateThread() || (search_ && search_->IsBusy())) return VFW_E_TIMEOUT;
+  if (search_) search_->End();  // also for a seek that still has it in hand
   search_.reset();
   // Out of the list first: a peer may look at this filter's pins while it is disconnected.
   const std::vector<PinHold> removed = outputPins_.TakeAll();
@@ -258,6 +262,11 @@ HRESULT CVXMkvDmx::RemoveOutputPins() {
 // downstream may call back, stop the filter or take its pins away: each step asks anew what there is to do.
 HRESULT CVXMkvDmx::Reposition(SeekRange& range) {
   CAutoLock lock(&filterLock_);
+  if (search_ && search_->IsLate() && range.current > 0) {
+    const MediaPositions now = positions_.Read();
+    range = {now.current, now.stop};
+    return VFW_E_TIMEOUT;
+  }
   HRESULT result = S_OK;
   {
     WorkerCall call(outputPins_, Root(), patience_);
@@ -308,6 +317,10 @@ HRESULT CVXMkvDmx::SeekCursors(SeekRange& range, WorkerCall& call) {
   const std::shared_ptr<SeekSearch> search = search_;
   if (range.current > 0 && search && outputPins_.Count() > 0) {
     result = call.FindPlace(*search, range.current, place);
+    if (search_ != search) {
+      range = {0, 0};  // the source that was flushed has taken the file away, and the positions with it
+      return S_OK;
+    }
     if (result != S_OK) range.current = 0;
   }
   const PlaceInFile* const found = range.current > 0 ? &place : nullptr;

@@ -68,7 +68,7 @@ class CVXMkvDmx final : public CBaseFilter,
   HRESULT STDMETHODCALLTYPE Pause() override;
   HRESULT STDMETHODCALLTYPE Run(REFERENCE_TIME start) override;
 
-  // Whether the calling thread is a worker of this filter.
+  // Whether the calling thread is a worker of this filter, or searches for one of its seeks.
   bool OnOwnWorker() const override;
 
   // Replaces the output pins by those of the file's usable tracks: S_OK, or the first failure of a builder or of pin
@@ -132,7 +132,7 @@ class CVXMkvDmx final : public CBaseFilter,
   CCritSec filterLock_;
   CVXMkvDmxInputPin* inputPin_ = nullptr;
   OutputPins outputPins_;
-  // Of the open file. Shared with the seek under way: a neighbour may close the file within it.
+  // Of the open file. Shared with the seek under way: a neighbour may close the file within it, which ends the search.
   std::shared_ptr<SeekSearch> search_ VANTOR_GUARDED_BY(filterLock_);
   WorkerCall* callUnderWay_ VANTOR_GUARDED_BY(filterLock_) = nullptr;
 };

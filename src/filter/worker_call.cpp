@@ -18,7 +18,7 @@
 namespace vantor {
 
 WorkerCall::WorkerCall(OutputPins& pins, const CMkvFileRoot* root, const Patience& patience)
-    : pins_(pins), patience_(patience), giveUp_(Clock::now() + patience.answer) {
+    : pins_(pins), patience_(patience), begun_(Clock::now()), giveUp_(begun_ + patience.answer) {
   if (root == nullptr) return;
   source_ = ComPtr<IAsyncReader>(root->reader);
   sourceFlushes_ = root->flushes;
@@ -50,23 +50,43 @@ HRESULT WorkerCall::EndWorker(CVXMkvDmxOutputPin& pin) {
   return result;
 }
 
-// Nothing but the source can hold a search. It is flushed once in a call at most, also when that was for a worker.
+// Nothing but the source can hold a search. It is flushed once in a call at most, also when that was for a worker. The
+// wait for a search goes on as long as it is seen to read, in all as long as the call would have waited for workers.
 HRESULT WorkerCall::FindPlace(SeekSearch& search, std::int64_t target, PlaceInFile& place) {
   using Answer = SeekSearch::Answer;
   EndSourceFlush();
-  giveUp_ = Clock::now() + patience_.search;
-  Answer answer = search.Find(target, Remaining(), place);
-  if (answer == Answer::kNoAnswer && !wasSourceFlushed_ && !search.IsLate()) {
+  std::uint32_t number = search.Begin(target);
+  if (number == 0) return VFW_E_TIMEOUT;
+  Answer answer = WaitWhileItReads(search, number, place);
+  if (answer == Answer::kNoAnswer && !wasSourceFlushed_) {
     FlushSource();
     giveUp_ = Clock::now() + patience_.step;
-    answer = search.Wait(Remaining(), place);
+    answer = search.Wait(number, Remaining(), place);
     EndSourceFlush();
+    if (answer == Answer::kNoAnswer) answer = search.Wait(number, 0, place);
   }
-  if (answer == Answer::kLetGo) answer = search.Find(target, Remaining(), place);
-  if (answer == Answer::kFound) return S_OK;
-  if (answer == Answer::kNothing) return S_FALSE;
-  search.LeaveToItself();
-  return VFW_E_TIMEOUT;
+  if (answer == Answer::kLetGo) {
+    number = search.Begin(target);
+    if (number == 0) return VFW_E_TIMEOUT;
+    giveUp_ = Clock::now() + patience_.step;
+    answer = search.Wait(number, Remaining(), place);
+  }
+  if (answer == Answer::kNoAnswer) {
+    if (search.LeaveToItself()) return VFW_E_TIMEOUT;
+    answer = search.Wait(number, INFINITE, place);
+  }
+  return answer == Answer::kFound ? S_OK : S_FALSE;
+}
+
+SeekSearch::Answer WorkerCall::WaitWhileItReads(SeekSearch& search, std::uint32_t number, PlaceInFile& place) {
+  const Clock::time_point latest = begun_ + patience_.answer + 3 * patience_.step + patience_.search;
+  for (;;) {
+    const std::uint32_t before = search.Steps();
+    giveUp_ = std::min(Clock::now() + patience_.search, latest);
+    const SeekSearch::Answer answer = search.Wait(number, Remaining(), place);
+    const bool isHeld = search.Steps() == before || Clock::now() >= latest;
+    if (answer != SeekSearch::Answer::kNoAnswer || isHeld) return answer;
+  }
 }
 
 DWORD WorkerCall::Remaining() const {

@@ -6,7 +6,7 @@
 //   call.Announce();
 //   for (std::size_t i = 0; const PinHold pin = pins.Hold(i); ++i) result = call.StopRun(*pin, AfterStop::kGoOn);
 //
-// Used with the filter lock held. Its bound is the patience's: one answer and three steps, a search and another step.
+// Used with the filter lock held. Its bound is the patience's: one answer and three steps, a search and two more steps.
 #pragma once
 
 #include <chrono>
@@ -42,7 +42,7 @@ class WorkerCall {
   HRESULT EndWorker(CVXMkvDmxOutputPin& pin);
 
   // Looks for the place of a target above 0, once the workers are stopped. S_OK; S_FALSE when there is none;
-  // VFW_E_TIMEOUT: the search was left to itself.
+  // VFW_E_TIMEOUT: the search was left to itself, or an earlier one is under way.
   HRESULT FindPlace(SeekSearch& search, std::int64_t target, PlaceInFile& place);
 
  private:
@@ -50,6 +50,7 @@ class WorkerCall {
   enum class Step { kAnswer, kPeers, kAllocators, kSource };
 
   DWORD Remaining() const;
+  SeekSearch::Answer WaitWhileItReads(SeekSearch& search, std::uint32_t number, PlaceInFile& place);
   bool LetNextGo();
   bool FlushPeers();
   void LetAllocatorsGo();
@@ -62,7 +63,8 @@ class WorkerCall {
   std::shared_ptr<SourceFlushes> sourceFlushes_;
   const Patience& patience_;
   Step step_ = Step::kAnswer;  // what is being waited behind
-  Clock::time_point giveUp_;   // when that wait ends
+  const Clock::time_point begun_;
+  Clock::time_point giveUp_;  // when that wait ends
   bool isSourceFlushing_ = false;
   bool wasSourceFlushed_ = false;
 };

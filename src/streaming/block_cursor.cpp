@@ -45,7 +45,7 @@ void BlockCursor::MoveTo(const PlaceInFile& place) {
 }
 
 bool BlockCursor::Step() {
-  if (!place_.element) return StepToNextCluster();
+  if (!place_.element) return place_.isEntered ? StepToNextCluster() : StepIntoCluster();
   if (IsBlock(place_.element) && !ReadCurrent()) return false;
   const ElementHeader before = HeaderOf(place_.element);
   place_.element.MoveNext();
@@ -60,12 +60,20 @@ bool BlockCursor::StepToNextCluster() {
   const MkvElement before = place_.cluster;
   const bool isAtCluster = place_.cluster.MoveNext();
   if (isAtCluster) EnterCluster(place_);
-  const bool isGivenUp = file_.wasLetGo || (file_.interrupted && file_.interrupted());
-  if (!isGivenUp) return isAtCluster;
+  if (!IsGivenUp()) return isAtCluster;
   place_.cluster = before;
   place_.element = MkvElement();
   return false;
 }
+
+bool BlockCursor::StepIntoCluster() {
+  EnterCluster(place_);
+  place_.isEntered = !IsGivenUp();
+  if (!place_.isEntered) place_.element = MkvElement();
+  return place_.isEntered;
+}
+
+bool BlockCursor::IsGivenUp() const { return file_.wasLetGo || (file_.interrupted && file_.interrupted()); }
 
 // Reads the block under the cursor; false when it was given up half-way. A SimpleBlock of another track costs its
 // header, a BlockGroup also what stands beside the Block; no frame is read.

@@ -85,6 +85,8 @@ class BlockCursor {
  private:
   bool Step();
   bool StepToNextCluster();
+  bool StepIntoCluster();
+  bool IsGivenUp() const;
   bool ReadCurrent();
 
   CMkvFileClone file_;

@@ -25,22 +25,24 @@ MkvElement ElementOf(const ElementHeader& header, CMkvFile& file, const MkvEleme
   return element;
 }
 
-PlaceInFile ClusterPlace::ByValue() const { return {HeaderOf(cluster), HeaderOf(element), timecode}; }
+PlaceInFile ClusterPlace::ByValue() const { return {HeaderOf(cluster), HeaderOf(element), timecode, isEntered}; }
 
 void ClusterPlace::MoveTo(CMkvFile& file, const MkvElement& segment, const PlaceInFile& place) {
   cluster = ElementOf(place.cluster, file, &segment);
   element = ElementOf(place.element, file, &cluster);
   timecode = place.timecode;
+  isEntered = place.isEntered;
 }
 
 FirstCluster FindFirstCluster(CMkvFile& root) {
   const MkvElement file = MkvElement::WholeFile(root);
   const MkvElement segment = file.FirstChild(ids::kSegment);
   if (!segment) return {};
+  // Entered by each pin at each start: what cannot be read now may well be there then.
   ClusterPlace place;
   place.cluster = segment.FirstChild(ids::kCluster);
   if (!place.cluster) return {};
-  EnterCluster(place);
+  place.isEntered = false;
   return {HeaderOf(segment), place.ByValue()};
 }
 

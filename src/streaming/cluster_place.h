@@ -29,12 +29,13 @@ struct PlaceInFile {
   ElementHeader cluster;
   ElementHeader element;
   std::int64_t timecode = 0;  // of the cluster, ticks
+  bool isEntered = true;      // false: time and first child of the cluster are still to be read
 };
 
 // The way through a file's clusters: the Segment they lie in, and where it begins. Found once for all pins of a file.
 struct FirstCluster {
   ElementHeader segment;
-  PlaceInFile place;  // in the first Cluster, which is entered; no cluster when the file has none
+  PlaceInFile place;  // the first Cluster, not entered; no cluster when the file has none
 };
 FirstCluster FindFirstCluster(CMkvFile& root);
 
@@ -51,6 +52,7 @@ struct ClusterPlace {
   MkvElement cluster;         // empty at the end of the data
   MkvElement element;         // a child of the cluster; empty: the next step leaves the cluster
   std::int64_t timecode = 0;  // of the cluster, ticks
+  bool isEntered = true;      // as above
 };
 
 // Reads the time of the Cluster that the place has come to, and puts the place on its first child.

@@ -10,7 +10,6 @@
 #include <unordered_set>
 
 #include "parser/element_ids.h"
-#include "parser/interruption.h"
 #include "parser/segment.h"
 #include "platform/wrapping.h"
 
@@ -56,9 +55,10 @@ bool FindKeyFrame(const MkvSegment& records, std::uint64_t track, std::int64_t t
   ReadClusterTimecode(place.cluster, place.timecode);
   MkvElement found;
   MkvBlock block;
-  InterruptionPoll poll(*place.cluster.file);
+  const CMkvFile& file = *place.cluster.file;
   for (MkvElement child = FirstBlock(place.cluster); child;) {
-    if (poll.Interrupted()) return false;
+    if (file.interrupted && file.interrupted())
+      return false;  // asked always: over a slow source, each child takes long
     if (ReadBlockHeader(child, block)) {
       const std::int64_t time = records.TicksToTime(WrappingAdd(place.timecode, block.timecode.value));
       const bool isOfTrack = block.trackNumber.value == track;

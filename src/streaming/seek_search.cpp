@@ -7,48 +7,71 @@
 
 namespace vantor {
 
+namespace {
+
+thread_local const LateThreadHolder* ownHolder = nullptr;
+
+}  // namespace
+
 SeekSearch::SeekSearch(CMkvFile& root, const FirstCluster& first, LateThreadHolder& holder)
     : file_(root), first_(first), holder_(holder) {
-  file_.interrupted = [this] { return isGivenUp_ || file_.wasLetGo; };
+  file_.interrupted = [this] {
+    steps_.fetch_add(1, std::memory_order_relaxed);
+    return isGivenUp_ || file_.wasLetGo;
+  };
 }
 
-SeekSearch::~SeekSearch() {
+SeekSearch::~SeekSearch() { End(); }
+
+void SeekSearch::End() {
+  isEnded_ = true;
+  ++number_;  // whoever still waits gets no answer of this one
+  isPosted_ = false;
   if (ThreadExists()) CallWorker(kExit);
   Close();
 }
 
-SeekSearch::Answer SeekSearch::Find(std::int64_t target, DWORD milliseconds, PlaceInFile& place) {
-  if (IsBusy()) return Answer::kNoAnswer;
-  if (isPosted_) (void)Wait(INFINITE, place);  // one that was left to itself has come back
+const LateThreadHolder* SeekSearch::CurrentHolder() { return ownHolder; }
+
+std::uint32_t SeekSearch::Begin(std::int64_t target) {
+  if (isEnded_ || IsBusy()) return 0;
+  // An answer that nobody has taken belongs to a search that was left to itself, or that this one takes the place of.
+  if (isPosted_) (void)Wait(number_, INFINITE, place_);
+  if (++number_ == 0) ++number_;
   isGivenUp_ = false;
   target_ = target;
-  if (!ThreadExists() && !Create()) {
-    const Answer answer = Search();
-    place = place_;
-    return answer;
+  isPosted_ = ThreadExists() || Create();
+  if (isPosted_) {
+    PostRequest(kSearch);
+  } else {
+    answer_ = Search();
   }
-  isPosted_ = true;
-  PostRequest(kSearch);
-  return Wait(milliseconds, place);
+  return number_;
 }
 
-SeekSearch::Answer SeekSearch::Wait(DWORD milliseconds, PlaceInFile& place) {
-  DWORD reply = 0;
-  if (WaitForReply(milliseconds, &reply) != CAMThread::Answer::kReplied) return Answer::kNoAnswer;
-  isPosted_ = false;
+SeekSearch::Answer SeekSearch::Wait(std::uint32_t number, DWORD milliseconds, PlaceInFile& place) {
+  if (number != number_) return Answer::kLetGo;
+  if (isPosted_) {
+    DWORD reply = 0;
+    if (WaitForReply(milliseconds, &reply) != CAMThread::Answer::kReplied) return Answer::kNoAnswer;
+    isPosted_ = false;
+    answer_ = static_cast<Answer>(reply);
+  }
   place = place_;
-  return static_cast<Answer>(reply);
+  return answer_;
 }
 
-void SeekSearch::LeaveToItself() {
+bool SeekSearch::LeaveToItself() {
   const LockScope hold(lateLock_);
+  if (!IsBusy()) return false;
   isGivenUp_ = true;
-  if (isLate_ || !IsBusy()) return;
-  holder_.HoldForThread();
+  if (!isLate_) holder_.HoldForThread();
   isLate_ = true;
+  return true;
 }
 
 DWORD SeekSearch::ThreadProc() {
+  ownHolder = &holder_;
   while (GetRequest() == kSearch) Give(Search());
   Reply(S_OK);
   return 0;

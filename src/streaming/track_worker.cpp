@@ -91,7 +91,7 @@ HRESULT TrackWorker::StopRun(DWORD milliseconds) {
   const Answer answer = WaitForReply(milliseconds, &reply);
   if (answer == Answer::kTimeout) return VFW_E_TIMEOUT;
   isStopPosted_ = false;
-  isStopAnnounced_ = false;  // or a search by the cursor, which a stop interrupts, would be given up now
+  isStopAnnounced_ = false;
   return answer == Answer::kReplied ? static_cast<HRESULT>(reply) : S_OK;
 }
 

@@ -16,13 +16,10 @@ class HeldSearchTest : public ControlSideTest {
   }
 };
 
-constexpr Patience WithSearch(std::chrono::milliseconds search, std::chrono::milliseconds step) {
-  return {kMoment, step, kMoment, search};
-}
-// Who yields has all the time for it.
-constexpr Patience kSearchYields = WithSearch(kMoment, std::chrono::milliseconds(20000));
-// Those of the test that are not held have it too.
-constexpr Patience kSearchIsHeld = WithSearch(std::chrono::milliseconds(500), kMoment);
+// Those that are not held have all the time they want, and so has who yields to a flush.
+constexpr std::chrono::milliseconds kEnough{20000};
+constexpr Patience kSearchYields{kEnough, kEnough, kMoment, std::chrono::milliseconds(500)};
+constexpr Patience kSearchIsHeld{kEnough, kMoment, kMoment, std::chrono::milliseconds(500)};
 
 TEST_F(HeldSearchTest, TheSourceIsFlushedAndTheSearchMadeAgain) {
   const Watchdog watchdog("a seek whose search the source holds until it is flushed");
@@ -56,7 +53,7 @@ TEST_F(HeldSearchTest, ASearchThatNothingFreesIsLeftToItselfAndPlayingBeginsAtTh
   EXPECT_EQ(Filter().GetPinCount(), 3);
   EXPECT_EQ(SeekTo(&Filter(), file_.seekTarget), VFW_E_TIMEOUT) << "nor is there another search";
   EXPECT_EQ(reader_->Flushes(), 1);
-  EXPECT_EQ(reader_->Held(), 1);
+  while (reader_->Held() == 0) SleepMilliseconds(1);
 
   reader_->Behave();
   PlayOut();
@@ -92,13 +89,84 @@ TEST_F(HeldSearchTest, TheLastReleaseReturnsWhileASearchIsLateAndItsEndFreesEver
   EXPECT_EQ(SeekTo(filter.Get(), file_.seekTarget), VFW_E_TIMEOUT);
   source->Forget();
   filter.Reset();
-  EXPECT_EQ(reader->Held(), 1);
+  while (reader->Held() == 0) SleepMilliseconds(1);
   EXPECT_GT(CBaseObject::ObjectsActive(), 3) << "what the search may touch is there, and counted";
   reader->Behave();
   // What remains: the source, its pin, and the reader.
   while (CBaseObject::ObjectsActive() > 3) SleepMilliseconds(1);
   EXPECT_EQ(reader->AddRef(), 3U) << "this test's and the source's are all references besides this one";
   reader->Release();
+}
+
+// ---- A source that calls the filter ----
+
+TEST_F(HeldSearchTest, ControlCallsFromAReadOfTheSearchAreRefused) {
+  const Watchdog watchdog("control calls on the thread that searches");
+  Open(kSearchYields);
+  std::vector<HRESULT> results;
+  reader_->OnRead([&] {
+    results = {Filter().Stop(), Filter().Pause(), Filter().Run(0), SeekTo(&Filter(), 0), demux_->Input()->Disconnect()};
+  });
+  HoldTheSearch(Stubbornness::kCallsBack);
+  LONGLONG settled = 0;
+  EXPECT_EQ(SeekTo(&Filter(), file_.seekTarget, &settled), S_OK);
+  EXPECT_EQ(settled, file_.seekTarget);
+  EXPECT_EQ(results, std::vector<HRESULT>(5, VFW_E_WRONG_STATE));
+  PlayWhole();
+}
+
+TEST_F(HeldSearchTest, ASourceMayTakeTheFileAwayWhenItsFlushEnds) {
+  const Watchdog watchdog("a source that disconnects from EndFlush");
+  Open(kSearchYields);
+  HRESULT disconnected = E_FAIL;
+  reader_->OnEndFlush([&] { disconnected = demux_->Input()->Disconnect(); });
+  HoldTheSearch(Stubbornness::kBlocksUntilFlushed);
+  LONGLONG settled = -1;
+  EXPECT_EQ(SeekTo(&Filter(), file_.seekTarget, &settled), S_OK);
+  EXPECT_EQ(disconnected, S_OK);
+  EXPECT_EQ(settled, 0);
+  EXPECT_EQ(Filter().GetPinCount(), 1);
+  LONGLONG current = -1;
+  EXPECT_EQ(Filter().GetPositions(&current, nullptr), S_OK);
+  EXPECT_EQ(current, 0);
+}
+
+TEST_F(HeldSearchTest, ASourceThatSeeksWhenItIsFlushedMovesNobodyElsewhere) {
+  for (const bool atEnd : {false, true}) {
+    SCOPED_TRACE(atEnd ? "EndFlush" : "BeginFlush");
+    const Watchdog watchdog("a source that seeks when it is flushed");
+    Open(kSearchYields);
+    HRESULT inner = E_FAIL;
+    const auto seek = [&] { inner = SeekTo(&Filter(), 10 * kMillisecond); };
+    if (atEnd) {
+      reader_->OnEndFlush(seek);
+    } else {
+      reader_->OnBeginFlush(seek);
+    }
+    HoldTheSearch(Stubbornness::kBlocksUntilFlushed);
+    LONGLONG settled = 0;
+    EXPECT_EQ(SeekTo(&Filter(), file_.seekTarget, &settled), S_OK);
+    EXPECT_TRUE(inner == S_OK || inner == VFW_E_TIMEOUT) << inner;
+    EXPECT_EQ(settled, file_.seekTarget);
+    EXPECT_EQ(reader_->FaultOfFlushes(), "");
+    PlayOut();
+    EXPECT_EQ(Sink(1).Played(), std::vector<Raw>(file_.frames[0].end() - 3, file_.frames[0].end()));
+    Close();
+  }
+}
+
+TEST_F(HeldSearchTest, AStopBesideALateSearchEndsInTime) {
+  const Watchdog watchdog("a stop while a search is late");
+  Open(kSearchIsHeld);
+  ASSERT_EQ(Run(), S_OK);
+  WaitForEnds();
+  HoldTheSearch(Stubbornness::kBlocksUntilLetGo);
+  EXPECT_EQ(SeekTo(&Filter(), file_.seekTarget), VFW_E_TIMEOUT);
+  EXPECT_EQ(Filter().Stop(), S_OK);
+  EXPECT_EQ(Filter().Run(0), VFW_E_TIMEOUT);
+  EXPECT_EQ(State(), State_Stopped);
+  reader_->Behave();
+  PlayOut();
 }
 
 }  // namespace

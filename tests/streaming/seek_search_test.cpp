@@ -27,6 +27,9 @@ class SeekSearchTest : public testing::Test {
  protected:
   SeekSearchTest() { EXPECT_EQ(root_.Open(), S_OK); }
 
+  static Answer Find(SeekSearch& search, std::int64_t target, DWORD milliseconds, PlaceInFile& place) {
+    return search.Wait(search.Begin(target), milliseconds, place);
+  }
   // A read that every search of the second Cluster makes.
   void Hold(Stubbornness how) { reader_->Arm(how, file_.soughtBlock - 1); }
   void ExpectThePlace(const PlaceInFile& place) {
@@ -46,7 +49,7 @@ TEST_F(SeekSearchTest, FindsTheKeyFrameThatACueLeadsTo) {
   const Watchdog watchdog("a search");
   SeekSearch search(root_, FindFirstCluster(root_), holder_);
   for (int i = 0; i < 2; ++i) {
-    EXPECT_EQ(search.Find(file_.seekTarget, INFINITE, place_), Answer::kFound);
+    EXPECT_EQ(Find(search, file_.seekTarget, INFINITE, place_), Answer::kFound);
     ExpectThePlace(place_);
   }
   EXPECT_EQ(holder_.holds, 0);
@@ -56,7 +59,7 @@ TEST_F(SeekSearchTest, FindsNothingWhereNoCueLeads) {
   const Watchdog watchdog("a search");
   root_.segment.cues.clear();
   SeekSearch search(root_, FindFirstCluster(root_), holder_);
-  EXPECT_EQ(search.Find(file_.seekTarget, INFINITE, place_), Answer::kNothing);
+  EXPECT_EQ(Find(search, file_.seekTarget, INFINITE, place_), Answer::kNothing);
 }
 
 TEST_F(SeekSearchTest, AFlushOfTheSourceIsNotNothing) {
@@ -64,14 +67,15 @@ TEST_F(SeekSearchTest, AFlushOfTheSourceIsNotNothing) {
   root_.flushes = std::make_shared<SourceFlushes>();
   SeekSearch search(root_, FindFirstCluster(root_), holder_);
   Hold(Stubbornness::kBlocksUntilFlushed);
-  EXPECT_EQ(search.Find(file_.seekTarget, 0, place_), Answer::kNoAnswer);
+  const std::uint32_t number = search.Begin(file_.seekTarget);
   while (reader_->Held() == 0) std::this_thread::yield();
+  EXPECT_EQ(search.Wait(number, 0, place_), Answer::kNoAnswer);
   root_.flushes->Begin();
   reader_->BeginFlush();
-  EXPECT_EQ(search.Wait(INFINITE, place_), Answer::kLetGo);
+  EXPECT_EQ(search.Wait(number, INFINITE, place_), Answer::kLetGo);
   reader_->EndFlush();
   root_.flushes->End();
-  EXPECT_EQ(search.Find(file_.seekTarget, INFINITE, place_), Answer::kFound);
+  EXPECT_EQ(Find(search, file_.seekTarget, INFINITE, place_), Answer::kFound);
   ExpectThePlace(place_);
 }
 
@@ -79,24 +83,48 @@ TEST_F(SeekSearchTest, OneThatIsLeftToItselfHoldsUntilItComesBack) {
   const Watchdog watchdog("a search that is left to itself");
   SeekSearch search(root_, FindFirstCluster(root_), holder_);
   Hold(Stubbornness::kBlocksUntilLetGo);
-  EXPECT_EQ(search.Find(file_.seekTarget, 0, place_), Answer::kNoAnswer);
+  EXPECT_EQ(Find(search, file_.seekTarget, 0, place_), Answer::kNoAnswer);
   while (reader_->Held() == 0) std::this_thread::yield();
-  search.LeaveToItself();
-  search.LeaveToItself();
+  EXPECT_TRUE(search.LeaveToItself());
+  EXPECT_TRUE(search.LeaveToItself());
   EXPECT_TRUE(search.IsLate());
   EXPECT_EQ(holder_.holds, 1);
-  EXPECT_EQ(search.Find(file_.seekTarget, INFINITE, place_), Answer::kNoAnswer) << "it is busy";
+  EXPECT_EQ(search.Begin(file_.seekTarget), 0U) << "it is busy";
   reader_->Behave();
   while (search.IsLate() || holder_.holds != 0) std::this_thread::yield();
-  EXPECT_EQ(search.Find(file_.seekTarget, INFINITE, place_), Answer::kFound);
+  EXPECT_EQ(Find(search, file_.seekTarget, INFINITE, place_), Answer::kFound);
   ExpectThePlace(place_);
+}
+
+TEST_F(SeekSearchTest, TheAnswerToOneIsNotTakenForThatToAnother) {
+  const Watchdog watchdog("two searches");
+  SeekSearch search(root_, FindFirstCluster(root_), holder_);
+  const std::uint32_t first = search.Begin(1);
+  std::uint32_t second = 0;
+  while (second == 0) second = search.Begin(file_.seekTarget);
+  EXPECT_EQ(search.Wait(first, INFINITE, place_), Answer::kLetGo);
+  EXPECT_EQ(search.Wait(second, INFINITE, place_), Answer::kFound);
+  ExpectThePlace(place_);
+  EXPECT_EQ(search.Wait(second, INFINITE, place_), Answer::kFound) << "asked again";
+  EXPECT_FALSE(search.LeaveToItself());
+  EXPECT_EQ(holder_.holds, 0);
+}
+
+TEST_F(SeekSearchTest, OneThatHasEndedSearchesNoMore) {
+  const Watchdog watchdog("a search that has ended");
+  SeekSearch search(root_, FindFirstCluster(root_), holder_);
+  const std::uint32_t number = search.Begin(file_.seekTarget);
+  while (search.IsBusy()) std::this_thread::yield();
+  search.End();
+  EXPECT_EQ(search.Wait(number, INFINITE, place_), Answer::kLetGo);
+  EXPECT_EQ(search.Begin(file_.seekTarget), 0U);
 }
 
 TEST_F(SeekSearchTest, WhereNoThreadIsToBeHadTheCallerSearches) {
   if (!WatchesAllocations()) GTEST_SKIP();
   SeekSearch search(root_, FindFirstCluster(root_), holder_);
   FailAllocation(1);
-  EXPECT_EQ(search.Find(file_.seekTarget, INFINITE, place_), Answer::kFound);
+  EXPECT_EQ(Find(search, file_.seekTarget, INFINITE, place_), Answer::kFound);
   FailAllocation(0);
   ExpectThePlace(place_);
 }

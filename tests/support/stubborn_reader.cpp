@@ -73,6 +73,11 @@ HRESULT StubbornReader::SyncRead(LONGLONG position, LONG size, BYTE* buffer) {
     Copy(at, asked / 2, buffer);
     return E_FAIL;
   }
+  if (how == Stubbornness::kCallsBack) {
+    hold.unlock();
+    onRead_();
+    return Copy(at, asked, buffer);
+  }
   const std::uint64_t arming = arming_;
   const int flushes = flushes_;
   const bool yields = how == Stubbornness::kBlocksUntilFlushed;
@@ -105,13 +110,17 @@ HRESULT StubbornReader::BeginFlush() {
     ++flushes_;
   }
   changed_.notify_all();
+  if (const auto call = std::exchange(onBeginFlush_, nullptr)) call();
   return S_OK;
 }
 
 HRESULT StubbornReader::EndFlush() {
-  const std::lock_guard<std::mutex> hold(lock_);
-  if (!flushing_) fault_ = "the end of a flush that did not begin";
-  flushing_ = false;
+  {
+    const std::lock_guard<std::mutex> hold(lock_);
+    if (!flushing_) fault_ = "the end of a flush that did not begin";
+    flushing_ = false;
+  }
+  if (const auto call = std::exchange(onEndFlush_, nullptr)) call();
   return S_OK;
 }
 

@@ -1,5 +1,5 @@
 // An IAsyncReader over bytes in memory that turns stubborn at one read: it fails half way, or does not come back until
-// the source is flushed, or until the test lets it go.
+// the source is flushed, or until the test lets it go, or it calls back. It may call back when it is flushed, too.
 //
 //   const auto reader = StubbornReader::Create(bytes);
 //   reader->Arm(Stubbornness::kBlocksUntilFlushed, position);  // the next read that takes in this byte
@@ -14,8 +14,10 @@
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <mutex>
 #include <string>
+#include <utility>
 
 #include "baseclasses/unknown.h"
 #include "platform/com_ptr.h"
@@ -23,13 +25,18 @@
 
 namespace vantor::test {
 
-enum class Stubbornness { kNone, kFailsHalfway, kBlocksUntilFlushed, kBlocksUntilLetGo };
+enum class Stubbornness { kNone, kFailsHalfway, kBlocksUntilFlushed, kBlocksUntilLetGo, kCallsBack };
 
 class StubbornReader final : public CUnknown, public IAsyncReader {
  public:
   static ComPtr<StubbornReader> Create(Raw bytes);
 
   void Arm(Stubbornness how, std::uint64_t position);
+  // What kCallsBack calls, and what the next BeginFlush and EndFlush call, each once, on the thread that reads or
+  // flushes. Set before.
+  void OnRead(std::function<void()> call) { onRead_ = std::move(call); }
+  void OnBeginFlush(std::function<void()> call) { onBeginFlush_ = std::move(call); }
+  void OnEndFlush(std::function<void()> call) { onEndFlush_ = std::move(call); }
   // Lets go of what is held; no read is stubborn any more.
   void Behave();
 
@@ -59,6 +66,7 @@ class StubbornReader final : public CUnknown, public IAsyncReader {
   HRESULT Copy(std::uint64_t position, std::uint64_t size, BYTE* buffer) const;
 
   const Raw bytes_;
+  std::function<void()> onRead_, onBeginFlush_, onEndFlush_;
   mutable std::mutex lock_;
   std::condition_variable changed_;
   Stubbornness armed_ = Stubbornness::kNone;
