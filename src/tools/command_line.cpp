@@ -47,9 +47,7 @@ ParseResult Stop(int status, std::string message) {
   return result;
 }
 
-ParseResult WrongUse(const std::string& what) {
-  return Stop(kExitUsage, "vantor-mkv: " + what + "; see vantor-mkv --help\n");
-}
+ParseResult WrongUse(const std::string& what) { return Stop(kExitUsage, what + "; see vantor-mkv --help"); }
 
 }  // namespace
 

@@ -2,7 +2,7 @@
 //
 //   ParseResult parsed = ParseCommandLine(argc, argv);
 //   if (!parsed.options) {
-//     Print(parsed.message);
+//     Say(stderr, parsed.message);
 //     return parsed.exitStatus;
 //   }
 #pragma once
@@ -39,7 +39,7 @@ struct Options {
 
 struct ParseResult {
   std::optional<Options> options;
-  // Without options: the text to print, on standard output when the exit status is 0, else on standard error.
+  // Without options: the text to print on standard output when the exit status is 0, else a message.
   int exitStatus = kExitDone;
   std::string message;
 };

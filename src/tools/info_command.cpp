@@ -1,14 +1,16 @@
 #include <fmt/format.h>
 
-#include <nlohmann/json.hpp>
+#include <cstddef>
+#include <iterator>
 #include <string>
-#include <utility>
+#include <string_view>
 
 #include "platform/text.h"
 #include "tools/commands.h"
 #include "tools/json_text.h"
 #include "tools/listing.h"
 #include "tools/media_type_words.h"
+#include "tools/messages.h"
 #include "tools/output.h"
 #include "tools/session.h"
 #include "tools/text_table.h"
@@ -17,57 +19,110 @@
 namespace vantor::tools {
 namespace {
 
-using Json = nlohmann::ordered_json;
-
 StreamWords WordsOf(const GraphPin& pin) {
   return DescribeMediaType(pin.types.empty() ? CMediaType() : pin.types.front());
 }
 
-template <typename Value>
-void SetKnown(Json& object, const char* key, const Value& value) {
-  if (value != Value{}) {
-    object[key] = value;
+// File names and what a type holds as bytes need not be valid UTF-8.
+std::string ValidText(const std::string& text) { return WideToUtf8(Utf8ToWide(text)); }
+
+// An object over several lines, two blanks a level.
+class JsonObject {
+ public:
+  JsonObject(Buffer& out, std::size_t depth) : out_(out), depth_(depth) { Append("{"); }
+  void Text(const char* key, std::string_view utf8) {
+    Key(key);
+    AppendJsonString(out_, utf8);
   }
+  template <typename Number>
+  void Value(const char* key, Number number) {
+    Key(key);
+    fmt::format_to(std::back_inserter(out_), "{}", number);
+  }
+  // What the media type says nothing about is left out.
+  void KnownText(const char* key, std::string_view utf8) {
+    if (!utf8.empty()) Text(key, utf8);
+  }
+  template <typename Number>
+  void KnownValue(const char* key, Number number) {
+    if (number != 0) Value(key, number);
+  }
+  // An array of objects, each appended by the callable one level deeper.
+  template <typename Items, typename AppendItem>
+  void Array(const char* key, const Items& items, AppendItem&& appendItem) {
+    Key(key);
+    Append("[");
+    bool isFirst = true;
+    for (const auto& item : items) {
+      Append(isFirst ? "" : ",");
+      NewLine(depth_ + 2);
+      isFirst = false;
+      appendItem(depth_ + 2, item);
+    }
+    if (!isFirst) NewLine(depth_ + 1);
+    Append("]");
+  }
+  void Close() {
+    NewLine(depth_);
+    Append("}");
+  }
+
+ private:
+  void Append(std::string_view text) { out_.append(text); }
+  void NewLine(std::size_t depth) { fmt::format_to(std::back_inserter(out_), "\n{:{}}", "", 2 * depth); }
+  void Key(const char* key) {
+    Append(isEmpty_ ? "" : ",");
+    isEmpty_ = false;
+    NewLine(depth_ + 1);
+    AppendJsonString(out_, std::string_view(key));
+    Append(": ");
+  }
+
+  Buffer& out_;
+  const std::size_t depth_;
+  bool isEmpty_ = true;
+};
+
+void AppendType(Buffer& out, std::size_t depth, const AM_MEDIA_TYPE& type) {
+  JsonObject object(out, depth);
+  object.Text("major", GuidText(type.majortype));
+  object.Text("subtype", GuidText(type.subtype));
+  object.Text("format", GuidText(type.formattype));
+  object.Value("block_size", type.cbFormat);
+  object.Close();
 }
 
-Json TypeObject(const AM_MEDIA_TYPE& type) {
-  return {{"major", GuidText(type.majortype)},
-          {"subtype", GuidText(type.subtype)},
-          {"format", GuidText(type.formattype)},
-          {"block_size", type.cbFormat}};
-}
-
-Json PinObject(const GraphPin& pin) {
+void AppendPin(Buffer& out, std::size_t depth, const GraphPin& pin) {
   const StreamWords words = WordsOf(pin);
-  Json object = {{"pin", pin.number}, {"name", WideToUtf8(pin.name)}, {"kind", words.kind}, {"codec", words.codec}};
-  SetKnown(object, "width", words.width);
-  SetKnown(object, "height", words.height);
-  SetKnown(object, "aspect_x", words.aspectX);
-  SetKnown(object, "aspect_y", words.aspectY);
-  SetKnown(object, "frame_duration", words.frameDuration);
-  SetKnown(object, "sample_rate", words.sampleRate);
-  SetKnown(object, "channels", words.channels);
-  SetKnown(object, "bits_per_sample", words.bitsPerSample);
-  SetKnown(object, "bit_rate", words.bitRate);
-  SetKnown(object, "language", words.language);
-  SetKnown(object, "title", words.title);
-  Json types = Json::array();
-  for (const AM_MEDIA_TYPE& type : pin.types) {
-    types.push_back(TypeObject(type));
-  }
-  object["types"] = std::move(types);
-  return object;
+  JsonObject object(out, depth);
+  object.Value("pin", pin.number);
+  object.Text("name", WideToUtf8(pin.name));
+  object.Text("kind", words.kind);
+  object.Text("codec", words.codec);
+  object.KnownValue("width", words.width);
+  object.KnownValue("height", words.height);
+  object.KnownValue("aspect_x", words.aspectX);
+  object.KnownValue("aspect_y", words.aspectY);
+  object.KnownValue("frame_duration", words.frameDuration);
+  object.KnownValue("sample_rate", words.sampleRate);
+  object.KnownValue("channels", words.channels);
+  object.KnownValue("bits_per_sample", words.bitsPerSample);
+  object.KnownValue("bit_rate", words.bitRate);
+  object.KnownText("language", ValidText(words.language));
+  object.KnownText("title", words.title);
+  object.Array("types", pin.types, [&](std::size_t below, const AM_MEDIA_TYPE& type) { AppendType(out, below, type); });
+  object.Close();
 }
 
 std::string InfoObject(const std::string& file, const FilterSummary& summary, Graph& graph) {
-  Json object = {{"file", file}, {"duration", summary.duration}, {"frame_duration", summary.frameDuration}};
-  Json pins = Json::array();
-  for (const GraphPin& pin : graph.Pins()) {
-    pins.push_back(PinObject(pin));
-  }
-  object["pins"] = std::move(pins);
-  // File names and stored texts need not be valid UTF-8.
-  return object.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+  Buffer out;
+  JsonObject object(out, 0);
+  object.Text("file", ValidText(file));
+  object.Value("duration", summary.duration);
+  object.Value("frame_duration", summary.frameDuration);
+  object.Array("pins", graph.Pins(), [&](std::size_t below, const GraphPin& pin) { AppendPin(out, below, pin); });
+  object.Close();
+  return fmt::to_string(out) + "\n";
 }
 
 std::string InfoText(const std::string& file, const FilterSummary& summary, Graph& graph) {

@@ -9,15 +9,21 @@
 namespace vantor::tools {
 
 void AppendJsonString(Buffer& out, std::string_view utf8) {
+  const auto isControl = [](unsigned char c) { return c < 0x20 || c == 0x7F; };
   out.push_back('"');
-  for (const char c : utf8) {
+  for (std::size_t i = 0; i < utf8.size(); ++i) {
+    const auto c = static_cast<unsigned char>(utf8[i]);
+    const auto next = static_cast<unsigned char>(i + 1 < utf8.size() ? utf8[i + 1] : 0);
     if (c == '"' || c == '\\') {
       out.push_back('\\');
-      out.push_back(c);
-    } else if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) {
-      fmt::format_to(std::back_inserter(out), "\\u{:04x}", static_cast<unsigned>(c));
+      out.push_back(utf8[i]);
+    } else if (isControl(c)) {
+      fmt::format_to(std::back_inserter(out), "\\u{:04x}", c);
+    } else if (c == 0xC2 && next >= 0x80 && next <= 0x9F) {
+      fmt::format_to(std::back_inserter(out), "\\u{:04x}", next);
+      ++i;
     } else {
-      out.push_back(c);
+      out.push_back(utf8[i]);
     }
   }
   out.push_back('"');

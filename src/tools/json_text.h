@@ -16,7 +16,7 @@ namespace vantor::tools {
 
 using Buffer = fmt::memory_buffer;
 
-// Appends the UTF-8 text in quotes, with quotes, backslashes and control characters escaped.
+// Appends the UTF-8 text in quotes, with quotes, backslashes and the control characters of both sets escaped.
 void AppendJsonString(Buffer& out, std::string_view utf8);
 // The same for wide text; a lone surrogate becomes U+FFFD.
 void AppendJsonString(Buffer& out, const WideString& text);

@@ -47,20 +47,24 @@ ProgressBar::ProgressBar(std::FILE* stream)
   }
 }
 
+// A terminal that has gone away is no reason to stop.
+void ProgressBar::Show(const std::string& text) {
+  static_cast<void>(std::fwrite(text.data(), 1, text.size(), stream_));
+  static_cast<void>(std::fflush(stream_));
+}
+
 void ProgressBar::Draw(std::int64_t position, std::int64_t duration) {
   if (!shown_) {
     return;
   }
   const int width = platform::TerminalWidth(stream_, kFallbackWidth);
-  fmt::print(stream_, "\r{}\x1b[K", ProgressLine(position, duration, width, coloured_));
-  std::fflush(stream_);
+  Show("\r" + ProgressLine(position, duration, width, coloured_) + "\x1b[K");
   drawn_ = true;
 }
 
 void ProgressBar::Clear() {
   if (drawn_) {
-    fmt::print(stream_, "\r\x1b[K");
-    std::fflush(stream_);
+    Show("\r\x1b[K");
     drawn_ = false;
   }
 }

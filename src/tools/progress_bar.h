@@ -21,6 +21,8 @@ class ProgressBar {
   void Clear();
 
  private:
+  void Show(const std::string& text);
+
   std::FILE* const stream_;
   const bool shown_;
   const bool coloured_;

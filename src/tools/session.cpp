@@ -40,8 +40,6 @@ std::string FullName(const std::string& path) {
 
 }  // namespace
 
-void Session::Say(const std::string& message) const { fmt::print(messages_, "vantor-mkv: {}\n", message); }
-
 void Session::SayOfFile(const std::string& message) const { Say(options_.file + ": " + message); }
 
 int Session::Failed(const std::string& what, HRESULT result) const {

@@ -13,6 +13,7 @@
 #include "host/graph.h"
 #include "tools/command_line.h"
 #include "tools/file_shape.h"
+#include "tools/messages.h"
 
 namespace vantor::tools {
 
@@ -30,8 +31,7 @@ class Session {
   HRESULT ConnectResult() const noexcept { return connectResult_; }
   // The graph that Open opens: empty before, and there also when Open failed.
   Graph& OpenedGraph() noexcept { return graph_; }
-  // One line on the message stream, behind the program's name.
-  void Say(const std::string& message) const;
+  void Say(const std::string& message) const { tools::Say(messages_, message); }
   // The same, about the file.
   void SayOfFile(const std::string& message) const;
   // Says what failed with which result; gives kExitRefused.

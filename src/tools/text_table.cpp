@@ -3,11 +3,13 @@
 #include <algorithm>
 #include <utility>
 
+#include "tools/messages.h"
+
 namespace vantor::tools {
 
 void TextTable::Add(std::vector<std::string> cells) {
   for (std::string& cell : cells) {
-    cell = Printable(std::move(cell));
+    cell = Printable(cell);
   }
   rows_.push_back(std::move(cells));
 }
@@ -44,15 +46,6 @@ std::string TextTable::Text() const {
 
 std::size_t CharacterCount(const std::string& utf8) {
   return static_cast<std::size_t>(std::count_if(utf8.begin(), utf8.end(), [](char c) { return (c & 0xC0) != 0x80; }));
-}
-
-std::string Printable(std::string text) {
-  for (char& c : text) {
-    if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) {
-      c = '?';
-    }
-  }
-  return text;
 }
 
 }  // namespace vantor::tools

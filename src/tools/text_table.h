@@ -20,7 +20,7 @@ class TextTable {
   };
 
   explicit TextTable(std::vector<Column> columns) : columns_(std::move(columns)) {}
-  // As many cells as there are columns. Control characters in them become "?".
+  // As many cells as there are columns. What is not printable in them is escaped.
   void Add(std::vector<std::string> cells);
   // Title line and rows, each ended by a line feed, without trailing blanks.
   std::string Text() const;
@@ -32,7 +32,5 @@ class TextTable {
 
 // The number of characters in UTF-8 text.
 std::size_t CharacterCount(const std::string& utf8);
-// Text from a file made safe for a terminal: control characters become "?".
-std::string Printable(std::string text);
 
 }  // namespace vantor::tools

@@ -11,7 +11,7 @@ namespace vantor::tools {
 namespace {
 
 using testing::HasSubstr;
-using testing::StartsWith;
+using testing::Not;
 
 ParseResult Parse(std::vector<const char*> words) {
   words.insert(words.begin(), "vantor-mkv");
@@ -22,9 +22,8 @@ void ExpectWrongUse(const std::vector<const char*>& words, const char* part) {
   const ParseResult result = Parse(words);
   EXPECT_FALSE(result.options);
   EXPECT_EQ(result.exitStatus, kExitUsage);
-  EXPECT_THAT(result.message, StartsWith("vantor-mkv: "));
   EXPECT_THAT(result.message, HasSubstr(part));
-  EXPECT_EQ(result.message.find('\n'), result.message.size() - 1) << "one line: " << result.message;
+  EXPECT_THAT(result.message, Not(HasSubstr("\n"))) << "one line";
 }
 
 TEST(CommandLine, TellsTheThreeCommandsApart) {

@@ -92,7 +92,7 @@ TEST(TextTableTest, CountsCharactersNotBytes) {
 TEST(TextTableTest, ControlCharactersNeverReachTheTerminal) {
   TextTable table({{"A"}});
   table.Add({"a\x1b[31m\nb"});
-  EXPECT_EQ(table.Text(), "A\na?[31m?b\n");
+  EXPECT_EQ(table.Text(), "A\na\\x1b[31m\\nb\n");
 }
 
 TEST(ProgressLineTest, FillsTheWidthToTheShare) {

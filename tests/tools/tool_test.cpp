@@ -380,11 +380,42 @@ TEST_F(Tool, AFullDiskIsSaidSo) {
   if (!std::filesystem::exists("/dev/full")) {
     GTEST_SKIP();
   }
-  for (const char* command : {"samples", "info", "play"}) {
-    // The rest of the line is a comment to the shell.
-    const Outcome outcome = Run(std::string(command) + " " + Media("avc_aac.mkv") + " >/dev/full 2>/dev/null #");
-    EXPECT_EQ(outcome.status, 2) << command;
+  const std::string media = Media("avc_aac.mkv");
+  for (const std::string& command : {"samples " + media, "info " + media, "info --json " + media, "play " + media,
+                                     std::string("--help"), std::string("play --help"), std::string("--version")}) {
+    for (const char* nowhere : {">/dev/full", ">&-"}) {
+      const Outcome outcome = Run(command + " 2>'" + (folder_ / "messages").string() + "' " + nowhere + " #");
+      EXPECT_EQ(outcome.status, 2) << command << nowhere;
+      ExpectOneMessage(outcome, "cannot write");
+    }
   }
+}
+
+TEST_F(Tool, AMessageThatNobodyTakesChangesNothing) {
+  if (!std::filesystem::exists("/dev/full")) {
+    GTEST_SKIP();
+  }
+  const std::string text = Write("text.mkv", "no media at all");
+  for (const char* nowhere : {" 2>/dev/full", " 2>&-"}) {
+    const std::string out = std::string(nowhere) + " >'" + (folder_ / "out").string() + "' #";
+    EXPECT_EQ(Run("info " + (folder_ / "missing.mkv").string() + out).status, 2) << nowhere;
+    EXPECT_EQ(Run("dance" + out).status, 2) << nowhere;
+    EXPECT_EQ(Run("info " + text + out).status, 1) << nowhere;
+    EXPECT_EQ(Run("play " + Media("avc_aac.mkv") + out).status, 0) << nowhere;
+    EXPECT_EQ(RunToy("play", 'e', 2, 3).status, 1) << nowhere;
+  }
+}
+
+TEST_F(Tool, NothingOfANameReachesATerminalRaw) {
+  const std::string bytes = Content(Media("vorbis.mka"));
+  const std::string name = "a\x1b[31m\n\xff\xe2\x80\xae.mkv";
+  const std::string shown = R"(a\x1b[31m\n\xff\u202e.mkv)";
+  const std::string missing = "'" + (folder_ / ("no" + name)).string() + "'";
+  ExpectOneMessage(Run("info " + missing), "no" + shown + ": no such file");
+  ExpectOneMessage(Run("--component " + missing + " info " + Media("vorbis.mka")), "no" + shown);
+  ExpectOneMessage(Run(missing), shown);
+  ExpectOneMessage(Run("samples --seek " + missing + " x"), shown);
+  EXPECT_THAT(Run("info '" + Write(name, bytes) + "'").out, HasSubstr("/" + shown + "\n"));
 }
 
 }  // namespace

@@ -1,10 +1,23 @@
 #include "platform/program.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 namespace vantor::platform {
 
 std::vector<std::string> Arguments(int argc, const char* const* argv) { return {argv, argv + argc}; }
 
-StandardStreams::StandardStreams() noexcept = default;
+// A stream that the program was started without gets a stand-in: else the next file opened would get its number, and
+// be written to. Reading from this one ends at once, and writing fails as it should.
+StandardStreams::StandardStreams() noexcept {
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (fcntl(stream, F_GETFD) < 0) {
+      // The lowest number that is free, which is this one.
+      static_cast<void>(open("/dev/null", O_RDONLY));
+    }
+  }
+}
+
 StandardStreams::~StandardStreams() = default;
 
 }  // namespace vantor::platform
