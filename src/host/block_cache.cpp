@@ -5,13 +5,14 @@
 #include <new>
 
 #include "host/thread_slot.h"
+#include "platform/system_error.h"
 
 namespace vantor {
 
-bool BlockCache::Read(std::int64_t position, void* buffer, std::size_t size) noexcept {
+bool BlockCache::Read(std::int64_t position, void* buffer, std::size_t size, ReadFailure& failure) noexcept {
   // A large read costs one call by itself, and would push out what small ones need.
   if (size >= kBlockSize) {
-    return file_.ReadAt(position, buffer, size) == static_cast<std::int64_t>(size);
+    return ReadWhole(file_, position, buffer, size, failure);
   }
   auto* to = static_cast<unsigned char*>(buffer);
   Lane& lane = lanes_[ThreadSlot() % kLanes];
@@ -19,7 +20,7 @@ bool BlockCache::Read(std::int64_t position, void* buffer, std::size_t size) noe
   while (size > 0) {
     const std::int64_t index = position / static_cast<std::int64_t>(kBlockSize);
     const auto offset = static_cast<std::size_t>(position % static_cast<std::int64_t>(kBlockSize));
-    const Block* block = Find(lane, index, offset);
+    const Block* block = Find(lane, index, offset, failure);
     if (block == nullptr) {
       return false;
     }
@@ -34,7 +35,9 @@ bool BlockCache::Read(std::int64_t position, void* buffer, std::size_t size) noe
 
 // Among a few blocks a search through all is as fast as any. On the way it finds whose memory to fetch into: the block
 // itself when it was read while the file was shorter, or else the one that was not used for longest.
-const BlockCache::Block* BlockCache::Find(Lane& lane, std::int64_t index, std::size_t offset) const noexcept {
+const BlockCache::Block* BlockCache::Find(Lane& lane, std::int64_t index, std::size_t offset,
+                                          ReadFailure& failure) const noexcept {
+  const std::int64_t start = index * static_cast<std::int64_t>(kBlockSize);
   Block* target = nullptr;
   for (Block& block : lane.blocks) {
     if (block.index == index) {
@@ -52,13 +55,18 @@ const BlockCache::Block* BlockCache::Find(Lane& lane, std::int64_t index, std::s
   if (!target->bytes) {
     target->bytes.reset(new (std::nothrow) unsigned char[kBlockSize]);
     if (!target->bytes) {
+      failure = {ReadFault::kNoMemory, start, 0};
       return nullptr;
     }
   }
   target->index = -1;  // of no use to anybody if the read fails
-  const std::int64_t count =
-      file_.ReadAt(index * static_cast<std::int64_t>(kBlockSize), target->bytes.get(), kBlockSize);
+  const std::int64_t count = file_.ReadAt(start, target->bytes.get(), kBlockSize);
+  if (count < 0) {
+    failure = {ReadFault::kSystem, start, platform::LastSystemError()};
+    return nullptr;
+  }
   if (count <= static_cast<std::int64_t>(offset)) {
+    failure = {ReadFault::kCut, start + count, 0};
     return nullptr;
   }
   target->size = static_cast<std::size_t>(count);

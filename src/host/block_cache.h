@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "host/byte_store.h"
 #include "platform/lock.h"
 #include "platform/mapped_file.h"
 
@@ -24,9 +25,9 @@ class BlockCache {
   // The file must outlive the cache.
   explicit BlockCache(const platform::ReadableFile& file) noexcept : file_(file) {}
 
-  // Copies exactly size bytes from the position; false when the file does not hold them or cannot be read, and when
-  // memory for a block is lacking.
-  bool Read(std::int64_t position, void* buffer, std::size_t size) noexcept;
+  // Copies exactly size bytes from the position; false, with the reason, when the file does not hold them or cannot be
+  // read, and when memory for a block is lacking.
+  bool Read(std::int64_t position, void* buffer, std::size_t size, ReadFailure& failure) noexcept;
 
  private:
   struct Block {
@@ -43,7 +44,8 @@ class BlockCache {
 
   // The block with that index, fetched if need be, holding at least the byte at the offset; null when that cannot be
   // had.
-  const Block* Find(Lane& lane, std::int64_t index, std::size_t offset) const noexcept VANTOR_REQUIRES(lane.lock);
+  const Block* Find(Lane& lane, std::int64_t index, std::size_t offset, ReadFailure& failure) const noexcept
+      VANTOR_REQUIRES(lane.lock);
 
   const platform::ReadableFile& file_;
   std::array<Lane, kLanes> lanes_;

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "host/block_cache.h"
+#include "platform/system_error.h"
 
 namespace vantor {
 namespace {
@@ -35,7 +36,12 @@ class MappedStore final : public ByteStore {
   }
   std::int64_t Length() const noexcept override { return bytes_.Length(); }
   bool Read(std::int64_t position, void* buffer, std::size_t size) noexcept override {
-    return bytes_.Copy(position, buffer, size);
+    if (bytes_.Copy(position, buffer, size)) {
+      return true;
+    }
+    // Asked to read the bytes, the system tells why they cannot be had, or has them.
+    ReadFailure failure;
+    return ReadWhole(file_, position, buffer, size, failure) || Fail(failure);
   }
 
  private:
@@ -56,7 +62,8 @@ class CachedStore final : public ByteStore {
   }
   std::int64_t Length() const noexcept override { return length_; }
   bool Read(std::int64_t position, void* buffer, std::size_t size) noexcept override {
-    return cache_.Read(position, buffer, size);
+    ReadFailure failure;
+    return cache_.Read(position, buffer, size, failure) || Fail(failure);
   }
 
  private:
@@ -90,6 +97,17 @@ std::shared_ptr<ByteStore> LoadIntoMemory(const std::string& path, FileError& er
 }
 
 }  // namespace
+
+bool ReadWhole(const platform::ReadableFile& file, std::int64_t position, void* buffer, std::size_t size,
+               ReadFailure& failure) noexcept {
+  const std::int64_t count = file.ReadAt(position, buffer, size);
+  if (count < 0) {
+    failure = {ReadFault::kSystem, position, platform::LastSystemError()};
+    return false;
+  }
+  failure = {ReadFault::kCut, position + count, 0};
+  return count == static_cast<std::int64_t>(size);
+}
 
 std::shared_ptr<ByteStore> MakeMemoryStore(std::vector<unsigned char> bytes) {
   return std::make_shared<MemoryStore>(std::move(bytes));

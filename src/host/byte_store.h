@@ -11,21 +11,37 @@
 //   cached  positional reads through a block cache, for files that cannot be mapped.
 //
 // A store's length is the file's when it was opened. A file that shrinks afterwards gives failed reads, never a crash
-// and never bytes that were not in it. Every member may be called from several threads at once, without waiting for
-// each other in the usual case; a small read costs no system call but where a block has to be fetched.
+// and never bytes that were not in it. The first read that fails is remembered, so that what became of the bytes need
+// not be believed: if (store->FirstFailure()) the file was not read whole. Every member may be called from several
+// threads at once, without waiting for each other in the usual case; a small read costs no system call but where a
+// block has to be fetched.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "platform/lock.h"
 #include "platform/mapped_file.h"
 
 namespace vantor {
 
 using platform::FileError;
+
+enum class ReadFault {
+  kSystem,    // the system failed the read
+  kCut,       // the file has become shorter
+  kNoMemory,  // there was none to read into
+};
+
+struct ReadFailure {
+  ReadFault fault = ReadFault::kSystem;
+  std::int64_t position = 0;  // where the read began; of a cut file, where it found no more
+  int systemError = 0;        // for kSystem, as of SystemErrorText; 0 when it is not known
+};
 
 class ByteStore {
  public:
@@ -38,9 +54,31 @@ class ByteStore {
   // unspecified, when the bytes cannot be had.
   virtual bool Read(std::int64_t position, void* buffer, std::size_t size) noexcept = 0;
 
+  // The first read that could not be answered; nothing when all were.
+  std::optional<ReadFailure> FirstFailure() const noexcept VANTOR_EXCLUDES(failureLock_) {
+    const LockScope hold(failureLock_);
+    return firstFailure_;
+  }
+
  protected:
   ByteStore() = default;
+  // Keeps a failure that is the first. False, for Read to return.
+  bool Fail(const ReadFailure& failure) noexcept VANTOR_EXCLUDES(failureLock_) {
+    const LockScope hold(failureLock_);
+    if (!firstFailure_) {
+      firstFailure_ = failure;
+    }
+    return false;
+  }
+
+ private:
+  mutable Lock failureLock_{LockRank::Host};
+  std::optional<ReadFailure> firstFailure_ VANTOR_GUARDED_BY(failureLock_);
 };
+
+// Reads exactly size bytes from the file; false, with the reason, when it does not hold them or cannot be read.
+bool ReadWhole(const platform::ReadableFile& file, std::int64_t position, void* buffer, std::size_t size,
+               ReadFailure& failure) noexcept;
 
 enum class StoreKind { kMemory, kMapped, kCached, kFastest };
 

@@ -1,12 +1,13 @@
 #include "host/graph.h"
 
+#include <memory>
 #include <string>
 #include <utility>
 
 namespace vantor {
 namespace {
 
-// Calls visit with every pin of the filter until it answers false.
+// Calls visit with every pin of the filter until it answers false. An enumerator that fails is no end of the list.
 template <typename Visit>
 HRESULT VisitPins(IBaseFilter* filter, Visit&& visit) {
   ComPtr<IEnumPins> pins;
@@ -14,13 +15,16 @@ HRESULT VisitPins(IBaseFilter* filter, Visit&& visit) {
   if (FAILED(hr)) {
     return hr;
   }
-  ComPtr<IPin> pin;
-  while (pins->Next(1, pin.Out(), nullptr) == S_OK) {
+  for (;;) {
+    ComPtr<IPin> pin;
+    const HRESULT next = pins->Next(1, pin.Out(), nullptr);
+    if (next != S_OK) {
+      return FAILED(next) ? next : S_OK;
+    }
     if (!visit(pin)) {
-      break;
+      return S_OK;
     }
   }
-  return S_OK;
 }
 
 bool HasDirection(IPin* pin, PIN_DIRECTION wanted) {
@@ -28,27 +32,39 @@ bool HasDirection(IPin* pin, PIN_DIRECTION wanted) {
   return SUCCEEDED(pin->QueryDirection(&direction)) && direction == wanted;
 }
 
-WideString NameOf(IPin* pin) {
+HRESULT ReadName(IPin* pin, WideString& name) {
   PIN_INFO info = {};
-  if (FAILED(pin->QueryPinInfo(&info))) {
-    return {};
+  const HRESULT hr = pin->QueryPinInfo(&info);
+  if (SUCCEEDED(hr)) {
+    const auto filter = ComPtr<IBaseFilter>::Adopt(info.pFilter);
+    name = WideString(info.achName);
   }
-  const auto filter = ComPtr<IBaseFilter>::Adopt(info.pFilter);
-  return WideString(info.achName);
+  return hr;
 }
 
-std::vector<CMediaType> TypesOf(IPin* pin) {
-  std::vector<CMediaType> types;
+struct MediaTypeDeleter {
+  void operator()(AM_MEDIA_TYPE* type) const noexcept { DeleteMediaType(type); }
+};
+
+HRESULT ReadTypes(IPin* pin, std::vector<CMediaType>& types) {
   ComPtr<IEnumMediaTypes> enumerator;
-  if (FAILED(pin->EnumMediaTypes(enumerator.Out()))) {
-    return types;
+  const HRESULT hr = pin->EnumMediaTypes(enumerator.Out());
+  if (FAILED(hr)) {
+    return hr;
   }
-  AM_MEDIA_TYPE* type = nullptr;
-  while (enumerator->Next(1, &type, nullptr) == S_OK) {
-    types.emplace_back(*type);
-    DeleteMediaType(type);
+  for (;;) {
+    AM_MEDIA_TYPE* type = nullptr;
+    const HRESULT next = enumerator->Next(1, &type, nullptr);
+    if (next != S_OK) {
+      return FAILED(next) ? next : S_OK;
+    }
+    const std::unique_ptr<AM_MEDIA_TYPE, MediaTypeDeleter> owned(type);
+    HRESULT copied = S_OK;
+    types.emplace_back(*owned, &copied);
+    if (FAILED(copied)) {
+      return copied;
+    }
   }
-  return types;
 }
 
 void DisconnectBothEnds(IPin* pin) {
@@ -95,7 +111,7 @@ HRESULT Graph::ConnectInput(std::shared_ptr<ByteStore> bytes, WideString name) {
   if (FAILED(hr)) {
     return hr;
   }
-  VisitPins(splitter_.Get(), [&](const ComPtr<IPin>& pin) {
+  hr = VisitPins(splitter_.Get(), [&](const ComPtr<IPin>& pin) {
     if (!HasDirection(pin.Get(), PINDIR_INPUT)) {
       return true;
     }
@@ -103,7 +119,7 @@ HRESULT Graph::ConnectInput(std::shared_ptr<ByteStore> bytes, WideString name) {
     return false;
   });
   if (!input_) {
-    return VFW_E_NOT_FOUND;
+    return FAILED(hr) ? hr : VFW_E_NOT_FOUND;
   }
   // Named in full, the type is tried alone and the input pin's own result comes back unchanged.
   hr = source_->OutputPin()->Connect(input_.Get(), &source_->StreamType());
@@ -112,16 +128,20 @@ HRESULT Graph::ConnectInput(std::shared_ptr<ByteStore> bytes, WideString name) {
 
 HRESULT Graph::ListPins() {
   int number = 0;
-  return VisitPins(splitter_.Get(), [&](const ComPtr<IPin>& pin) {
+  HRESULT read = S_OK;
+  const HRESULT visited = VisitPins(splitter_.Get(), [&](const ComPtr<IPin>& pin) {
     if (HasDirection(pin.Get(), PINDIR_OUTPUT)) {
       GraphPin& added = pins_.emplace_back();
       added.number = ++number;
-      added.name = NameOf(pin.Get());
       added.pin = pin;
-      added.types = TypesOf(pin.Get());
+      read = ReadName(pin.Get(), added.name);
+      if (SUCCEEDED(read)) {
+        read = ReadTypes(pin.Get(), added.types);
+      }
     }
-    return true;
+    return SUCCEEDED(read);
   });
+  return FAILED(visited) ? visited : read;
 }
 
 HRESULT Graph::ConnectSink(GraphPin& pin, std::shared_ptr<SampleListener> listener) {

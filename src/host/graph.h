@@ -55,7 +55,7 @@ class Graph {
   HRESULT Adopt(IBaseFilter* splitter);
 
   // Connects the splitter's first input pin behind a source of these bytes and lists its output pins. The name is what
-  // the source gives as its file's. The result is the input connection's own.
+  // the source gives as its file's. The result is the input connection's own, or that of a listing that failed.
   HRESULT ConnectInput(std::shared_ptr<ByteStore> bytes, WideString name);
 
   // Connects a sink to the pin, with the pin's first media type.

@@ -30,7 +30,7 @@ class ReadableFile {
   // The length now; -1 when it cannot be told.
   std::int64_t Length() const noexcept;
   // Reads up to size bytes at the position and gives their count, which is smaller only at the file's end; -1 when the
-  // system fails the read.
+  // system fails the read, and LastSystemError tells why.
   std::int64_t ReadAt(std::int64_t position, void* buffer, std::size_t size) const noexcept;
 
  private:

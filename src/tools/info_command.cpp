@@ -158,7 +158,7 @@ int RunInfo(const Options& options, std::FILE* out, std::FILE* messages) {
     session.Say("cannot write the answer");
     return kExitUsage;
   }
-  return kExitDone;
+  return session.Finish();
 }
 
 }  // namespace vantor::tools

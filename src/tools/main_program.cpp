@@ -3,6 +3,7 @@
 
 #include "platform/program.h"
 #include "tools/commands.h"
+#include "tools/memory_watch.h"
 #include "tools/messages.h"
 #include "tools/output.h"
 
@@ -60,10 +61,12 @@ int Told(std::FILE* messages, Callable&& callable) noexcept {
 }  // namespace
 
 int Main(const std::vector<std::string>& arguments, std::FILE* out, std::FILE* messages) noexcept {
+  const MemoryWatch watch;
   return Told(messages, [&] { return ParseAndRun(arguments, out, messages); });
 }
 
 int Main(int argc, const char* const* argv, std::FILE* out, std::FILE* messages) noexcept {
+  const MemoryWatch watch;
   return Told(messages, [&] { return ParseAndRun(platform::Arguments(argc, argv), out, messages); });
 }
 

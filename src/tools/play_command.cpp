@@ -114,13 +114,17 @@ HRESULT Seek(Graph& graph, const Options& options, Range& range) {
   return got;
 }
 
-std::string SpeedLine(std::int64_t played, std::uint64_t bytesRead, double seconds) {
+std::string SpeedLine(std::int64_t played, std::uint64_t bytesRead, double seconds, std::size_t lostFrames) {
   const double mediaSeconds = static_cast<double>(played) / 1e7;
   std::string text = fmt::format("\nplayed {} in {:.3f} s", TimeText(played), seconds);
   if (seconds > 0 && mediaSeconds > 0) {
     text += fmt::format(": {:.0f} times real time", mediaSeconds / seconds);
   }
-  return text + fmt::format(", {} read\n", SizeText(bytesRead));
+  text += fmt::format(", {} read", SizeText(bytesRead));
+  if (lostFrames > 0) {
+    text += fmt::format(", {} frame{} lost", lostFrames, lostFrames == 1 ? "" : "s");
+  }
+  return text + "\n";
 }
 
 }  // namespace
@@ -169,7 +173,8 @@ int RunPlay(const Options& options, std::FILE* out, std::FILE* messages) {
   for (const auto& counter : counters) {
     played = std::max(played, counter->Totals().duration);
   }
-  if (!Print(out, Table(graph.Pins(), counters) + SpeedLine(played, graph.Totals().bytes, seconds))) {
+  if (!Print(out,
+             Table(graph.Pins(), counters) + SpeedLine(played, graph.Totals().bytes, seconds, LostFrames(graph)))) {
     session.Say("cannot write the table");
     return kExitUsage;
   }
@@ -177,11 +182,7 @@ int RunPlay(const Options& options, std::FILE* out, std::FILE* messages) {
     session.Say("interrupted");
     return kExitInterrupted;
   }
-  if (HasErrorEvent(graph)) {
-    session.SayOfFile("the filter announced an error; the streams above end early");
-    return kExitRefused;
-  }
-  return kExitDone;
+  return session.Finish();
 }
 
 }  // namespace vantor::tools

@@ -107,7 +107,7 @@ int RunSamples(const Options& options, std::FILE* out, std::FILE* messages) {
     session.Say("cannot write the listing");
     return kExitUsage;
   }
-  return HasErrorEvent(graph) ? kExitRefused : kExitDone;
+  return session.Finish();
 }
 
 }  // namespace vantor::tools

@@ -4,11 +4,15 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <optional>
 #include <system_error>
+#include <vector>
 
 #include "platform/file_path.h"
+#include "platform/system_error.h"
 #include "platform/text.h"
 #include "tools/json_text.h"
+#include "tools/memory_watch.h"
 
 namespace vantor::tools {
 namespace {
@@ -30,6 +34,19 @@ const char* Words(FileError error) {
   return "cannot be read";
 }
 
+constexpr const char* kOutOfMemory = "out of memory";
+
+std::string Words(const ReadFailure& failure) {
+  if (failure.fault == ReadFault::kCut) {
+    return fmt::format("the file became shorter while it was read; it has no byte {}", failure.position);
+  }
+  std::string words = fmt::format("reading failed at byte {}", failure.position);
+  if (failure.systemError != 0) {
+    words += ": " + platform::SystemErrorText(failure.systemError);
+  }
+  return words;
+}
+
 // Filters look for files beside the one they play, so its whole path is what they are told; and the system looks for a
 // library without a folder where its own are, but on a command line it is one in the current folder.
 std::string FullName(const std::string& path) {
@@ -42,15 +59,42 @@ std::string FullName(const std::string& path) {
 
 void Session::SayOfFile(const std::string& message) const { Say(options_.file + ": " + message); }
 
+std::string Session::Trouble() const {
+  const std::optional<ReadFailure> failure = bytes_ ? bytes_->FirstFailure() : std::nullopt;
+  if (MemoryWatch::RanOut() || (failure && failure->fault == ReadFault::kNoMemory)) {
+    return kOutOfMemory;
+  }
+  return failure ? Words(*failure) : std::string();
+}
+
 int Session::Failed(const std::string& what, HRESULT result) const {
-  SayOfFile(fmt::format("{} ({})", what, ResultText(result)));
-  return kExitRefused;
+  const std::string trouble = result == E_OUTOFMEMORY ? kOutOfMemory : Trouble();
+  SayOfFile(trouble.empty() ? fmt::format("{} ({})", what, ResultText(result)) : trouble);
+  return trouble.empty() ? kExitRefused : kExitUsage;
+}
+
+int Session::Finish(const std::string& trouble) const {
+  const std::vector<GraphEvent> events = graph_.Events();
+  const auto abort =
+      std::find_if(events.begin(), events.end(), [](const GraphEvent& event) { return event.code == EC_ERRORABORT; });
+  if (const std::string first = Trouble(); !first.empty() || !trouble.empty()) {
+    SayOfFile((first.empty() ? trouble : first) + "; what is shown is not all of the file");
+    return kExitUsage;
+  }
+  if (abort != events.end()) {
+    return Failed("the filter announced an error; streams end early", static_cast<HRESULT>(abort->param1));
+  }
+  if (const std::size_t lost = LostFrames(graph_); lost > 0) {
+    SayOfFile(fmt::format("the filter lost {} frame{}", lost, lost == 1 ? "" : "s"));
+    return kExitRefused;
+  }
+  return kExitDone;
 }
 
 int Session::Open() {
   FileError fileError = FileError::kNone;
-  const std::shared_ptr<ByteStore> bytes = OpenStore(options_.file, StoreKind::kFastest, fileError);
-  if (!bytes) {
+  bytes_ = OpenStore(options_.file, StoreKind::kFastest, fileError);
+  if (!bytes_) {
     SayOfFile(Words(fileError));
     return kExitUsage;
   }
@@ -63,11 +107,12 @@ int Session::Open() {
   }
   const HRESULT created = graph_.Create(*component_);
   if (FAILED(created)) {
-    Say(fmt::format("the component makes no filter ({})", ResultText(created)));
+    Say(created == E_OUTOFMEMORY ? kOutOfMemory
+                                 : fmt::format("the component makes no filter ({})", ResultText(created)));
     return kExitUsage;
   }
-  shape_ = ShapeOf(bytes);
-  connectResult_ = graph_.ConnectInput(bytes, Utf8ToWide(FullName(options_.file)));
+  shape_ = ShapeOf(bytes_);
+  connectResult_ = graph_.ConnectInput(bytes_, Utf8ToWide(FullName(options_.file)));
   if (FAILED(connectResult_)) {
     const std::string why = WhyRefused(shape_);
     return Failed(why.empty() ? "the filter refuses the file" : why, connectResult_);
@@ -81,9 +126,11 @@ void Session::WarnOfDamage() {
   }
 }
 
-bool HasErrorEvent(const Graph& graph) {
+std::size_t LostFrames(const Graph& graph) {
   const std::vector<GraphEvent> events = graph.Events();
-  return std::any_of(events.begin(), events.end(), [](const GraphEvent& event) { return event.code == EC_ERRORABORT; });
+  return static_cast<std::size_t>(std::count_if(events.begin(), events.end(), [](const GraphEvent& event) {
+    return event.code == EC_STREAM_ERROR_STILLPLAYING;
+  }));
 }
 
 }  // namespace vantor::tools

@@ -34,12 +34,19 @@ class Session {
   void Say(const std::string& message) const { tools::Say(messages_, message); }
   // The same, about the file.
   void SayOfFile(const std::string& message) const;
-  // Says what failed with which result; gives kExitRefused.
+  // Says what failed with which result, or what the environment failed at before; gives the exit status.
   int Failed(const std::string& what, HRESULT result) const;
+  // The exit status of a command that has run: kExitDone when everything that there was has been delivered. Anything
+  // else has been said. The caller may know of another trouble that it had.
+  int Finish(const std::string& trouble = {}) const;
 
  private:
+  // What kept the graph from the file's bytes, or from memory; empty when nothing did.
+  std::string Trouble() const;
+
   const Options& options_;
   std::FILE* const messages_;
+  std::shared_ptr<ByteStore> bytes_;
   FileShape shape_;
   HRESULT connectResult_ = E_UNEXPECTED;
   // Unloaded after everything that came from it has gone.
@@ -47,7 +54,7 @@ class Session {
   Graph graph_;
 };
 
-// Whether a filter announced an error that ends the playing.
-bool HasErrorEvent(const Graph& graph);
+// How many frames a filter announced to have lost.
+std::size_t LostFrames(const Graph& graph);
 
 }  // namespace vantor::tools

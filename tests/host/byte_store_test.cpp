@@ -196,11 +196,17 @@ TEST_P(ShrinkingFile, ReadsBehindTheNewEndFail) {
     GTEST_SKIP();
   }
   std::vector<unsigned char> buffer(2 * kBlock);
+  EXPECT_TRUE(store->Read(0, buffer.data(), 100));
+  EXPECT_FALSE(store->FirstFailure());
   EXPECT_FALSE(store->Read(4 * kBlock, buffer.data(), 1));
+  ASSERT_TRUE(store->FirstFailure());
+  EXPECT_EQ(store->FirstFailure()->fault, ReadFault::kCut);
+  EXPECT_EQ(store->FirstFailure()->position, 4 * kBlock);
   EXPECT_FALSE(store->Read(4 * kBlock, buffer.data(), 100));
   EXPECT_FALSE(store->Read(4 * kBlock, buffer.data(), buffer.size()));
   EXPECT_FALSE(store->Read(kBlock - 10, buffer.data(), 100));
   EXPECT_TRUE(store->Read(kBlock - 100, buffer.data(), 100));
+  EXPECT_EQ(store->FirstFailure()->position, 4 * kBlock) << "the first one stays";
 }
 
 TEST_P(ShrinkingFile, BytesBehindTheEndWithinItsLastPageAreNotReadAsZeros) {
@@ -265,11 +271,14 @@ TEST(BlockCacheTest, RereadsABlockThatWasShortWhenTheFileHasGrown) {
   ASSERT_EQ(readable.Open(file.Path()), FileError::kNone);
   BlockCache cache(readable);
   unsigned char byte = 0;
-  EXPECT_TRUE(cache.Read(999, &byte, 1));
-  EXPECT_FALSE(cache.Read(1000, &byte, 1));
+  ReadFailure failure;
+  EXPECT_TRUE(cache.Read(999, &byte, 1, failure));
+  EXPECT_FALSE(cache.Read(1000, &byte, 1, failure));
+  EXPECT_EQ(failure.fault, ReadFault::kCut);
+  EXPECT_EQ(failure.position, 1000);
   std::ofstream(platform::ToPath(file.Path()), std::ios::binary | std::ios::app)
       .write(reinterpret_cast<const char*>(bytes.data()) + 1000, 1000);
-  EXPECT_TRUE(cache.Read(1000, &byte, 1));
+  EXPECT_TRUE(cache.Read(1000, &byte, 1, failure));
   EXPECT_EQ(byte, bytes[1000]);
 }
 
@@ -285,7 +294,8 @@ TEST(BlockCacheTest, ServesMoreThreadsThanItHasLanes) {
     threads.emplace_back([&, t] {
       const std::size_t position = t * 997 % (bytes.size() - 40);
       unsigned char buffer[40];
-      if (!cache.Read(static_cast<std::int64_t>(position), buffer, sizeof buffer) ||
+      ReadFailure failure;
+      if (!cache.Read(static_cast<std::int64_t>(position), buffer, sizeof buffer, failure) ||
           std::memcmp(buffer, bytes.data() + position, sizeof buffer) != 0) {
         ++wrong;
       }
