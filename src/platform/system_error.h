@@ -1,5 +1,7 @@
 // Why the system failed a call, in its own words.
 //
+//   ReadableFile file;
+//   ...
 //   if (file.ReadAt(0, buffer, size) < 0) return SystemErrorText(LastSystemError());   // "Input/output error"
 #pragma once
 

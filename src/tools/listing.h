@@ -11,7 +11,7 @@
 
 #include "host/graph.h"
 #include "tools/json_text.h"
-#include "tools/sample_log.h"
+#include "tools/log_record.h"
 
 namespace vantor::tools {
 

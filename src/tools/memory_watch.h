@@ -5,8 +5,8 @@
 //   ... open, run and stop a graph ...
 //   if (MemoryWatch::RanOut()) return Incomplete();
 //
-// It sees every operator new that shares the program's language runtime: natively those of the component too, on Windows
-// the tool's own. One at a time.
+// It sees every operator new that shares the program's language runtime: natively those of the component too, on
+// Windows the tool's own. One at a time.
 #pragma once
 
 #include <new>

@@ -42,10 +42,32 @@ void SampleLog::OnEndOfStream() noexcept {
 }
 
 HRESULT SampleLog::Keep(const LogRecord& record) noexcept {
-  return Guarded([&] {
-    records_.push_back(record);
+  if (SUCCEEDED(failure_)) {
+    failure_ = Guarded([&] {
+      const HRESULT hr = MakeRoom();
+      if (SUCCEEDED(hr)) {
+        used_ = static_cast<std::size_t>(packer_.Pack(record, piece_.data() + used_) - piece_.data());
+      }
+      return hr;
+    });
+  }
+  return failure_;
+}
+
+HRESULT SampleLog::MakeRoom() {
+  if (piece_.empty()) {
+    piece_.resize(pieceSize_);
+  }
+  if (piece_.size() - used_ >= kLargestPackedRecord) {
     return S_OK;
-  });
+  }
+  const std::int64_t place = spill_->Append(piece_.data(), used_);
+  if (place < 0) {
+    return STG_E_WRITEFAULT;
+  }
+  spilled_.push_back({place, used_});
+  used_ = 0;
+  return S_OK;
 }
 
 }  // namespace vantor::tools

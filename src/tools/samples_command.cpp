@@ -9,6 +9,7 @@
 #include "tools/output.h"
 #include "tools/sample_log.h"
 #include "tools/session.h"
+#include "tools/spill_file.h"
 
 namespace vantor::tools {
 namespace {
@@ -43,28 +44,15 @@ std::vector<GraphEvent> InOrder(std::vector<GraphEvent> events) {
   return events;
 }
 
-}  // namespace
+using Logs = std::vector<std::shared_ptr<SampleLog>>;
 
-// A listing is whole or is not begun: lines are gathered, and what fails before anything has played leaves them unsaid,
-// so that nobody takes the beginning of a listing for a file without samples. A file that the filter refuses is an
-// answer itself, and has the one line that says so.
-int RunSamples(const Options& options, std::FILE* out, std::FILE* messages) {
-  Session session(options, messages);
+// What is set before the graph runs, and its lines; kExitDone or the status of what was said.
+int Prepare(Session& session, const Options& options, const std::shared_ptr<SpillFile>& spill, Logs& logs,
+            Buffer& text) {
   Graph& graph = session.OpenedGraph();
-  Buffer text;
-  const int opened = session.Open();
-  if (opened != kExitDone) {
-    if (opened == kExitRefused) {
-      AppendFilterLine(text, Summarize(graph, session.ConnectResult()));
-      Write(text, out);
-    }
-    return opened;
-  }
   AppendFilterLine(text, Summarize(graph, session.ConnectResult()));
-
-  std::vector<std::shared_ptr<SampleLog>> logs;
   const HRESULT connected = graph.ConnectSinks([&](const GraphPin&) {
-    logs.push_back(std::make_shared<SampleLog>());
+    logs.push_back(std::make_shared<SampleLog>(spill));
     return logs.back();
   });
   if (FAILED(connected)) {
@@ -83,31 +71,59 @@ int RunSamples(const Options& options, std::FILE* out, std::FILE* messages) {
   if (options.seek) {
     Seek(graph, *options.seek, text);
   }
+  return kExitDone;
+}
+
+// The lines of all that the pins delivered and of the events; false when they cannot be written.
+bool PrintDelivered(Graph& graph, const Logs& logs, Buffer& text, std::FILE* out) {
+  bool isWritten = true;
+  for (std::size_t i = 0; i < logs.size() && isWritten; ++i) {
+    // A log that is not whole has said so to the spill file, or memory ran out.
+    logs[i]->ForEach([&](const LogRecord& record) {
+      AppendRecordLine(text, graph.Pins()[i].number, record);
+      isWritten = text.size() < kPiece || Write(text, out);
+      return isWritten;
+    });
+  }
+  for (const GraphEvent& event : InOrder(graph.Events())) {
+    AppendEventLine(text, event);
+  }
+  return isWritten && Write(text, out);
+}
+
+}  // namespace
+
+// A listing is whole or is not begun: lines are gathered, and what fails before anything has played leaves them unsaid,
+// so that nobody takes the beginning of a listing for a file without samples. A file that the filter refuses is an
+// answer itself, and has the one line that says so. Of a run that a fault of the system ends early there is a message.
+int RunSamples(const Options& options, std::FILE* out, std::FILE* messages) {
+  Session session(options, messages);
+  Graph& graph = session.OpenedGraph();
+  Buffer text;
+  const int opened = session.Open();
+  if (opened == kExitRefused) {
+    AppendFilterLine(text, Summarize(graph, session.ConnectResult()));
+    Write(text, out);
+  }
+  if (opened != kExitDone) {
+    return opened;
+  }
+  const auto spill = std::make_shared<SpillFile>();
+  Logs logs;
+  if (const int prepared = Prepare(session, options, spill, logs, text); prepared != kExitDone) {
+    return prepared;
+  }
   const HRESULT running = graph.Run();
   if (FAILED(running)) {
     return session.Failed("the filter does not run", running);
   }
   graph.Wait();
   graph.Stop();
-
-  bool written = true;
-  for (std::size_t i = 0; i < logs.size(); ++i) {
-    for (const LogRecord& record : logs[i]->Records()) {
-      AppendRecordLine(text, graph.Pins()[i].number, record);
-      if (text.size() >= kPiece) {
-        written = Write(text, out) && written;
-      }
-    }
-  }
-  for (const GraphEvent& event : InOrder(graph.Events())) {
-    AppendEventLine(text, event);
-  }
-  written = Write(text, out) && written;
-  if (!written) {
+  if (!PrintDelivered(graph, logs, text, out)) {
     session.Say("cannot write the listing");
     return kExitUsage;
   }
-  return session.Finish();
+  return session.Finish(spill->Trouble());
 }
 
 }  // namespace vantor::tools

@@ -2,7 +2,9 @@
 //
 //   Session session(options, stderr);
 //   if (int status = session.Open(); status != kExitDone) return status;
-//   session.OpenedGraph().ConnectSinks([](GraphPin&) { return std::make_shared<SampleLog>(); });
+//   session.OpenedGraph().ConnectSinks([](GraphPin&) { return std::make_shared<PlayCounter>(); });
+//   ... run and stop it ...
+//   return session.Finish();
 #pragma once
 
 #include <cstdio>

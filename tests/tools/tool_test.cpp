@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "host/fake_splitter.h"
+#include "support/mkv_builder.h"
 #include "support/temporary_folder.h"
 #include "tools/time_text.h"
 
@@ -156,6 +157,43 @@ TEST_F(Tool, SeeksBeforeItRuns) {
   EXPECT_EQ(segment.at("stop"), 15000000);
   EXPECT_EQ(segment.at("rate"), 2.5);
   EXPECT_LT(outcome.Lines("sample").size(), Run("samples " + Media("avc_aac.mkv")).Lines("sample").size());
+}
+
+// A file of so many blocks, each of 7 bytes and with 255 empty frames.
+std::string EmptyFrames(int blocks) {
+  std::vector<test::Raw> payload;
+  for (int i = 0; i < blocks; ++i) {
+    payload.push_back(test::SimpleBlock(1, 0, test::kKey | test::kFixed, {254}));
+  }
+  // With an index and a duration, or the first key frame would be the last.
+  const test::Raw file =
+      test::MkvFile({test::Info(1000000, 1000),
+                     test::Tracks({test::Track(1, 1, "V_VP8", {test::Video(16, 16)})}),
+                     {"first", test::Cluster(0, payload)},
+                     [](const test::Positions& at) { return test::Cues({test::CuePoint(0, 1, at["first"])}); }});
+  return {file.begin(), file.end()};
+}
+
+TEST_F(Tool, ListsMoreThanItKeepsInMemory) {
+  const std::string file = Write("frames.mkv", EmptyFrames(100));
+  const Outcome outcome = Run("samples " + file);
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.messages, "");
+  std::istringstream lines(outcome.out);
+  int samples = 0;
+  for (std::string line; std::getline(lines, line);) {
+    samples += line.starts_with(R"({"type":"sample","pin":1,"start":)") && line.ends_with(R"("crc32":"00000000"})");
+  }
+  EXPECT_EQ(samples, 100 * 255);
+}
+
+TEST_F(Tool, WithoutRoomForATemporaryFileAListingIsAFailure) {
+  const std::string file = Write("frames.mkv", EmptyFrames(100));
+  const std::string nowhere = "-c 'TMPDIR=/no/such/folder " VANTOR_TOOL " \"$@\"' tool ";
+  const Outcome outcome = Run(nowhere + "samples " + file, "/bin/sh");
+  EXPECT_EQ(outcome.status, 2);
+  ExpectOneMessage(outcome, "cannot write a temporary file: ");
+  EXPECT_EQ(Run(nowhere + "samples " + Media("vorbis.mka"), "/bin/sh").status, 0) << "a short one needs none";
 }
 
 TEST_F(Tool, ARefusedFileGivesTheFilterLineAlone) {
