@@ -34,6 +34,9 @@ if(WIN32)
     add_link_options(-static -static-libgcc -static-libstdc++)
   endif()
 else()
+  # What a thread has of its own lies there from the thread's start. Made at the first touch, as a library that is loaded
+  # later has it otherwise, memory that has run out would end the host's process.
+  add_compile_options(-ftls-model=initial-exec)
   # COM and DirectShow declarations for the native build.
   find_path(WINDOWS_HEADERS strmif.h PATHS /usr/include/wine/wine/windows /usr/include/wine/windows
             NO_DEFAULT_PATH REQUIRED)

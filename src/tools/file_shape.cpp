@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <new>
+#include <utility>
 
 #include "host/file_source_filter.h"
 #include "parser/element.h"
@@ -19,6 +20,15 @@ namespace {
 // More elements than this before a Segment and there is none worth naming.
 constexpr int kElementLimit = 1000;
 constexpr std::size_t kLongestDocType = 64;
+constexpr std::uint64_t kNewestReadVersion = 2;
+
+std::string Readable(std::string docType) {
+  docType.resize(std::min(docType.size(), kLongestDocType));
+  for (char& c : docType) {
+    c = c > 0x20 && c < 0x7F ? c : '?';
+  }
+  return docType;
+}
 
 std::string ReadDocType(const MkvElement& header) {
   const MkvElement child = header.FirstChild(ids::kDocType);
@@ -26,11 +36,7 @@ std::string ReadDocType(const MkvElement& header) {
   if (!child || ReadAsciiString(child, text) != S_OK) {
     return {};
   }
-  text.resize(std::min(text.size(), kLongestDocType));
-  for (char& c : text) {
-    c = c > 0x20 && c < 0x7F ? c : '?';
-  }
-  return text;
+  return Readable(std::move(text));
 }
 
 // Whether the size field says that nobody knows: the parser then takes all that is left.
@@ -84,17 +90,55 @@ FileShape ShapeOf(CMkvFile& file) {
   return shape;
 }
 
-}  // namespace
+bool IsKnown(const std::string& docType) { return docType == "matroska" || docType == "webm"; }
 
-FileShape ShapeOf(const std::shared_ptr<ByteStore>& bytes) {
-  const auto source = ComPtr<FileSourceFilter>::Adopt(FileSourceFilter::Create());
+// What opening the file ran into.
+void FindCause(CMkvFileRoot& file, FileShape& shape) {
+  if (FAILED(file.Open())) {
+    const MkvEbmlHeader& header = file.ebmlHeader;
+    if (!IsKnown(header.DocType)) {
+      shape.kind = header.DocType.empty() ? ShapeKind::kNoDocType : ShapeKind::kOtherDocType;
+      shape.docType = Readable(header.DocType);
+    } else if (header.DocTypeReadVersion.value > kNewestReadVersion) {
+      shape.kind = ShapeKind::kNewerVersion;
+      shape.version = header.DocTypeReadVersion.value;
+    }
+    return;
+  }
+  const MkvElement whole = MkvElement::WholeFile(file);
+  const MkvElement segment = whole.FirstChild(ids::kSegment);
+  if (!segment.FirstChild(ids::kCluster)) {
+    shape.kind = ShapeKind::kNoCluster;
+  }
+}
+
+// A byte source over the bytes, for as long as a file is read from it.
+ComPtr<FileSourceFilter> SourceOf(const std::shared_ptr<ByteStore>& bytes) {
+  auto source = ComPtr<FileSourceFilter>::Adopt(FileSourceFilter::Create());
   if (!source) {
     throw std::bad_alloc();
   }
   source->SetBytes(bytes, {});
+  return source;
+}
+
+}  // namespace
+
+FileShape ShapeOf(const std::shared_ptr<ByteStore>& bytes) {
+  const ComPtr<FileSourceFilter> source = SourceOf(bytes);
   // Not opened: what is not the shape is not read.
   CMkvFileRoot file(source->OutputPin(), false);
   return ShapeOf(file);
+}
+
+FileShape ShapeOfRefused(const std::shared_ptr<ByteStore>& bytes) {
+  FileShape shape = ShapeOf(bytes);
+  if (shape.kind == ShapeKind::kWhole || shape.kind == ShapeKind::kTruncated) {
+    const ComPtr<FileSourceFilter> source = SourceOf(bytes);
+    CMkvFileRoot file(source->OutputPin(), true);
+    FindCause(file, shape);
+  }
+  return shape;
 }
 
 std::string WhyRefused(const FileShape& shape) {
@@ -107,8 +151,18 @@ std::string WhyRefused(const FileShape& shape) {
       return "the EBML header is damaged or cut off";
     case ShapeKind::kOtherDocType:
       return fmt::format("not a Matroska or WebM file: its document type is \"{}\"", shape.docType);
+    case ShapeKind::kNoDocType:
+      return "the EBML header names no document type";
+    case ShapeKind::kNewerVersion:
+      return fmt::format("the file asks for a reader of version {}; versions up to {} are read", shape.version,
+                         kNewestReadVersion);
     case ShapeKind::kNoSegment:
       return "the file has an EBML header but no Segment";
+    case ShapeKind::kNoCluster:
+      return shape.missingBytes > 0
+                 ? fmt::format("there is no Cluster in the file; {} bytes of its Segment are missing",
+                               shape.missingBytes)
+                 : "there is no Cluster in the file: it has no frames";
     case ShapeKind::kTruncated:
       return Warning(shape);
     case ShapeKind::kWhole:

@@ -17,7 +17,10 @@ enum class ShapeKind {
   kNotEbml,        // does not begin with an EBML header
   kDamagedHeader,  // begins with one that cannot be read through
   kOtherDocType,   // EBML, but no Matroska or WebM
+  kNoDocType,      // a header that does not say what the file is
+  kNewerVersion,   // asks for a reader of a later version
   kNoSegment,      // a header, and no Segment after it
+  kNoCluster,      // a Segment without frames
   kTruncated,      // the Segment's declared end lies past the file's
   kWhole,
 };
@@ -25,11 +28,14 @@ enum class ShapeKind {
 struct FileShape {
   ShapeKind kind = ShapeKind::kWhole;
   std::string docType;            // as far as it was read
-  std::int64_t missingBytes = 0;  // for kTruncated
+  std::uint64_t version = 0;      // for kNewerVersion: the one asked for
+  std::int64_t missingBytes = 0;  // of a Segment that is cut off
 };
 
 // Reads the EBML header and the top-level element headers up to the Segment, nothing more.
 FileShape ShapeOf(const std::shared_ptr<ByteStore>& bytes);
+// The same for a file that was refused: one whose outer shape is sound is opened as the filter does it.
+FileShape ShapeOfRefused(const std::shared_ptr<ByteStore>& bytes);
 
 // What is wrong with a file that was refused; empty when its outer shape is sound.
 std::string WhyRefused(const FileShape& shape);

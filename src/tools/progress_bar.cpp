@@ -58,7 +58,7 @@ void ProgressBar::Draw(std::int64_t position, std::int64_t duration) {
     return;
   }
   const int width = platform::TerminalWidth(stream_, kFallbackWidth);
-  Show("\r" + ProgressLine(position, duration, width, coloured_) + "\x1b[K");
+  Show(fmt::format("\r{}\x1b[K", ProgressLine(position, duration, width, coloured_)));
   drawn_ = true;
 }
 

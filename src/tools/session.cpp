@@ -114,7 +114,7 @@ int Session::Open() {
   shape_ = ShapeOf(bytes_);
   connectResult_ = graph_.ConnectInput(bytes_, Utf8ToWide(FullName(options_.file)));
   if (FAILED(connectResult_)) {
-    const std::string why = WhyRefused(shape_);
+    const std::string why = WhyRefused(ShapeOfRefused(bytes_));
     return Failed(why.empty() ? "the filter refuses the file" : why, connectResult_);
   }
   return kExitDone;

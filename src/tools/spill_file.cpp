@@ -1,5 +1,7 @@
 #include "tools/spill_file.h"
 
+#include <fmt/format.h>
+
 #include "platform/system_error.h"
 
 namespace vantor::tools {
@@ -37,9 +39,9 @@ std::string SpillFile::Trouble() const {
   if (failure_ == Failure::kNone) {
     return {};
   }
-  const char* const what =
-      failure_ == Failure::kWriting ? "cannot write a temporary file: " : "cannot read a temporary file back: ";
-  return what + platform::SystemErrorText(systemError_);
+  return fmt::format("cannot {}: {}",
+                     failure_ == Failure::kWriting ? "write a temporary file" : "read a temporary file back",
+                     platform::SystemErrorText(systemError_));
 }
 
 }  // namespace vantor::tools

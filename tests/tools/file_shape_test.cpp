@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "support/mkv_builder.h"
+
 namespace vantor::tools {
 namespace {
 
@@ -89,10 +91,52 @@ TEST(FileShapes, EveryPrefixOfAFileHasAShapeOtherThanTheWholes) {
   EXPECT_EQ(Of(whole).kind, ShapeKind::kWhole);
 }
 
+FileShape OfRefused(const test::Raw& file) { return ShapeOfRefused(MakeMemoryStore(file)); }
+
+// A Segment of everything but frames.
+test::Raw FramelessSegment() {
+  return test::Segment({test::Info(), test::Tracks({test::Track(1, 1, "V_VP8", {test::Video(16, 16)})})});
+}
+
+TEST(RefusedFiles, WithoutADocumentTypeAreToldSo) {
+  const FileShape shape =
+      OfRefused(test::Join({test::Master(0x1A45DFA3, {test::UInt(0x4285, 2)}), FramelessSegment()}));
+  EXPECT_EQ(shape.kind, ShapeKind::kNoDocType);
+  EXPECT_THAT(WhyRefused(shape), testing::HasSubstr("document type"));
+}
+
+TEST(RefusedFiles, OfALaterVersionAreToldWhich) {
+  const FileShape shape = OfRefused(test::Join({test::EbmlHeader("webm", 4), FramelessSegment()}));
+  EXPECT_EQ(shape.kind, ShapeKind::kNewerVersion);
+  EXPECT_THAT(WhyRefused(shape), testing::HasSubstr("version 4"));
+}
+
+TEST(RefusedFiles, WithAForeignFileBehindTheirsAreToldItsType) {
+  const FileShape shape = OfRefused(test::Join({test::EbmlHeader(), FramelessSegment(), test::EbmlHeader("x\x1b")}));
+  EXPECT_EQ(shape.kind, ShapeKind::kOtherDocType);
+  EXPECT_EQ(shape.docType, "x?");
+}
+
+TEST(RefusedFiles, WithoutAClusterAreToldSoAndWhatIsMissing) {
+  const test::Raw whole = test::Join({test::EbmlHeader(), FramelessSegment()});
+  FileShape shape = OfRefused(whole);
+  EXPECT_EQ(shape.kind, ShapeKind::kNoCluster);
+  EXPECT_THAT(WhyRefused(shape), testing::HasSubstr("no Cluster"));
+  shape = OfRefused(test::Raw(whole.begin(), whole.end() - 3));
+  EXPECT_EQ(shape.kind, ShapeKind::kNoCluster);
+  EXPECT_THAT(WhyRefused(shape), testing::HasSubstr("3 bytes"));
+}
+
+TEST(RefusedFiles, OfASoundShapeKeepIt) {
+  EXPECT_EQ(OfRefused({}).kind, ShapeKind::kEmpty);
+  EXPECT_EQ(OfRefused(test::MkvFile({test::Info(), test::Cluster(0, {})})).kind, ShapeKind::kWhole);
+}
+
 TEST(FileShapes, EveryRefusalHasItsOwnWords) {
   std::vector<std::string> words;
   for (const ShapeKind kind : {ShapeKind::kEmpty, ShapeKind::kNotEbml, ShapeKind::kDamagedHeader,
-                               ShapeKind::kOtherDocType, ShapeKind::kNoSegment, ShapeKind::kTruncated}) {
+                               ShapeKind::kOtherDocType, ShapeKind::kNoDocType, ShapeKind::kNewerVersion,
+                               ShapeKind::kNoSegment, ShapeKind::kNoCluster, ShapeKind::kTruncated}) {
     FileShape shape;
     shape.kind = kind;
     words.push_back(WhyRefused(shape));

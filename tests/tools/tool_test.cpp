@@ -224,6 +224,12 @@ TEST_F(Tool, TellsUnusableFilesApart) {
   expect(Write("empty.mkv", ""), 1, "empty");
   expect(Write("text.mkv", "hello"), 1, "does not begin with an EBML header");
   expect(Write("header.mkv", header), 1, "no Segment");
+  expect(Write("version.mkv", header.substr(0, 4) + std::string("\x8F\x42\x85\x81\x03", 5) + header.substr(5) +
+                                  std::string("\x18\x53\x80\x67\x80", 5)),
+         1, "version 3");
+  expect(Write("nameless.mkv", std::string("\x1A\x45\xDF\xA3\x84\x42\x85\x81\x02\x18\x53\x80\x67\x80", 14)), 1,
+         "no document type");
+  expect(Write("frameless.mkv", header + std::string("\x18\x53\x80\x67\x80", 5)), 1, "no Cluster");
   expect(Write("other.mkv", std::string("\x1A\x45\xDF\xA3\x86\x42\x82\x83xml", 11)), 1, "\"xml\"");
 }
 
