@@ -18,6 +18,7 @@ namespace {
 
 std::atomic<std::uint64_t> count{0};
 std::atomic<std::uint64_t> failAt{0};
+std::atomic<bool> failsOn{false};
 std::atomic<std::size_t> live{0};
 std::atomic<std::size_t> peak{0};
 
@@ -28,8 +29,16 @@ static_assert(kHead >= sizeof(std::size_t));
 // Larger blocks are refused here: for those a sanitizer would end the program.
 constexpr std::size_t kLargest = std::size_t{1} << (sizeof(std::size_t) == 8 ? 40 : 31);
 
+bool IsToFail(std::uint64_t number) {
+  const std::uint64_t first = failAt;
+  return first != 0 && (failsOn ? number >= first : number == first);
+}
+
 void* Allocate(std::size_t size) {
-  if (++count == failAt) throw std::bad_alloc();
+  if (IsToFail(++count)) {
+    if (const std::new_handler handler = std::get_new_handler()) handler();
+    throw std::bad_alloc();
+  }
   void* memory = size <= kLargest ? std::malloc(size + kHead) : nullptr;
   if (memory == nullptr) throw std::bad_alloc();
   *static_cast<std::size_t*>(memory) = size;
@@ -62,7 +71,14 @@ std::uint64_t Allocations() { return count; }
 std::size_t LiveBytes() { return live; }
 std::size_t PeakBytes() { return peak; }
 void ResetPeakBytes() { peak = live.load(); }
-void FailAllocation(std::uint64_t n) { failAt = n == 0 ? 0 : count + n; }
+void FailAllocation(std::uint64_t n) {
+  failsOn = false;
+  failAt = n == 0 ? 0 : count + n;
+}
+void FailAllocationsFrom(std::uint64_t n) {
+  FailAllocation(n);
+  failsOn = true;
+}
 
 }  // namespace vantor::test
 

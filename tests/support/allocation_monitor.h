@@ -23,7 +23,10 @@ std::size_t LiveBytes();
 std::size_t PeakBytes();
 void ResetPeakBytes();
 
-// The n-th allocation from now on (1 is the next) throws std::bad_alloc; 0 takes it back. On every thread.
+// The n-th allocation from now on (1 is the next) throws std::bad_alloc, having told the new-handler; 0 takes it back.
+// On every thread.
 void FailAllocation(std::uint64_t n);
+// The same for it and all that follow, until FailAllocation takes it back.
+void FailAllocationsFrom(std::uint64_t n);
 
 }  // namespace vantor::test

@@ -1,0 +1,221 @@
+// Faults of the system through the whole program: whichever call fails, the tool prints the whole result, or says that
+// it failed.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdio>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "support/allocation_monitor.h"
+#include "support/temporary_folder.h"
+#include "tools/commands.h"
+#include "tools/posix/faulty_tool.h"
+
+namespace vantor::tools {
+namespace {
+
+using testing::HasSubstr;
+
+#if defined(VANTOR_SANITIZED)
+constexpr std::size_t kRunsOfAFile = 10;
+constexpr unsigned long kAllocationsOfAFile = 6;
+#else
+constexpr std::size_t kRunsOfAFile = 50;
+constexpr unsigned long kAllocationsOfAFile = 24;
+#endif
+
+std::vector<std::string> MediaNames() {
+  std::vector<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(VANTOR_TEST_MEDIA)) {
+    const std::string kind = entry.path().extension().string();
+    if (kind == ".mkv" || kind == ".mka" || kind == ".mks" || kind == ".webm") {
+      names.push_back(entry.path().filename().string());
+    }
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+std::string Media(const std::string& name) { return VANTOR_TEST_MEDIA "/" + name; }
+
+// So many of the numbers up to the last, evenly spread; which ones differs with the seed.
+std::vector<unsigned long> Spread(unsigned long last, unsigned long count, std::size_t seed) {
+  std::vector<unsigned long> numbers;
+  if (last <= count) {
+    for (unsigned long number = 1; number <= last; ++number) numbers.push_back(number);
+    return numbers;
+  }
+  const unsigned long step = last / count;
+  for (unsigned long i = 0; i < count; ++i) numbers.push_back(1 + i * step + (seed * 7919 + i * 104729) % step);
+  return numbers;
+}
+
+// Every fault that is tried on a run with those calls, mapped and unmapped.
+std::vector<Fault> FaultsOf(const FaultyOutcome& mapped, const FaultyOutcome& unmapped, std::size_t seed) {
+  std::vector<Fault> faults;
+  const auto add = [&](const std::string& kind, const FaultyOutcome& run, unsigned long count) {
+    for (const unsigned long number : Spread(run.calls.at(kind), count, seed)) {
+      for (const bool isOngoing : {false, true}) {
+        faults.push_back({kind, number, isOngoing && kind != "cut", &run == &unmapped, "", -1});
+      }
+    }
+  };
+  add("read", unmapped, 6);
+  add("allocation", mapped, 8);
+  add("short", unmapped, 3);
+  add("mapping", mapped, 4);
+  add("cut", mapped, 4);
+  add("thread", mapped, 3);
+  add("cut", unmapped, 4);
+  add("allocation", unmapped, 4);
+  return faults;
+}
+
+// At most so many of them, evenly spread.
+std::vector<Fault> Some(const std::vector<Fault>& faults, std::size_t count, std::size_t seed) {
+  std::vector<Fault> some;
+  for (const unsigned long number : Spread(faults.size(), count, seed)) some.push_back(faults[number - 1]);
+  return some;
+}
+
+// What a fault of this kind does for sure.
+void ExpectAsOfItsKind(const Fault& fault, const FaultyOutcome& outcome) {
+  if (fault.kind == "read") {
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_THAT(outcome.messages, HasSubstr("Input/output error"));
+  } else if (fault.kind == "short") {
+    EXPECT_EQ(outcome.status, 0) << outcome.messages;
+  }
+}
+
+void TryFaults(const std::vector<std::string>& command, const std::string& name, std::size_t runs, std::size_t seed) {
+  const test::TemporaryFolder folder;
+  const std::string path = (folder / name).string();
+  // A cut changes the file, so each run has its own copy.
+  const auto run = [&](Fault fault) {
+    std::filesystem::copy_file(Media(name), path, std::filesystem::copy_options::overwrite_existing);
+    fault.file = path;
+    std::vector<std::string> arguments = command;
+    arguments.push_back(path);
+    return RunFaulty(arguments, fault);
+  };
+  const FaultyOutcome whole = run({});
+  const FaultyOutcome unmapped = run({.kind = "", .isUnmapped = true});
+  ASSERT_EQ(whole.status, 0) << whole.messages;
+  ASSERT_EQ(unmapped.status, 0) << unmapped.messages;
+  ASSERT_EQ(unmapped.out, whole.out);
+  ASSERT_GT(unmapped.calls.at("read"), 0U);
+  ASSERT_GT(whole.calls.at("mapping"), 0U);
+  for (const Fault& fault : Some(FaultsOf(whole, unmapped, seed), runs, seed)) {
+    SCOPED_TRACE(command.front() + " " + name + ": " + Describe(fault));
+    const FaultyOutcome outcome = run(fault);
+    ExpectWholeOrTold(outcome, whole);
+    ExpectAsOfItsKind(fault, outcome);
+  }
+}
+
+class EveryFile : public testing::TestWithParam<std::string> {
+ protected:
+  static std::size_t Seed() {
+    const std::vector<std::string> names = MediaNames();
+    return static_cast<std::size_t>(std::find(names.begin(), names.end(), GetParam()) - names.begin());
+  }
+};
+
+INSTANTIATE_TEST_SUITE_P(Faults, EveryFile, testing::ValuesIn(MediaNames()), [](const auto& tested) {
+  std::string name = tested.param;
+  std::replace(name.begin(), name.end(), '.', '_');
+  return name;
+});
+
+TEST_P(EveryFile, IsListedWholeOrTheFaultIsTold) { TryFaults({"samples"}, GetParam(), kRunsOfAFile, Seed()); }
+
+TEST(Faults, OfOtherCommandsAreTold) {
+  const std::vector<std::vector<std::string>> commands = {
+      {"info"}, {"info", "--json"}, {"play"}, {"play", "--from", "1"}, {"samples", "--seek", "10000000"}};
+  for (std::size_t i = 0; i < commands.size(); ++i) TryFaults(commands[i], "avc_aac.mkv", kRunsOfAFile / 2, i);
+}
+
+TEST(Faults, OutputThatIsNotWrittenWholeIsTold) {
+  const std::string media = Media("languages.mkv");
+  for (const std::vector<std::string>& command : std::vector<std::vector<std::string>>{
+           {"samples", media}, {"info", media}, {"info", "--json", media}, {"play", media}, {"--help"}}) {
+    const FaultyOutcome whole = RunFaulty(command, {});
+    ASSERT_EQ(whole.status, 0);
+    // The last line of play is of no certain length.
+    const auto size = static_cast<long>(whole.out.size());
+    for (const long limit : {0L, 1L, size / 3, size - 1}) {
+      SCOPED_TRACE(command.front() + " limited to " + std::to_string(limit));
+      Fault fault;
+      fault.largestFile = limit;
+      const FaultyOutcome outcome = RunFaulty(command, fault);
+      EXPECT_EQ(outcome.status, 2);
+      EXPECT_THAT(outcome.messages, HasSubstr("cannot write"));
+      ExpectWholeOrTold(outcome, whole);
+    }
+  }
+}
+
+// ---- Operator new, in this process: sanitizers see what becomes of it. ----
+
+class MemoryStream {
+ public:
+  MemoryStream() : file_(open_memstream(&text_, &size_)) {}
+  ~MemoryStream() {
+    std::fclose(file_);
+    std::free(text_);
+  }
+  MemoryStream(const MemoryStream&) = delete;
+  MemoryStream& operator=(const MemoryStream&) = delete;
+
+  std::FILE* File() const { return file_; }
+  std::string Text() const {
+    std::fflush(file_);
+    return {text_, size_};
+  }
+
+ private:
+  char* text_ = nullptr;
+  std::size_t size_ = 0;
+  std::FILE* file_;
+};
+
+FaultyOutcome RunHere(const std::string& name, unsigned long failing, bool isOngoing) {
+  const std::vector<std::string> arguments = {"vantor-mkv", "samples", "--component", VANTOR_COMPONENT, Media(name)};
+  const MemoryStream out;
+  const MemoryStream messages;
+  FaultyOutcome outcome;
+  const std::uint64_t before = test::Allocations();
+  isOngoing ? test::FailAllocationsFrom(failing) : test::FailAllocation(failing);
+  outcome.status = Main(arguments, out.File(), messages.File());
+  test::FailAllocation(0);
+  outcome.calls["allocation"] = test::Allocations() - before;
+  outcome.out = out.Text();
+  outcome.messages = messages.Text();
+  return outcome;
+}
+
+TEST_P(EveryFile, IsListedWholeOrTheLackOfMemoryIsTold) {
+  if (!test::WatchesAllocations()) {
+    GTEST_SKIP();
+  }
+  const FaultyOutcome whole = RunHere(GetParam(), 0, false);
+  ASSERT_EQ(whole.status, 0) << whole.messages;
+  int told = 0;
+  for (const bool isOngoing : {false, true}) {
+    for (const unsigned long number : Spread(whole.calls.at("allocation"), kAllocationsOfAFile, Seed())) {
+      SCOPED_TRACE(Describe({"allocation", number, isOngoing, false, "", -1}));
+      const FaultyOutcome outcome = RunHere(GetParam(), number, isOngoing);
+      ExpectWholeOrTold(outcome, whole);
+      told += outcome.messages.find("out of memory") != std::string::npos;
+    }
+  }
+  EXPECT_GT(told, 0);
+}
+
+}  // namespace
+}  // namespace vantor::tools

@@ -1,0 +1,138 @@
+#include "tools/posix/faulty_tool.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <spawn.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+
+#include "support/temporary_folder.h"
+
+namespace vantor::tools {
+namespace {
+
+constexpr std::array<const char*, 6> kKinds = {"allocation", "read", "short", "mapping", "thread", "cut"};
+
+std::string Content(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  std::ostringstream text;
+  text << file.rdbuf();
+  return text.str();
+}
+
+// Limits the files that a program may write which is started while this lives. Beyond the limit writing fails.
+class FileLimit {
+ public:
+  explicit FileLimit(long bytes) {
+    getrlimit(RLIMIT_FSIZE, &before_);
+    rlimit limit = before_;
+    if (bytes >= 0) limit.rlim_cur = static_cast<rlim_t>(bytes);
+    std::signal(SIGXFSZ, SIG_IGN);
+    setrlimit(RLIMIT_FSIZE, &limit);
+  }
+  ~FileLimit() { setrlimit(RLIMIT_FSIZE, &before_); }
+  FileLimit(const FileLimit&) = delete;
+  FileLimit& operator=(const FileLimit&) = delete;
+
+ private:
+  rlimit before_ = {};
+};
+
+std::vector<std::string> Environment(const Fault& fault, const std::string& counts) {
+  std::vector<std::string> settings;
+  for (char** setting = environ; *setting != nullptr; ++setting) settings.emplace_back(*setting);
+  settings.emplace_back("LD_PRELOAD=" VANTOR_FAULT_SHIM);
+  settings.push_back("VANTOR_FAULT=" + (fault.kind.empty() ? "none" : fault.kind) + ":" + std::to_string(fault.number) +
+                     (fault.isOngoing ? ":on:" : ":once:") + (fault.isUnmapped ? "unmapped" : ""));
+  settings.push_back("VANTOR_FAULT_COUNTS=" + counts);
+  settings.push_back("VANTOR_FAULT_FILE=" + fault.file);
+  // A sanitizer wants to be the first library of all, but shares with the shim what it has in common.
+  const char* const options = std::getenv("ASAN_OPTIONS");  // NOLINT(concurrency-mt-unsafe): the test has one thread
+  settings.push_back("ASAN_OPTIONS=" + std::string(options != nullptr ? options : "") + ":verify_asan_link_order=0");
+  return settings;
+}
+
+std::vector<char*> Pointers(const std::vector<std::string>& words) {
+  std::vector<char*> pointers;
+  for (const std::string& word : words) pointers.push_back(const_cast<char*>(word.c_str()));
+  pointers.push_back(nullptr);
+  return pointers;
+}
+
+int Start(const std::vector<std::string>& arguments, const Fault& fault, const test::TemporaryFolder& folder) {
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  constexpr int kFlags = O_WRONLY | O_CREAT | O_TRUNC;
+  posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, (folder / "out").c_str(), kFlags, 0600);
+  // Through a pipe, which no limit on files bounds.
+  int pipe[2] = {-1, -1};
+  EXPECT_EQ(pipe2(pipe, O_CLOEXEC), 0);
+  posix_spawn_file_actions_adddup2(&actions, pipe[1], STDERR_FILENO);
+  const std::vector<std::string> settings = Environment(fault, (folder / "counts").string());
+  pid_t process = -1;
+  {
+    const FileLimit limit(fault.largestFile);
+    EXPECT_EQ(
+        posix_spawn(&process, VANTOR_TOOL, &actions, nullptr, Pointers(arguments).data(), Pointers(settings).data()),
+        0);
+  }
+  posix_spawn_file_actions_destroy(&actions);
+  close(pipe[1]);
+  std::ofstream messages(folder / "messages", std::ios::binary);
+  std::array<char, 4096> piece;
+  for (ssize_t count = 0; (count = read(pipe[0], piece.data(), piece.size())) > 0;) messages.write(piece.data(), count);
+  close(pipe[0]);
+  int status = 0;
+  while (waitpid(process, &status, 0) < 0 && errno == EINTR) {
+  }
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+}
+
+}  // namespace
+
+FaultyOutcome RunFaulty(const std::vector<std::string>& arguments, const Fault& fault) {
+  const test::TemporaryFolder folder;
+  std::vector<std::string> words = {VANTOR_TOOL};
+  words.insert(words.end(), arguments.begin(), arguments.end());
+  FaultyOutcome outcome;
+  outcome.status = Start(words, fault, folder);
+  outcome.out = Content((folder / "out").string());
+  outcome.messages = Content((folder / "messages").string());
+  // The last line of play tells the time it took.
+  if (const std::size_t played = outcome.out.find("\nplayed "); played != std::string::npos) outcome.out.resize(played);
+  std::ifstream counts(folder / "counts");
+  for (const char* kind : kKinds) counts >> outcome.calls[kind];
+  return outcome;
+}
+
+void ExpectWholeOrTold(const FaultyOutcome& outcome, const FaultyOutcome& whole) {
+  if (outcome.status == 0) {
+    EXPECT_EQ(outcome.out, whole.out);
+    EXPECT_EQ(outcome.messages, whole.messages);
+    return;
+  }
+  EXPECT_TRUE(outcome.status == 1 || outcome.status == 2) << outcome.status << " " << outcome.messages;
+  std::istringstream lines(outcome.messages);
+  int failures = 0;
+  for (std::string line; std::getline(lines, line);) {
+    EXPECT_TRUE(line.starts_with("vantor-mkv: ")) << line;
+    failures += line.find(": warning: ") == std::string::npos;
+  }
+  EXPECT_EQ(failures, 1) << outcome.messages;
+  EXPECT_TRUE(outcome.messages.ends_with('\n')) << outcome.messages;
+}
+
+std::string Describe(const Fault& fault) {
+  return fault.kind + " " + std::to_string(fault.number) + (fault.isOngoing ? " and on" : "") +
+         (fault.isUnmapped ? ", unmapped" : "");
+}
+
+}  // namespace vantor::tools

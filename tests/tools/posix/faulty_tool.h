@@ -1,0 +1,38 @@
+// The built tool, run with a fault of the system that fault_shim.cpp makes.
+//
+//   const FaultyOutcome whole = RunFaulty({"samples", path}, {});
+//   const FaultyOutcome run = RunFaulty({"samples", path}, {"read", 3});
+//   ExpectWholeOrTold(run, whole);
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace vantor::tools {
+
+struct Fault {
+  std::string kind;          // as of fault_shim.cpp; empty for none
+  unsigned long number = 0;  // of the call; 0 for none
+  bool isOngoing = false;    // the calls after it fail too
+  bool isUnmapped = false;   // files cannot be mapped
+  std::string file;          // that a fault of the kind "cut" cuts
+  long largestFile = -1;     // bytes that a file may hold that is written; below 0 for any number
+};
+
+struct FaultyOutcome {
+  int status = -1;  // minus the signal that ended it
+  std::string out;  // without what depends on the time
+  std::string messages;
+  std::map<std::string, unsigned long> calls;  // by kind
+};
+
+FaultyOutcome RunFaulty(const std::vector<std::string>& arguments, const Fault& fault);
+
+// The result of a run without a fault, or a failure that says so in one line; a warning may go before it.
+void ExpectWholeOrTold(const FaultyOutcome& outcome, const FaultyOutcome& whole);
+
+// The fault in words, for a failed test.
+std::string Describe(const Fault& fault);
+
+}  // namespace vantor::tools
