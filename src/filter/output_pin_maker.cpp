@@ -52,8 +52,9 @@ OutputPinMaker::OutputPinMaker(CMkvFileRoot& root, IPin* upstream, CFontInstalle
       probedFile_(root) {
   probedFile_.allowance = root.AllowanceOf(kTimesForProbing, kSlackForProbing);
   avcConfigSources_.file = &probedFile_;
-  avcConfigSources_.streamDescription = [upstream](const MkvTrackEntry& track, Bytes& codecPrivate) {
-    return ReadStreamDescription(upstream, track, codecPrivate);
+  avcConfigSources_.streamDescription = [description = StreamDescription(upstream)](const MkvTrackEntry& track,
+                                                                                    Bytes& codecPrivate) mutable {
+    return description.Read(track, codecPrivate);
   };
 }
 

@@ -6,7 +6,6 @@
 #include "baseclasses/media_type.h"
 #include "mediatypes/base64.h"
 #include "platform/com_ptr.h"
-#include "platform/profile_file.h"
 
 namespace vantor {
 
@@ -46,11 +45,9 @@ WideString StreamDescriptionPath(const WideString& mediaPath) {
   return point == WideString::npos ? WideString() : mediaPath.substr(0, point) + OLESTR(".conf");
 }
 
-bool ReadStreamDescription(IPin* upstream, const MkvTrackEntry& track, Bytes& codecPrivate) {
-  const WideString path = StreamDescriptionPath(SourcePath(upstream));
-  if (path.empty()) return false;
-  const WideString value =
-      platform::ReadProfileString(path, OLESTR("Stream.") + track.Name, OLESTR("CodecData"), kLongestValue);
+bool StreamDescription::Read(const MkvTrackEntry& track, Bytes& codecPrivate) {
+  if (!file_) file_.emplace(StreamDescriptionPath(SourcePath(upstream_)));
+  const WideString value = file_->Value(OLESTR("Stream.") + track.Name, OLESTR("CodecData"), kLongestValue);
   const Bytes decoded = DecodeBase64(value);
   Bytes box;
   if (!BuildAvcConfig(decoded.data(), decoded.size(), box) || box.size() <= kAvcBoxHeaderSize) return false;

@@ -43,7 +43,7 @@ class FakeUpstream final : public IPin, public IBaseFilter, public IFileSourceFi
   HRESULT currentFile = S_OK;
   bool hasName = true;
   WideString name;
-  bool gavePinInfo = false;
+  int timesAsked = 0;
 
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
     *object = nullptr;
@@ -62,6 +62,7 @@ class FakeUpstream final : public IPin, public IBaseFilter, public IFileSourceFi
     return pinInfo;
   }
   HRESULT STDMETHODCALLTYPE GetCurFile(LPOLESTR* file, AM_MEDIA_TYPE* type) override {
+    ++timesAsked;
     *file = nullptr;
     if (type != nullptr) {
       // Callers own the format block.
@@ -109,7 +110,7 @@ class FakeUpstream final : public IPin, public IBaseFilter, public IFileSourceFi
   int references_ = 0;
 };
 
-class StreamDescription : public testing::Test {
+class StreamDescriptionTest : public testing::Test {
  protected:
   void SetUp() override {
     upstream_.name = (folder_ / "a.b.mkv").string<WCHAR>();
@@ -123,7 +124,7 @@ class StreamDescription : public testing::Test {
   // The private data that the file gives the track, or nothing.
   Raw Read() {
     Bytes codecPrivate = {9, 9};
-    if (ReadStreamDescription(&upstream_, track_, codecPrivate)) return codecPrivate;
+    if (StreamDescription(&upstream_).Read(track_, codecPrivate)) return codecPrivate;
     EXPECT_EQ(codecPrivate, (Bytes{9, 9}));
     return {};
   }
@@ -145,29 +146,29 @@ TEST(StreamDescriptionPath, WithoutAPointThereIsNone) {
   EXPECT_TRUE(StreamDescriptionPath({}).empty());
 }
 
-TEST_F(StreamDescription, SectionOfTheTracksNameGivesTheRecord) {
+TEST_F(StreamDescriptionTest, SectionOfTheTracksNameGivesTheRecord) {
   WriteDescription("[Stream.Other]\r\nCodecData=AAAA\r\n[Stream.Main]\r\nCodecData=" + Base64(kAnnexB) + "\r\n");
   EXPECT_EQ(Read(), kRecord);
 }
 
-TEST_F(StreamDescription, StoredConfigurationBoxIsTaken) {
+TEST_F(StreamDescriptionTest, StoredConfigurationBoxIsTaken) {
   const Raw box = Join({BigEndian(kRecord.size() + 8, 4), Text("avcC"), kRecord});
   WriteDescription("[Stream.Main]\nCodecData=" + Base64(box));
   EXPECT_EQ(Read(), kRecord);
 }
 
-TEST_F(StreamDescription, OfTwoSequenceSetsOnlyTheFirstIsTaken) {
+TEST_F(StreamDescriptionTest, OfTwoSequenceSetsOnlyTheFirstIsTaken) {
   WriteDescription("[Stream.Main]\nCodecData=" + Base64(Join({kAnnexB, {0, 0, 0, 1, 0x67, 1, 2, 3, 4}})));
   EXPECT_EQ(Read(), kRecord);
 }
 
-TEST_F(StreamDescription, TrackWithoutNameHasTheSectionWithNothingAfterThePoint) {
+TEST_F(StreamDescriptionTest, TrackWithoutNameHasTheSectionWithNothingAfterThePoint) {
   track_.Name.clear();
   WriteDescription("[Stream.]\nCodecData=" + Base64(kAnnexB));
   EXPECT_EQ(Read(), kRecord);
 }
 
-TEST_F(StreamDescription, MissingFileSectionOrKeyGiveNone) {
+TEST_F(StreamDescriptionTest, MissingFileSectionOrKeyGiveNone) {
   EXPECT_EQ(Read(), Raw{});
   WriteDescription("[Stream.Main]\nCodecData=" + Base64(kAnnexB), "a.conf");
   EXPECT_EQ(Read(), Raw{});
@@ -179,7 +180,7 @@ TEST_F(StreamDescription, MissingFileSectionOrKeyGiveNone) {
   EXPECT_EQ(Read(), Raw{});
 }
 
-TEST_F(StreamDescription, UndecodableOrUselessTextGivesNone) {
+TEST_F(StreamDescriptionTest, UndecodableOrUselessTextGivesNone) {
   for (const std::string& value : {std::string("!!!!"), Base64(Fill(40, 1)), Base64({0, 0, 0, 1, 0x67, 1, 2, 3}),
                                    Base64(Join({{0, 0, 0, 1}, kSequence}))}) {
     WriteDescription("[Stream.Main]\nCodecData=" + value);
@@ -187,7 +188,7 @@ TEST_F(StreamDescription, UndecodableOrUselessTextGivesNone) {
   }
 }
 
-TEST_F(StreamDescription, ValueIsCutTo1023Characters) {
+TEST_F(StreamDescriptionTest, ValueIsCutTo1023Characters) {
   // 765 bytes are 1020 characters; what follows is cut away, and with it the rest of a picture set of 2-byte lengths.
   const Raw slice = Join({{0x65}, Fill(765 - 8 - 2 - 1, 7)});
   const Raw fits = Join({BigEndian(6, 2), kSequence, BigEndian(slice.size(), 2), slice});
@@ -204,7 +205,7 @@ TEST_F(StreamDescription, ValueIsCutTo1023Characters) {
   EXPECT_EQ(Read(), Raw{});
 }
 
-TEST_F(StreamDescription, NamesBeyondAsciiNameTheirSectionInASixteenBitFile) {
+TEST_F(StreamDescriptionTest, NamesBeyondAsciiNameTheirSectionInASixteenBitFile) {
   track_.Name = Utf8ToWide("Bild \xE4\xB8\xAD");
   const WideString text = OLESTR("[Stream.") + track_.Name + OLESTR("]\r\nCodecData=") + Utf8ToWide(Base64(kAnnexB));
   std::string bytes = "\xFF\xFE";
@@ -216,11 +217,11 @@ TEST_F(StreamDescription, NamesBeyondAsciiNameTheirSectionInASixteenBitFile) {
   EXPECT_EQ(Read(), kRecord);
 }
 
-TEST_F(StreamDescription, EveryFailingStepOfFindingTheSourceGivesNone) {
+TEST_F(StreamDescriptionTest, EveryFailingStepOfFindingTheSourceGivesNone) {
   WriteDescription("[Stream.Main]\nCodecData=" + Base64(kAnnexB));
   ASSERT_EQ(Read(), kRecord);
   Bytes codecPrivate;
-  EXPECT_FALSE(ReadStreamDescription(nullptr, track_, codecPrivate));
+  EXPECT_FALSE(StreamDescription(nullptr).Read(track_, codecPrivate));
   upstream_.pinInfo = E_FAIL;
   EXPECT_EQ(Read(), Raw{});
   upstream_.pinInfo = S_OK;
@@ -239,7 +240,19 @@ TEST_F(StreamDescription, EveryFailingStepOfFindingTheSourceGivesNone) {
   EXPECT_EQ(Read(), kRecord);
 }
 
-TEST_F(StreamDescription, SourceWithoutAPointInItsPathGivesNone) {
+TEST_F(StreamDescriptionTest, FileIsLookedForOnceForAllTracksOfAConnection) {
+  WriteDescription("[Stream.Main]\nCodecData=" + Base64(kAnnexB));
+  StreamDescription description(&upstream_);
+  EXPECT_EQ(upstream_.timesAsked, 0);
+  MkvTrackEntry other;
+  Bytes codecPrivate;
+  EXPECT_FALSE(description.Read(other, codecPrivate));
+  EXPECT_TRUE(description.Read(track_, codecPrivate));
+  EXPECT_EQ(codecPrivate, kRecord);
+  EXPECT_EQ(upstream_.timesAsked, 1);
+}
+
+TEST_F(StreamDescriptionTest, SourceWithoutAPointInItsPathGivesNone) {
   upstream_.name = OLESTR("movie");
   EXPECT_EQ(Read(), Raw{});
 }

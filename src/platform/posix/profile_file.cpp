@@ -19,14 +19,13 @@ namespace vantor::platform {
 
 namespace {
 
-constexpr std::uintmax_t kLargestFile = std::uintmax_t{16} << 20;
 constexpr WCHAR kReplacement = 0xFFFD;
 
 std::string ReadFile(const WideString& path) {
   const std::filesystem::path file(WideToUtf8(path));
   std::error_code error;
   const bool regular = std::filesystem::is_regular_file(file, error);
-  if (!regular || error || std::filesystem::file_size(file, error) > kLargestFile || error) return {};
+  if (!regular || error || std::filesystem::file_size(file, error) > ProfileFile::kLargestFile || error) return {};
   std::ifstream stream(file, std::ios::binary);
   return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
 }
@@ -111,11 +110,11 @@ WideStringView FindValue(WideStringView text, WideStringView section, WideString
 
 }  // namespace
 
-WideString ReadProfileString(const WideString& path, const WideString& section, const WideString& key,
-                             std::size_t capacity) {
+ProfileFile::ProfileFile(const WideString& path) : content_(Decode(ReadFile(path))) {}
+
+WideString ProfileFile::Value(const WideString& section, const WideString& key, std::size_t capacity) const {
   if (capacity == 0) return {};
-  const WideString text = Decode(ReadFile(path));
-  return WideString(FindValue(text, Trim(section), Trim(key)).substr(0, capacity - 1));
+  return WideString(FindValue(content_, Trim(section), Trim(key)).substr(0, capacity - 1));
 }
 
 }  // namespace vantor::platform
