@@ -28,15 +28,16 @@ void ReadAttachedFile(const MkvElement& element, MkvAttachedFile& file) {
 
 HRESULT ReadAttachments(const MkvElement& attachments, MkvAttachmentList& list) {
   if (!attachments) return E_POINTER;
-  ReadRecord(attachments, {
-                              {0x61A7,
-                               [&](const MkvElement& child) {
-                                 if (list.size() >= kMaxAttachedFiles) {
-                                   return child.NotePassedOver(Tolerated::kAttachedFileOverLimit);
-                                 }
-                                 ReadAttachedFile(child, list.emplace_back());
-                               }},
-                          });
+  ReadRecord(attachments,
+             {
+                 {0x61A7,
+                  [&](const MkvElement& child) {
+                    if (list.size() >= kMaxAttachedFiles || !child.file->recordRoom.Take(sizeof(MkvAttachedFile))) {
+                      return child.NotePassedOver(Tolerated::kAttachedFileOverLimit);
+                    }
+                    ReadAttachedFile(child, list.emplace_back());
+                  }},
+             });
   return S_OK;
 }
 

@@ -25,14 +25,13 @@ namespace {
 void ReadFrame(CMkvFile& file, std::uint64_t size, FrameList& frames) {
   const std::uint64_t there = std::min(size, file.Remaining());
   if (there < size) file.Tolerate(Tolerated::kFrameCutOff, file.position, size - there);
-  if (!frames.Take(there, MkvBlock::kLargestFrame)) {
+  if (!frames.Take(there, MkvBlock::kLargestFrame, file.frameMemory)) {
     // It is in the list all the same, so that the frames behind it keep their places in the lace, and their times.
     file.Tolerate(Tolerated::kFrameTooLarge, file.position, there);
     return frames.AppendLost();
   }
-  FrameBytes& frame = frames.Append();
+  FrameBytes& frame = frames.Append(static_cast<std::size_t>(there));
   if (there == 0) return;
-  frame.resize(static_cast<std::size_t>(there));
   const std::uint64_t before = file.position;
   if (file.Read(frame.data(), there) != S_OK) frame.resize(static_cast<std::size_t>(file.position - before));
 }
@@ -44,11 +43,12 @@ void MkvBlock::Reset() {
   timecode = CMkvInt();
   flags = CMkvByte();
   frames.Clear();
+  framesTold_ = 0;
   BlockDuration = CMkvUInt();
   ReferencePriority = CMkvUInt();
   ReferenceBlock = CMkvInt();
   ReferenceVirtual = CMkvInt();
-  CodecState.clear();
+  CodecState = Bytes();
 }
 
 void MkvBlock::ReadHeader(const MkvElement& element) {
@@ -68,10 +68,13 @@ void MkvBlock::ReadHeader(const MkvElement& element) {
 
 HRESULT MkvBlock::ReadFrames(const MkvElement& element, std::size_t mostFrames) {
   LaceSizes sizes;
-  if (const HRESULT result = ReadLaceSizes(element, flags.value, sizes); result != S_OK) {
+  const HRESULT result = ReadLaceSizes(element, flags.value, sizes);
+  // Sizes of no bytes cost a file next to nothing, and each is a frame that has to be kept until it is delivered.
+  if (result != S_OK || sizes.count > kMostFrames - framesTold_) {
     element.NotePassedOver(Tolerated::kRejectedBlock);
-    return result;
+    return E_FAIL;
   }
+  framesTold_ += sizes.count;
   CMkvFile& file = *element.file;
   std::uint64_t next = file.position;
   for (std::size_t i = 0; i < std::min(sizes.count, mostFrames); ++i) {
@@ -89,6 +92,16 @@ HRESULT MkvBlock::Read(const MkvElement& element, bool wantFrames) {
   return wantFrames ? ReadFrames(element) : S_OK;
 }
 
+// Held against what the record's frames may take, since it is as long as it says.
+void MkvBlock::ReadCodecState(const MkvElement& element) {
+  CMkvFile& file = *element.file;
+  const std::uint64_t size = element.size.value;
+  if (size > file.Remaining() || !frames.Take(size, kLargestFrame, file.frameMemory)) {
+    return element.NotePassedOver(Tolerated::kPayloadOutOfBounds);
+  }
+  (void)ReadBytes(element, CodecState);
+}
+
 template <typename ReadBlock>
 HRESULT MkvBlock::WalkGroup(const MkvElement& group, const ReadBlock& readBlock) {
   return ReadChildren(group, {
@@ -97,7 +110,7 @@ HRESULT MkvBlock::WalkGroup(const MkvElement& group, const ReadBlock& readBlock)
                                  {0xFA, ReferencePriority},
                                  {0xFB, ReferenceBlock},
                                  {0xFD, ReferenceVirtual},
-                                 {0xA4, CodecState},
+                                 {0xA4, [&](const MkvElement& child) { ReadCodecState(child); }},
                              });
 }
 
@@ -109,9 +122,11 @@ HRESULT MkvBlock::ReadEveryBlock(const MkvElement& group, bool wantFrames, std::
   bool isDamaged = false;
   const HRESULT result = WalkGroup(group, [&](const MkvElement& child) {
     ReadHeader(child);
-    if (wantFrames && FAILED(ReadFrames(child, mostFrames))) isDamaged = true;
+    if (wantFrames && !isDamaged) isDamaged = FAILED(ReadFrames(child, mostFrames));
   });
-  return isDamaged ? E_FAIL : result;
+  if (!isDamaged) return result;
+  frames.Clear();
+  return E_FAIL;
 }
 
 HRESULT MkvBlock::ReadGroupOfTrack(const MkvElement& element, std::uint64_t track, std::size_t mostFrames) {
@@ -123,15 +138,14 @@ HRESULT MkvBlock::ReadGroupOfTrack(const MkvElement& element, std::uint64_t trac
     ReadHeader(child);
     if (trackNumber.value != track) {
       isSkipped = true;
-    } else if (FAILED(ReadFrames(child, mostFrames))) {
-      isDamaged = true;
+    } else if (!isDamaged) {
+      isDamaged = FAILED(ReadFrames(child, mostFrames));
     }
   });
-  if (trackNumber.value != track) {
-    frames.Clear();
-    return result;
-  }
-  if (!isSkipped || result == E_ABORT) return isDamaged ? E_FAIL : result;
+  const bool isOfTrack = trackNumber.value == track;
+  if (!isOfTrack || isDamaged) frames.Clear();
+  if (isOfTrack && isDamaged) return E_FAIL;
+  if (!isOfTrack || !isSkipped || result == E_ABORT) return result;
   Reset();
   constexpr bool kWantFrames = true;
   return ReadEveryBlock(element, kWantFrames, mostFrames);

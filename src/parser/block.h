@@ -16,9 +16,13 @@
 namespace vantor {
 
 struct MkvBlock {
-  // A frame that would make the record hold more than this is not read but counted as lost, bytes.
+  // A frame that would make the record hold more than this, or all records more than the file's frameMemory has, is not
+  // read but counted as lost, bytes.
   static constexpr std::uint64_t kLargestFrame = std::uint64_t{256} << 20;
   static constexpr std::size_t kEveryFrame = SIZE_MAX;
+  // A BlockGroup whose Blocks have more frames than this is rejected. One Block, which is what the format has in a
+  // group, cannot: a lace has at most LaceSizes::kMaxFrames.
+  static constexpr std::size_t kMostFrames = 4096;
 
   CMkvLength trackNumber;
   CMkvInt timecode;  // relative to the cluster's, TimecodeScale ticks
@@ -40,14 +44,15 @@ struct MkvBlock {
   // Reads the frames of the Block or SimpleBlock whose header was just read (the cursor is behind it), or the first
   // `mostFrames` of them, one read per frame, and appends them. E_FAIL for damaged lacing, with nothing appended. A
   // frame cut off by the end of the source keeps the bytes that were there; one that the reader refuses is empty, and
-  // delivered as it is: the result tells of the lace only.
+  // delivered as it is: the result tells of the lace only. With more than kMostFrames in the record it is rejected too.
   HRESULT ReadFrames(const MkvElement& element, std::size_t mostFrames = kEveryFrame);
 
   // Header, and frames when wanted, of a Block or SimpleBlock.
   HRESULT Read(const MkvElement& element, bool wantFrames);
 
-  // Reads a BlockGroup's children. S_OK; S_FALSE when it has none; E_POINTER for an empty element; E_FAIL when its
-  // Block is damaged; E_ABORT when the file's `interrupted` ended it.
+  // Reads a BlockGroup's children. S_OK; S_FALSE when it has none; E_POINTER for an empty element; E_FAIL when a Block
+  // of it is damaged or there are too many frames, of which none is kept then; E_ABORT when the file's `interrupted`
+  // ended it.
   HRESULT ReadGroup(const MkvElement& element, bool wantFrames);
 
   // ReadGroup with frames, or the first `mostFrames` of them, when the group's block is of that track. Of another
@@ -60,8 +65,11 @@ struct MkvBlock {
 
  private:
   HRESULT ReadEveryBlock(const MkvElement& group, bool wantFrames, std::size_t mostFrames);
+  void ReadCodecState(const MkvElement& element);
   template <typename ReadBlock>
   HRESULT WalkGroup(const MkvElement& group, const ReadBlock& readBlock);
+
+  std::size_t framesTold_ = 0;  // by the laces read into the record, those that were not asked for included
 };
 
 // Whether the element, a child of a Cluster, is a BlockGroup or a SimpleBlock.

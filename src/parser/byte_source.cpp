@@ -66,6 +66,7 @@ CMkvFileClone::CMkvFileClone(CMkvFile& root) : CMkvFile(root.reader), source_(&r
   position = root.position;
   length = root.length;
   flushes = root.flushes;
+  frameMemory = root.frameMemory;
 }
 
 }  // namespace vantor

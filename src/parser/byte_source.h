@@ -15,6 +15,8 @@
 #include <functional>
 #include <memory>
 
+#include "parser/frame_memory.h"
+#include "parser/keeping_room.h"
 #include "parser/tolerance_notes.h"
 #include "platform/com.h"
 
@@ -66,6 +68,11 @@ class CMkvFileReader {
   std::uint64_t allowance = ~std::uint64_t{0};
   // An allowance of so many times the file's length and the slack, bytes.
   std::uint64_t AllowanceOf(std::uint64_t times, std::uint64_t slack) const;
+  // What may still be kept of the file: texts and payloads, and records. A source that is not told has no limit.
+  KeepingRoom payloadRoom;
+  KeepingRoom recordRoom;
+  // Shared by all sources over a file that was opened; null: frames have no limit but their own.
+  std::shared_ptr<FrameMemory> frameMemory;
   // The flushes of the reader, counted by whoever flushes it under the reads of others; null where nobody does. Set
   // once, before the first thread reads.
   std::shared_ptr<SourceFlushes> flushes;

@@ -20,7 +20,8 @@ class ChapterReader {
  private:
   // NOLINTNEXTLINE(misc-no-recursion): the depth is bounded
   void AppendAtom(const MkvElement& element, std::vector<MkvChapterAtom>& atoms) {
-    if (depth_ >= kMaxChapterDepth || count_ >= kMaxChapterAtoms) {
+    if (depth_ >= kMaxChapterDepth || count_ >= kMaxChapterAtoms ||
+        !element.file->recordRoom.Take(sizeof(MkvChapterAtom))) {
       return element.NotePassedOver(Tolerated::kChapterOverLimit);
     }
     ++count_;
@@ -47,7 +48,9 @@ class ChapterReader {
     ReadRecord(element, {
                             {0x85, [&](const MkvElement& child) { read |= ReadUtf8String(child, title) == S_OK; }},
                         });
-    if (read) displays.push_back(std::move(title));
+    if (!read) return;
+    if (!element.file->recordRoom.Take(sizeof title)) return element.NotePassedOver(Tolerated::kChapterOverLimit);
+    displays.push_back(std::move(title));
   }
 
   std::size_t depth_ = 0;
@@ -59,10 +62,15 @@ class ChapterReader {
 HRESULT ReadChapters(const MkvElement& chapters, MkvChapterEditions& editions) {
   if (!chapters) return E_POINTER;
   ChapterReader reader;
-  ReadRecord(chapters,
-             {
-                 {0x45B9, [&](const MkvElement& child) { reader.ReadEdition(child, editions.emplace_back()); }},
-             });
+  ReadRecord(chapters, {
+                           {0x45B9,
+                            [&](const MkvElement& child) {
+                              if (!child.file->recordRoom.Take(sizeof(MkvChapterEdition))) {
+                                return child.NotePassedOver(Tolerated::kChapterOverLimit);
+                              }
+                              reader.ReadEdition(child, editions.emplace_back());
+                            }},
+                       });
   return S_OK;
 }
 

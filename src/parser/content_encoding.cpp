@@ -37,6 +37,12 @@ void ReadEncoding(const MkvElement& element, MkvContentEncoding& encoding) {
                       });
 }
 
+bool CanBeRestored(const MkvContentEncoding& encoding) {
+  return encoding.ContentEncodingType.value == MkvContentEncoding::kTypeCompression &&
+         encoding.ContentCompAlgo.value == MkvContentEncoding::kAlgoHeaderStripping &&
+         encoding.ContentCompSettings.size() <= kLongestStrippedHeader;
+}
+
 // Orders compare by the difference of their low 32 bits, as the 32-bit comparison does that files were always read
 // with: orders that are 2^31 or more apart, which no writer makes, would come out differently by any other.
 bool IsAtOrAbove(const MkvContentEncoding& encoding, const MkvContentEncoding& other) {
@@ -45,8 +51,8 @@ bool IsAtOrAbove(const MkvContentEncoding& encoding, const MkvContentEncoding& o
   return static_cast<std::int32_t>(difference) >= 0;
 }
 
-template <typename Buffer>
-bool Apply(const MkvTrackEntry& track, Buffer& buffer, std::uint64_t scopeMask) {
+// The encoding that counts; null when none matches.
+const MkvContentEncoding* FindHighest(const MkvTrackEntry& track, std::uint64_t scopeMask) {
   const MkvContentEncoding* highest = nullptr;
   for (const MkvContentEncoding& encoding : track.contentEncodings) {
     const std::uint64_t type = encoding.ContentEncodingType.value;
@@ -55,11 +61,14 @@ bool Apply(const MkvTrackEntry& track, Buffer& buffer, std::uint64_t scopeMask) 
     // Of equal orders the later one in the file is the higher.
     if (highest == nullptr || IsAtOrAbove(encoding, *highest)) highest = &encoding;
   }
-  if (highest == nullptr) return true;
-  if (highest->ContentEncodingType.value == MkvContentEncoding::kTypeCompression &&
-      highest->ContentCompAlgo.value == MkvContentEncoding::kAlgoHeaderStripping) {
-    buffer.insert(buffer.begin(), highest->ContentCompSettings.begin(), highest->ContentCompSettings.end());
-  }
+  return highest;
+}
+
+template <typename Buffer>
+bool Apply(const MkvTrackEntry& track, Buffer& buffer, std::uint64_t scopeMask) {
+  if (FindHighest(track, scopeMask) == nullptr) return true;
+  const auto header = StrippedHeader(track, scopeMask);
+  buffer.insert(buffer.begin(), header.begin(), header.end());
   // Also after the stripped bytes were put back: the answer is whether there was nothing to do. A frame is taken either
   // way; private data of which this is false has never given a track a pin.
   return false;
@@ -71,12 +80,19 @@ void ReadContentEncodings(const MkvElement& element, std::vector<MkvContentEncod
   ReadRecord(element, {
                           {0x6240,
                            [&](const MkvElement& child) {
-                             if (encodings.size() >= kMaxContentEncodings) {
+                             if (encodings.size() >= kMaxContentEncodings ||
+                                 !child.file->recordRoom.Take(sizeof(MkvContentEncoding))) {
                                return child.NotePassedOver(Tolerated::kEncodingOverLimit);
                              }
                              ReadEncoding(child, encodings.emplace_back());
                            }},
                       });
+}
+
+std::span<const std::uint8_t> StrippedHeader(const MkvTrackEntry& track, std::uint64_t scopeMask) {
+  const MkvContentEncoding* highest = FindHighest(track, scopeMask);
+  if (highest == nullptr || !CanBeRestored(*highest)) return {};
+  return highest->ContentCompSettings;
 }
 
 bool ApplyContentEncodings(const MkvTrackEntry& track, Bytes& buffer, std::uint64_t scopeMask) {

@@ -4,14 +4,10 @@
 
 #include "parser/block.h"
 #include "parser/element_ids.h"
-#include "parser/record_room.h"
 
 namespace vantor {
 
 namespace {
-
-// Clusters without content take more memory than their own size allows; this many bytes of it are no matter.
-constexpr std::uint64_t kSlack = 65536;
 
 MkvCuePoint MakeCuePoint(std::uint64_t time, std::uint64_t track, std::uint64_t clusterPosition) {
   MkvCuePoint point;
@@ -38,7 +34,6 @@ HRESULT SynthesiseCues(CMkvFileRoot& root) {
   // Ticks less milliseconds, as it looks: the two agree at the usual scale, and at others the durations of such files
   // have always come out so. Single precision, on both sides of the subtraction, for the same reason.
   const std::int64_t startMilliseconds = root.startTime / 10000;
-  RecordRoom room(first, kSlack);
   MkvCueList cues;
   // By walking only: the seek index names one Cluster and would lead back to it.
   for (; cluster; cluster.MoveNextOfSameId()) {
@@ -47,7 +42,7 @@ HRESULT SynthesiseCues(CMkvFileRoot& root) {
     const float duration = static_cast<float>(ticks) - static_cast<float>(startMilliseconds);
     segment.info.Duration = CMkvFloat(duration);
     // Without room the walk goes on all the same, for the duration.
-    if (!room.Take(sizeof(MkvCuePoint) + sizeof(MkvCueTrackPosition))) {
+    if (!root.recordRoom.Take(sizeof(MkvCuePoint) + sizeof(MkvCueTrackPosition))) {
       cluster.NotePassedOver(Tolerated::kCueOverLimit);
       continue;
     }

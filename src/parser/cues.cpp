@@ -3,7 +3,6 @@
 #include <utility>
 
 #include "parser/element_table.h"
-#include "parser/record_room.h"
 
 namespace vantor {
 
@@ -18,7 +17,7 @@ void ReadReference(const MkvElement& element, MkvCueReference& reference) {
                       });
 }
 
-void ReadTrackPosition(const MkvElement& element, MkvCueTrackPosition& position, RecordRoom& room) {
+void ReadTrackPosition(const MkvElement& element, MkvCueTrackPosition& position) {
   ReadRecord(element, {
                           {0xF7, position.CueTrack},
                           {0xF1, position.CueClusterPosition},
@@ -26,7 +25,7 @@ void ReadTrackPosition(const MkvElement& element, MkvCueTrackPosition& position,
                           {0xEA, position.CueCodecState},
                           {0xDB,
                            [&](const MkvElement& child) {
-                             if (!room.Take(sizeof(MkvCueReference))) {
+                             if (!child.file->recordRoom.Take(sizeof(MkvCueReference))) {
                                return child.NotePassedOver(Tolerated::kCueOverLimit);
                              }
                              ReadReference(child, position.references.emplace_back());
@@ -34,15 +33,15 @@ void ReadTrackPosition(const MkvElement& element, MkvCueTrackPosition& position,
                       });
 }
 
-void ReadPoint(const MkvElement& element, MkvCuePoint& point, RecordRoom& room) {
+void ReadPoint(const MkvElement& element, MkvCuePoint& point) {
   ReadRecord(element, {
                           {0xB3, point.CueTime},
                           {0xB7,
                            [&](const MkvElement& child) {
-                             if (!room.Take(sizeof(MkvCueTrackPosition))) {
+                             if (!child.file->recordRoom.Take(sizeof(MkvCueTrackPosition))) {
                                return child.NotePassedOver(Tolerated::kCueOverLimit);
                              }
-                             ReadTrackPosition(child, point.trackPositions.emplace_back(), room);
+                             ReadTrackPosition(child, point.trackPositions.emplace_back());
                            }},
                       });
 }
@@ -51,12 +50,12 @@ void ReadPoint(const MkvElement& element, MkvCuePoint& point, RecordRoom& room) 
 
 HRESULT ReadCues(const MkvElement& cues, MkvCueList& list) {
   if (!cues) return E_POINTER;
-  RecordRoom room(cues);
   ReadRecord(cues, {
                        {0xBB,
                         [&](const MkvElement& child) {
-                          if (!room.Take(sizeof(MkvCuePoint))) return child.NotePassedOver(Tolerated::kCueOverLimit);
-                          ReadPoint(child, list.emplace_back(), room);
+                          if (!child.file->recordRoom.Take(sizeof(MkvCuePoint)))
+                            return child.NotePassedOver(Tolerated::kCueOverLimit);
+                          ReadPoint(child, list.emplace_back());
                         }},
                    });
   list.shrink_to_fit();

@@ -34,8 +34,8 @@ struct MkvCuePoint {
 
 using MkvCueList = std::vector<MkvCuePoint>;
 
-// Reads every CuePoint of the Cues element, in file order. E_POINTER for an empty element. Records stop being kept once
-// they take 20 times the element's bytes, which only points without content can reach.
+// Reads every CuePoint of the Cues element, in file order. E_POINTER for an empty element. Records stop being kept when
+// the file's recordRoom is used up.
 [[nodiscard]] HRESULT ReadCues(const MkvElement& cues, MkvCueList& list);
 
 }  // namespace vantor

@@ -46,7 +46,7 @@ HRESULT ReadPayload(const MkvElement& element, Buffer& buffer) {
   Buffer read;
   if (size != 0) {
     // Asked before anything is allocated: a size is only a number in a file.
-    if (size > element.file->Remaining() || size > kLargestPayload) {
+    if (size > element.file->Remaining() || size > kLargestPayload || !element.file->payloadRoom.Take(size)) {
       element.NotePassedOver(Tolerated::kPayloadOutOfBounds);
       return E_FAIL;
     }

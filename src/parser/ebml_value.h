@@ -97,8 +97,8 @@ class CMkvFloat final : public CMkvVar<double, CMkvFloat> {
 
 using Bytes = std::vector<std::uint8_t>;
 
-// Payload readers. Each is bounded by what the source still holds: a payload that runs past the end, or is larger than
-// kLargestPayload, fails and leaves the destination unchanged.
+// Payload readers. Each is bounded by what the source still holds: a payload that runs past the end, is larger than
+// kLargestPayload, or for which the source has no room left, fails and leaves the destination unchanged.
 inline constexpr std::uint64_t kLargestPayload = std::uint64_t{64} << 20;
 [[nodiscard]] HRESULT ReadAsciiString(const MkvElement& element, std::string& text);  // up to the first zero byte
 [[nodiscard]] HRESULT ReadUtf8String(const MkvElement& element,

@@ -37,6 +37,9 @@ bool IsReadable(const MkvEbmlHeader& header) {
 
 CMkvFileRoot::CMkvFileRoot(IAsyncReader* source, bool mayFollowIndex) : CMkvFile(source), canSeek(mayFollowIndex) {
   flushes = std::make_shared<SourceFlushes>();
+  payloadRoom = KeepingRoom(AllowanceOf(1, kSlackForKeeping));
+  recordRoom = KeepingRoom(AllowanceOf(kTimesForRecords, kSlackForKeeping));
+  frameMemory = std::make_shared<FrameMemory>(length);
 }
 
 HRESULT CMkvFileRoot::Open() {

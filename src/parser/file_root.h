@@ -18,6 +18,10 @@ class CMkvFileRoot final : public CMkvFile {
 
   // Segments read: those behind are passed over.
   static constexpr int kMaxSegments = 16;
+  // Bytes that may be kept of a file: payloads as many as it has, records so many times as many, and the slack for
+  // each.
+  static constexpr std::uint64_t kTimesForRecords = 4;
+  static constexpr std::uint64_t kSlackForKeeping = std::uint64_t{1} << 20;
 
   // Checks the EBML header and reads the Segments' records (further Segments only while none has given a SegmentUID);
   // called once. S_OK, or E_FAIL when this is no Matroska or WebM file. A file without a Segment opens, with empty

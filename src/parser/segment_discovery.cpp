@@ -89,11 +89,15 @@ class SegmentDiscovery {
         ++met_;
         return AppendTracks(child);
       case ids::kCues:
-        (void)ReadCues(child, record_.cues.emplace_back());
-        return;
+        return AppendCues(child);
       default:
         return;
     }
+  }
+
+  void AppendCues(const MkvElement& cues) {
+    if (!cues.file->recordRoom.Take(sizeof(MkvCueList))) return cues.NotePassedOver(Tolerated::kCueOverLimit);
+    (void)ReadCues(cues, record_.cues.emplace_back());
   }
 
   void AppendTracks(const MkvElement& tracks) {
@@ -103,6 +107,10 @@ class SegmentDiscovery {
   }
 
   void ReadSeekHead(const MkvElement& seekHead) {
+    // The list itself is a record as well; chained, there may be as many as there are entries.
+    if (!seekHead.file->recordRoom.Take(sizeof(record_.seekHeads[0]))) {
+      return seekHead.NotePassedOver(Tolerated::kSeekEntryOverLimit);
+    }
     std::vector<MkvSeekEntry>& entries = record_.seekHeads.emplace_back();
     ReadRecord(seekHead, {
                              {0x4DBB, [&](const MkvElement& child) { AppendSeekEntry(child, entries); }},
@@ -110,7 +118,9 @@ class SegmentDiscovery {
   }
 
   void AppendSeekEntry(const MkvElement& seek, std::vector<MkvSeekEntry>& entries) {
-    if (seekEntryRoom_ == 0) return seek.NotePassedOver(Tolerated::kSeekEntryOverLimit);
+    if (seekEntryRoom_ == 0 || !seek.file->recordRoom.Take(sizeof(MkvSeekEntry))) {
+      return seek.NotePassedOver(Tolerated::kSeekEntryOverLimit);
+    }
     --seekEntryRoom_;
     MkvSeekEntry& entry = entries.emplace_back();
     ReadRecord(seek, {
@@ -143,7 +153,7 @@ class SegmentDiscovery {
     if (record_.cues.empty()) {
       MkvElement cues = segment_.FirstChild(ids::kCues, Search::kIndexOnly);
       while (cues) {
-        (void)ReadCues(cues, record_.cues.emplace_back());
+        AppendCues(cues);
         (void)cues.MoveNextOfSameId();
       }
     }

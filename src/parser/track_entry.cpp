@@ -81,7 +81,9 @@ HRESULT ReadTracks(const MkvElement& tracks, MkvTrackList& list, std::size_t lim
   ReadRecord(tracks, {
                          {0xAE,
                           [&](const MkvElement& child) {
-                            if (list.size() >= limit) return child.NotePassedOver(Tolerated::kTrackOverLimit);
+                            if (list.size() >= limit || !child.file->recordRoom.Take(sizeof(MkvTrackEntry))) {
+                              return child.NotePassedOver(Tolerated::kTrackOverLimit);
+                            }
                             auto track = std::make_unique<MkvTrackEntry>();
                             ReadTrackEntry(child, *track);
                             list.push_back(std::move(track));

@@ -93,9 +93,9 @@ struct MkvTrackEntry {
 
 using MkvTrackList = std::vector<std::unique_ptr<const MkvTrackEntry>>;
 
-// Track entries kept for a file, all lists together: the first ones. A record is a thousand times larger than an empty
-// TrackEntry, and no real file comes near.
-inline constexpr std::size_t kMaxTracks = 1024;
+// Track entries kept for a file, all lists together: the first ones. Each may become a pin with a thread that walks all
+// the clusters, and no real file comes near.
+inline constexpr std::size_t kMaxTracks = 128;
 
 // Reads every TrackEntry of the Tracks element, in file order, until the list has `limit`. E_POINTER for an empty
 // element.

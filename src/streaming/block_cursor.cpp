@@ -21,10 +21,8 @@ namespace vantor {
 namespace {
 
 // How many times its length a run may read of the file.
-constexpr std::uint64_t kTimesForPlaying = 64;
-constexpr std::uint64_t kSlackForPlaying = std::uint64_t{1} << 20;
-// Frame memory that a record may keep for the next block, bytes.
-constexpr std::size_t kLargestRecycled = std::size_t{16} << 20;
+constexpr std::uint64_t kTimesForPlaying = 4;
+constexpr std::uint64_t kSlackForPlaying = 65536;
 
 }  // namespace
 
@@ -112,9 +110,7 @@ StampedBlock& BlockCursor::Take() {
   return *hand_;
 }
 
-void BlockCursor::Release() {
-  if (hand_->record.frames.Capacity() > kLargestRecycled) hand_->record.frames = FrameList();
-}
+void BlockCursor::Release() { hand_->record.Reset(); }
 
 std::int64_t BlockCursor::DurationOf(std::uint64_t ticks) const {
   return records_.TicksToTime(static_cast<std::int64_t>(ticks));

@@ -66,10 +66,10 @@ class BlockCursor {
   const StampedBlock& Next() const;
 
   // Takes the block ahead in hand, in place of the one that was; raises E_FAIL when there is none. It stays valid until
-  // the next Take.
+  // the next Take or Release.
   StampedBlock& Take();
 
-  // Gives back the memory of a large block in hand, whose frames are no longer needed.
+  // Empties the block in hand, whose frames are no longer needed and no longer count as such.
   void Release();
 
   // 100 ns of so many ticks.

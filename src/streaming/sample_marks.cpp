@@ -7,14 +7,16 @@
 
 namespace vantor {
 
-HRESULT FillSample(IMediaSample& sample, const std::uint8_t* bytes, std::size_t size, const SampleMarks& marks) {
+HRESULT FillSample(IMediaSample& sample, const std::uint8_t* bytes, std::size_t size, const SampleMarks& marks,
+                   std::span<const std::uint8_t> header) {
   BYTE* data = nullptr;
   const HRESULT result = sample.GetPointer(&data);
   if (FAILED(result)) return result;
   if (data == nullptr) return E_POINTER;
-  if (size != 0) std::memcpy(data, bytes, size);
+  if (!header.empty()) std::memcpy(data, header.data(), header.size());
+  if (size != 0) std::memcpy(data + header.size(), bytes, size);
   // From here on results are dropped: what a neighbour's sample will not note does not keep the frame from going out.
-  sample.SetActualDataLength(static_cast<LONG>(size));
+  sample.SetActualDataLength(static_cast<LONG>(header.size() + size));
   sample.SetDiscontinuity(marks.isDiscontinuity);
   sample.SetMediaTime(nullptr, nullptr);
   sample.SetMediaType(nullptr);

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 
 #include "platform/com.h"
 
@@ -16,9 +17,10 @@ struct SampleMarks {
   bool isPreroll = false;
 };
 
-// Copies the bytes into the sample, whose buffer is large enough, and sets every property of it: samples come back from
-// downstream with those of their last use. The sample's own failure to show its buffer.
-HRESULT FillSample(IMediaSample& sample, const std::uint8_t* bytes, std::size_t size, const SampleMarks& marks);
+// Copies the bytes, behind those of a header, into the sample, whose buffer is large enough, and sets every property of
+// it: samples come back from downstream with those of their last use. The sample's own failure to show its buffer.
+HRESULT FillSample(IMediaSample& sample, const std::uint8_t* bytes, std::size_t size, const SampleMarks& marks,
+                   std::span<const std::uint8_t> header = {});
 
 // Rewrites the start codes in the sample's data as lengths. Of the length that the sample tells, only what lies in its
 // buffer counts.

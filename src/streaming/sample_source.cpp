@@ -26,8 +26,21 @@ LONG OwnBufferCount(LONG agreed) { return std::clamp<LONG>(agreed, 2, 16); }
 
 }  // namespace
 
-SampleSource::SampleSource(CBaseOutputPin& pin, const Patience& patience, std::function<bool()> stopPending)
-    : pin_(pin), patience_(patience), stopPending_(std::move(stopPending)) {}
+SampleSource::SampleSource(CBaseOutputPin& pin, const Patience& patience, std::function<bool()> stopPending,
+                           std::shared_ptr<FrameMemory> memory)
+    : pin_(pin), patience_(patience), stopPending_(std::move(stopPending)), memory_(std::move(memory)) {}
+
+void SampleSource::ForgetLargest() {
+  if (largest_ != 0) memory_->samples.Give(std::exchange(largest_, 0));
+}
+
+// A buffer stays as large as the largest frame that was written into it, until the allocator gives it back.
+bool SampleSource::HasRoom(std::size_t size) {
+  if (!memory_ || size <= FrameMemory::kUncountedSample || size <= largest_) return true;
+  if (!memory_->samples.Take(size - largest_)) return false;
+  largest_ = size;
+  return true;
+}
 
 void SampleSource::BeginRun() {
   hasWaited_ = false;
@@ -41,6 +54,7 @@ void SampleSource::EndRun() {
 }
 
 SampleState SampleSource::Get(IMemAllocator* allocator, std::size_t size, IMediaSample** sample) {
+  if (!HasRoom(size)) return SampleState::kSkipped;
   bool hasGrown = false;
   for (;;) {
     if (stopPending_()) return SampleState::kStopped;

@@ -11,6 +11,7 @@
 #include <atomic>
 #include <cstddef>
 #include <functional>
+#include <memory>
 
 #include "baseclasses/output_pin.h"
 #include "parser/block.h"
@@ -31,8 +32,13 @@ class SampleSource {
   // A frame larger than this is never delivered, bytes.
   static constexpr std::size_t kLargestFrame = MkvBlock::kLargestFrame;
 
-  // The pin outlives the source. `stopPending` is asked before each attempt to get a buffer.
-  SampleSource(CBaseOutputPin& pin, const Patience& patience, std::function<bool()> stopPending);
+  // The pin outlives the source. `stopPending` is asked before each attempt to get a buffer. What the buffers of large
+  // samples take is counted in the memory, if there is one.
+  SampleSource(CBaseOutputPin& pin, const Patience& patience, std::function<bool()> stopPending,
+               std::shared_ptr<FrameMemory> memory = nullptr);
+  ~SampleSource() { ForgetLargest(); }
+  SampleSource(const SampleSource&) = delete;
+  SampleSource& operator=(const SampleSource&) = delete;
 
   // Waits, a stop permitting, for an empty sample of at least `size` bytes. `allocator` is the connection's.
   SampleState Get(IMemAllocator* allocator, std::size_t size, IMediaSample** sample);
@@ -45,11 +51,15 @@ class SampleSource {
   // Lets go of the pin's own allocator; its samples keep their memory until they come home.
   void EndRun();
 
+  // The allocator's buffers were given back: large samples count anew. Not while the worker runs.
+  void ForgetLargest();
+
   // Any thread: told before the allocator is decommitted and before it is committed. A worker that enlarges its buffers
   // meanwhile must not leave them committed, or a stop would wait for it forever.
   void SetDeactivating(bool isDeactivating) { isDeactivating_ = isDeactivating; }
 
  private:
+  bool HasRoom(std::size_t size);
   enum class Grown { kYes, kNo, kNotInTime, kStopped, kFailed };
 
   Grown Grow(IMemAllocator& allocator, std::size_t size);
@@ -66,6 +76,8 @@ class SampleSource {
   HRESULT failure_ = S_OK;
   ComPtr<IMemAllocator> own_;
   std::size_t ownSize_ = 0;  // bytes of each of its buffers
+  const std::shared_ptr<FrameMemory> memory_;
+  std::size_t largest_ = 0;  // sample that is counted there, bytes
 };
 
 }  // namespace vantor

@@ -29,9 +29,6 @@ namespace vantor {
 
 namespace {
 
-// Memory that a frame of a lace may keep after its delivery, bytes.
-constexpr std::size_t kLargestKept = 65536;
-
 thread_local const Playback* ownPlayback = nullptr;
 
 }  // namespace
@@ -41,11 +38,12 @@ TrackWorker::TrackWorker(CBaseOutputPin& pin, Playback& playback, CMkvFile& root
                          const Patience& patience)
     : pin_(pin),
       playback_(playback),
-      track_(track),
       ownType_(ownType),
       convertStartCodes_(convertStartCodes),
+      strippedHeader_(StrippedHeader(track, MkvContentEncoding::kScopeFrames)),
       cursor_(root, first, track),
-      samples_(pin, patience, [this] { return StopPending(); }) {
+      samples_(
+          pin, patience, [this] { return StopPending(); }, root.frameMemory) {
   cursor_.InterruptWith([this] { return StopPending(); });
 }
 
@@ -58,6 +56,7 @@ const Playback* TrackWorker::CurrentPlayback() { return ownPlayback; }
 HRESULT TrackWorker::StartWorker() {
   isStopAnnounced_ = false;
   isAllocatorLetGo_ = false;
+  if (!ThreadExists()) samples_.ForgetLargest();
   if (ThreadExists() || !Create()) return E_FAIL;
   isStopPosted_ = false;
   const HRESULT result = static_cast<HRESULT>(CallWorker(CMD_INIT));
@@ -290,7 +289,7 @@ BlockTiming TrackWorker::TimingOf(const StampedBlock& block) {
 HRESULT TrackWorker::DeliverFrames(MkvBlock& block, const FrameTimes& times) {
   bool isKeyFrame = block.IsKeyFrame();
   for (std::size_t i = 0; i < block.frames.size(); ++i) {
-    FrameBytes& frame = block.frames[i];
+    const FrameBytes& frame = block.frames[i];
     IMediaSample* sample = nullptr;
     const SampleState state = GetSample(frame, block.frames.IsLost(i), &sample);
     if (state == SampleState::kStopped) return S_OK;
@@ -299,19 +298,16 @@ HRESULT TrackWorker::DeliverFrames(MkvBlock& block, const FrameTimes& times) {
     if (state == SampleState::kReady && FAILED(DeliverFrame(frame, times, i, isKeyFrame, sample))) return S_FALSE;
     if (isKeyFrame && times.IsAtEnd(i)) return S_FALSE;
     isKeyFrame = false;  // of a lace, the first frame alone is marked
-    // A prefix restored to every frame of a lace must not add up.
-    if (frame.capacity() > kLargestKept && block.frames.size() > 1) FrameBytes().swap(frame);
   }
   return S_OK;
 }
 
-// A sample for the frame, whose stripped header is put back on the way. A frame without one is skipped.
-SampleState TrackWorker::GetSample(FrameBytes& frame, bool isLost, IMediaSample** sample) {
+// A sample for the frame and its stripped header. A frame without one is skipped.
+SampleState TrackWorker::GetSample(const FrameBytes& frame, bool isLost, IMediaSample** sample) {
   SampleState state = SampleState::kSkipped;
   if (!isLost) {
     if (!pin_.IsConnected()) return state;
-    (void)ApplyContentEncodings(track_, frame, MkvContentEncoding::kScopeFrames);  // other encodings go out as they are
-    state = samples_.Get(DeliveryAllocator(), frame.size(), sample);
+    state = samples_.Get(DeliveryAllocator(), strippedHeader_.size() + frame.size(), sample);
   }
   if (state == SampleState::kSkipped) ReportLostFrame();
   return state;
@@ -322,7 +318,8 @@ HRESULT TrackWorker::DeliverFrame(const FrameBytes& frame, const FrameTimes& tim
   const auto owned = ComPtr<IMediaSample>::Adopt(sample);
   const SampleMarks marks{times.StartOf(index), times.StopOf(index), isKeyFrame, isDiscontinuity_,
                           times.IsPreroll(index)};
-  const HRESULT result = FillSample(*sample, frame.data(), frame.size(), marks);
+  // Frames of other encodings than a stripped header go out as they are.
+  const HRESULT result = FillSample(*sample, frame.data(), frame.size(), marks, strippedHeader_);
   if (FAILED(result)) return result;
   if (isKeyFrame) isDiscontinuity_ = false;
   // After a start nothing is delivered before the first key frame.

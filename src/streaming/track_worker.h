@@ -18,6 +18,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <span>
 
 #include "baseclasses/media_type.h"
 #include "baseclasses/output_pin.h"
@@ -115,7 +116,7 @@ class TrackWorker : public CAMThread {
   HRESULT DeliverBlock(StampedBlock& block);
   BlockTiming TimingOf(const StampedBlock& block);
   HRESULT DeliverFrames(MkvBlock& block, const FrameTimes& times);
-  SampleState GetSample(FrameBytes& frame, bool isLost, IMediaSample** sample);
+  SampleState GetSample(const FrameBytes& frame, bool isLost, IMediaSample** sample);
   HRESULT DeliverFrame(const FrameBytes& frame, const FrameTimes& times, std::size_t index, bool isKeyFrame,
                        IMediaSample* sample);
   void DeliverCodecHeaders();
@@ -123,9 +124,9 @@ class TrackWorker : public CAMThread {
 
   CBaseOutputPin& pin_;
   Playback& playback_;
-  const MkvTrackEntry& track_;
   const CMediaType& ownType_;
   const bool convertStartCodes_;
+  const std::span<const std::uint8_t> strippedHeader_;  // of every frame
   BlockCursor cursor_;
   SampleSource samples_;
   bool isDiscontinuity_ = true;

@@ -371,5 +371,30 @@ TEST_F(FontAttachments, EveryAttachmentsListIsWalked) {
   EXPECT_EQ(files_.written, (std::vector<Raw>{Ramp(5), Ramp(5)}));
 }
 
+TEST_F(FontAttachments, FontsThatClaimEachOthersBytesAreNotAllInstalled) {
+  constexpr std::size_t kSize = 3 << 20;
+  prepare = [](CMkvFileRoot& root, MemoryReader&) {
+    std::vector<MkvAttachedFile>& list = root.segment.attachments.at(0);
+    const MkvAttachedFile last = list.back();
+    for (MkvAttachedFile& file : list) {
+      file.dataPosition = last.dataPosition;
+      file.dataSize = last.dataSize;
+    }
+  };
+  const Raw one = Attachment("a.ttf", kTrueType, {1});
+  Install(Attachments({one, one, one, one, Attachment("z.ttf", kTrueType, Ramp(kSize))}));
+  EXPECT_EQ(files_.written, std::vector<Raw>{Ramp(kSize)});
+}
+
+TEST_F(FontAttachments, InstalledAnewTheyHaveTheSameRoom) {
+  constexpr std::size_t kSize = 3 << 20;
+  prepare = [&](CMkvFileRoot& root, MemoryReader&) {
+    CFontInstaller first(All(), files_);
+    InstallFontAttachments(root, first);
+  };
+  Install(Attachments({Attachment("a.ttf", kTrueType, Ramp(kSize))}));
+  EXPECT_EQ(files_.written, (std::vector<Raw>{Ramp(kSize), Ramp(kSize)}));
+}
+
 }  // namespace
 }  // namespace vantor::test

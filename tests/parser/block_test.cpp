@@ -287,6 +287,38 @@ TEST(BlockGroup, WhoseBlockIsDamagedIsRejected) {
   EXPECT_EQ(ReadGroup(BlockGroup({Block(1, 0, kFixed, {255, 1, 2}), BlockDuration(3)})).result, E_FAIL);
 }
 
+// So many Blocks of 255 frames without a byte.
+std::vector<Raw> EmptyLaces(std::size_t count, std::uint64_t track = 1) {
+  return std::vector<Raw>(count, Block(track, 0, kFixed, {254}));
+}
+
+TEST(BlockGroup, WithMoreFramesThanARecordTakesIsRejected) {
+  std::vector<Raw> blocks = EmptyLaces(16);  // 4080 frames
+  blocks.push_back(Block(1, 0, kFixed, {15}));
+  EXPECT_EQ(ReadGroup(BlockGroup(blocks)).block.frames.size(), MkvBlock::kMostFrames);
+  EXPECT_EQ(ReadGroup(BlockGroup(blocks)).result, S_OK);
+  blocks.push_back(Block(1, 0, 0, {}));
+  const ReadGroup read{BlockGroup(blocks)};
+  EXPECT_EQ(read.result, E_FAIL);
+  EXPECT_TRUE(read.block.frames.empty());
+}
+
+TEST(BlockGroup, FramesThatAreNotAskedForCountAsWell) {
+  Source source(BlockGroup(EmptyLaces(17)));
+  const MkvElement element = source.First();
+  MkvBlock block;
+  EXPECT_EQ(block.ReadGroupOfTrack(element, 1, 1), E_FAIL);
+  EXPECT_TRUE(block.frames.empty());
+}
+
+TEST(BlockGroup, NoFrameIsReadBehindABlockThatIsDamaged) {
+  const Raw damaged = Block(1, 0, kFixed, {255, 1, 2});
+  ReadGroup alone(BlockGroup({damaged}));
+  ReadGroup followed(BlockGroup({damaged, Block(1, 0, 0, Ramp(1000)), Block(1, 0, 0, Ramp(1000))}));
+  EXPECT_EQ(followed.result, E_FAIL);
+  EXPECT_LT(followed.source.reader.BytesRead(), alone.source.reader.BytesRead() + 40);
+}
+
 TEST(BlockGroup, DamagedHeaderInsideEndsItsWalk) {
   ReadGroup read(BlockGroup({Block(1, 0, 0, {1}), Raw{0x00}, BlockDuration(3)}));
   EXPECT_EQ(read.result, S_OK);
@@ -351,6 +383,14 @@ TEST(BlockGroupOfTrack, EqualsAHeaderPassFollowedByAFullOne) {
                                                                         {two, bad, one}}) {
     for (const std::uint64_t track : {1, 2, 3}) ExpectAsInTwoPasses(BlockGroup(children), track);
   }
+}
+
+TEST(BlockGroupOfTrack, FramesOfABlockThatIsAnothersCountOnceTheyAreReadAfterAll) {
+  std::vector<Raw> blocks = EmptyLaces(9, 2);
+  for (const Raw& block : EmptyLaces(9, 1)) blocks.push_back(block);
+  ExpectAsInTwoPasses(BlockGroup(blocks), 1);
+  blocks.resize(16);
+  ExpectAsInTwoPasses(BlockGroup(blocks), 1);
 }
 
 TEST(BlockGroupOfTrack, OfTheTrackIsWalkedOnce) {

@@ -148,7 +148,9 @@ TEST(FormatPage, BoundsAreTheParsersOwn) {
       {"attached files of an Attachments element", kMaxAttachedFiles},
       {"chapter atoms of a Chapters element", kMaxChapterAtoms},
       {"chapter atoms within each other", kMaxChapterDepth},
+      {"bytes of a stripped header that are put back", kLongestStrippedHeader},
       {"frames of a lace", LaceSizes::kMaxFrames},
+      {"frames of a BlockGroup", MkvBlock::kMostFrames},
       {"bytes of a text or payload", kLargestPayload},
       {"bytes of the frames of a block", MkvBlock::kLargestFrame},
   };

@@ -210,7 +210,8 @@ std::vector<Case> LimitCases() {
   const Raw track = Ebml(0xAE, {});
   cases.push_back(OverLimit("tracks", Tolerated::kTrackOverLimit,
                             MkvFile({Ebml(ids::kTracks, Many(kMaxTracks + 2, track)), end}), track, kMaxTracks + 2, 2));
-  const Raw seek = Ebml(0x4DBB, {});
+  // Large enough for the records to have room.
+  const Raw seek = Ebml(0x4DBB, Void(20));
   cases.push_back(OverLimit("seek entries", Tolerated::kSeekEntryOverLimit,
                             MkvFile({Ebml(ids::kSeekHead, Many(kMaxSeekEntries + 3, seek)), end}), seek,
                             kMaxSeekEntries + 3, 3));
@@ -218,7 +219,7 @@ std::vector<Case> LimitCases() {
   cases.push_back(OverLimit("encodings", Tolerated::kEncodingOverLimit,
                             WithTrackChild(Ebml(0x6D80, Many(kMaxContentEncodings + 2, encoding))), encoding,
                             kMaxContentEncodings + 2, 2));
-  const Raw atom = Ebml(0xB6, {});
+  const Raw atom = Ebml(0xB6, Void(30));
   cases.push_back(OverLimit("chapters", Tolerated::kChapterOverLimit,
                             Indexed(ids::kChapters, Ebml(0x45B9, Many(kMaxChapterAtoms + 2, atom))), atom,
                             kMaxChapterAtoms + 2, 2));
@@ -226,11 +227,13 @@ std::vector<Case> LimitCases() {
   cases.push_back(OverLimit("attached files", Tolerated::kAttachedFileOverLimit,
                             Indexed(ids::kAttachments, Many(kMaxAttachedFiles + 2, file)), file, kMaxAttachedFiles + 2,
                             2));
-  // A record of each point's two bytes takes more than the 40 that there is room for.
-  const std::size_t pointsKept = 1000 * 2 * 20 / sizeof(MkvCuePoint);
+  // A record of each point's two bytes takes more than there is room for.
+  constexpr std::size_t kPoints = 100000;
   const Raw point = Ebml(0xBB, {});
-  cases.push_back(OverLimit("cue points", Tolerated::kCueOverLimit, MkvFile({Ebml(ids::kCues, Many(1000, point)), end}),
-                            point, 1000, 1000 - pointsKept));
+  const Raw cues = MkvFile({Ebml(ids::kCues, Many(kPoints, point)), end});
+  const std::size_t room = cues.size() * CMkvFileRoot::kTimesForRecords + CMkvFileRoot::kSlackForKeeping;
+  const std::size_t pointsKept = (room - sizeof(MkvCueList)) / sizeof(MkvCuePoint);
+  cases.push_back(OverLimit("cue points", Tolerated::kCueOverLimit, cues, point, kPoints, kPoints - pointsKept));
   const Raw segment = Segment({SeekHead({})}, 1);
   const auto kMost = static_cast<std::size_t>(CMkvFileRoot::kMaxSegments);
   cases.push_back(OverLimit("segments", Tolerated::kSegmentPassedOver, Join({EbmlHeader(), Many(kMost + 2, segment)}),

@@ -178,11 +178,11 @@ TEST(TrackEntry, EntriesBeyondTheLimitArePassedOver) {
 }
 
 TEST(TrackEntry, LimitHoldsForAllTracksElementsTogether) {
-  const Raw half = Tracks(std::vector<Raw>(700, Master(0xAE, {})));
+  const Raw half = Tracks(std::vector<Raw>(100, Master(0xAE, {})));
   const Opened file(MkvFile({half, half}));
   ASSERT_EQ(file.root.segment.tracks.size(), 2u);
-  EXPECT_EQ(file.root.segment.tracks[0].size(), 700u);
-  EXPECT_EQ(file.root.segment.tracks[1].size(), kMaxTracks - 700);
+  EXPECT_EQ(file.root.segment.tracks[0].size(), 100u);
+  EXPECT_EQ(file.root.segment.tracks[1].size(), kMaxTracks - 100);
 }
 
 // ---- Reference track ----
@@ -325,6 +325,23 @@ TEST(ContentEncoding, OtherCompressionAndEmptyStrippingLeaveTheBuffer) {
   const Raw zlib = Encoding({Master(0x5034, {UInt(0x4254, 0), Bin(0x4255, {1, 2})})});
   EXPECT_FALSE(ApplyContentEncodings(Encoded({zlib}), buffer, kFrames));
   EXPECT_EQ(buffer, Bytes{5});
+}
+
+TEST(ContentEncoding, HeaderThatIsTooLongIsNotPutBackAndTheEncodingCountsAllTheSame) {
+  const auto stripped = [](std::size_t size, std::uint64_t scope) {
+    MkvTrackEntry track;
+    MkvContentEncoding& encoding = track.contentEncodings.emplace_back();
+    encoding.ContentEncodingScope = CMkvUInt(scope);
+    encoding.ContentCompAlgo = CMkvUInt(MkvContentEncoding::kAlgoHeaderStripping);
+    encoding.ContentCompSettings = Fill(size, 7);
+    Bytes buffer{1};
+    EXPECT_FALSE(ApplyContentEncodings(track, buffer, scope));
+    return buffer.size();
+  };
+  for (const std::uint64_t scope : {MkvContentEncoding::kScopeFrames, MkvContentEncoding::kScopePrivate}) {
+    EXPECT_EQ(stripped(kLongestStrippedHeader, scope), kLongestStrippedHeader + 1);
+    EXPECT_EQ(stripped(kLongestStrippedHeader + 1, scope), 1u);
+  }
 }
 
 TEST(ContentEncoding, EncryptionIsNotUndone) {
