@@ -56,11 +56,13 @@ bool BlockCursor::Step() {
 bool BlockCursor::StepToNextCluster() {
   if (!place_.cluster) return false;
   const MkvElement before = place_.cluster;
+  const std::int64_t timecode = place_.timecode;
   const bool isAtCluster = place_.cluster.MoveNext();
   if (isAtCluster) EnterCluster(place_);
   if (!IsGivenUp()) return isAtCluster;
   place_.cluster = before;
   place_.element = MkvElement();
+  place_.timecode = timecode;
   return false;
 }
 

@@ -2,8 +2,30 @@
 
 #include "parser/block.h"
 #include "parser/element_ids.h"
+#include "parser/interruption.h"
 
 namespace vantor {
+
+namespace {
+
+// For a sibling that is no Cluster, a Void, the Cues or attachments for the most part; false when there is no block in
+// it. They may have many children, so that the one walk for the time also tells whether another is worth it.
+bool ReadTimeOfSibling(ClusterPlace& place) {
+  InterruptionPoll poll(*place.cluster.file);
+  bool hasBlock = false;
+  for (MkvElement child = place.cluster.FirstChild(); child; child.MoveNext()) {
+    if (poll.Interrupted()) return false;
+    if (child.id.value == ids::kTimecode) {
+      CMkvUInt ticks;
+      if (ticks.Read(child) == S_OK) place.timecode = static_cast<std::int64_t>(ticks.value);
+      return true;
+    }
+    hasBlock = hasBlock || IsBlock(child);
+  }
+  return hasBlock;
+}
+
+}  // namespace
 
 ElementHeader HeaderOf(const MkvElement& element) {
   return {element.id.value, element.size.value, element.start, element.dataStart};
@@ -46,11 +68,14 @@ FirstCluster FindFirstCluster(CMkvFile& root) {
   return {HeaderOf(segment), place.ByValue()};
 }
 
+// Whatever stands among the Clusters is walked like one: where a Cluster's identifier is damaged, its blocks are there
+// all the same. A Cluster without a time keeps that of the one before.
 void EnterCluster(ClusterPlace& place) {
-  // Among the Clusters may stand others, a Void or the Cues: there is no block in them.
-  if (place.cluster.id.value != ids::kCluster) return;
-  // A Cluster without a time keeps that of the one before.
-  ReadClusterTimecode(place.cluster, place.timecode);
+  if (place.cluster.id.value == ids::kCluster) {
+    ReadClusterTimecode(place.cluster, place.timecode);
+  } else if (!ReadTimeOfSibling(place)) {
+    return;
+  }
   place.element = place.cluster.FirstChild();
 }
 

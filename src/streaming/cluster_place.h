@@ -55,7 +55,8 @@ struct ClusterPlace {
   bool isEntered = true;      // as above
 };
 
-// Reads the time of the Cluster that the place has come to, and puts the place on its first child.
+// Reads the time of the Cluster, or of the sibling of Clusters, that the place has come to, and puts the place on its
+// first child; on none in a sibling without blocks.
 void EnterCluster(ClusterPlace& place);
 
 }  // namespace vantor

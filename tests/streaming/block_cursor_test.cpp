@@ -146,14 +146,6 @@ TEST(BlockCursor, ABlockWhoseReadWasFlushedIsReadAgain) {
   }
 }
 
-TEST(BlockCursor, ASiblingThatIsNoClusterYieldsNoBlocks) {
-  OpenedFile file(MkvFile({Info(), Tracks({AudioTrack(1)}), Cluster(0, {SimpleBlock(1, 0, kKey, {1})}),
-                           Ebml(0xEC, SimpleBlock(1, 0, kKey, {2})), Master(0x1254C367, {SimpleBlock(1, 0, kKey, {3})}),
-                           Cluster(9, {SimpleBlock(1, 0, kKey, {4})})}));
-  BlockCursor cursor(file.root, file.first, file.TrackAt(0));
-  EXPECT_EQ(FirstBytes(cursor), (Raw{1, 4}));
-}
-
 TEST(BlockCursor, OtherChildrenOfAClusterAreSteppedOver) {
   OpenedFile file(MkvFile({Info(), Tracks({AudioTrack(1)}),
                            Cluster(0, {UInt(0xA7, 12), SimpleBlock(1, 0, kKey, {1}), UInt(0xAB, 3), Void(20),
