@@ -1,0 +1,268 @@
+#include "streaming/hostile_recipes.h"
+
+#include "parser/element_ids.h"
+#include "support/demux_harness.h"
+
+namespace vantor::test {
+
+namespace {
+
+Raw Repeat(std::size_t count, const Raw& element) {
+  Raw all;
+  all.reserve(count * element.size());
+  for (std::size_t i = 0; i < count; ++i) all.insert(all.end(), element.begin(), element.end());
+  return all;
+}
+
+// As many as fit so many bytes.
+Raw FillWith(std::size_t size, const Raw& element) { return Repeat(size / element.size(), element); }
+
+const Raw kTinyVoid{0xEC, 0x80};
+
+// With numbers of their own, or all of the same.
+std::vector<Raw> AudioTracks(std::size_t count, std::uint64_t step = 1) {
+  std::vector<Raw> tracks;
+  for (std::size_t i = 0; i < count; ++i) tracks.push_back(AudioTrack(1 + i * step));
+  return tracks;
+}
+std::vector<Raw> TracksOfOneNumber(std::size_t count) { return AudioTracks(count, 0); }
+
+// Ends with a Cluster late enough for all that is in front of it to be played: a made-up index tells the duration.
+Raw FileOf(const std::vector<Raw>& tracks, const std::vector<Part>& parts) {
+  std::vector<Part> all{Info(), Tracks(tracks)};
+  all.insert(all.end(), parts.begin(), parts.end());
+  all.emplace_back(Cluster(10'000'000, {SimpleBlock(1, 0, kKey, {9})}));
+  return MkvFile(all);
+}
+
+Raw FirstCluster() { return Cluster(0, {SimpleBlock(1, 0, kKey, {1})}); }
+
+Raw OneTrack(const Raw& elements) { return FileOf({AudioTrack(1)}, {FirstCluster(), elements}); }
+
+Raw InACluster(const std::vector<Raw>& tracks, const Raw& children) {
+  return FileOf(tracks, {Cluster(0, {SimpleBlock(1, 0, kKey, {1}), children, SimpleBlock(1, 5, kKey, {2})})});
+}
+Raw InACluster(const Raw& children) { return InACluster({AudioTrack(1)}, children); }
+
+// With elements that the seek index leads to.
+Raw Indexed(std::uint32_t id, const Raw& elements, const Raw& track = AudioTrack(1)) {
+  return MkvFile({[id](const Positions& at) { return SeekHead({SeekEntry(id, at["it"])}); },
+                  Info(1000000, 10'000'000),
+                  Tracks({track}),
+                  FirstCluster(),
+                  {"it", elements}});
+}
+Raw IndexedCues(const Raw& children) { return Indexed(ids::kCues, Ebml(ids::kCues, children)); }
+
+Raw StrippedFile(std::size_t headerSize, const Raw& blocks) {
+  const Raw encoding = Ebml(0x5034, Join({UInt(0x4254, 3), Bin(0x4255, Fill(headerSize, 7))}));
+  return InACluster({AudioTrack(1, "A_AC3", {Ebml(0x6D80, Ebml(0x6240, encoding))})}, blocks);
+}
+
+// An element of unknown size, which reaches to the end of the file.
+Raw Claim(std::uint32_t id, const Raw& payload = {}) { return Join({IdBytes(id), UnknownVint(), payload}); }
+
+Raw TracksThatClaim(std::uint32_t id, std::size_t size) {
+  std::vector<Raw> tracks;
+  for (std::uint64_t number = 1; number <= 20; ++number) {
+    tracks.push_back(
+        Ebml(0xAE, Join({UInt(0xD7, number), UInt(0x83, 2), Str(0x86, "A_AC3"), Audio(48000, 2), Claim(id)})));
+  }
+  return FileOf(tracks, {FirstCluster(), Void(size)});
+}
+
+Raw FontsThatClaim(std::size_t size) {
+  const Raw font = Ebml(0x61A7, Join({Str(0x4660, "application/x-truetype-font"), Claim(0x465C)}));
+  return Indexed(ids::kAttachments, Join({Ebml(ids::kAttachments, Repeat(1000, font)), Void(size)}), SubtitleTrack(1));
+}
+
+// Elements whose child claims all that is behind them: the others, and many small elements in the end.
+Raw ClaimsOfTheRest(const std::vector<Raw>& tracks, std::uint32_t id, const Raw& claim, std::size_t size) {
+  return FileOf(tracks, {FirstCluster(), Repeat(500, Ebml(id, claim)), Ebml(ids::kCluster, FillWith(size, kTinyVoid))});
+}
+
+// Laces that each have another frame for their large one.
+Raw LacesOfOneLargeFrame(std::size_t size) {
+  Raw blocks;
+  for (std::size_t large = 0; large < 100; ++large) {
+    std::vector<Raw> frames(101);
+    frames[large] = Fill(size / 100, 7);
+    const Raw block = SimpleBlock(1, 0, kKey | kXiph, XiphLace(frames));
+    blocks.insert(blocks.end(), block.begin(), block.end());
+  }
+  return blocks;
+}
+
+// Groups whose last Block says that they are another track's.
+Raw GroupsOfAnotherTrack(std::size_t size) {
+  return Repeat(3, BlockGroup({Block(1, 0, 0, Fill(size / 3, 7)), Block(2, 0, 0, {})}));
+}
+
+std::vector<Raw> AvcTracksWithoutConfiguration() {
+  std::vector<Raw> tracks{AudioTrack(1)};
+  for (std::uint64_t number = 2; number <= 100; ++number) {
+    tracks.push_back(Track(number, 1, "V_MPEG4/ISO/AVC", {Video(16, 16)}));
+  }
+  return tracks;
+}
+
+Raw ChainedSeekHeads(std::size_t size) {
+  std::vector<Part> parts;
+  const std::size_t count = size / 60;
+  for (std::size_t i = 0; i < count; ++i) {
+    parts.emplace_back(std::to_string(i), [i](const Positions& at) {
+      return SeekHead({SeekEntry(ids::kSeekHead, at["0"]), SeekEntry(ids::kSeekHead, at[std::to_string(i + 1)])});
+    });
+  }
+  parts.emplace_back(Tracks({AudioTrack(1)}));
+  parts.emplace_back(FirstCluster());
+  return MkvFile(parts);
+}
+
+}  // namespace
+
+const std::vector<HostileRecipe>& HostileRecipes() {
+  static const Raw kEmptyLace = Block(1, 0, kFixed, {254});
+  static const Raw kLace = SimpleBlock(1, 0, kKey | kFixed, Join({{254}, Fill(255, 9)}));
+  static const Raw kCluster = Ebml(ids::kCluster, {});
+  static const std::vector<HostileRecipe> recipes = {
+      // Frames.
+      {"a group of many empty laces",
+       [](std::size_t size) { return InACluster(BlockGroup({FillWith(size, kEmptyLace)})); },
+       {}},
+      {"a long stripped header",
+       [](std::size_t size) { return StrippedFile(size / 2, FillWith(size / 2, SimpleBlock(1, 0, kKey, {9}))); },
+       {}},
+      {"a long stripped header and laces",
+       [](std::size_t size) { return StrippedFile(size / 2, FillWith(size / 2, kLace)); },
+       {}},
+      {"the longest stripped header and laces",
+       [](std::size_t size) { return StrippedFile(4096, FillWith(size, kLace)); },
+       {}},
+      {"tracks of one number and a large block",
+       [](std::size_t size) { return InACluster(TracksOfOneNumber(20), SimpleBlock(1, 1, kKey, Fill(size, 7))); },
+       {}},
+      {"tracks of one number and blocks that claim each other",
+       [](std::size_t size) {
+         return FileOf(TracksOfOneNumber(20),
+                       {Repeat(100, Ebml(ids::kCluster, Claim(0xA3, {0x81, 0, 0, 0x80}))), Void(size)});
+       },
+       {}},
+      {"tracks of one number and codec states",
+       [](std::size_t size) {
+         return InACluster(TracksOfOneNumber(20),
+                           Repeat(2, BlockGroup({Block(1, 0, 0, {1}), Ebml(0xA4, Fill(size / 2, 7))})));
+       },
+       {}},
+      {"tracks of one number and groups of another",
+       [](std::size_t size) { return InACluster(TracksOfOneNumber(20), GroupsOfAnotherTrack(size)); },
+       {}},
+      {"laces that each enlarge another buffer",
+       [](std::size_t size) { return InACluster(LacesOfOneLargeFrame(size)); },
+       {}},
+      {"Xiph sizes that do not end",
+       [](std::size_t size) {
+         return InACluster(FillWith(size, SimpleBlock(1, 0, kXiph, Join({{254}, Fill(2000, 255)}))));
+       },
+       {}},
+      // Payloads.
+      {"private data of each other", [](std::size_t size) { return TracksThatClaim(0x63A2, size); }, {}},
+      {"names of each other", [](std::size_t size) { return TracksThatClaim(0x536E, size); }, {}},
+      {"fonts of each other", FontsThatClaim, {}},
+      // Records.
+      {"empty Clusters", [](std::size_t size) { return OneTrack(FillWith(size, kCluster)); }, {}},
+      {"damaged headers between empty Clusters",
+       [](std::size_t size) {
+         return OneTrack(FillWith(size, Join({{0x00}, kCluster})));
+       },
+       {}},
+      {"Clusters without end in each other",
+       [](std::size_t size) { return OneTrack(FillWith(size, Claim(ids::kCluster))); },
+       {}},
+      {"empty cue points",
+       [](std::size_t size) {
+         return IndexedCues(FillWith(size, {0xBB, 0x80}));
+       },
+       {}},
+      {"empty cue positions",
+       [](std::size_t size) {
+         return IndexedCues(Ebml(0xBB, FillWith(size, {0xB7, 0x80})));
+       },
+       {}},
+      {"empty cue references",
+       [](std::size_t size) {
+         return IndexedCues(Ebml(0xBB, Ebml(0xB7, FillWith(size, {0xDB, 0x80}))));
+       },
+       {}},
+      {"cue points of one Cluster",
+       [](std::size_t size) { return IndexedCues(FillWith(size, CuePoint(100, 1, 0))); },
+       {}},
+      {"empty Cues", [](std::size_t size) { return Indexed(ids::kCues, FillWith(size, Ebml(ids::kCues, {}))); }, {}},
+      {"empty seek entries",
+       [](std::size_t size) { return OneTrack(Ebml(ids::kSeekHead, FillWith(size, Ebml(0x4DBB, {})))); },
+       {}},
+      {"SeekHeads that name each other", ChainedSeekHeads, {}},
+      {"empty content encodings",
+       [](std::size_t size) {
+         const Raw encodings = Ebml(0x6D80, FillWith(size / 100, Ebml(0x6240, {})));
+         return FileOf(std::vector<Raw>(100, AudioTrack(1, "A_AC3", {encodings})), {FirstCluster()});
+       },
+       {}},
+      {"empty attachments",
+       [](std::size_t size) {
+         return Indexed(ids::kAttachments, Ebml(ids::kAttachments, FillWith(size, Ebml(0x61A7, {}))));
+       },
+       {}},
+      {"empty chapter editions",
+       [](std::size_t size) { return Indexed(ids::kChapters, Ebml(ids::kChapters, FillWith(size, Ebml(0x45B9, {})))); },
+       {}},
+      {"empty chapter titles",
+       [](std::size_t size) {
+         const Raw titles = FillWith(size, Ebml(0x80, Ebml(0x85, {})));
+         return Indexed(ids::kChapters, Ebml(ids::kChapters, Ebml(0x45B9, Ebml(0xB6, titles))));
+       },
+       {}},
+      {"empty Segments",
+       [](std::size_t size) {
+         return Join({OneTrack({}), FillWith(size, Segment({SeekHead({})}, 1))});
+       },
+       {}},
+      // Walks.
+      {"tiny elements in a Cluster", [](std::size_t size) { return InACluster(FillWith(size, kTinyVoid)); }, {}},
+      {"tiny elements between Clusters", [](std::size_t size) { return OneTrack(FillWith(size, kTinyVoid)); }, {}},
+      {"tiny elements in front of the time of a Cluster",
+       [](std::size_t size) {
+         return OneTrack(Ebml(ids::kCluster, Join({FillWith(size, kTinyVoid), UInt(0xE7, 5)})));
+       },
+       {}},
+      {"tiny elements in a Void", [](std::size_t size) { return OneTrack(Ebml(0xEC, FillWith(size, kTinyVoid))); }, {}},
+      {"a group without a block",
+       [](std::size_t size) { return InACluster(BlockGroup({FillWith(size, kTinyVoid)})); },
+       {}},
+      {"groups that claim each other",
+       [](std::size_t size) { return ClaimsOfTheRest(AudioTracks(10), ids::kCluster, Claim(0xA0), size); },
+       {}},
+      {"siblings of Clusters that claim each other",
+       [](std::size_t size) { return ClaimsOfTheRest(AudioTracks(10), 0xEC, Claim(0xEC), size); },
+       {}},
+      {"groups without end in each other",
+       [](std::size_t size) { return InACluster(FillWith(size, Claim(0xA0))); },
+       {}},
+      {"bytes that identifiers begin with",
+       [](std::size_t size) {
+         return OneTrack(Join({{0x00}, Fill(size, 0x1F)}));
+       },
+       {}},
+      {"blocks of one of many tracks",
+       [](std::size_t size) { return InACluster(AudioTracks(32), FillWith(size, SimpleBlock(1, 1, kKey, {}))); },
+       {}},
+      {"AVC tracks without a first frame",
+       [](std::size_t size) {
+         return InACluster(AvcTracksWithoutConfiguration(), FillWith(size, SimpleBlock(1, 1, kKey, {})));
+       },
+       {}},
+  };
+  return recipes;
+}
+
+}  // namespace vantor::test
