@@ -1,13 +1,12 @@
 // Arbitrary bytes through the whole chain: a byte source, the filter, a sink behind every pin, played to the end of all
-// streams, sought as the input's last bytes say, stopped and taken apart.
+// streams, sought as the input's last bytes say, stopped and taken apart. As they say, too, reads fail: one, or all
+// from one on, as of a file that is cut while it plays.
 //
 // Besides what the sanitizers find: every sample lies in its buffer, memory stays in proportion to the input, fonts
 // that were installed are removed, and in the end no object is alive.
 #include <algorithm>
 #include <atomic>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <memory>
 #include <span>
 #include <string>
@@ -15,6 +14,8 @@
 
 #include "baseclasses/unknown.h"
 #include "filter/mkv_filter.h"
+#include "fuzz/expect.h"
+#include "fuzz/fault_plan.h"
 #include "fuzz/heap_bound.h"
 #include "host/graph.h"
 #include "platform/com_ptr.h"
@@ -24,15 +25,10 @@ namespace vantor::fuzz {
 
 namespace {
 
-// What is played of an input, so that every input is done in a fraction of a second: pins, and samples for each run.
-constexpr std::size_t kPins = 6;
-constexpr std::uint64_t kSamples = 5000;
-
-void Expect(bool holds, const char* what) {
-  if (holds) return;
-  std::fprintf(stderr, "does not hold: %s\n", what);
-  std::abort();
-}
+// What is played of an input, so that every input is done in a fraction of a second: pins, and samples of all of them
+// in each run.
+constexpr std::size_t kPins = 32;
+constexpr std::uint64_t kSamples = 20000;
 
 std::atomic<unsigned> byteSum{0};
 void Touch(const void* bytes, std::size_t size) {
@@ -71,7 +67,7 @@ class NoFiles final : public platform::TemporaryFiles {
 
 class Listener final : public SampleListener {
  public:
-  explicit Listener(IPin* pin) : pin_(pin) {}
+  Listener(IPin* pin, std::uint64_t most) : pin_(pin), most_(most) {}
 
   void OnNewSegment(REFERENCE_TIME, REFERENCE_TIME, double) noexcept override { samples_ = 0; }
 
@@ -91,12 +87,44 @@ class Listener final : public SampleListener {
       Touch(type.pbFormat, type.cbFormat);
       FreeMediaType(type);
     }
-    return ++samples_ < kSamples ? S_OK : S_FALSE;
+    return ++samples_ < most_ ? S_OK : S_FALSE;
   }
 
  private:
   IPin* const pin_;
+  const std::uint64_t most_;
   std::uint64_t samples_ = 0;
+};
+
+// Bytes of which reads fail as planned; where one is to come short, the second half is missing from that read on.
+class FailingStore final : public ByteStore {
+ public:
+  explicit FailingStore(std::span<const std::uint8_t> input)
+      : bytes_(MakeMemoryStore(std::vector<unsigned char>(input.begin(), input.end()))), plan_(ReadFaultPlan(input)) {}
+
+  std::int64_t Length() const noexcept override { return bytes_->Length(); }
+  bool Read(std::int64_t position, void* buffer, std::size_t size) noexcept override {
+    return !Fails(++reads_, position + static_cast<std::int64_t>(size)) && bytes_->Read(position, buffer, size);
+  }
+
+ private:
+  bool Fails(std::uint64_t read, std::int64_t end) const {
+    switch (plan_.kind) {
+      case FaultPlan::Kind::kNone:
+        break;
+      case FaultPlan::Kind::kOneRead:
+        return read == plan_.read;
+      case FaultPlan::Kind::kAllFrom:
+        return read >= plan_.read;
+      case FaultPlan::Kind::kShortRead:
+        return read >= plan_.read && end > Length() / 2;
+    }
+    return false;
+  }
+
+  const std::shared_ptr<ByteStore> bytes_;
+  const FaultPlan plan_;
+  std::atomic<std::uint64_t> reads_{0};
 };
 
 struct SeekPlan {
@@ -153,11 +181,11 @@ ComPtr<IBaseFilter> MakeFilter() {
 void PlayWhole(std::span<const std::uint8_t> input) {
   Graph graph;
   Expect(SUCCEEDED(graph.Adopt(MakeFilter().Get())), "the filter joins a graph");
-  auto bytes = MakeMemoryStore(std::vector<unsigned char>(input.begin(), input.end()));
-  if (FAILED(graph.ConnectInput(std::move(bytes), OLESTR("/no/such/folder/input.mkv")))) return;
+  if (FAILED(graph.ConnectInput(std::make_shared<FailingStore>(input), OLESTR("/no/such/folder/input.mkv")))) return;
+  const auto pins = std::span(graph.Pins()).first(std::min(graph.Pins().size(), kPins));
   bool connected = false;
-  for (GraphPin& pin : std::span(graph.Pins()).first(std::min(graph.Pins().size(), kPins))) {
-    connected |= SUCCEEDED(graph.ConnectSink(pin, std::make_shared<Listener>(pin.pin.Get())));
+  for (GraphPin& pin : pins) {
+    connected |= SUCCEEDED(graph.ConnectSink(pin, std::make_shared<Listener>(pin.pin.Get(), kSamples / pins.size())));
   }
   if (connected) Play(graph, input);
 }

@@ -1,12 +1,14 @@
-// Arbitrary bytes through the parser alone: open, complete the cues, read every block of every cluster.
+// Arbitrary bytes through the parser alone: open, complete the cues, read every block of every cluster. As the input's
+// last bytes say, a read fails, or all of them from one on, or one comes short.
 //
 // Besides what the sanitizers find: work and memory stay in proportion to the input.
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <vector>
 
+#include "fuzz/expect.h"
+#include "fuzz/fault_plan.h"
 #include "fuzz/heap_bound.h"
+#include "fuzz/reader_faults.h"
 #include "parser/block.h"
 #include "parser/cue_synthesis.h"
 #include "parser/element_ids.h"
@@ -20,12 +22,6 @@ namespace {
 // Bytes read from the source for each byte of input while it is opened: records, then the chain of the clusters.
 constexpr std::uint64_t kOpeningReads = 8;
 constexpr std::uint64_t kOpeningBase = 4096;
-
-void Expect(bool holds, const char* what) {
-  if (holds) return;
-  std::fprintf(stderr, "does not hold: %s\n", what);
-  std::abort();
-}
 
 void ReadBlock(const MkvElement& element, std::uint64_t length) {
   MkvBlock block;
@@ -65,6 +61,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   using namespace vantor;
   const fuzz::HeapBound bound(size);
   test::MemoryReader reader(std::vector<std::uint8_t>(data, data + size));
+  fuzz::SetFaults(reader, fuzz::ReadFaultPlan({data, size}));
   CMkvFileRoot root(&reader, true);
   root.tolerated.Collect();
   if (FAILED(root.Open())) return 0;

@@ -1,16 +1,20 @@
-// make_seeds FOLDER: writes small files, each around one corner of the format, as seeds for the fuzz targets.
+// make_seeds FOLDER: writes seeds for the fuzz targets: small files, each around one corner of the format, into
+// FOLDER/files, and what the targets take that read no files into FOLDER/lacing, FOLDER/description, FOLDER/arguments.
 #include <cstdint>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "fuzz/other_seeds.h"
 #include "support/mkv_builder.h"
 
 namespace {
 
 using namespace vantor::test;
+using vantor::fuzz::Seed;
 
 constexpr std::uint32_t kInfo = 0x1549A966;
 constexpr std::uint32_t kTracks = 0x1654AE6B;
@@ -18,11 +22,6 @@ constexpr std::uint32_t kCues = 0x1C53BB6B;
 constexpr std::uint32_t kSeekHead = 0x114D9B74;
 constexpr std::uint32_t kAttachments = 0x1941A469;
 constexpr std::uint32_t kCluster = 0x1F43B675;
-
-struct Seed {
-  std::string name;
-  Raw bytes;
-};
 
 // A Void element that says how the file is sought: when and where the second seek goes, the first,
 // and their count.
@@ -140,6 +139,17 @@ void AddCodecs(std::vector<Seed>& seeds) {
   add(subtitles, 17, {});
 }
 
+// More pins than a graph usually has, in one cluster.
+void AddManyTracks(std::vector<Seed>& seeds) {
+  std::vector<Raw> tracks;
+  std::vector<Raw> blocks;
+  for (std::uint64_t number = 1; number <= 12; ++number) {
+    tracks.push_back(Track(number, number % 2 + 1, number % 2 == 0 ? "V_VP8" : "A_AC3"));
+    blocks.push_back(SimpleBlock(number, 0, kKey, Ramp(6)));
+  }
+  seeds.push_back({"many_tracks", Join({MkvFile({Info(), Tracks(tracks), Cluster(0, blocks)}), SeekTail()})});
+}
+
 // One plain track and these clusters, without cues.
 Raw Clusters(const std::vector<Raw>& clusters, const std::vector<Raw>& trackMore = {}) {
   std::vector<Part> parts = {Info(), Tracks({Track(1, 2, "A_MPEG/L3", trackMore)})};
@@ -205,6 +215,20 @@ void AddIndexes(std::vector<Seed>& seeds) {
              SeekTail()})});
 }
 
+bool Write(const std::filesystem::path& folder, const std::vector<Seed>& seeds) {
+  std::error_code ignored;
+  std::filesystem::create_directories(folder, ignored);
+  for (const Seed& seed : seeds) {
+    std::ofstream file(folder / seed.name, std::ios::binary);
+    file.write(reinterpret_cast<const char*>(seed.bytes.data()), static_cast<std::streamsize>(seed.bytes.size()));
+    if (!file.flush()) {
+      std::fprintf(stderr, "cannot write %s\n", (folder / seed.name).c_str());
+      return false;
+    }
+  }
+  return true;
+}
+
 }  // namespace
 
 int main(int count, char** words) {
@@ -212,18 +236,14 @@ int main(int count, char** words) {
     std::fprintf(stderr, "usage: make_seeds FOLDER\n");
     return 2;
   }
-  std::vector<Seed> seeds;
-  AddCodecs(seeds);
-  AddBlocks(seeds);
-  AddIndexes(seeds);
-  for (const Seed& seed : seeds) {
-    const std::string path = std::string(words[1]) + "/" + seed.name + ".mkv";
-    std::ofstream file(path, std::ios::binary);
-    file.write(reinterpret_cast<const char*>(seed.bytes.data()), static_cast<std::streamsize>(seed.bytes.size()));
-    if (!file.flush()) {
-      std::fprintf(stderr, "cannot write %s\n", path.c_str());
-      return 1;
-    }
-  }
-  return 0;
+  const std::filesystem::path folder = words[1];
+  std::vector<Seed> files;
+  AddCodecs(files);
+  AddBlocks(files);
+  AddIndexes(files);
+  AddManyTracks(files);
+  const bool written = Write(folder / "files", files) && Write(folder / "lacing", vantor::fuzz::LacingSeeds()) &&
+                       Write(folder / "description", vantor::fuzz::DescriptionSeeds()) &&
+                       Write(folder / "arguments", vantor::fuzz::ArgumentSeeds());
+  return written ? 0 : 1;
 }
