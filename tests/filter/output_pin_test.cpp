@@ -165,6 +165,7 @@ TEST_F(OutputPinTest, TakesNoFormatForAnyOther) {
   EXPECT_EQ(AnswerTo(HevcTrack(), nullptr, nullptr, &FORMAT_MPEG2Video), S_FALSE);
   EXPECT_EQ(AnswerTo(VideoTrack(1), nullptr, nullptr, &FORMAT_MPEGVideo), S_FALSE);
   EXPECT_EQ(AnswerTo(AudioTrack(1), nullptr, nullptr, &FORMAT_None), S_FALSE);
+  EXPECT_EQ(AnswerTo(AudioTrack(1), nullptr, nullptr, &FORMAT_VideoInfo), S_FALSE) << "neither for the newer";
 }
 
 TEST_F(OutputPinTest, TakesNoOtherMajorTypeOrSubtype) {
@@ -179,6 +180,7 @@ TEST_F(OutputPinTest, TheNewerVorbisTakesTheOlderWhateverTheFormat) {
   EXPECT_EQ(AnswerTo(Vorbis2Track(), &MEDIATYPE_Video, &kSubtypeVorbis, nullptr), S_FALSE);
   const Raw older = AudioTrack(1, "A_VORBIS", {CodecPrivate(XiphLace({{1}, {2}, {3}}))});
   EXPECT_EQ(AnswerTo(older, nullptr, &kSubtypeVorbis2, nullptr), S_FALSE) << "not the other way round";
+  EXPECT_EQ(AnswerTo(AudioTrack(1), nullptr, &kSubtypeVorbis, nullptr), S_FALSE) << "nor anything else";
 }
 
 TEST_F(OutputPinTest, AnswersQueryAccept) {

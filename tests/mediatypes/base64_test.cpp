@@ -53,6 +53,7 @@ TEST(Base64, WholeAlphabetDecodes) {
 TEST(Base64, CharactersOutsideTheAlphabetAreSkipped) {
   EXPECT_EQ(Decoded(" Zm\r\n9v-Y_m\tF?y\x80"), Text("foobar"));
   EXPECT_EQ(Decoded("!?.,"), Raw{});
+  EXPECT_EQ(Decoded("@Z[m`9{v/:"), Decoded("Zm9v/")) << "what stands beside the alphabet's runs";
 }
 
 TEST(Base64, DecodingEndsAtTheEqualsSign) {

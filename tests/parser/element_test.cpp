@@ -311,6 +311,15 @@ TEST(Find, FromAnElementLooksAtItselfAndOnwards) {
   EXPECT_FALSE(element.Find(0x83, Search::kLinear));
 }
 
+TEST(Find, FromAnElementOfASegmentTheSeekIndexHasTheLastWord) {
+  Indexed file;
+  file.Index({Entry(ids::kCluster, file.at["second"]), Entry(ids::kCues, file.at["first"])});
+  MkvElement element = file.segment.FirstChild();
+  EXPECT_TRUE(element.Find(ids::kCluster, Search::kIndexOnly));
+  EXPECT_EQ(element.start, file.StartOf("second"));
+  EXPECT_FALSE(element.Find(ids::kCues, Search::kLinear)) << "it leads to a Cluster";
+}
+
 TEST(Find, NextOfTheSameIdentifierWalksSiblingsOnly) {
   Indexed file;
   file.Index({Entry(ids::kCluster, file.at["first"])});
