@@ -1,5 +1,5 @@
-// TemporaryFile: bytes that need not stay in memory, in a nameless file that goes with its object, also when the program
-// is ended by force.
+// TemporaryFile: bytes that need not stay in memory, in a nameless file that goes with its object, also when the
+// program is ended by force.
 //
 //   TemporaryFile file;
 //   if (file.Open() && file.WriteAt(0, buffer, size) && file.ReadAt(0, buffer, size)) ...

@@ -58,6 +58,9 @@ HRESULT ToyOutputPin::GetMediaType(int position, CMediaType* type) {
   if (position > 1) {
     return VFW_S_NO_MORE_ITEMS;
   }
+  if (position == 1 && splitter_->Mode() == 'm') {
+    return E_OUTOFMEMORY;
+  }
   type->InitMediaType();
   type->SetType(&MEDIATYPE_Video);
   type->formattype = FORMAT_None;
@@ -104,6 +107,10 @@ void ToyOutputPin::Work() {
     if (!DeliverFrame(frame)) {
       break;
     }
+  }
+  if (first && splitter_->Mode() == 'l') {
+    splitter_->NotifyEvent(EC_STREAM_ERROR_STILLPLAYING, VFW_E_BUFFER_OVERFLOW, 0);
+    splitter_->NotifyEvent(EC_STREAM_ERROR_STILLPLAYING, VFW_E_BUFFER_OVERFLOW, 0);
   }
   DeliverEndOfStream();
   if (first && splitter_->Mode() == 'e') {

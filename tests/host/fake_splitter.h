@@ -8,6 +8,8 @@
 //   's'  the first pin announces EC_ERRORABORT and goes silent without ending its stream
 //   'i'  the first pin interrupts the program (SIGINT) and goes silent
 //   'f'  the filter fails to pause
+//   'l'  as 'n', and the first pin announces twice that a frame is lost
+//   'm'  there is no memory for the second media type of a pin
 // Anything else in front is refused with kRefusal.
 #pragma once
 

@@ -362,6 +362,26 @@ TEST_F(Tool, AnErrorEventIsListedAndEndsWithStatusOne) {
   EXPECT_EQ(RunToy("play", 'e', 2, 3).status, 1);
 }
 
+TEST_F(Tool, LostFramesAreCountedShownAndNoSuccess) {
+  const Outcome played = RunToy("play", 'l', 2, 3);
+  EXPECT_EQ(played.status, 1);
+  ExpectOneMessage(played, "lost 2 frames");
+  EXPECT_THAT(played.out, HasSubstr(", 2 frames lost\n"));
+  const Outcome listed = RunToy("samples", 'l', 2, 3);
+  EXPECT_EQ(listed.status, 1);
+  ExpectOneMessage(listed, "lost 2 frames");
+  EXPECT_EQ(listed.Lines("event").size(), 2u);
+  EXPECT_EQ(listed.Lines("sample").size(), 6u);
+}
+
+TEST_F(Tool, AListOfTypesThatBreaksOffIsNoShorterList) {
+  for (const char* command : {"samples", "info", "play"}) {
+    const Outcome outcome = RunToy(command, 'm', 2, 3);
+    EXPECT_EQ(outcome.status, 2) << command;
+    ExpectOneMessage(outcome, "out of memory");
+  }
+}
+
 TEST_F(Tool, AFilterThatDoesNotRunIsSaidSo) {
   for (const char* command : {"samples", "play"}) {
     const Outcome outcome = RunToy(command, 'f', 1, 1);
