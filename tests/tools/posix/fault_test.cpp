@@ -104,7 +104,7 @@ void TryFaults(const std::vector<std::string>& command, const std::string& name,
     return RunFaulty(arguments, fault);
   };
   const FaultyOutcome whole = run({});
-  const FaultyOutcome unmapped = run({.kind = "", .isUnmapped = true});
+  const FaultyOutcome unmapped = run({"", 0, false, true, "", -1});
   ASSERT_EQ(whole.status, 0) << whole.messages;
   ASSERT_EQ(unmapped.status, 0) << unmapped.messages;
   ASSERT_EQ(unmapped.out, whole.out);
