@@ -87,6 +87,7 @@ TEST(NalUnits, StartCodesOfBothLengthsAreFoundFromWhereTheSearchBegins) {
   EXPECT_EQ(FindLongStartCode(bytes, 5), 5u);
   EXPECT_EQ(FindLongStartCode(bytes, 6), bytes.size());
   EXPECT_EQ(FindLongStartCode({}, 0), 0u);
+  EXPECT_EQ(FindLongStartCode(Raw{9, 0, 0, 1, 9, 0, 0, 0, 1}, 0), 5u) << "one of three bytes is none of four";
 }
 
 }  // namespace
