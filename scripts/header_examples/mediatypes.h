@@ -14,3 +14,4 @@ bool Use(ByteSpan unit);
 extern const AvcConfigSources& sources;
 extern TrackMediaType type;
 void MakePin(const TrackMediaType& type);
+extern IPin* upstream;

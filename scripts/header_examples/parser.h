@@ -13,3 +13,5 @@ extern FrameBytes& frame;
 void Use(std::uint64_t value);
 void Use(const FrameBytes& frame);
 void Play(const std::vector<MkvCueList>& cues);
+extern std::uint64_t size;
+extern MkvCueList& list;

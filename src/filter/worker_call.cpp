@@ -72,14 +72,17 @@ HRESULT WorkerCall::FindPlace(SeekSearch& search, std::int64_t target, PlaceInFi
     answer = search.Wait(number, Remaining(), place);
   }
   if (answer == Answer::kNoAnswer) {
-    if (search.LeaveToItself()) return VFW_E_TIMEOUT;
-    answer = search.Wait(number, INFINITE, place);
+    search.GiveUp();
+    giveUp_ = Clock::now() + patience_.step;
+    answer = search.Wait(number, Remaining(), place);
+    if (answer == Answer::kNoAnswer && !search.LeaveToItself()) answer = search.Wait(number, INFINITE, place);
   }
-  return answer == Answer::kFound ? S_OK : S_FALSE;
+  if (answer == Answer::kFound) return S_OK;
+  return answer == Answer::kNothing ? S_FALSE : VFW_E_TIMEOUT;
 }
 
 SeekSearch::Answer WorkerCall::WaitWhileItReads(SeekSearch& search, std::uint32_t number, PlaceInFile& place) {
-  const Clock::time_point latest = begun_ + patience_.answer + 3 * patience_.step + patience_.search;
+  const Clock::time_point latest = begun_ + patience_.answer + 2 * patience_.step + patience_.search;
   for (;;) {
     const std::uint32_t before = search.Steps();
     giveUp_ = std::min(Clock::now() + patience_.search, latest);

@@ -6,7 +6,7 @@
 //   call.Announce();
 //   for (std::size_t i = 0; const PinHold pin = pins.Hold(i); ++i) result = call.StopRun(*pin, AfterStop::kGoOn);
 //
-// Used with the filter lock held. Its bound is the patience's: one answer and three steps, a search and two more steps.
+// Used with the filter lock held. Its bound is the patience's: one answer, a search and five steps.
 #pragma once
 
 #include <chrono>
@@ -42,7 +42,7 @@ class WorkerCall {
   HRESULT EndWorker(CVXMkvDmxOutputPin& pin);
 
   // Looks for the place of a target above 0, once the workers are stopped. S_OK; S_FALSE when there is none;
-  // VFW_E_TIMEOUT: the search was left to itself, or an earlier one is under way.
+  // VFW_E_TIMEOUT: the search was given up, perhaps left to itself, or an earlier one is under way.
   HRESULT FindPlace(SeekSearch& search, std::int64_t target, PlaceInFile& place);
 
  private:

@@ -125,7 +125,7 @@ HRESULT MkvBlock::ReadEveryBlock(const MkvElement& group, bool wantFrames, std::
     if (wantFrames && !isDamaged) isDamaged = FAILED(ReadFrames(child, mostFrames));
   });
   if (!isDamaged) return result;
-  frames.Clear();
+  DropPayload();
   return E_FAIL;
 }
 
@@ -143,12 +143,18 @@ HRESULT MkvBlock::ReadGroupOfTrack(const MkvElement& element, std::uint64_t trac
     }
   });
   const bool isOfTrack = trackNumber.value == track;
-  if (!isOfTrack || isDamaged) frames.Clear();
+  if (!isOfTrack || isDamaged) DropPayload();
   if (isOfTrack && isDamaged) return E_FAIL;
   if (!isOfTrack || !isSkipped || result == E_ABORT) return result;
   Reset();
   constexpr bool kWantFrames = true;
   return ReadEveryBlock(element, kWantFrames, mostFrames);
+}
+
+// Together, since what the state takes is counted with the frames.
+void MkvBlock::DropPayload() {
+  frames.Clear();
+  CodecState = Bytes();
 }
 
 MkvElement FirstBlock(const MkvElement& cluster) {

@@ -56,14 +56,15 @@ struct MkvBlock {
   HRESULT ReadGroup(const MkvElement& element, bool wantFrames);
 
   // ReadGroup with frames, or the first `mostFrames` of them, when the group's block is of that track. Of another
-  // track's no frame is kept and damaged lacing not told. S_OK in both cases: `trackNumber` says which it was. In one
-  // walk, and a second one only where another track's Block stands before the track's last one.
+  // track's no frame is kept and damaged lacing not told: `trackNumber` says which it was. Results as of ReadGroup. In
+  // one walk, and a second one only where another track's Block stands before the track's last one.
   HRESULT ReadGroupOfTrack(const MkvElement& element, std::uint64_t track, std::size_t mostFrames = kEveryFrame);
 
   // A block is a key frame when it refers to no other.
   bool IsKeyFrame() const { return !ReferenceBlock.present; }
 
  private:
+  void DropPayload();
   HRESULT ReadEveryBlock(const MkvElement& group, bool wantFrames, std::size_t mostFrames);
   void ReadCodecState(const MkvElement& element);
   template <typename ReadBlock>

@@ -9,8 +9,8 @@ namespace vantor {
 
 FrameBytes& FrameList::Append(std::size_t size) {
   if (count_ == buffers_.size()) {
+    lost_.resize(count_ + 1);  // first: should the other run out of memory, there is a mark too many, not one too few
     buffers_.emplace_back();
-    lost_.resize(buffers_.size());
   }
   lost_[count_] = false;
   FrameBytes& buffer = buffers_[count_];

@@ -2,7 +2,6 @@
 
 #include "parser/block.h"
 #include "parser/element_ids.h"
-#include "parser/interruption.h"
 
 namespace vantor {
 
@@ -11,10 +10,10 @@ namespace {
 // For a sibling that is no Cluster, a Void, the Cues or attachments for the most part; false when there is no block in
 // it. They may have many children, so that the one walk for the time also tells whether another is worth it.
 bool ReadTimeOfSibling(ClusterPlace& place) {
-  InterruptionPoll poll(*place.cluster.file);
+  const CMkvFile& file = *place.cluster.file;
   bool hasBlock = false;
   for (MkvElement child = place.cluster.FirstChild(); child; child.MoveNext()) {
-    if (poll.Interrupted()) return false;
+    if (file.interrupted && file.interrupted()) return false;  // asked always: a stop shall not wait for all of them
     if (child.id.value == ids::kTimecode) {
       CMkvUInt ticks;
       if (ticks.Read(child) == S_OK) place.timecode = static_cast<std::int64_t>(ticks.value);

@@ -56,16 +56,14 @@ bool FindKeyFrame(const MkvSegment& records, std::uint64_t track, std::int64_t t
   MkvElement found;
   MkvBlock block;
   const CMkvFile& file = *place.cluster.file;
-  for (MkvElement child = FirstBlock(place.cluster); child;) {
+  for (MkvElement child = place.cluster.FirstChild(); child; child.MoveNext()) {
     if (file.interrupted && file.interrupted())
       return false;  // asked always: over a slow source, each child takes long
-    if (ReadBlockHeader(child, block)) {
-      const std::int64_t time = records.TicksToTime(WrappingAdd(place.timecode, block.timecode.value));
-      const bool isOfTrack = block.trackNumber.value == track;
-      if ((isOfTrack && time > target) || time > WrappingAdd(target, kSearchMargin)) break;
-      if (isOfTrack && block.IsKeyFrame()) found = child;
-    }
-    if (!NextBlock(child)) break;
+    if (!IsBlock(child) || !ReadBlockHeader(child, block)) continue;
+    const std::int64_t time = records.TicksToTime(WrappingAdd(place.timecode, block.timecode.value));
+    const bool isOfTrack = block.trackNumber.value == track;
+    if ((isOfTrack && time > target) || time > WrappingAdd(target, kSearchMargin)) break;
+    if (isOfTrack && block.IsKeyFrame()) found = child;
   }
   place.element = found;
   return static_cast<bool>(place.element);

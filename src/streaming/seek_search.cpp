@@ -64,7 +64,6 @@ SeekSearch::Answer SeekSearch::Wait(std::uint32_t number, DWORD milliseconds, Pl
 bool SeekSearch::LeaveToItself() {
   const LockScope hold(lateLock_);
   if (!IsBusy()) return false;
-  isGivenUp_ = true;
   if (!isLate_) holder_.HoldForThread();
   isLate_ = true;
   return true;
@@ -78,15 +77,15 @@ DWORD SeekSearch::ThreadProc() {
 }
 
 SeekSearch::Answer SeekSearch::Search() {
-  std::optional<PlaceInFile> found;
+  bool isFound = false;
   (void)Guarded([&] {
-    found = FindPlace(file_, first_, target_);
+    const std::optional<PlaceInFile> found = FindPlace(file_, first_, target_);
+    isFound = found.has_value();
+    if (isFound) place_ = *found;
     return S_OK;
   });
-  if (file_.wasLetGo) return Answer::kLetGo;
-  if (!found) return Answer::kNothing;
-  place_ = *found;
-  return Answer::kFound;
+  if (file_.wasLetGo || isGivenUp_) return Answer::kLetGo;
+  return isFound ? Answer::kFound : Answer::kNothing;
 }
 
 void SeekSearch::Give(Answer answer) {

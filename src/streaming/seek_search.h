@@ -7,7 +7,7 @@
 //   switch (search.Wait(number, 1500, place)) {             // 1.5 s
 //     case SeekSearch::Answer::kFound: cursor.MoveTo(place); break;
 //     case SeekSearch::Answer::kNothing: cursor.Rewind(); break;
-//     default: search.LeaveToItself();
+//     default: search.GiveUp();
 //   }
 //
 // Control side, all of it but CurrentHolder: used under the filter lock. Searches have numbers, since whoever waits for
@@ -52,7 +52,7 @@ class SeekSearch final : private CAMThread {
   enum class Answer {
     kFound,
     kNothing,   // no cue leads anywhere: play from the start
-    kLetGo,     // a flush of the source came between, or another search: begin again
+    kLetGo,     // a flush of the source came between, or another search, or it was given up
     kNoAnswer,  // yet: wait on, or leave it to itself
   };
   // Waits so many milliseconds for the answer to that search.
@@ -61,8 +61,9 @@ class SeekSearch final : private CAMThread {
   // Counts what the searches have looked at, to tell one that is slow from one that is held.
   std::uint32_t Steps() const { return steps_; }
 
-  // Gives the search up for which there is no answer. It holds the holder until it comes back. False when there is an
-  // answer after all.
+  // Ends a search that is merely slow: its answer is then kLetGo, and soon there.
+  void GiveUp() { isGivenUp_ = true; }
+  // For one that does not answer even so: it holds the holder until it comes back. False when there is an answer.
   bool LeaveToItself();
   // Whether it has been left to itself and not come back.
   bool IsLate() const { return isLate_; }
@@ -92,8 +93,8 @@ class SeekSearch final : private CAMThread {
   PlaceInFile place_;
 
   Lock lateLock_{LockRank::Late};
-  std::atomic<bool> isLate_{false};     // written under the lock
-  std::atomic<bool> isGivenUp_{false};  // ends a search that is merely slow
+  std::atomic<bool> isLate_{false};  // written under the lock
+  std::atomic<bool> isGivenUp_{false};
   std::atomic<std::uint32_t> steps_{0};
 };
 

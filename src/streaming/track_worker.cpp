@@ -262,10 +262,14 @@ HRESULT TrackWorker::DeliverNextBlock() {
   if (cursor_.FillQueue([this] { return StopPending(); }) == 0) {
     return StopPending() || cursor_.WasLetGo() ? S_OK : S_FALSE;
   }
+  // Also when delivering it runs out of memory: what it holds is counted.
+  struct Releasing {
+    BlockCursor& cursor;
+    ~Releasing() { cursor.Release(); }
+  };
   StampedBlock& block = cursor_.Take();
-  const HRESULT result = DeliverBlock(block);
-  cursor_.Release();
-  return result;
+  const Releasing releasing{cursor_};
+  return DeliverBlock(block);
 }
 
 HRESULT TrackWorker::DeliverBlock(StampedBlock& block) {

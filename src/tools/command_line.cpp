@@ -25,7 +25,8 @@ constexpr const char* kAbout =
     "  vantor-mkv samples --seek 50000000 a.mkv     from 5 seconds on (100 ns units)\n"
     "  vantor-mkv samples --seek 0:20000000 a.mkv   the first 2 seconds\n"
     "\n"
-    "Exit status: 0 done, 1 the file was refused or the filter announced an error, 2 wrong use or no component.\n";
+    "Exit status: 0 done, 1 the file was refused, or the filter announced an error or lost frames, 2 wrong use, no\n"
+    "component, or a fault of the system: a read that failed, no memory, output that cannot be written.\n";
 
 std::optional<std::int64_t> WholeNumber(std::string_view text) {
   std::int64_t value = 0;

@@ -15,8 +15,8 @@ namespace vantor::tools {
 
 // Exit statuses of the tool.
 inline constexpr int kExitDone = 0;
-inline constexpr int kExitRefused = 1;  // the file was refused, or the filter announced an error
-inline constexpr int kExitUsage = 2;    // bad options, an unreadable path, no component, output that cannot be written
+inline constexpr int kExitRefused = 1;        // the file was refused, or the filter announced an error or lost frames
+inline constexpr int kExitUsage = 2;          // bad options, an unreadable path, no component, a fault of the system
 inline constexpr int kExitInterrupted = 130;  // as shells say it
 
 enum class Command { kInfo, kSamples, kPlay };

@@ -42,11 +42,12 @@ std::size_t Decode(std::string_view text, std::uint32_t& character) {
   return isOverlong || isNone ? 0 : size;
 }
 
-// Beyond ASCII: the second set of controls, line separators, marks and overrides of the direction.
+// Beyond ASCII: the second set of controls, line separators, marks and overrides of the direction. The joiners of words
+// and pictures are a part of how these are written.
 bool IsActedOn(std::uint32_t character) {
-  return (character >= 0x80 && character <= 0x9F) || (character >= 0x200B && character <= 0x200F) ||
-         (character >= 0x2028 && character <= 0x202E) || (character >= 0x2060 && character <= 0x206F) ||
-         character == 0x061C || character == 0xFEFF;
+  return (character >= 0x80 && character <= 0x9F) || character == 0x200B || character == 0x200E ||
+         character == 0x200F || (character >= 0x2028 && character <= 0x202E) ||
+         (character >= 0x2060 && character <= 0x206F) || character == 0x061C || character == 0xFEFF;
 }
 
 // Takes the first character off the text and gives it as it is shown.

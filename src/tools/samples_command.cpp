@@ -103,7 +103,10 @@ int RunSamples(const Options& options, std::FILE* out, std::FILE* messages) {
   const int opened = session.Open();
   if (opened == kExitRefused) {
     AppendFilterLine(text, Summarize(graph, session.ConnectResult()));
-    Write(text, out);
+    if (!Write(text, out)) {
+      session.Say("cannot write the listing");
+      return kExitUsage;
+    }
   }
   if (opened != kExitDone) {
     return opened;

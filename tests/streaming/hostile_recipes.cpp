@@ -129,138 +129,146 @@ const std::vector<HostileRecipe>& HostileRecipes() {
       // Frames.
       {"a group of many empty laces",
        [](std::size_t size) { return InACluster(BlockGroup({FillWith(size, kEmptyLace)})); },
-       {}},
+       {2, 2.5, 1, 0.1}},
       {"a long stripped header",
        [](std::size_t size) { return StrippedFile(size / 2, FillWith(size / 2, SimpleBlock(1, 0, kKey, {9}))); },
-       {}},
+       {1.2, 2, 1.5, 0.2}},
       {"a long stripped header and laces",
        [](std::size_t size) { return StrippedFile(size / 2, FillWith(size / 2, kLace)); },
-       {}},
+       {1, 1.5, 1.5, 0.7}},
       {"the longest stripped header and laces",
        [](std::size_t size) { return StrippedFile(4096, FillWith(size, kLace)); },
-       {}},
+       {1.5, 1.5, 0.5, 4100}},
       {"tracks of one number and a large block",
        [](std::size_t size) { return InACluster(TracksOfOneNumber(20), SimpleBlock(1, 1, kKey, Fill(size, 7))); },
-       {}},
+       {0.1, 21, 21, 21}},
       {"tracks of one number and blocks that claim each other",
        [](std::size_t size) {
          return FileOf(TracksOfOneNumber(20),
                        {Repeat(100, Ebml(ids::kCluster, Claim(0xA3, {0x81, 0, 0, 0x80}))), Void(size)});
        },
-       {}},
+       {0.4, 105, 42, 105}},
       {"tracks of one number and codec states",
        [](std::size_t size) {
          return InACluster(TracksOfOneNumber(20),
                            Repeat(2, BlockGroup({Block(1, 0, 0, {1}), Ebml(0xA4, Fill(size / 2, 7))})));
        },
-       {}},
+       {0.1, 41, 3, 0.1}},
       {"tracks of one number and groups of another",
        [](std::size_t size) { return InACluster(TracksOfOneNumber(20), GroupsOfAnotherTrack(size)); },
-       {}},
+       {0.1, 21, 10, 0.1}},
       {"laces that each enlarge another buffer",
        [](std::size_t size) { return InACluster(LacesOfOneLargeFrame(size)); },
-       {}},
+       {0.2, 1.5, 1.5, 1.5}},
       {"Xiph sizes that do not end",
        [](std::size_t size) {
          return InACluster(FillWith(size, SimpleBlock(1, 0, kXiph, Join({{254}, Fill(2000, 255)}))));
        },
-       {}},
+       {0.1, 0.1, 0.1, 0.1}},
       // Payloads.
-      {"private data of each other", [](std::size_t size) { return TracksThatClaim(0x63A2, size); }, {}},
-      {"names of each other", [](std::size_t size) { return TracksThatClaim(0x536E, size); }, {}},
-      {"fonts of each other", FontsThatClaim, {}},
+      {"private data of each other", [](std::size_t size) { return TracksThatClaim(0x63A2, size); }, {0.1, 9, 10, 0.1}},
+      {"names of each other", [](std::size_t size) { return TracksThatClaim(0x536E, size); }, {0.1, 9, 2, 0.1}},
+      {"fonts of each other", FontsThatClaim, {0.2, 9, 3, 0.1}},
       // Records.
-      {"empty Clusters", [](std::size_t size) { return OneTrack(FillWith(size, kCluster)); }, {}},
+      {"empty Clusters", [](std::size_t size) { return OneTrack(FillWith(size, kCluster)); }, {6, 6, 9, 0.1, 4}},
       {"damaged headers between empty Clusters",
        [](std::size_t size) {
          return OneTrack(FillWith(size, Join({{0x00}, kCluster})));
        },
-       {}},
+       {8, 9, 9, 0.1, 4}},
       {"Clusters without end in each other",
        [](std::size_t size) { return OneTrack(FillWith(size, Claim(ids::kCluster))); },
-       {}},
+       {0.1, 0.1, 0.1, 0.1}},
       {"empty cue points",
        [](std::size_t size) {
          return IndexedCues(FillWith(size, {0xBB, 0x80}));
        },
-       {}},
+       {4, 4, 12, 0.1, 4}},
       {"empty cue positions",
        [](std::size_t size) {
          return IndexedCues(Ebml(0xBB, FillWith(size, {0xB7, 0x80})));
        },
-       {}},
+       {1.5, 1.5, 12, 0.1, 4}},
       {"empty cue references",
        [](std::size_t size) {
          return IndexedCues(Ebml(0xBB, Ebml(0xB7, FillWith(size, {0xDB, 0x80}))));
        },
-       {}},
+       {1.5, 1.5, 12, 0.1, 4}},
       {"cue points of one Cluster",
        [](std::size_t size) { return IndexedCues(FillWith(size, CuePoint(100, 1, 0))); },
-       {}},
-      {"empty Cues", [](std::size_t size) { return Indexed(ids::kCues, FillWith(size, Ebml(ids::kCues, {}))); }, {}},
+       {1.5, 2, 9, 0.1, 4}},
+      {"empty Cues",
+       [](std::size_t size) { return Indexed(ids::kCues, FillWith(size, Ebml(ids::kCues, {}))); },
+       {4, 4, 12, 0.1, 4}},
       {"empty seek entries",
        [](std::size_t size) { return OneTrack(Ebml(ids::kSeekHead, FillWith(size, Ebml(0x4DBB, {})))); },
-       {}},
-      {"SeekHeads that name each other", ChainedSeekHeads, {}},
+       {4, 4, 2, 0.1, 4}},
+      {"SeekHeads that name each other", ChainedSeekHeads, {1.5, 2, 3, 0.1}},
       {"empty content encodings",
        [](std::size_t size) {
          const Raw encodings = Ebml(0x6D80, FillWith(size / 100, Ebml(0x6240, {})));
          return FileOf(std::vector<Raw>(100, AudioTrack(1, "A_AC3", {encodings})), {FirstCluster()});
        },
-       {}},
+       {1.5, 1.5, 2, 0.1, 4}},
       {"empty attachments",
        [](std::size_t size) {
          return Indexed(ids::kAttachments, Ebml(ids::kAttachments, FillWith(size, Ebml(0x61A7, {}))));
        },
-       {}},
+       {4, 4, 2, 0.1, 4}},
       {"empty chapter editions",
        [](std::size_t size) { return Indexed(ids::kChapters, Ebml(ids::kChapters, FillWith(size, Ebml(0x45B9, {})))); },
-       {}},
+       {4, 4, 12, 0.1, 4}},
       {"empty chapter titles",
        [](std::size_t size) {
          const Raw titles = FillWith(size, Ebml(0x80, Ebml(0x85, {})));
          return Indexed(ids::kChapters, Ebml(ids::kChapters, Ebml(0x45B9, Ebml(0xB6, titles))));
        },
-       {}},
+       {1.5, 1.5, 16, 0.1, 4}},
       {"empty Segments",
        [](std::size_t size) {
          return Join({OneTrack({}), FillWith(size, Segment({SeekHead({})}, 1))});
        },
-       {}},
+       {1, 1, 0.1, 0.1}},
       // Walks.
-      {"tiny elements in a Cluster", [](std::size_t size) { return InACluster(FillWith(size, kTinyVoid)); }, {}},
-      {"tiny elements between Clusters", [](std::size_t size) { return OneTrack(FillWith(size, kTinyVoid)); }, {}},
+      {"tiny elements in a Cluster",
+       [](std::size_t size) { return InACluster(FillWith(size, kTinyVoid)); },
+       {3, 3, 0.1, 0.1}},
+      {"tiny elements between Clusters",
+       [](std::size_t size) { return OneTrack(FillWith(size, kTinyVoid)); },
+       {5, 5, 0.1, 0.1}},
       {"tiny elements in front of the time of a Cluster",
        [](std::size_t size) {
          return OneTrack(Ebml(ids::kCluster, Join({FillWith(size, kTinyVoid), UInt(0xE7, 5)})));
        },
-       {}},
-      {"tiny elements in a Void", [](std::size_t size) { return OneTrack(Ebml(0xEC, FillWith(size, kTinyVoid))); }, {}},
+       {8, 8, 0.1, 0.1}},
+      {"tiny elements in a Void",
+       [](std::size_t size) { return OneTrack(Ebml(0xEC, FillWith(size, kTinyVoid))); },
+       {3, 3, 0.1, 0.1}},
       {"a group without a block",
        [](std::size_t size) { return InACluster(BlockGroup({FillWith(size, kTinyVoid)})); },
-       {}},
+       {3, 3, 0.1, 0.1}},
       {"groups that claim each other",
        [](std::size_t size) { return ClaimsOfTheRest(AudioTracks(10), ids::kCluster, Claim(0xA0), size); },
-       {}},
+       {120, 120, 0.2, 0.1}},
       {"siblings of Clusters that claim each other",
        [](std::size_t size) { return ClaimsOfTheRest(AudioTracks(10), 0xEC, Claim(0xEC), size); },
-       {}},
+       {120, 120, 0.2, 0.1}},
       {"groups without end in each other",
        [](std::size_t size) { return InACluster(FillWith(size, Claim(0xA0))); },
-       {}},
+       {0.1, 0.1, 0.1, 0.1}},
       {"bytes that identifiers begin with",
        [](std::size_t size) {
          return OneTrack(Join({{0x00}, Fill(size, 0x1F)}));
        },
-       {}},
+       {10, 20, 0.1, 0.1}},
       {"blocks of one of many tracks",
        [](std::size_t size) { return InACluster(AudioTracks(32), FillWith(size, SimpleBlock(1, 1, kKey, {}))); },
-       {}},
+       {60, 70, 0.2, 0.1}},
       {"AVC tracks without a first frame",
        [](std::size_t size) {
          return InACluster(AvcTracksWithoutConfiguration(), FillWith(size, SimpleBlock(1, 1, kKey, {})));
        },
-       {}},
+       {16, 20, 0.2, 0.1}},
   };
   return recipes;
 }

@@ -16,6 +16,9 @@ struct Cost {
   double bytesRead = 0;
   double memory = 0;
   double delivered = 0;
+  // Mebibytes that records may take whatever the file's length: the slack of their room, and as much again and more
+  // while a list of them grows.
+  double records = 0;
 };
 
 struct HostileRecipe {

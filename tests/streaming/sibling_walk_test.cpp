@@ -126,7 +126,7 @@ TEST(ClusterTime, OfAClusterWithoutOneIsZeroAfterASeek) {
                            [](const Positions& at) { return Cues({CuePoint(0, 1, at["timeless"])}); }}));
   BlockCursor cursor(file.root, file.first, file.TrackAt(0));
   EXPECT_EQ(FirstBytes(cursor), (Raw{1, 2}));
-  ASSERT_TRUE(cursor.SeekCursor(1));
+  ASSERT_TRUE(SeekCursor(file, cursor, 1));
   EXPECT_EQ(NextStart(cursor), 40 * kMillisecond);
 }
 

@@ -140,8 +140,11 @@ HRESULT ControlScene::Start() {
     if (FAILED(sought)) return sought;
   }
   if (control_) return control_->Run();
-  for (const auto& sink : sinks_) sink->Run(0);
-  return UntilInTime([&] { return filter_->Run(0); });
+  return UntilInTime([&] {
+    // Each time: what a late worker had under way until now is not of this run.
+    for (const auto& sink : sinks_) sink->Run(0);
+    return filter_->Run(0);
+  });
 }
 
 // Whether the calls shall come now. A source that is stubborn at the other track is met in any case.

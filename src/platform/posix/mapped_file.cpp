@@ -174,7 +174,10 @@ std::int64_t ReadableFile::ReadAt(std::int64_t position, void* buffer, std::size
     }
     done += static_cast<std::size_t>(count);
   }
-  return static_cast<std::int64_t>(done);
+  // A file that is being shortened has zeros behind its new end before it has its new length: a read may come between.
+  const std::int64_t length = Length();
+  const auto read = static_cast<std::int64_t>(done);
+  return length >= 0 && length - position < read ? std::max<std::int64_t>(length - position, 0) : read;
 }
 
 MappedBytes::~MappedBytes() {

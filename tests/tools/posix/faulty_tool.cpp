@@ -54,6 +54,11 @@ std::vector<std::string> Environment(const Fault& fault, const std::string& coun
                      (fault.isOngoing ? ":on:" : ":once:") + (fault.isUnmapped ? "unmapped" : ""));
   settings.push_back("VANTOR_FAULT_COUNTS=" + counts);
   settings.push_back("VANTOR_FAULT_FILE=" + fault.file);
+  // Where what is written is limited, so would be what a tool that is built to measure itself writes at its end.
+  if (fault.largestFile >= 0) {
+    std::erase_if(settings, [](const std::string& setting) { return setting.starts_with("LLVM_PROFILE_FILE="); });
+    settings.emplace_back("LLVM_PROFILE_FILE=/dev/null");
+  }
   // A sanitizer wants to be the first library of all, but shares with the shim what it has in common.
   const char* const options = std::getenv("ASAN_OPTIONS");  // NOLINT(concurrency-mt-unsafe): the test has one thread
   settings.push_back("ASAN_OPTIONS=" + std::string(options != nullptr ? options : "") + ":verify_asan_link_order=0");
