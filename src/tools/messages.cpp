@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include "platform/terminal.h"
+
 namespace vantor::tools {
 namespace {
 
@@ -87,8 +89,7 @@ class Line {
     used_ += size;
   }
   void Write() noexcept {
-    static_cast<void>(std::fwrite(piece_.data(), 1, used_, stream_));
-    static_cast<void>(std::fflush(stream_));
+    platform::WriteMessage(stream_, piece_.data(), used_);
     used_ = 0;
   }
 

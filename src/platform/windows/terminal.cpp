@@ -20,6 +20,11 @@ int TerminalWidth(std::FILE* stream, int fallback) noexcept {
   return GetConsoleScreenBufferInfo(HandleOf(stream), &info) ? info.srWindow.Right - info.srWindow.Left + 1 : fallback;
 }
 
+void WriteMessage(std::FILE* stream, const char* bytes, std::size_t size) noexcept {
+  static_cast<void>(std::fwrite(bytes, 1, size, stream));
+  static_cast<void>(std::fflush(stream));
+}
+
 void PrepareTerminal(std::FILE* stream) noexcept {
   DWORD mode = 0;
   if (GetConsoleMode(HandleOf(stream), &mode)) {
