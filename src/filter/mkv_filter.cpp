@@ -262,6 +262,8 @@ HRESULT CVXMkvDmx::RemoveOutputPins() {
 // downstream may call back, stop the filter or take its pins away: each step asks anew what there is to do.
 HRESULT CVXMkvDmx::Reposition(SeekRange& range) {
   CAutoLock lock(&filterLock_);
+  // A search that was left to itself lets no other begin until it comes back. A later seek then changes nothing, and
+  // says where the pins are: going on would put them back at the start each time. The start needs no search.
   if (search_ && search_->IsLate() && range.current > 0) {
     const MediaPositions now = positions_.Read();
     range = {now.current, now.stop};

@@ -74,8 +74,9 @@ class CVXMkvDmx final : public CBaseFilter,
   // Replaces the output pins by those of the file's usable tracks: S_OK, or the first failure of a builder or of pin
   // creation, with the pins made so far in place. `upstream` is the pin the input is connected to.
   HRESULT BuildOutputPins(CMkvFileRoot& root, IPin* upstream);
-  // Disconnects and releases every output pin, removes the fonts, zeroes the seeking members but for the rate.
-  // VFW_E_TIMEOUT, nothing changed, while a worker does not answer.
+  // Disconnects and releases every output pin, removes the fonts, zeroes the seeking members but for the rate. With all
+  // pins in place: VFW_E_TIMEOUT while a worker does not answer or a seek's search is under way; VFW_E_NOT_STOPPED when
+  // a neighbour has started the filter from within.
   HRESULT RemoveOutputPins();
 
   // ---- For the pins ----

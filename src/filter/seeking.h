@@ -21,7 +21,8 @@ class Repositioner {
   virtual bool MaySeek() const = 0;
   // Whether the calling thread is within another control call, one of whose neighbours calls back.
   virtual bool IsInControlCall() const = 0;
-  // Moves all pins and sets the positions, in `range` those it settled on. VFW_E_TIMEOUT when a pin could not follow.
+  // Moves all pins and sets the positions, in `range` those it settled on. VFW_E_TIMEOUT when a pin or the search could
+  // not follow; nothing is moved while the search of an earlier seek is still late, unless to the start.
   virtual HRESULT Reposition(SeekRange& range) = 0;
 
  protected:
