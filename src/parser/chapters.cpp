@@ -49,7 +49,7 @@ class ChapterReader {
                             {0x85, [&](const MkvElement& child) { read |= ReadUtf8String(child, title) == S_OK; }},
                         });
     if (!read) return;
-    if (!element.file->recordRoom.Take(sizeof title)) return element.NotePassedOver(Tolerated::kChapterOverLimit);
+    if (!element.file->recordRoom.Take(sizeof(WideString))) return element.NotePassedOver(Tolerated::kChapterOverLimit);
     displays.push_back(std::move(title));
   }
 

@@ -53,8 +53,9 @@ HRESULT ReadCues(const MkvElement& cues, MkvCueList& list) {
   ReadRecord(cues, {
                        {0xBB,
                         [&](const MkvElement& child) {
-                          if (!child.file->recordRoom.Take(sizeof(MkvCuePoint)))
+                          if (!child.file->recordRoom.Take(sizeof(MkvCuePoint))) {
                             return child.NotePassedOver(Tolerated::kCueOverLimit);
+                          }
                           ReadPoint(child, list.emplace_back());
                         }},
                    });

@@ -108,7 +108,7 @@ class SegmentDiscovery {
 
   void ReadSeekHead(const MkvElement& seekHead) {
     // The list itself is a record as well; chained, there may be as many as there are entries.
-    if (!seekHead.file->recordRoom.Take(sizeof(record_.seekHeads[0]))) {
+    if (!seekHead.file->recordRoom.Take(sizeof(std::vector<MkvSeekEntry>))) {
       return seekHead.NotePassedOver(Tolerated::kSeekEntryOverLimit);
     }
     std::vector<MkvSeekEntry>& entries = record_.seekHeads.emplace_back();

@@ -57,8 +57,7 @@ bool FindKeyFrame(const MkvSegment& records, std::uint64_t track, std::int64_t t
   MkvBlock block;
   const CMkvFile& file = *place.cluster.file;
   for (MkvElement child = place.cluster.FirstChild(); child; child.MoveNext()) {
-    if (file.interrupted && file.interrupted())
-      return false;  // asked always: over a slow source, each child takes long
+    if (file.interrupted && file.interrupted()) return false;  // asked always: one child may take long to read
     if (!IsBlock(child) || !ReadBlockHeader(child, block)) continue;
     const std::int64_t time = records.TicksToTime(WrappingAdd(place.timecode, block.timecode.value));
     const bool isOfTrack = block.trackNumber.value == track;
