@@ -68,7 +68,10 @@ STDMETHODIMP SinkPin::Receive(IMediaSample* sample) {
 }
 
 STDMETHODIMP SinkPin::EndOfStream() {
-  const HRESULT hr = CheckStreaming();
+  HRESULT hr = CheckStreaming();
+  if (hr == S_OK) {
+    hr = gate_.PassEnd();
+  }
   if (hr != S_OK) {
     return hr;
   }

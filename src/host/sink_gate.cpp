@@ -57,6 +57,11 @@ HRESULT SinkGate::Pass(std::uint64_t sample) {
   return open_ ? S_OK : VFW_E_WRONG_STATE;
 }
 
+HRESULT SinkGate::PassEnd() {
+  const LockScope hold(lock_);
+  return open_ ? S_OK : VFW_E_WRONG_STATE;
+}
+
 void SinkGate::Open() {
   const LockScope hold(lock_);
   open_ = true;

@@ -34,6 +34,9 @@ class SinkGate {
   // that is to reach the listener, else what to answer: VFW_E_WRONG_STATE when the gate closed while the thread was
   // held.
   HRESULT Pass(std::uint64_t sample) VANTOR_EXCLUDES(lock_);
+  // What the end of a stream is answered: a sink that stops frees its thread first, which may run through refused
+  // samples to the end before the sink's state says that it is stopped.
+  HRESULT PassEnd() VANTOR_EXCLUDES(lock_);
   // A closed gate holds and delays nobody.
   void Open() VANTOR_EXCLUDES(lock_);
   void Close() VANTOR_EXCLUDES(lock_);

@@ -74,7 +74,10 @@ STDMETHODIMP RendererPin::Receive(IMediaSample* sample) {
 }
 
 STDMETHODIMP RendererPin::EndOfStream() {
-  const HRESULT hr = CheckStreaming();
+  HRESULT hr = CheckStreaming();
+  if (hr == S_OK) {
+    hr = renderer_->gate_.PassEnd();
+  }
   if (hr != S_OK) {
     return hr;
   }

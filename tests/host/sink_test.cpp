@@ -199,6 +199,14 @@ TEST_F(SinkTest, AnEndThatAFlushOvertakesIsForgotten) {
   EXPECT_FALSE(ended);
 }
 
+// The pins of a filter become inactive before its state says that it is stopped.
+TEST_F(SinkTest, AnEndThatComesWhileTheSinkIsStoppingIsRefused) {
+  ASSERT_EQ(sink_->Pause(), S_OK);
+  sink_->InputPin()->Inactive();
+  EXPECT_EQ(sink_->InputPin()->EndOfStream(), VFW_E_WRONG_STATE);
+  EXPECT_EQ(teller_->told, "");
+}
+
 TEST_F(SinkTest, AnEndWhileStoppedIsRefused) {
   EXPECT_EQ(sink_->InputPin()->EndOfStream(), VFW_E_WRONG_STATE);
   EXPECT_EQ(sink_->Counts().ends, 0u);

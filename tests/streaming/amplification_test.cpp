@@ -104,10 +104,12 @@ TEST_P(Amplification, IsWithinTheTable) {
   ExpectWithin(shorter, GetParam().limit);
   const Total longer = Measure(GetParam().make(kSize * kTimes));
   ExpectWithin(longer, GetParam().limit);
-  // No faster than the file, but for what does not grow at all.
-  EXPECT_LE(longer.reads, shorter.reads * (kTimes + 1) + kReadsOfTheRest);
-  EXPECT_LE(longer.bytesRead, shorter.bytesRead * (kTimes + 1) + 10 * kReadsOfTheRest);
-  EXPECT_LE(longer.memory, shorter.memory * (kTimes + 1) + kMemoryOfTheRest);
+  // No faster than the file, but for what does not grow at all. How many workers are under way at once differs from run
+  // to run, and what they hold with it: the bound lies halfway to what grows with the square of the file.
+  constexpr std::size_t kAtMost = 2 * kTimes;
+  EXPECT_LE(longer.reads, shorter.reads * kAtMost + kReadsOfTheRest);
+  EXPECT_LE(longer.bytesRead, shorter.bytesRead * kAtMost + 10 * kReadsOfTheRest);
+  EXPECT_LE(longer.memory, shorter.memory * kAtMost + kMemoryOfTheRest);
 }
 
 INSTANTIATE_TEST_SUITE_P(Hostile, Amplification, testing::ValuesIn(HostileRecipes()),
