@@ -13,9 +13,9 @@ using vantor::ComPtr;
 namespace {
 
 // A graph that takes events.
-class Graph final : public IFilterGraph, public IMediaEventSink {
+class EventGraph final : public IFilterGraph, public IMediaEventSink {
  public:
-  virtual ~Graph() = default;
+  virtual ~EventGraph() = default;
   STDMETHODIMP QueryInterface(REFIID riid, void** ppv) override {
     *ppv = nullptr;
     if (vantor::SameGuid(riid, IID_IMediaEventSink)) *ppv = static_cast<IMediaEventSink*>(this);
@@ -158,7 +158,7 @@ TEST_F(Streaming, AnAcceptedChangeOfTypePasses) {
 }
 
 TEST_F(Streaming, ARefusedChangeOfTypeEndsTheStreamAndTellsTheGraph) {
-  Graph graph;
+  EventGraph graph;
   sink->JoinFilterGraph(&graph, nullptr);
   Start();
   const ComPtr<IMediaSample> sample = Sample();

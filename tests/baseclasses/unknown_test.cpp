@@ -42,10 +42,10 @@ Object* Make(bool* destroyed) {
 }
 
 // Aggregates an Object.
-class Outer final : public IUnknown {
+class OuterUnknown final : public IUnknown {
  public:
-  explicit Outer(bool* destroyed) : m_pInner(new Object(destroyed, this)) { m_pInner->NonDelegatingAddRef(); }
-  virtual ~Outer() { m_pInner->NonDelegatingRelease(); }
+  explicit OuterUnknown(bool* destroyed) : m_pInner(new Object(destroyed, this)) { m_pInner->NonDelegatingAddRef(); }
+  virtual ~OuterUnknown() { m_pInner->NonDelegatingRelease(); }
   STDMETHODIMP QueryInterface(REFIID riid, void** ppv) override {
     if (SameGuid(riid, IID_IUnknown)) return GetInterface(this, ppv);
     return m_pInner->NonDelegatingQueryInterface(riid, ppv);
@@ -108,7 +108,7 @@ TEST(Unknown, AnUnknownInterfaceNullsTheOutPointer) {
 TEST(Unknown, AnAggregatedObjectCountsOnItsOuter) {
   bool destroyed = false;
   {
-    Outer outer(&destroyed);
+    OuterUnknown outer(&destroyed);
     IPersist* persist = nullptr;
     EXPECT_EQ(outer.QueryInterface(IID_IPersist, reinterpret_cast<void**>(&persist)), S_OK);
     EXPECT_EQ(outer.m_cRef, 1u);
@@ -125,7 +125,7 @@ TEST(Unknown, AnAggregatedObjectCountsOnItsOuter) {
 TEST(Unknown, TheOwnUnknownOfAnAggregatedObjectIsNotTheOuter) {
   bool destroyed = false;
   {
-    Outer outer(&destroyed);
+    OuterUnknown outer(&destroyed);
     IUnknown* own = nullptr;
     EXPECT_EQ(outer.m_pInner->NonDelegatingQueryInterface(IID_IUnknown, reinterpret_cast<void**>(&own)), S_OK);
     EXPECT_NE(own, &outer);
@@ -167,7 +167,7 @@ TEST(Unknown, AnObjectThatOutlivesItsOuterObjectIsItsOwnOwner) {
   bool destroyed = false;
   Object* object = nullptr;
   {
-    Outer outer(&destroyed);
+    OuterUnknown outer(&destroyed);
     object = outer.m_pInner;
     EXPECT_EQ(object->GetOwner(), &outer);
     object->NonDelegatingAddRef();  // as a worker does

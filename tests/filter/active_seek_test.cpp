@@ -11,12 +11,12 @@ namespace {
 
 using Calls = std::vector<std::string>;
 
-constexpr std::int64_t kDuration = 1000 * kMillisecond;
+constexpr std::int64_t kFileDuration = 1000 * kMillisecond;
 // Behind the key frame that begins a Cluster, so that samples lie before it.
-constexpr std::int64_t kTarget = 520 * kMillisecond;
+constexpr std::int64_t kSeekTarget = 520 * kMillisecond;
 constexpr int kFirstAtTarget = 10;
 
-const Calls kFlush{"begin flush", "end flush"};
+const Calls kFlushCalls{"begin flush", "end flush"};
 
 class ActiveSeekTest : public DemuxTest, public testing::WithParamInterface<FILTER_STATE> {
  protected:
@@ -49,7 +49,7 @@ TEST_P(ActiveSeekTest, EveryPinIsFlushedBeforeAnyWorkerIsStopped) {
   at.Start(GetParam());
   while (inside < 3) std::this_thread::yield();
   const std::size_t mark = at.record.Mark();
-  ASSERT_EQ(at.demux.Seek(kTarget), S_OK);
+  ASSERT_EQ(at.demux.Seek(kSeekTarget), S_OK);
   for (const auto& count : flushed) EXPECT_EQ(count, 3u) << "flushes that began before the stop";
 
   at.PlayOut(1);
@@ -63,13 +63,13 @@ TEST_P(ActiveSeekTest, EveryPinIsFlushedBeforeAnyWorkerIsStopped) {
 TEST_P(ActiveSeekTest, EveryPinGetsOneNewSegmentAndThenTheNewPositionAlone) {
   ActiveSeek at(NumberedFile(), {1, 2, 3});
   Hold(at);
-  ASSERT_EQ(at.demux.Seek(kTarget, 900 * kMillisecond), S_OK);
+  ASSERT_EQ(at.demux.Seek(kSeekTarget, 900 * kMillisecond), S_OK);
   at.PlayOut(1);
   for (const int pin : {1, 2, 3}) {
     // The stop is looked at where a key frame begins: of the audio that is the block at 900 ms as well.
-    EXPECT_EQ(at.CallsOf(pin), Chain({{SegmentCall(0, kDuration), "sample 0"},
-                                      kFlush,
-                                      {SegmentCall(kTarget, 900 * kMillisecond)},
+    EXPECT_EQ(at.CallsOf(pin), Chain({{SegmentCall(0, kFileDuration), "sample 0"},
+                                      kFlushCalls,
+                                      {SegmentCall(kSeekTarget, 900 * kMillisecond)},
                                       SampleCalls(kFirstAtTarget, 18),
                                       {"end"}}))
         << "pin " << pin;
@@ -79,7 +79,7 @@ TEST_P(ActiveSeekTest, EveryPinGetsOneNewSegmentAndThenTheNewPositionAlone) {
 TEST_P(ActiveSeekTest, SamplesBeforeTheTargetArePrerollAndTheFirstIsAKeyFrameWithADiscontinuity) {
   ActiveSeek at(NumberedFile(), {1, 2, 3});
   Hold(at, 3);
-  ASSERT_EQ(at.demux.Seek(kTarget), S_OK);
+  ASSERT_EQ(at.demux.Seek(kSeekTarget), S_OK);
   at.PlayOut(1);
   for (const int pin : {1, 2, 3}) {
     SCOPED_TRACE(pin);
@@ -101,11 +101,12 @@ TEST_P(ActiveSeekTest, SamplesBeforeTheTargetArePrerollAndTheFirstIsAKeyFrameWit
 TEST_P(ActiveSeekTest, TheSampleThatASinkHoldsIsTakenAwayAndTheNewOneIsHeldInItsPlace) {
   ActiveSeek at(NumberedFile(), {1, 2, 3});
   Hold(at);
-  ASSERT_EQ(at.demux.Seek(kTarget), S_OK);
+  ASSERT_EQ(at.demux.Seek(kSeekTarget), S_OK);
   at.WaitUntilHeld();
   for (const int pin : {1, 2, 3}) {
-    EXPECT_EQ(at.CallsOf(pin),
-              Chain({{SegmentCall(0, kDuration), "sample 0"}, kFlush, {SegmentCall(kTarget, kDuration), "sample 10"}}));
+    EXPECT_EQ(at.CallsOf(pin), Chain({{SegmentCall(0, kFileDuration), "sample 0"},
+                                      kFlushCalls,
+                                      {SegmentCall(kSeekTarget, kFileDuration), "sample 10"}}));
   }
   at.PlayOut(1);
 }
@@ -113,16 +114,16 @@ TEST_P(ActiveSeekTest, TheSampleThatASinkHoldsIsTakenAwayAndTheNewOneIsHeldInIts
 TEST_P(ActiveSeekTest, TwoSeeksInARowEndAtTheSecond) {
   ActiveSeek at(NumberedFile(), {1, 2, 3});
   Hold(at);
-  ASSERT_EQ(at.demux.Seek(kTarget), S_OK);
+  ASSERT_EQ(at.demux.Seek(kSeekTarget), S_OK);
   at.WaitUntilHeld();
   ASSERT_EQ(at.demux.Seek(200 * kMillisecond), S_OK);
   at.PlayOut(1);
   for (const int pin : {1, 2, 3}) {
-    EXPECT_EQ(at.CallsOf(pin), Chain({{SegmentCall(0, kDuration), "sample 0"},
-                                      kFlush,
-                                      {SegmentCall(kTarget, kDuration), "sample 10"},
-                                      kFlush,
-                                      {SegmentCall(200 * kMillisecond, kDuration)},
+    EXPECT_EQ(at.CallsOf(pin), Chain({{SegmentCall(0, kFileDuration), "sample 0"},
+                                      kFlushCalls,
+                                      {SegmentCall(kSeekTarget, kFileDuration), "sample 10"},
+                                      kFlushCalls,
+                                      {SegmentCall(200 * kMillisecond, kFileDuration)},
                                       SampleCalls(4),
                                       {"end"}}));
   }
@@ -134,14 +135,14 @@ TEST_P(ActiveSeekTest, ASeekThatFollowsAtOnceFindsWorkersThatHaveJustBegun) {
   Hold(at);
   at.HoldAt(HoldingSink::kNever);
   at.HoldSegments(true);
-  ASSERT_EQ(at.demux.Seek(kTarget), S_OK);
+  ASSERT_EQ(at.demux.Seek(kSeekTarget), S_OK);
   at.WaitUntilHeld();
   at.HoldSegments(false);
   const std::size_t mark = at.record.Mark();
   ASSERT_EQ(at.demux.Seek(0), S_OK);
   at.PlayOut(1);
   for (const int pin : {1, 2, 3}) {
-    EXPECT_EQ(at.CallsOf(pin, mark), Chain({kFlush, {SegmentCall(0, kDuration)}, SampleCalls(0), {"end"}}))
+    EXPECT_EQ(at.CallsOf(pin, mark), Chain({kFlushCalls, {SegmentCall(0, kFileDuration)}, SampleCalls(0), {"end"}}))
         << "samples of the first seek would have been refused unrecorded";
   }
 }
@@ -151,11 +152,11 @@ TEST_P(ActiveSeekTest, AfterTheEndTheStreamPlaysAndEndsAgain) {
   at.Start(GetParam());
   at.WaitForEnds(1);
   const std::size_t mark = at.record.Mark();
-  ASSERT_EQ(at.demux.Seek(kTarget), S_OK);
+  ASSERT_EQ(at.demux.Seek(kSeekTarget), S_OK);
   at.PlayOut(2);
   for (const int pin : {1, 2, 3}) {
     EXPECT_EQ(at.CallsOf(pin, mark),
-              Chain({kFlush, {SegmentCall(kTarget, kDuration)}, SampleCalls(kFirstAtTarget), {"end"}}));
+              Chain({kFlushCalls, {SegmentCall(kSeekTarget, kFileDuration)}, SampleCalls(kFirstAtTarget), {"end"}}));
   }
   EXPECT_TRUE(at.demux.Events().empty()) << "that playing is over is for the graph to tell";
 }
@@ -167,13 +168,13 @@ TEST_P(ActiveSeekTest, APinThatHasEndedAndOneThatHasNotGoOnTogether) {
   at.Sink(1).WaitForEnds(1);
   at.Sink(2).WaitUntilHeld();
   const std::size_t mark = at.record.Mark();
-  ASSERT_EQ(at.demux.Seek(kTarget), S_OK);
+  ASSERT_EQ(at.demux.Seek(kSeekTarget), S_OK);
   at.LetGo();
   at.Sink(1).WaitForEnds(2);
   at.Sink(2).WaitForEnds(1);
   for (const int pin : {1, 2}) {
     EXPECT_EQ(at.CallsOf(pin, mark),
-              Chain({kFlush, {SegmentCall(kTarget, kDuration)}, SampleCalls(kFirstAtTarget), {"end"}}));
+              Chain({kFlushCalls, {SegmentCall(kSeekTarget, kFileDuration)}, SampleCalls(kFirstAtTarget), {"end"}}));
   }
 }
 
@@ -181,12 +182,12 @@ TEST_P(ActiveSeekTest, UnconnectedPinsTakeNoPart) {
   ActiveSeek at(NumberedFile(), {1, 3});
   Hold(at);
   const std::size_t mark = at.record.Mark();
-  ASSERT_EQ(at.demux.Seek(kTarget), S_OK);
+  ASSERT_EQ(at.demux.Seek(kSeekTarget), S_OK);
   EXPECT_FALSE(at.demux.Pin(2)->ThreadExists());
   at.PlayOut(1);
   for (const int pin : {1, 3}) {
     EXPECT_EQ(at.CallsOf(pin, mark),
-              Chain({kFlush, {SegmentCall(kTarget, kDuration)}, SampleCalls(kFirstAtTarget), {"end"}}));
+              Chain({kFlushCalls, {SegmentCall(kSeekTarget, kFileDuration)}, SampleCalls(kFirstAtTarget), {"end"}}));
   }
 }
 
@@ -194,7 +195,7 @@ TEST_P(ActiveSeekTest, APinConnectedLaterBeginsWhereTheOthersDo) {
   // Unconnected pins are repositioned with the others.
   ActiveSeek at(NumberedFile(), {1});
   Hold(at);
-  ASSERT_EQ(at.demux.Seek(kTarget), S_OK);
+  ASSERT_EQ(at.demux.Seek(kSeekTarget), S_OK);
   at.WaitUntilHeld();
   at.LetGo();
   ASSERT_EQ(at.demux.Stop(), S_OK);
@@ -226,11 +227,11 @@ TEST_P(ActiveSeekTest, ARateIsAnnouncedByTheNextSegmentOnly) {
   ASSERT_EQ(at.demux.Filter().SetRate(3.0), S_OK);
   EXPECT_TRUE(at.record.All(mark).empty());
   for (const auto& sink : at.sinks) EXPECT_TRUE(sink->IsHolding());
-  ASSERT_EQ(at.demux.Seek(kTarget), S_OK);
+  ASSERT_EQ(at.demux.Seek(kSeekTarget), S_OK);
   at.PlayOut(1);
   for (const int pin : {1, 2, 3}) {
     EXPECT_EQ(at.CallsOf(pin, mark),
-              Chain({kFlush, {SegmentCall(kTarget, kDuration, 3)}, SampleCalls(kFirstAtTarget), {"end"}}));
+              Chain({kFlushCalls, {SegmentCall(kSeekTarget, kFileDuration, 3)}, SampleCalls(kFirstAtTarget), {"end"}}));
   }
 }
 
@@ -242,7 +243,7 @@ TEST_P(ActiveSeekTest, ASeekOfTheStopAloneBeginsAtTheCurrentPosition) {
   ASSERT_EQ(at.demux.Seek(-1, 400 * kMillisecond), S_OK);
   at.PlayOut(1);
   EXPECT_EQ(at.CallsOf(1, mark),
-            Chain({kFlush, {SegmentCall(250 * kMillisecond, 400 * kMillisecond)}, SampleCalls(4, 8), {"end"}}));
+            Chain({kFlushCalls, {SegmentCall(250 * kMillisecond, 400 * kMillisecond)}, SampleCalls(4, 8), {"end"}}));
 }
 
 // ---- The current position ----
@@ -293,11 +294,11 @@ TEST_P(ActiveSeekTest, ASeekBackTakesTheCurrentPositionBack) {
 
 TEST_P(ActiveSeekTest, ASeekWhileStoppedIsTakenUpByTheNextStart) {
   ActiveSeek at(NumberedFile(), {1, 2, 3});
-  ASSERT_EQ(at.demux.Seek(kTarget, 900 * kMillisecond), S_OK);
+  ASSERT_EQ(at.demux.Seek(kSeekTarget, 900 * kMillisecond), S_OK);
   EXPECT_TRUE(at.record.All().empty());
   Hold(at);
   for (const int pin : {1, 2, 3}) {
-    EXPECT_EQ(at.CallsOf(pin), (Calls{SegmentCall(kTarget, 900 * kMillisecond), "sample 10"}));
+    EXPECT_EQ(at.CallsOf(pin), (Calls{SegmentCall(kSeekTarget, 900 * kMillisecond), "sample 10"}));
   }
   at.PlayOut(1);
 }
@@ -308,7 +309,7 @@ TEST_P(ActiveSeekTest, DisconnectingResetsAllButTheRate) {
   ASSERT_EQ(at.demux.Filter().SetTimeFormat(&TIME_FORMAT_FRAME), S_OK);
   ASSERT_EQ(at.demux.Filter().SetRate(3.0), S_OK);
   ASSERT_EQ(at.demux.Filter().SetTimeFormat(&TIME_FORMAT_MEDIA_TIME), S_OK);
-  ASSERT_EQ(at.demux.Seek(kTarget, 900 * kMillisecond), S_OK);
+  ASSERT_EQ(at.demux.Seek(kSeekTarget, 900 * kMillisecond), S_OK);
   ASSERT_EQ(at.demux.Filter().SetTimeFormat(&TIME_FORMAT_FRAME), S_OK);
   at.PlayOut(1);
   ASSERT_EQ(at.demux.DisconnectInput(), S_OK);
@@ -324,7 +325,7 @@ TEST_P(ActiveSeekTest, DisconnectingResetsAllButTheRate) {
   FakeSink& sink = at.demux.AddSink(1);
   ASSERT_EQ(at.demux.Run(), S_OK);
   sink.WaitForEnds(1);
-  EXPECT_EQ(sink.Log().at(1), SegmentCall(0, kDuration, 3)) << "the whole file, at the rate of before";
+  EXPECT_EQ(sink.Log().at(1), SegmentCall(0, kFileDuration, 3)) << "the whole file, at the rate of before";
   EXPECT_EQ(sink.SampleCount(), 20u);
 }
 

@@ -59,9 +59,9 @@ TEST_F(FilterObjectTest, EveryInterfaceCountsOnTheFilter) {
 }
 
 // An object that holds the filter as a part of itself.
-class Outer final : public IUnknown {
+class OuterObject final : public IUnknown {
  public:
-  virtual ~Outer() = default;
+  virtual ~OuterObject() = default;
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
     if (SameGuid(iid, IID_IUnknown)) {
       *object = static_cast<IUnknown*>(this);
@@ -78,7 +78,7 @@ class Outer final : public IUnknown {
 };
 
 TEST_F(FilterObjectTest, AsAPartOfAnotherObjectItGivesThatObjectsIdentity) {
-  Outer outer;
+  OuterObject outer;
   HRESULT result = E_FAIL;
   CUnknown* const made = CVXMkvDmx::CreateInstance(&outer, &result);
   ASSERT_EQ(result, S_OK);
@@ -211,7 +211,7 @@ TEST_F(FilterObjectTest, TheFactoryRefusesAnOuterObjectThatAsksForMoreThanIUnkno
   const CFactoryTemplate table[] = {{kFilterName, &kClsidMkvDmx, CVXMkvDmx::CreateInstance, nullptr, nullptr}};
   ComPtr<IClassFactory> factory;
   ASSERT_EQ(CClassFactory::GetClassObject(table, 1, kClsidMkvDmx, IID_IClassFactory, factory.Void()), S_OK);
-  Outer outer;
+  OuterObject outer;
   void* out = &outer;
   EXPECT_EQ(factory->CreateInstance(&outer, IID_IBaseFilter, &out), E_NOINTERFACE);
   EXPECT_EQ(out, nullptr);

@@ -21,7 +21,9 @@ class InputConnectionTest : public DemuxTest {
 
 const std::vector<Raw> kTracks{VideoTrack(1), AudioTrack(2), SubtitleTrack(3)};
 
-Raw SmallFile() { return MediaFile(100, kTracks, {{0, {SimpleBlock(1, 0, kKey, {1}), SimpleBlock(2, 0, kKey, {2})}}}); }
+Raw TwoTracksInOneCluster() {
+  return MediaFile(100, kTracks, {{0, {SimpleBlock(1, 0, kKey, {1}), SimpleBlock(2, 0, kKey, {2})}}});
+}
 
 // A failed connection leaves nothing: one pin, no peer, no positions, no reader.
 void ExpectUntouched(Demux& demux) {
@@ -36,7 +38,7 @@ void ExpectUntouched(Demux& demux) {
 }
 
 TEST_F(InputConnectionTest, BringsOnePinForEveryUsableTrack) {
-  Demux demux(SmallFile());
+  Demux demux(TwoTracksInOneCluster());
   ASSERT_EQ(demux.Connect(), S_OK);
   EXPECT_EQ(demux.Filter().GetPinCount(), 4);
   LONGLONG duration = 0;
@@ -50,13 +52,13 @@ TEST_F(InputConnectionTest, BringsOnePinForEveryUsableTrack) {
 }
 
 TEST_F(InputConnectionTest, TakesAStreamThatDoesNotNameItsSubtype) {
-  Demux demux(SmallFile());
+  Demux demux(TwoTracksInOneCluster());
   demux.Source().type.SetSubtype(&GUID_NULL);
   EXPECT_EQ(demux.Connect(), S_OK);
 }
 
 TEST_F(InputConnectionTest, RefusesAnyOtherStream) {
-  Demux demux(SmallFile());
+  Demux demux(TwoTracksInOneCluster());
   demux.Source().type.SetSubtype(&MEDIASUBTYPE_Avi);
   EXPECT_EQ(demux.Connect(), VFW_E_TYPE_NOT_ACCEPTED);
   ExpectUntouched(demux);
@@ -64,7 +66,7 @@ TEST_F(InputConnectionTest, RefusesAnyOtherStream) {
 }
 
 TEST_F(InputConnectionTest, RefusesAPinOfTheSameDirection) {
-  Demux demux(SmallFile());
+  Demux demux(TwoTracksInOneCluster());
   const auto other = Demux::NewFilter();
   EXPECT_EQ(demux.Input()->ReceiveConnection(other->GetPin(0), &demux.Source().type), VFW_E_INVALID_DIRECTION);
   ExpectUntouched(demux);
@@ -72,7 +74,7 @@ TEST_F(InputConnectionTest, RefusesAPinOfTheSameDirection) {
 
 TEST_F(InputConnectionTest, AnUpstreamPinWithoutAReaderIsRefusedWithItsOwnAnswer) {
   for (const HRESULT answer : {E_NOINTERFACE, E_ACCESSDENIED}) {
-    Demux demux(SmallFile());
+    Demux demux(TwoTracksInOneCluster());
     demux.Source().readerResult = answer;
     EXPECT_EQ(demux.Connect(), answer);
     ExpectUntouched(demux);
@@ -81,7 +83,7 @@ TEST_F(InputConnectionTest, AnUpstreamPinWithoutAReaderIsRefusedWithItsOwnAnswer
   }
 }
 
-struct Refusal {
+struct InputRefusal {
   const char* name;
   Raw file;
   HRESULT result;
@@ -89,10 +91,10 @@ struct Refusal {
 
 const Raw kCluster = Cluster(0, {SimpleBlock(1, 0, kKey, {1})});
 
-const Refusal kRefusals[] = {
+const InputRefusal kInputRefusals[] = {
     {"AnEmptyFile", {}, E_FAIL},
     {"AFileOfThreeBytes", {0x1A, 0x45, 0xDF}, E_FAIL},
-    {"AFileWithoutTheMagic", Join({Text("RIFF"), SmallFile()}), E_FAIL},
+    {"AFileWithoutTheMagic", Join({Text("RIFF"), TwoTracksInOneCluster()}), E_FAIL},
     {"AnotherDocumentType", Join({EbmlHeader("matroskb"), Segment({Info(), Tracks(kTracks), kCluster})}), E_FAIL},
     {"ADocumentTypeInOtherLetters", Join({EbmlHeader("Matroska"), Segment({Info(), Tracks(kTracks), kCluster})}),
      E_FAIL},
@@ -106,7 +108,7 @@ const Refusal kRefusals[] = {
 };
 
 TEST_F(InputConnectionTest, RefusesFilesItCannotPlayAndStaysAsItWas) {
-  for (const Refusal& refusal : kRefusals) {
+  for (const InputRefusal& refusal : kInputRefusals) {
     SCOPED_TRACE(refusal.name);
     Demux demux(refusal.file);
     EXPECT_EQ(demux.Connect(), refusal.result);
@@ -123,7 +125,7 @@ TEST_F(InputConnectionTest, AFileWithoutTracksHasNoOutputPins) {
 }
 
 TEST_F(InputConnectionTest, EveryReadMayFailOnTheWay) {
-  const Raw file = SmallFile();
+  const Raw file = TwoTracksInOneCluster();
   Demux whole(file);
   ASSERT_EQ(whole.Connect(), S_OK);
   const std::uint64_t all = whole.Reader().Reads();
@@ -148,7 +150,7 @@ TEST_F(InputConnectionTest, EveryReadMayFailOnTheWay) {
 }
 
 TEST_F(InputConnectionTest, ASourceThatCannotTellItsLengthIsRefused) {
-  Demux demux(SmallFile());
+  Demux demux(TwoTracksInOneCluster());
   demux.Reader().FailLength(E_FAIL);
   EXPECT_TRUE(FAILED(demux.Connect()));
   ExpectUntouched(demux);
@@ -176,7 +178,7 @@ void FailEveryAllocation(const Raw& file) {
   EXPECT_GT(n, 20u);
 }
 
-TEST_F(InputConnectionTest, EveryAllocationMayFailOnTheWay) { FailEveryAllocation(SmallFile()); }
+TEST_F(InputConnectionTest, EveryAllocationMayFailOnTheWay) { FailEveryAllocation(TwoTracksInOneCluster()); }
 
 TEST_F(InputConnectionTest, EveryAllocationMayFailWhileCuesAreMade) {
   FailEveryAllocation(MkvFile({Info(), Tracks(kTracks), kCluster, Cluster(10, {}), Cluster(20, {})}));
@@ -234,7 +236,7 @@ TEST_F(InputConnectionTest, AFractionOfAUnitIsCutOffTheDuration) {
 }
 
 TEST_F(InputConnectionTest, DisconnectingGoesBackToTheBeginning) {
-  Demux demux(SmallFile());
+  Demux demux(TwoTracksInOneCluster());
   ASSERT_EQ(demux.Connect(), S_OK);
   ASSERT_EQ(demux.Filter().SetRate(2.0), S_OK);
   ASSERT_EQ(demux.DisconnectInput(), S_OK);
@@ -253,7 +255,7 @@ TEST_F(InputConnectionTest, DisconnectingGoesBackToTheBeginning) {
 }
 
 TEST_F(InputConnectionTest, TheInputIsNotDisconnectedWhileTheFilterIsActive) {
-  Demux demux(SmallFile());
+  Demux demux(TwoTracksInOneCluster());
   ASSERT_EQ(demux.Connect(), S_OK);
   ASSERT_EQ(demux.Pause(), S_OK);
   EXPECT_EQ(demux.Input()->Disconnect(), VFW_E_NOT_STOPPED);
@@ -262,7 +264,7 @@ TEST_F(InputConnectionTest, TheInputIsNotDisconnectedWhileTheFilterIsActive) {
 }
 
 TEST_F(InputConnectionTest, ASecondConnectionIsRefusedAndHarmsNothing) {
-  Demux demux(SmallFile());
+  Demux demux(TwoTracksInOneCluster());
   ASSERT_EQ(demux.Connect(), S_OK);
   EXPECT_EQ(demux.Input()->ReceiveConnection(demux.Source().Pin(), &demux.Source().type), VFW_E_ALREADY_CONNECTED);
   EXPECT_EQ(demux.Filter().GetPinCount(), 4);

@@ -15,10 +15,10 @@ namespace {
 
 class PinCreationTest : public DemuxTest {};
 
-const std::vector<TimedCluster> kOneCluster{{0, {SimpleBlock(1, 0, kKey, {1})}}};
+const std::vector<TimedCluster> kOneKeyCluster{{0, {SimpleBlock(1, 0, kKey, {1})}}};
 
 std::vector<std::string> NamesFor(const std::vector<Raw>& tracks) {
-  Demux demux(MediaFile(100, tracks, kOneCluster));
+  Demux demux(MediaFile(100, tracks, kOneKeyCluster));
   EXPECT_EQ(demux.Connect(), S_OK);
   return demux.OutputNames();
 }
@@ -106,7 +106,7 @@ TEST_F(PinCreationTest, EveryTracksElementIsLookedThroughInEachPass) {
 }
 
 TEST_F(PinCreationTest, BufferSizesFollowThePictureAndTheKind) {
-  Demux demux(MediaFile(100, {VideoTrack(1, 20, 10), AudioTrack(2), SubtitleTrack(3)}, kOneCluster));
+  Demux demux(MediaFile(100, {VideoTrack(1, 20, 10), AudioTrack(2), SubtitleTrack(3)}, kOneKeyCluster));
   ASSERT_EQ(demux.Connect(), S_OK);
   for (const auto& [pin, size] : std::vector<std::pair<int, LONG>>{{1, 800}, {2, 256000}, {3, 256000}}) {
     FakeSink& sink = demux.AddSink(pin);
@@ -119,7 +119,8 @@ TEST_F(PinCreationTest, BufferSizesFollowThePictureAndTheKind) {
 
 TEST_F(PinCreationTest, AFailedBuilderEndsTheConnectionWithItsResult) {
   // The lacing of the Vorbis headers runs past the private data; the video pin before it goes as well.
-  Demux demux(MediaFile(100, {VideoTrack(1), AudioTrack(2, "A_VORBIS", {CodecPrivate({2, 255, 255})})}, kOneCluster));
+  Demux demux(
+      MediaFile(100, {VideoTrack(1), AudioTrack(2, "A_VORBIS", {CodecPrivate({2, 255, 255})})}, kOneKeyCluster));
   EXPECT_EQ(demux.Connect(), E_INVALIDARG);
   EXPECT_EQ(demux.Filter().GetPinCount(), 1);
   EXPECT_EQ(demux.Filter().IsFormatSupported(&TIME_FORMAT_FRAME), S_FALSE);
@@ -127,7 +128,7 @@ TEST_F(PinCreationTest, AFailedBuilderEndsTheConnectionWithItsResult) {
 
 TEST_F(PinCreationTest, PinsMadeBeforeAFailureStay) {
   MemoryReader reader(
-      MediaFile(100, {VideoTrack(1), AudioTrack(2, "A_VORBIS", {CodecPrivate({2, 255, 255})})}, kOneCluster));
+      MediaFile(100, {VideoTrack(1), AudioTrack(2, "A_VORBIS", {CodecPrivate({2, 255, 255})})}, kOneKeyCluster));
   {
     const auto filter = Demux::NewFilter();
     CMkvFileRoot root(&reader, true);
@@ -153,7 +154,7 @@ TEST_F(PinCreationTest, WithoutAClusterNoPinIsAdded) {
 
 TEST_F(PinCreationTest, APinThatFindsNoMemoryEndsTheBuildingWithThatAndLeavesThoseBeforeIt) {
   if (!WatchesAllocations()) GTEST_SKIP();
-  MemoryReader reader(MediaFile(100, {VideoTrack(1), AudioTrack(2), SubtitleTrack(3)}, kOneCluster));
+  MemoryReader reader(MediaFile(100, {VideoTrack(1), AudioTrack(2), SubtitleTrack(3)}, kOneKeyCluster));
   {
     const auto filter = Demux::NewFilter();
     CMkvFileRoot root(&reader, true);
@@ -183,7 +184,7 @@ Raw VideoAt(std::uint64_t number, double rate) {
 }
 
 std::int64_t FrameTimeOf(const std::vector<Raw>& tracks) {
-  Demux demux(MediaFile(100, tracks, kOneCluster));
+  Demux demux(MediaFile(100, tracks, kOneKeyCluster));
   EXPECT_EQ(demux.Connect(), S_OK);
   LONGLONG frame = 0;
   const HRESULT result = demux.Filter().ConvertTimeFormat(&frame, &TIME_FORMAT_MEDIA_TIME, 1, &TIME_FORMAT_FRAME);

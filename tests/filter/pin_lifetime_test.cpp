@@ -6,13 +6,13 @@ namespace {
 
 class PinLifetimeTest : public DemuxTest {};
 
-Raw TwoTrackFile() {
+Raw FileOfTwoTracks() {
   return MediaFile(100, {VideoTrack(1), AudioTrack(2)},
                    {{0, {SimpleBlock(1, 0, kKey, {1}), SimpleBlock(2, 0, kKey, {2})}}});
 }
 
 TEST_F(PinLifetimeTest, APinIsOneObjectWithItsInterfaces) {
-  Demux demux(TwoTrackFile());
+  Demux demux(FileOfTwoTracks());
   ASSERT_EQ(demux.Connect(), S_OK);
   const auto pin = demux.Pin(1);
   ComPtr<IUnknown> identity;
@@ -32,7 +32,7 @@ TEST_F(PinLifetimeTest, APinIsOneObjectWithItsInterfaces) {
 }
 
 TEST_F(PinLifetimeTest, APinLeavesItsInternalConnectionsToTheGraph) {
-  Demux demux(TwoTrackFile());
+  Demux demux(FileOfTwoTracks());
   ASSERT_EQ(demux.Connect(), S_OK);
   ULONG count = 0;
   EXPECT_EQ(demux.Pin(1)->QueryInternalConnections(nullptr, &count), E_NOTIMPL);
@@ -40,7 +40,7 @@ TEST_F(PinLifetimeTest, APinLeavesItsInternalConnectionsToTheGraph) {
 }
 
 TEST_F(PinLifetimeTest, DisconnectingTheInputDisconnectsEveryOutputOnBothEnds) {
-  Demux demux(TwoTrackFile());
+  Demux demux(FileOfTwoTracks());
   ASSERT_EQ(demux.Connect(), S_OK);
   std::vector<std::string> calls;
   std::vector<ComPtr<FakeSink>> sinks;
@@ -65,7 +65,7 @@ TEST_F(PinLifetimeTest, DisconnectingTheInputDisconnectsEveryOutputOnBothEnds) {
 }
 
 TEST_F(PinLifetimeTest, AHeldPinStaysSafeToCallAfterTheInputWent) {
-  Demux demux(TwoTrackFile());
+  Demux demux(FileOfTwoTracks());
   ASSERT_EQ(demux.Connect(), S_OK);
   FakeSink& sink = demux.AddSink(1);
   const auto pin = demux.Pin(1);
@@ -107,7 +107,7 @@ TEST_F(PinLifetimeTest, AHeldPinStaysSafeToCallAfterTheInputWent) {
 TEST_F(PinLifetimeTest, AHeldPinKeepsItsFilterAlive) {
   ComPtr<CVXMkvDmxOutputPin> pin;
   {
-    Demux demux(TwoTrackFile());
+    Demux demux(FileOfTwoTracks());
     ASSERT_EQ(demux.Connect(), S_OK);
     pin = demux.Pin(2);
     demux.DisconnectInput();
@@ -133,7 +133,7 @@ TEST_F(PinLifetimeTest, AHeldPinKeepsItsFilterAlive) {
 }
 
 TEST_F(PinLifetimeTest, AHeldOutputPinOutlivesEverythingElse) {
-  MemoryReader* reader = MemoryReader::Create(TwoTrackFile());
+  MemoryReader* reader = MemoryReader::Create(FileOfTwoTracks());
   ComPtr<CVXMkvDmxOutputPin> pin;
   {
     Demux demux({}, Demux::NewFilter(), reader);
@@ -150,7 +150,7 @@ TEST_F(PinLifetimeTest, AHeldOutputPinOutlivesEverythingElse) {
 }
 
 TEST_F(PinLifetimeTest, EnumeratorsNoticeThatThePinsChanged) {
-  Demux demux(TwoTrackFile());
+  Demux demux(FileOfTwoTracks());
   const auto countPins = [](IEnumPins* pins) {
     int count = 0;
     ComPtr<IPin> pin;
@@ -175,7 +175,7 @@ TEST_F(PinLifetimeTest, EnumeratorsNoticeThatThePinsChanged) {
 }
 
 TEST_F(PinLifetimeTest, EnumeratorsGiveThePinsInOrder) {
-  Demux demux(TwoTrackFile());
+  Demux demux(FileOfTwoTracks());
   ASSERT_EQ(demux.Connect(), S_OK);
   ComPtr<IEnumPins> pins;
   ASSERT_EQ(demux.Filter().EnumPins(pins.Out()), S_OK);

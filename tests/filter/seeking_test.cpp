@@ -23,7 +23,7 @@ constexpr DWORD kIncremental = AM_SEEKING_IncrementalPositioning;
 const std::vector<TimedCluster> kClusters{{0, {SimpleBlock(1, 0, kKey, {1})}}, {500, {SimpleBlock(1, 0, kKey, {2})}}};
 
 // One second; 400,000 units a frame.
-Raw VideoFile(double duration = 1000) {
+Raw SeekableFile(double duration = 1000) {
   return MediaFile(duration, {VideoTrack(1, 16, 16, {UInt(0x23E383, 40000000)})}, kClusters);
 }
 Raw AudioFile() { return MediaFile(1000, {AudioTrack(1)}, kClusters); }
@@ -63,7 +63,7 @@ HRESULT Set(IMediaSeeking& seeking, std::int64_t current, DWORD currentFlags, st
 }
 
 TEST_F(SeekingTest, TellsWhatItCanDo) {
-  ForBoth(VideoFile(), [](Demux&, IMediaSeeking& seeking) {
+  ForBoth(SeekableFile(), [](Demux&, IMediaSeeking& seeking) {
     DWORD capabilities = 0;
     EXPECT_EQ(seeking.GetCapabilities(&capabilities), S_OK);
     EXPECT_EQ(capabilities, 0x37u) << "but the current position";
@@ -72,7 +72,7 @@ TEST_F(SeekingTest, TellsWhatItCanDo) {
 }
 
 TEST_F(SeekingTest, ChecksCapabilitiesAsAWhole) {
-  ForBoth(VideoFile(), [](Demux&, IMediaSeeking& seeking) {
+  ForBoth(SeekableFile(), [](Demux&, IMediaSeeking& seeking) {
     const struct {
       DWORD asked;
       HRESULT answer;
@@ -92,7 +92,7 @@ TEST_F(SeekingTest, ChecksCapabilitiesAsAWhole) {
 }
 
 TEST_F(SeekingTest, SupportsFramesWhereAVideoTrackHasAFrameTime) {
-  ForBoth(VideoFile(), [](Demux&, IMediaSeeking& seeking) {
+  ForBoth(SeekableFile(), [](Demux&, IMediaSeeking& seeking) {
     EXPECT_EQ(seeking.IsFormatSupported(&TIME_FORMAT_MEDIA_TIME), S_OK);
     EXPECT_EQ(seeking.IsFormatSupported(&TIME_FORMAT_FRAME), S_OK);
     EXPECT_EQ(seeking.IsFormatSupported(&TIME_FORMAT_SAMPLE), S_FALSE);
@@ -105,7 +105,7 @@ TEST_F(SeekingTest, SupportsFramesWhereAVideoTrackHasAFrameTime) {
 }
 
 TEST_F(SeekingTest, PrefersMediaTimeAlways) {
-  ForBoth(VideoFile(), [](Demux&, IMediaSeeking& seeking) {
+  ForBoth(SeekableFile(), [](Demux&, IMediaSeeking& seeking) {
     EXPECT_EQ(seeking.SetTimeFormat(&TIME_FORMAT_FRAME), S_OK);
     GUID format = {};
     EXPECT_EQ(seeking.QueryPreferredFormat(&format), S_OK);
@@ -115,7 +115,7 @@ TEST_F(SeekingTest, PrefersMediaTimeAlways) {
 }
 
 TEST_F(SeekingTest, TheTimeFormatChanges) {
-  ForBoth(VideoFile(), [](Demux&, IMediaSeeking& seeking) {
+  ForBoth(SeekableFile(), [](Demux&, IMediaSeeking& seeking) {
     const auto expect = [&](const GUID& used, const GUID& other) {
       GUID format = {};
       EXPECT_EQ(seeking.GetTimeFormat(&format), S_OK);
@@ -145,7 +145,7 @@ TEST_F(SeekingTest, FramesAreNoFormatOfAnAudioFile) {
 }
 
 TEST_F(SeekingTest, DisconnectingTakesTheFrameFormatAway) {
-  Demux demux(VideoFile());
+  Demux demux(SeekableFile());
   ASSERT_EQ(demux.Connect(), S_OK);
   ASSERT_EQ(demux.Filter().SetTimeFormat(&TIME_FORMAT_FRAME), S_OK);
   ASSERT_EQ(demux.DisconnectInput(), S_OK);
@@ -157,7 +157,7 @@ TEST_F(SeekingTest, DisconnectingTakesTheFrameFormatAway) {
 }
 
 TEST_F(SeekingTest, StartsWithTheWholeFile) {
-  ForBoth(VideoFile(), [](Demux&, IMediaSeeking& seeking) {
+  ForBoth(SeekableFile(), [](Demux&, IMediaSeeking& seeking) {
     LONGLONG value = -1;
     EXPECT_EQ(seeking.GetDuration(&value), S_OK);
     EXPECT_EQ(value, 10000000);
@@ -175,7 +175,7 @@ TEST_F(SeekingTest, StartsWithTheWholeFile) {
 }
 
 TEST_F(SeekingTest, NullsAreRefusedOrPassedOver) {
-  ForBoth(VideoFile(), [](Demux&, IMediaSeeking& seeking) {
+  ForBoth(SeekableFile(), [](Demux&, IMediaSeeking& seeking) {
     EXPECT_EQ(seeking.GetDuration(nullptr), E_POINTER);
     EXPECT_EQ(seeking.GetCurrentPosition(nullptr), E_POINTER);
     EXPECT_EQ(seeking.GetStopPosition(nullptr), E_POINTER);
@@ -206,14 +206,14 @@ TEST_F(SeekingTest, DurationsInFramesAreRoundedUp) {
     });
     return std::int64_t{duration};
   };
-  EXPECT_EQ(frames(VideoFile(1000)), 25);
-  EXPECT_EQ(frames(VideoFile(1000.0001)), 26) << "10,000,001 units";
-  EXPECT_EQ(frames(VideoFile(999.9999)), 25);
-  EXPECT_EQ(frames(VideoFile(0)), 0);
+  EXPECT_EQ(frames(SeekableFile(1000)), 25);
+  EXPECT_EQ(frames(SeekableFile(1000.0001)), 26) << "10,000,001 units";
+  EXPECT_EQ(frames(SeekableFile(999.9999)), 25);
+  EXPECT_EQ(frames(SeekableFile(0)), 0);
 }
 
 TEST_F(SeekingTest, TheCurrentPositionInFramesIsCutOff) {
-  ForBoth(VideoFile(2000), [](Demux&, IMediaSeeking& seeking) {
+  ForBoth(SeekableFile(2000), [](Demux&, IMediaSeeking& seeking) {
     for (const auto& [position, frame] : std::vector<std::pair<std::int64_t, std::int64_t>>{
              {10399999, 25}, {10400000, 26}, {9999999, 24}, {399999, 0}}) {
       ASSERT_EQ(seeking.SetTimeFormat(&TIME_FORMAT_MEDIA_TIME), S_OK);
@@ -228,7 +228,7 @@ TEST_F(SeekingTest, TheCurrentPositionInFramesIsCutOff) {
 }
 
 TEST_F(SeekingTest, ConvertsBetweenTheFormats) {
-  ForBoth(VideoFile(), [](Demux&, IMediaSeeking& seeking) {
+  ForBoth(SeekableFile(), [](Demux&, IMediaSeeking& seeking) {
     const auto convert = [&](std::int64_t source, const GUID* from, const GUID* to) {
       LONGLONG target = -1;
       EXPECT_EQ(seeking.ConvertTimeFormat(&target, to, source, from), S_OK);
@@ -271,7 +271,7 @@ TEST_F(SeekingTest, NothingConvertsToFramesOfAnAudioFile) {
 }
 
 TEST_F(SeekingTest, RatesArePositive) {
-  ForBoth(VideoFile(), [](Demux&, IMediaSeeking& seeking) {
+  ForBoth(SeekableFile(), [](Demux&, IMediaSeeking& seeking) {
     double rate = 0;
     EXPECT_EQ(seeking.GetRate(&rate), S_OK);
     EXPECT_EQ(rate, 1.0);
@@ -289,7 +289,7 @@ TEST_F(SeekingTest, RatesArePositive) {
 // ---- SetPositions ----
 
 TEST_F(SeekingTest, SetsAbsolutePositions) {
-  ForBoth(VideoFile(), [](Demux&, IMediaSeeking& seeking) {
+  ForBoth(SeekableFile(), [](Demux&, IMediaSeeking& seeking) {
     EXPECT_EQ(Set(seeking, 6000000, kAbsolute, 8000000, kAbsolute), S_OK);
     EXPECT_EQ(PositionsOf(seeking), (Range{6000000, 8000000}));
     EXPECT_EQ(Set(seeking, 1, kNone, 9000000, kAbsolute), S_OK);
@@ -302,7 +302,7 @@ TEST_F(SeekingTest, SetsAbsolutePositions) {
 }
 
 TEST_F(SeekingTest, SetsPositionsRelativeToTheOldOnes) {
-  ForBoth(VideoFile(), [](Demux&, IMediaSeeking& seeking) {
+  ForBoth(SeekableFile(), [](Demux&, IMediaSeeking& seeking) {
     ASSERT_EQ(Set(seeking, 1000000, kAbsolute, 8000000, kAbsolute), S_OK);
     EXPECT_EQ(Set(seeking, 500000, kRelative, -1000000, kRelative), S_OK);
     EXPECT_EQ(PositionsOf(seeking), (Range{1500000, 7000000}));
@@ -310,7 +310,7 @@ TEST_F(SeekingTest, SetsPositionsRelativeToTheOldOnes) {
 }
 
 TEST_F(SeekingTest, AnIncrementOfTheStartIsRelativeAndOfTheStopCountsFromTheNewStart) {
-  ForBoth(VideoFile(), [](Demux&, IMediaSeeking& seeking) {
+  ForBoth(SeekableFile(), [](Demux&, IMediaSeeking& seeking) {
     ASSERT_EQ(Set(seeking, 1000000, kAbsolute, 8000000, kAbsolute), S_OK);
     EXPECT_EQ(Set(seeking, 500000, kIncremental, 3000000, kIncremental), S_OK);
     EXPECT_EQ(PositionsOf(seeking), (Range{1500000, 4500000}));
@@ -320,7 +320,7 @@ TEST_F(SeekingTest, AnIncrementOfTheStartIsRelativeAndOfTheStopCountsFromTheNewS
 }
 
 TEST_F(SeekingTest, PositionsAreKeptWithinTheDuration) {
-  ForBoth(VideoFile(), [](Demux&, IMediaSeeking& seeking) {
+  ForBoth(SeekableFile(), [](Demux&, IMediaSeeking& seeking) {
     const std::int64_t least = std::numeric_limits<std::int64_t>::min();
     const std::int64_t most = std::numeric_limits<std::int64_t>::max();
     const struct {
@@ -343,7 +343,7 @@ TEST_F(SeekingTest, PositionsAreKeptWithinTheDuration) {
 }
 
 TEST_F(SeekingTest, APositionThatIsNeededMustBeThere) {
-  ForBoth(VideoFile(), [](Demux&, IMediaSeeking& seeking) {
+  ForBoth(SeekableFile(), [](Demux&, IMediaSeeking& seeking) {
     LONGLONG value = 5;
     for (const DWORD mode : {kAbsolute, kRelative, kIncremental}) {
       EXPECT_EQ(seeking.SetPositions(nullptr, mode, &value, kNone), E_POINTER);
@@ -354,7 +354,7 @@ TEST_F(SeekingTest, APositionThatIsNeededMustBeThere) {
 }
 
 TEST_F(SeekingTest, TakesPositionsInFrames) {
-  ForBoth(VideoFile(), [](Demux&, IMediaSeeking& seeking) {
+  ForBoth(SeekableFile(), [](Demux&, IMediaSeeking& seeking) {
     ASSERT_EQ(seeking.SetTimeFormat(&TIME_FORMAT_FRAME), S_OK);
     EXPECT_EQ(Set(seeking, 3, kAbsolute, 20, kAbsolute), S_OK);
     EXPECT_EQ(PositionsOf(seeking), (Range{3, 20}));
@@ -366,7 +366,7 @@ TEST_F(SeekingTest, TakesPositionsInFrames) {
 }
 
 TEST_F(SeekingTest, GivesTimesBackInUnitsOfTimeAlsoWithFramesInUse) {
-  ForBoth(VideoFile(), [](Demux&, IMediaSeeking& seeking) {
+  ForBoth(SeekableFile(), [](Demux&, IMediaSeeking& seeking) {
     ASSERT_EQ(seeking.SetTimeFormat(&TIME_FORMAT_FRAME), S_OK);
     LONGLONG current = 3;
     LONGLONG stop = 100;
@@ -387,7 +387,7 @@ TEST_F(SeekingTest, GivesTimesBackInUnitsOfTimeAlsoWithFramesInUse) {
 }
 
 TEST_F(SeekingTest, IgnoresTheOtherFlags) {
-  ForBoth(VideoFile(), [](Demux&, IMediaSeeking& seeking) {
+  ForBoth(SeekableFile(), [](Demux&, IMediaSeeking& seeking) {
     const DWORD more = AM_SEEKING_SeekToKeyFrame | AM_SEEKING_Segment | AM_SEEKING_NoFlush;
     EXPECT_EQ(Set(seeking, 5000000, kAbsolute | more, 0, kNone | more), S_OK);
     EXPECT_EQ(PositionsOf(seeking), (Range{5000000, 10000000}));
@@ -395,7 +395,7 @@ TEST_F(SeekingTest, IgnoresTheOtherFlags) {
 }
 
 TEST_F(SeekingTest, AStoppedSeekFlushesNothing) {
-  Demux demux(VideoFile());
+  Demux demux(SeekableFile());
   ASSERT_EQ(demux.Connect(), S_OK);
   FakeSink& sink = demux.AddSink(1);
   ASSERT_EQ(demux.Seek(5000000), S_OK);

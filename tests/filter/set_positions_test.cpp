@@ -8,7 +8,7 @@
 namespace vantor::test {
 namespace {
 
-constexpr std::int64_t kDuration = 1000 * kMillisecond;
+constexpr std::int64_t kWholeDuration = 1000 * kMillisecond;
 constexpr std::int64_t kFrame = 400000;
 
 using Parameters = std::tuple<DWORD, DWORD, bool, FILTER_STATE>;
@@ -108,7 +108,7 @@ TEST_P(SetPositionsTest, MovesAndAnnouncesWhatTheModesSay) {
   const bool moves = wantedCurrent != oldCurrent || wantedStop != oldStop;
   EXPECT_EQ(moves, current.mode != AM_SEEKING_NoPositioning || stop.mode != AM_SEEKING_NoPositioning);
   ASSERT_LT(wantedCurrent, wantedStop);
-  ASSERT_LE(wantedStop, kDuration);
+  ASSERT_LE(wantedStop, kWholeDuration);
 
   // Workers that begin anew stay at the announcement, so that the position stays where the seek put it.
   at.HoldSegments(true);

@@ -27,11 +27,11 @@ class Payloads final : public SampleListener {
 
 class StreamDescriptionTest : public DemuxTest {};
 
-const Raw kFrame{0, 0, 0, 1, 0x65, 0xAA, 0xBB, 0, 0, 0, 1, 0x65, 0xCC};
+const Raw kAnnexBFrame{0, 0, 0, 1, 0x65, 0xAA, 0xBB, 0, 0, 0, 1, 0x65, 0xCC};
 
 Raw AvcFileWithoutConfiguration() {
   return MediaFile(100, {Track(1, 1, "V_MPEG4/ISO/AVC", {Video(16, 16), Str(0x536E, "Main")})},
-                   {{0, {SimpleBlock(1, 0, kKey, kFrame), SimpleBlock(1, 40, 0, kFrame)}}});
+                   {{0, {SimpleBlock(1, 0, kKey, kAnnexBFrame), SimpleBlock(1, 40, 0, kAnnexBFrame)}}});
 }
 
 // Plays the file, which is to have so many output pins, and gives what comes, sample by sample.
@@ -65,10 +65,10 @@ TEST_F(StreamDescriptionTest, GivesTheTrackAPinAndItsFramesLengthsInPlaceOfStart
 TEST_F(StreamDescriptionTest, IsNotNeededWhereTheFirstFrameTellsAndTheSamplesStayAsTheyAre) {
   const Raw first{0, 0, 0, 1, 0x67, 0x64, 0, 0x28, 0x11, 0, 0, 0, 1, 0x68, 0xEE, 0x3C, 0x80, 0, 0, 0, 1, 0x65, 0xAA};
   const Raw file = MediaFile(100, {Track(1, 1, "V_MPEG4/ISO/AVC", {Video(16, 16), Str(0x536E, "Main")})},
-                             {{0, {SimpleBlock(1, 0, kKey, first), SimpleBlock(1, 40, 0, kFrame)}}});
+                             {{0, {SimpleBlock(1, 0, kKey, first), SimpleBlock(1, 40, 0, kAnnexBFrame)}}});
   const TemporaryFolder folder;
   folder.Write("movie.conf", "[Stream.Main]\r\nCodecData=AAAAAWdkACgRAAAAAWjuPIA=\r\n");
-  EXPECT_EQ(PlayAll(file, PathOf(folder, "movie.mkv"), 1), (std::vector<Raw>{first, kFrame}));
+  EXPECT_EQ(PlayAll(file, PathOf(folder, "movie.mkv"), 1), (std::vector<Raw>{first, kAnnexBFrame}));
 }
 
 TEST_F(StreamDescriptionTest, IsLookedForUnderTheTracksName) {

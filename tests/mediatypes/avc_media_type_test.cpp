@@ -5,23 +5,23 @@
 namespace vantor::test {
 namespace {
 
-const Raw kSequence = {0x67, 0x64, 0x00, 0x28, 0xAC, 0xD9};
-const Raw kPicture = {0x68, 0xEB, 0xE3};
-const Raw kAnnexB = Join({{0, 0, 0, 1}, kSequence, {0, 0, 0, 1}, kPicture, {0, 0, 0, 1, 0x65, 1, 2, 3}});
+const Raw kSequenceSet = {0x67, 0x64, 0x00, 0x28, 0xAC, 0xD9};
+const Raw kPictureSet = {0x68, 0xEB, 0xE3};
+const Raw kAnnexB = Join({{0, 0, 0, 1}, kSequenceSet, {0, 0, 0, 1}, kPictureSet, {0, 0, 0, 1, 0x65, 1, 2, 3}});
 
-Raw Set(const Raw& bytes) { return Join({BigEndian(bytes.size(), 2), bytes}); }
+Raw WithLength(const Raw& bytes) { return Join({BigEndian(bytes.size(), 2), bytes}); }
 
-Raw Record(const std::vector<Raw>& sequences, const std::vector<Raw>& pictures, std::uint8_t byte4 = 0xFF) {
+Raw ConfigRecord(const std::vector<Raw>& sequences, const std::vector<Raw>& pictures, std::uint8_t byte4 = 0xFF) {
   Raw record = {1, 0x64, 0, 0x28, byte4, static_cast<std::uint8_t>(0xE0 | sequences.size())};
-  for (const Raw& set : sequences) record = Join({record, Set(set)});
+  for (const Raw& set : sequences) record = Join({record, WithLength(set)});
   record.push_back(static_cast<std::uint8_t>(pictures.size()));
-  for (const Raw& set : pictures) record = Join({record, Set(set)});
+  for (const Raw& set : pictures) record = Join({record, WithLength(set)});
   return record;
 }
 
 MkvTrackEntry AvcTrack(const Raw& codecPrivate = {}) { return VideoTrack("V_MPEG4/ISO/AVC", 320, 240, codecPrivate); }
 
-HRESULT Result(const Raw& codecPrivate) {
+HRESULT AvcResult(const Raw& codecPrivate) {
   MkvTrackEntry track = AvcTrack(codecPrivate);
   TrackMediaType type;
   return BuildVideo(track, type);
@@ -37,62 +37,63 @@ Raw AvcBlock(const Raw& sets, std::uint32_t lengthSize = 4) {
 // ---- From the private data ----
 
 TEST(AvcMediaType, ParameterSetsKeepTheirLengthsInTheSequenceHeader) {
-  MkvTrackEntry track = AvcTrack(Record({kSequence}, {kPicture}));
+  MkvTrackEntry track = AvcTrack(ConfigRecord({kSequenceSet}, {kPictureSet}));
   TrackMediaType type;
   ASSERT_EQ(BuildVideo(track, type), S_OK);
   EXPECT_EQ(LabelOf(type), "AVC");
   EXPECT_EQ(GuidText(*type.mediaType.Subtype()), FourCcText("AVC1"));
   EXPECT_EQ(GuidText(*type.mediaType.FormatType()), kMpeg2VideoText);
-  EXPECT_EQ(BlockOf(type.mediaType), AvcBlock(Join({Set(kSequence), Set(kPicture)})));
+  EXPECT_EQ(BlockOf(type.mediaType), AvcBlock(Join({WithLength(kSequenceSet), WithLength(kPictureSet)})));
   EXPECT_EQ(type.bufferSize, 320U * 240 * 4);
   EXPECT_FALSE(type.convertStartCodes);
 }
 
 TEST(AvcMediaType, EverySetOfTheRecordIsTakenAndTrailingBytesAreNot) {
-  const Raw record = Join({Record({kSequence, {0x67, 1}, {}}, {kPicture, {}, {0x68}}), Ramp(9)});
+  const Raw record = Join({ConfigRecord({kSequenceSet, {0x67, 1}, {}}, {kPictureSet, {}, {0x68}}), Ramp(9)});
   MkvTrackEntry track = AvcTrack(record);
   SetDisplay(track, 16, 9);
   track.video.FrameRate = CMkvFloat(25.0);
   TrackMediaType type;
   ASSERT_EQ(BuildVideo(track, type), S_OK);
-  EXPECT_EQ(
-      BlockOf(type.mediaType),
-      Mpeg2Block({.frameTime = 400000, .aspectX = 16, .aspectY = 9},
-                 {.width = 320, .height = 240, .planes = 1, .bitCount = 24, .compression = "AVC1"},
-                 Join({Set(kSequence), Set({0x67, 1}), Set({}), Set(kPicture), Set({}), Set({0x68})}), 0x64, 0x28, 4));
+  EXPECT_EQ(BlockOf(type.mediaType),
+            Mpeg2Block({.frameTime = 400000, .aspectX = 16, .aspectY = 9},
+                       {.width = 320, .height = 240, .planes = 1, .bitCount = 24, .compression = "AVC1"},
+                       Join({WithLength(kSequenceSet), WithLength({0x67, 1}), WithLength({}), WithLength(kPictureSet),
+                             WithLength({}), WithLength({0x68})}),
+                       0x64, 0x28, 4));
 }
 
 TEST(AvcMediaType, LengthSizeIsTwoBitsPlusOne) {
   for (std::uint8_t bits = 0; bits < 4; ++bits) {
-    MkvTrackEntry track = AvcTrack(Record({kSequence}, {kPicture}, static_cast<std::uint8_t>(0xFC | bits)));
+    MkvTrackEntry track = AvcTrack(ConfigRecord({kSequenceSet}, {kPictureSet}, static_cast<std::uint8_t>(0xFC | bits)));
     TrackMediaType type;
     ASSERT_EQ(BuildVideo(track, type), S_OK);
-    EXPECT_EQ(BlockOf(type.mediaType), AvcBlock(Join({Set(kSequence), Set(kPicture)}), bits + 1U));
+    EXPECT_EQ(BlockOf(type.mediaType), AvcBlock(Join({WithLength(kSequenceSet), WithLength(kPictureSet)}), bits + 1U));
   }
 }
 
 TEST(AvcMediaType, RecordWithoutSetsGivesAnEmptySequenceHeader) {
-  MkvTrackEntry track = AvcTrack(Record({}, {}));
+  MkvTrackEntry track = AvcTrack(ConfigRecord({}, {}));
   TrackMediaType type;
   ASSERT_EQ(BuildVideo(track, type), S_OK);
   EXPECT_EQ(BlockOf(type.mediaType), AvcBlock({}));
 }
 
 TEST(AvcMediaType, RecordCutShortAnywhereIsSkipped) {
-  const Raw record = Record({kSequence}, {kPicture});
+  const Raw record = ConfigRecord({kSequenceSet}, {kPictureSet});
   for (std::size_t size = 1; size < record.size(); ++size) {
-    EXPECT_EQ(Result(Raw(record.begin(), record.begin() + static_cast<std::ptrdiff_t>(size))), S_FALSE) << size;
+    EXPECT_EQ(AvcResult(Raw(record.begin(), record.begin() + static_cast<std::ptrdiff_t>(size))), S_FALSE) << size;
   }
-  EXPECT_EQ(Result(record), S_OK);
+  EXPECT_EQ(AvcResult(record), S_OK);
 }
 
 TEST(AvcMediaType, PictureSetCountPastTheEndIsSkipped) {
-  Raw record = Record({kSequence}, {});
+  Raw record = ConfigRecord({kSequenceSet}, {});
   record.pop_back();
-  EXPECT_EQ(Result(record), S_FALSE);
+  EXPECT_EQ(AvcResult(record), S_FALSE);
 }
 
-TEST(AvcMediaType, WithoutPrivateDataAndSourcesTheTrackIsSkipped) { EXPECT_EQ(Result({}), S_FALSE); }
+TEST(AvcMediaType, WithoutPrivateDataAndSourcesTheTrackIsSkipped) { EXPECT_EQ(AvcResult({}), S_FALSE); }
 
 // ---- From the first frame ----
 
@@ -136,7 +137,7 @@ class AvcProbe : public testing::Test {
   }
 };
 
-const Raw kProbedBlock = AvcBlock(Join({Set(kSequence), Set(kPicture)}));
+const Raw kProbedBlock = AvcBlock(Join({WithLength(kSequenceSet), WithLength(kPictureSet)}));
 
 TEST_F(AvcProbe, FirstFrameYieldsTheConfigurationAndTheTrackStaysAsItIs) {
   Open({Cluster(0, {SimpleBlock(1, 0, kKey, kAnnexB)})});
@@ -144,7 +145,7 @@ TEST_F(AvcProbe, FirstFrameYieldsTheConfigurationAndTheTrackStaysAsItIs) {
   ASSERT_EQ(Build(), S_OK);
   EXPECT_EQ(BlockOf(type_.mediaType), kProbedBlock);
   EXPECT_FALSE(type_.convertStartCodes);
-  EXPECT_EQ(ResolveCodecPrivate(FirstTrack(), sources_).data, Record({kSequence}, {kPicture}));
+  EXPECT_EQ(ResolveCodecPrivate(FirstTrack(), sources_).data, ConfigRecord({kSequenceSet}, {kPictureSet}));
   EXPECT_TRUE(FirstTrack().CodecPrivate.empty());
   EXPECT_EQ(root_->position, cursor);
 }
@@ -268,7 +269,7 @@ TEST_F(AvcProbe, StreamDescriptionIsAskedLastAndMakesStartCodesConverted) {
   sources_.streamDescription = [&](const MkvTrackEntry& track, Bytes& codecPrivate) {
     ++asked;
     EXPECT_EQ(&track, &FirstTrack());
-    codecPrivate = Record({kSequence}, {kPicture});
+    codecPrivate = ConfigRecord({kSequenceSet}, {kPictureSet});
     return true;
   };
   ASSERT_EQ(Build(), S_OK);

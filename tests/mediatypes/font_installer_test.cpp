@@ -27,7 +27,7 @@ struct FontSystem {
 };
 FontSystem g_system;
 
-std::string Text(HANDLE handle) { return std::to_string(reinterpret_cast<std::uintptr_t>(handle)); }
+std::string TextOf(HANDLE handle) { return std::to_string(reinterpret_cast<std::uintptr_t>(handle)); }
 
 HANDLE WINAPI AddFromMemory(void* data, DWORD size, void* reserved, DWORD* count) {
   EXPECT_EQ(reserved, nullptr);
@@ -35,7 +35,7 @@ HANDLE WINAPI AddFromMemory(void* data, DWORD size, void* reserved, DWORD* count
   g_system.memoryData.emplace_back(bytes, bytes + size);
   *count = g_system.memoryFonts;
   HANDLE handle = g_system.memoryHandle ? reinterpret_cast<HANDLE>(g_system.nextHandle++) : nullptr;
-  g_system.calls.push_back("add memory " + Text(handle));
+  g_system.calls.push_back("add memory " + TextOf(handle));
   return handle;
 }
 
@@ -47,7 +47,7 @@ int WINAPI AddFromFile(const char* name, DWORD flags, void* reserved) {
 }
 
 BOOL WINAPI RemoveFromMemory(HANDLE handle) {
-  g_system.calls.push_back("remove memory " + Text(handle));
+  g_system.calls.push_back("remove memory " + TextOf(handle));
   return TRUE;
 }
 

@@ -36,7 +36,7 @@ Raw Extension(std::uint8_t e4 = 0x14, std::uint8_t e5 = 0x82, std::uint8_t e6 = 
   return {0, 0, 1, 0xB5, e4, e5, e6, e7, 0, e9};
 }
 
-TrackMediaType Built(const Raw& codecPrivate, std::string_view codec = "V_MPEG2") {
+TrackMediaType BuiltMpeg(const Raw& codecPrivate, std::string_view codec = "V_MPEG2") {
   MkvTrackEntry track = VideoTrack(codec, 1, 1, codecPrivate);
   track.video.FrameRate = CMkvFloat(60.0);  // the header's counts
   TrackMediaType type;
@@ -44,7 +44,7 @@ TrackMediaType Built(const Raw& codecPrivate, std::string_view codec = "V_MPEG2"
   return type;
 }
 
-HRESULT Result(const Raw& codecPrivate) {
+HRESULT MpegResult(const Raw& codecPrivate) {
   MkvTrackEntry track = VideoTrack("V_MPEG2", 1, 1, codecPrivate);
   TrackMediaType type;
   return Guarded([&] { return BuildVideo(track, type); });
@@ -58,7 +58,7 @@ Raw Mpeg1Block(const ExpectedHeader& header, const ExpectedBitmap& bitmap, const
 TEST(MpegMediaType, SequenceExtensionMakesItMpeg2WhateverTheCodecName) {
   const Raw codecPrivate = Join({Header({.aspectCode = 3}), Extension(), Ramp(3)});
   for (const char* codec : {"V_MPEG1", "V_MPEG2"}) {
-    const TrackMediaType type = Built(codecPrivate, codec);
+    const TrackMediaType type = BuiltMpeg(codecPrivate, codec);
     EXPECT_EQ(LabelOf(type), "MPEG2");
     EXPECT_EQ(GuidText(*type.mediaType.Subtype()), kMpeg2Subtype);
     EXPECT_EQ(GuidText(*type.mediaType.FormatType()), kMpeg2VideoText);
@@ -78,7 +78,7 @@ TEST(MpegMediaType, WithoutSequenceExtensionItIsMpeg1WhateverTheCodecName) {
   // The header runs up to the group of pictures.
   const Raw codecPrivate = Join({Header({}), {0, 0, 1, 0xB8, 1, 2, 3, 4}});
   for (const char* codec : {"V_MPEG1", "V_MPEG2"}) {
-    const TrackMediaType type = Built(codecPrivate, codec);
+    const TrackMediaType type = BuiltMpeg(codecPrivate, codec);
     EXPECT_EQ(LabelOf(type), "MPEG1");
     EXPECT_EQ(GuidText(*type.mediaType.Subtype()), kMpeg1Subtype);
     EXPECT_EQ(GuidText(*type.mediaType.FormatType()), kMpegVideoText);
@@ -106,7 +106,7 @@ TEST(MpegMediaType, Mpeg1AspectIsRoundedFromThePixelAspect) {
   for (const AspectCase& c : cases) {
     const Raw header = Header({.aspectCode = c.code});
     EXPECT_EQ(
-        BlockOf(Built(Join({header, Fill(4, 9)})).mediaType),
+        BlockOf(BuiltMpeg(Join({header, Fill(4, 9)})).mediaType),
         Mpeg1Block(
             {.rectangleWidth = 352, .rectangleHeight = 288, .bitRate = 4000, .frameTime = 400000},
             {.width = 352, .height = 288, .planes = 1, .horizontalDensity = c.y * 352, .verticalDensity = c.x * 288},
@@ -120,7 +120,7 @@ TEST(MpegMediaType, Mpeg2AspectFollowsItsCode) {
                               {4, 221, 100}, {5, 11, 9}, {7, 11, 9}, {15, 11, 9}};
   for (const AspectCase& c : cases) {
     const Raw codecPrivate = Join({Header({.aspectCode = c.code}), Extension()});
-    EXPECT_EQ(BlockOf(Built(codecPrivate).mediaType),
+    EXPECT_EQ(BlockOf(BuiltMpeg(codecPrivate).mediaType),
               Mpeg2Block({.rectangleWidth = 352,
                           .rectangleHeight = 288,
                           .bitRate = 4000,
@@ -152,7 +152,7 @@ TEST(MpegMediaType, ProfileAndLevelAreTranslated) {
   };
   for (const ProfileCase& c : cases) {
     const Raw codecPrivate = Join({Header({}), Extension(c.e4, c.e5)});
-    EXPECT_EQ(BlockOf(Built(codecPrivate).mediaType),
+    EXPECT_EQ(BlockOf(BuiltMpeg(codecPrivate).mediaType),
               Mpeg2Block({.rectangleWidth = 352,
                           .rectangleHeight = 288,
                           .bitRate = 4000,
@@ -170,7 +170,7 @@ TEST(MpegMediaType, ExtensionBitsWidenSizeAndBitRate) {
   const std::uint32_t width = 352 | 1 << 13 | 1 << 12;
   const std::uint32_t height = 288 | 1 << 13 | 1 << 12;
   const std::uint32_t bitRate = (10U | (0xE1U << 8 | 0x02U) << 17) * 400U;
-  EXPECT_EQ(BlockOf(Built(codecPrivate).mediaType),
+  EXPECT_EQ(BlockOf(BuiltMpeg(codecPrivate).mediaType),
             Mpeg2Block({.rectangleWidth = width,
                         .rectangleHeight = height,
                         .bitRate = bitRate,
@@ -183,7 +183,7 @@ TEST(MpegMediaType, ExtensionBitsWidenSizeAndBitRate) {
 TEST(MpegMediaType, ExtensionScalesTheFramePeriodWithIntegerDivision) {
   // (e9 >> 4 & 3) + 1 = 2, (e9 & 15) + 1 = 7: 1080000 * 2 / 7 = 308571, * 10 / 27 = 114285.
   const Raw codecPrivate = Join({Header({.aspectCode = 2}), Extension(0x14, 0x82, 0, 0, 0x16)});
-  EXPECT_EQ(BlockOf(Built(codecPrivate).mediaType),
+  EXPECT_EQ(BlockOf(BuiltMpeg(codecPrivate).mediaType),
             Mpeg2Block({.rectangleWidth = 352,
                         .rectangleHeight = 288,
                         .bitRate = 4000,
@@ -199,7 +199,7 @@ TEST(MpegMediaType, FrameTimeFollowsTheRateCode) {
   for (std::uint32_t code = 0; code < 16; ++code) {
     const Raw header = Header({.rateCode = code});
     EXPECT_EQ(
-        BlockOf(Built(Join({header, Fill(4, 9)})).mediaType),
+        BlockOf(BuiltMpeg(Join({header, Fill(4, 9)})).mediaType),
         Mpeg1Block({.rectangleWidth = 352, .rectangleHeight = 288, .bitRate = 4000, .frameTime = frameTimes[code]},
                    {.width = 352, .height = 288, .planes = 1, .horizontalDensity = 3168, .verticalDensity = 3168},
                    header))
@@ -209,7 +209,7 @@ TEST(MpegMediaType, FrameTimeFollowsTheRateCode) {
 
 TEST(MpegMediaType, AspectOfAnEmptyPictureIsNotReduced) {
   const Raw header = Header({.width = 0, .height = 0});
-  EXPECT_EQ(BlockOf(Built(Join({header, Extension()})).mediaType),
+  EXPECT_EQ(BlockOf(BuiltMpeg(Join({header, Extension()})).mediaType),
             Mpeg2Block({.bitRate = 4000, .frameTime = 400000}, {.planes = 1}, Join({header, Extension()}), 2, 2));
 }
 
@@ -221,7 +221,7 @@ TEST(MpegMediaType, QuantiserMatricesBelongToTheHeader) {
   } const cases[] = {{2, Fill(64, 0x10)}, {1, Fill(64, 0x10)}, {3, Join({Fill(63, 0x11), {0x11}, Fill(64, 0x22)})}};
   for (const auto& c : cases) {
     const Raw whole = Join({Header({.byte11 = c.byte11}), c.matrices, Extension()});
-    const TrackMediaType type = Built(Join({whole, Fill(5, 9)}));
+    const TrackMediaType type = BuiltMpeg(Join({whole, Fill(5, 9)}));
     EXPECT_EQ(LabelOf(type), "MPEG2");
     EXPECT_EQ(type.mediaType.FormatLength(), 132U + whole.size());
   }
@@ -229,20 +229,20 @@ TEST(MpegMediaType, QuantiserMatricesBelongToTheHeader) {
 
 TEST(MpegMediaType, StartCodeInsideAMatrixIsNotFound) {
   const Raw matrix = Join({Fill(20, 0x10), Extension(), Fill(34, 0x10)});
-  const TrackMediaType type = Built(Join({Header({.byte11 = 2}), matrix, Fill(4, 9)}));
+  const TrackMediaType type = BuiltMpeg(Join({Header({.byte11 = 2}), matrix, Fill(4, 9)}));
   EXPECT_EQ(LabelOf(type), "MPEG1");
 }
 
 TEST(MpegMediaType, MatrixPastTheEndIsAnInvalidArgument) {
-  EXPECT_EQ(Result(Header({.byte11 = 2})), E_INVALIDARG);
-  EXPECT_EQ(Result(Join({Header({.byte11 = 2}), Fill(63, 0x10)})), E_INVALIDARG);
-  EXPECT_EQ(Result(Join({Header({.byte11 = 1}), Fill(63, 0x10)})), E_INVALIDARG);
-  EXPECT_EQ(Result(Join({Header({.byte11 = 3}), Fill(64, 0x11), Fill(63, 0x10)})), E_INVALIDARG);
-  EXPECT_EQ(Result(Join({Header({.byte11 = 3}), Fill(64, 0x11), Fill(64, 0x10)})), S_OK);
+  EXPECT_EQ(MpegResult(Header({.byte11 = 2})), E_INVALIDARG);
+  EXPECT_EQ(MpegResult(Join({Header({.byte11 = 2}), Fill(63, 0x10)})), E_INVALIDARG);
+  EXPECT_EQ(MpegResult(Join({Header({.byte11 = 1}), Fill(63, 0x10)})), E_INVALIDARG);
+  EXPECT_EQ(MpegResult(Join({Header({.byte11 = 3}), Fill(64, 0x11), Fill(63, 0x10)})), E_INVALIDARG);
+  EXPECT_EQ(MpegResult(Join({Header({.byte11 = 3}), Fill(64, 0x11), Fill(64, 0x10)})), S_OK);
 }
 
 TEST(MpegMediaType, TwelveBytesAreAHeader) {
-  const TrackMediaType type = Built(Header({}));
+  const TrackMediaType type = BuiltMpeg(Header({}));
   EXPECT_EQ(LabelOf(type), "MPEG1");
   EXPECT_EQ(type.mediaType.FormatLength(), 96U + 12);
 }
@@ -250,34 +250,34 @@ TEST(MpegMediaType, TwelveBytesAreAHeader) {
 TEST(MpegMediaType, UnderTwelveBytesAreSkipped) {
   Raw header = Header({});
   header.pop_back();
-  EXPECT_EQ(Result(header), S_FALSE);
-  EXPECT_EQ(Result({}), S_FALSE);
+  EXPECT_EQ(MpegResult(header), S_FALSE);
+  EXPECT_EQ(MpegResult({}), S_FALSE);
 }
 
 TEST(MpegMediaType, WithoutTheSequenceHeaderCodeTheTrackIsSkipped) {
   Raw header = Header({});
   header[3] = 0xB8;
-  EXPECT_EQ(Result(Join({header, Extension()})), S_FALSE);
-  EXPECT_EQ(Result(Join({{0}, Header({}), Extension()})), S_FALSE);
+  EXPECT_EQ(MpegResult(Join({header, Extension()})), S_FALSE);
+  EXPECT_EQ(MpegResult(Join({{0}, Header({}), Extension()})), S_FALSE);
 }
 
 TEST(MpegMediaType, SequenceExtensionCutShortIsSkipped) {
   Raw extension = Extension();
   extension.pop_back();
-  EXPECT_EQ(Result(Join({Header({}), extension})), S_FALSE);
+  EXPECT_EQ(MpegResult(Join({Header({}), extension})), S_FALSE);
   // Even when no more than its start code is there: the code where the search stops counts.
-  EXPECT_EQ(Result(Join({Header({}), {0, 0, 1, 0xB5}})), S_FALSE);
+  EXPECT_EQ(MpegResult(Join({Header({}), {0, 0, 1, 0xB5}})), S_FALSE);
 }
 
 TEST(MpegMediaType, SearchStopsFourBytesBeforeTheEnd) {
   // No start code: the header runs to 4 bytes before the end.
-  EXPECT_EQ(Built(Join({Header({}), Fill(9, 7)})).mediaType.FormatLength(), 96U + 12 + 5);
+  EXPECT_EQ(BuiltMpeg(Join({Header({}), Fill(9, 7)})).mediaType.FormatLength(), 96U + 12 + 5);
   // A prefix in the last 3 bytes is no code.
-  EXPECT_EQ(Built(Join({Header({}), Fill(6, 7), {0, 0, 1}})).mediaType.FormatLength(), 96U + 12 + 5);
+  EXPECT_EQ(BuiltMpeg(Join({Header({}), Fill(6, 7), {0, 0, 1}})).mediaType.FormatLength(), 96U + 12 + 5);
 }
 
 TEST(MpegMediaType, OnlyTheFirstStartCodeDecides) {
-  const TrackMediaType type = Built(Join({Header({}), {0, 0, 1, 0xB2, 5, 5}, Extension()}));
+  const TrackMediaType type = BuiltMpeg(Join({Header({}), {0, 0, 1, 0xB2, 5, 5}, Extension()}));
   EXPECT_EQ(LabelOf(type), "MPEG1");
   EXPECT_EQ(type.mediaType.FormatLength(), 96U + 12);
 }

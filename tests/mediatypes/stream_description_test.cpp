@@ -12,11 +12,11 @@
 namespace vantor::test {
 namespace {
 
-const Raw kSequence = {0x67, 0x64, 0x00, 0x28, 0xAC, 0xD9};
-const Raw kPicture = {0x68, 0xEB, 0xE3};
-const Raw kAnnexB = Join({{0, 0, 0, 1}, kSequence, {0, 0, 0, 1}, kPicture});
+const Raw kDescribedSequence = {0x67, 0x64, 0x00, 0x28, 0xAC, 0xD9};
+const Raw kDescribedPicture = {0x68, 0xEB, 0xE3};
+const Raw kDescribedAnnexB = Join({{0, 0, 0, 1}, kDescribedSequence, {0, 0, 0, 1}, kDescribedPicture});
 // The record of these two sets.
-const Raw kRecord = Join({{1, 0x64, 0x00, 0x28, 0xFF, 0xE1, 0, 6}, kSequence, {1, 0, 3}, kPicture});
+const Raw kRecord = Join({{1, 0x64, 0x00, 0x28, 0xFF, 0xE1, 0, 6}, kDescribedSequence, {1, 0, 3}, kDescribedPicture});
 
 std::string Base64(const Raw& bytes) {
   CVKBase64Encoder encoder;
@@ -147,7 +147,8 @@ TEST(StreamDescriptionPath, WithoutAPointThereIsNone) {
 }
 
 TEST_F(StreamDescriptionTest, SectionOfTheTracksNameGivesTheRecord) {
-  WriteDescription("[Stream.Other]\r\nCodecData=AAAA\r\n[Stream.Main]\r\nCodecData=" + Base64(kAnnexB) + "\r\n");
+  WriteDescription("[Stream.Other]\r\nCodecData=AAAA\r\n[Stream.Main]\r\nCodecData=" + Base64(kDescribedAnnexB) +
+                   "\r\n");
   EXPECT_EQ(Read(), kRecord);
 }
 
@@ -158,23 +159,23 @@ TEST_F(StreamDescriptionTest, StoredConfigurationBoxIsTaken) {
 }
 
 TEST_F(StreamDescriptionTest, OfTwoSequenceSetsOnlyTheFirstIsTaken) {
-  WriteDescription("[Stream.Main]\nCodecData=" + Base64(Join({kAnnexB, {0, 0, 0, 1, 0x67, 1, 2, 3, 4}})));
+  WriteDescription("[Stream.Main]\nCodecData=" + Base64(Join({kDescribedAnnexB, {0, 0, 0, 1, 0x67, 1, 2, 3, 4}})));
   EXPECT_EQ(Read(), kRecord);
 }
 
 TEST_F(StreamDescriptionTest, TrackWithoutNameHasTheSectionWithNothingAfterThePoint) {
   track_.Name.clear();
-  WriteDescription("[Stream.]\nCodecData=" + Base64(kAnnexB));
+  WriteDescription("[Stream.]\nCodecData=" + Base64(kDescribedAnnexB));
   EXPECT_EQ(Read(), kRecord);
 }
 
 TEST_F(StreamDescriptionTest, MissingFileSectionOrKeyGiveNone) {
   EXPECT_EQ(Read(), Raw{});
-  WriteDescription("[Stream.Main]\nCodecData=" + Base64(kAnnexB), "a.conf");
+  WriteDescription("[Stream.Main]\nCodecData=" + Base64(kDescribedAnnexB), "a.conf");
   EXPECT_EQ(Read(), Raw{});
-  WriteDescription("[Stream.Mai]\nCodecData=" + Base64(kAnnexB));
+  WriteDescription("[Stream.Mai]\nCodecData=" + Base64(kDescribedAnnexB));
   EXPECT_EQ(Read(), Raw{});
-  WriteDescription("[Stream.Main]\nCodecDat=" + Base64(kAnnexB));
+  WriteDescription("[Stream.Main]\nCodecDat=" + Base64(kDescribedAnnexB));
   EXPECT_EQ(Read(), Raw{});
   WriteDescription("[Stream.Main]\nCodecData=");
   EXPECT_EQ(Read(), Raw{});
@@ -182,7 +183,7 @@ TEST_F(StreamDescriptionTest, MissingFileSectionOrKeyGiveNone) {
 
 TEST_F(StreamDescriptionTest, UndecodableOrUselessTextGivesNone) {
   for (const std::string& value : {std::string("!!!!"), Base64(Fill(40, 1)), Base64({0, 0, 0, 1, 0x67, 1, 2, 3}),
-                                   Base64(Join({{0, 0, 0, 1}, kSequence}))}) {
+                                   Base64(Join({{0, 0, 0, 1}, kDescribedSequence}))}) {
     WriteDescription("[Stream.Main]\nCodecData=" + value);
     EXPECT_EQ(Read(), Raw{}) << value;
   }
@@ -191,23 +192,24 @@ TEST_F(StreamDescriptionTest, UndecodableOrUselessTextGivesNone) {
 TEST_F(StreamDescriptionTest, ValueIsCutTo1023Characters) {
   // 765 bytes are 1020 characters; what follows is cut away, and with it the rest of a picture set of 2-byte lengths.
   const Raw slice = Join({{0x65}, Fill(765 - 8 - 2 - 1, 7)});
-  const Raw fits = Join({BigEndian(6, 2), kSequence, BigEndian(slice.size(), 2), slice});
+  const Raw fits = Join({BigEndian(6, 2), kDescribedSequence, BigEndian(slice.size(), 2), slice});
   ASSERT_EQ(fits.size(), 765U);
   WriteDescription("[Stream.Main]\nCodecData=" + Base64(Join({fits, {0}})));
   EXPECT_EQ(Read(), Raw{});
   const Raw picture = Join({{0x68}, Fill(765 - 8 - 2 - 1, 7)});
-  const Raw whole = Join({BigEndian(6, 2), kSequence, BigEndian(picture.size(), 2), picture});
+  const Raw whole = Join({BigEndian(6, 2), kDescribedSequence, BigEndian(picture.size(), 2), picture});
   WriteDescription("[Stream.Main]\nCodecData=" + Base64(whole));
-  EXPECT_EQ(Read().size(), 8 + kSequence.size() + 3 + picture.size());
+  EXPECT_EQ(Read().size(), 8 + kDescribedSequence.size() + 3 + picture.size());
   const Raw longer = Join({{0x68}, Fill(768 - 8 - 2 - 1, 7)});  // 1024 characters
   WriteDescription("[Stream.Main]\nCodecData=" +
-                   Base64(Join({BigEndian(6, 2), kSequence, BigEndian(longer.size(), 2), longer})));
+                   Base64(Join({BigEndian(6, 2), kDescribedSequence, BigEndian(longer.size(), 2), longer})));
   EXPECT_EQ(Read(), Raw{});
 }
 
 TEST_F(StreamDescriptionTest, NamesBeyondAsciiNameTheirSectionInASixteenBitFile) {
   track_.Name = Utf8ToWide("Bild \xE4\xB8\xAD");
-  const WideString text = OLESTR("[Stream.") + track_.Name + OLESTR("]\r\nCodecData=") + Utf8ToWide(Base64(kAnnexB));
+  const WideString text =
+      OLESTR("[Stream.") + track_.Name + OLESTR("]\r\nCodecData=") + Utf8ToWide(Base64(kDescribedAnnexB));
   std::string bytes = "\xFF\xFE";
   for (const WCHAR letter : text) {
     bytes.push_back(static_cast<char>(letter & 0xFF));
@@ -218,7 +220,7 @@ TEST_F(StreamDescriptionTest, NamesBeyondAsciiNameTheirSectionInASixteenBitFile)
 }
 
 TEST_F(StreamDescriptionTest, EveryFailingStepOfFindingTheSourceGivesNone) {
-  WriteDescription("[Stream.Main]\nCodecData=" + Base64(kAnnexB));
+  WriteDescription("[Stream.Main]\nCodecData=" + Base64(kDescribedAnnexB));
   ASSERT_EQ(Read(), kRecord);
   Bytes codecPrivate;
   EXPECT_FALSE(StreamDescription(nullptr).Read(track_, codecPrivate));
@@ -241,7 +243,7 @@ TEST_F(StreamDescriptionTest, EveryFailingStepOfFindingTheSourceGivesNone) {
 }
 
 TEST_F(StreamDescriptionTest, FileIsLookedForOnceForAllTracksOfAConnection) {
-  WriteDescription("[Stream.Main]\nCodecData=" + Base64(kAnnexB));
+  WriteDescription("[Stream.Main]\nCodecData=" + Base64(kDescribedAnnexB));
   StreamDescription description(&upstream_);
   EXPECT_EQ(upstream_.timesAsked, 0);
   MkvTrackEntry other;

@@ -16,7 +16,7 @@ MkvTrackEntry SubtitleTrack(std::string_view codecId, std::string_view language 
   return track;
 }
 
-TrackMediaType Built(const MkvTrackEntry& track) {
+TrackMediaType BuiltSubtitle(const MkvTrackEntry& track) {
   TrackMediaType type;
   EXPECT_EQ(BuildSubtitle(track, type), S_OK);
   return type;
@@ -41,7 +41,7 @@ TEST(SubtitleMediaType, EveryTextCodecHasItsSubtypeAndTheSubtitleBlock) {
       {"S_USF", "B753B29A-0A96-45BE-985F-68351D9CAB90"},       {"S_VOBSUB", "F7239E31-9599-4E43-8DD5-FBAF75CF37F1"},
   };
   for (const auto& c : cases) {
-    const TrackMediaType type = Built(SubtitleTrack(c.codec, "eng", OLESTR("Signs"), Ramp(33)));
+    const TrackMediaType type = BuiltSubtitle(SubtitleTrack(c.codec, "eng", OLESTR("Signs"), Ramp(33)));
     EXPECT_EQ(GuidText(*type.mediaType.Type()), kSubtitleType);
     EXPECT_EQ(GuidText(*type.mediaType.Subtype()), c.subtype) << c.codec;
     EXPECT_EQ(GuidText(*type.mediaType.FormatType()), kSubtitleFormat);
@@ -63,7 +63,7 @@ TEST(SubtitleMediaType, AsciiTextAndClosedCaptionsHaveNoBlock) {
       {"S_LINE21", "670AEA80-3A82-11D0-B79B-00AA003767A7", "6E8D4A22-310C-11D0-B79A-00AA003767A7", "CC"},
   };
   for (const auto& c : cases) {
-    const TrackMediaType type = Built(SubtitleTrack(c.codec, "eng", OLESTR("Signs"), Ramp(33)));
+    const TrackMediaType type = BuiltSubtitle(SubtitleTrack(c.codec, "eng", OLESTR("Signs"), Ramp(33)));
     EXPECT_EQ(GuidText(*type.mediaType.Type()), c.major);
     EXPECT_EQ(GuidText(*type.mediaType.Subtype()), c.subtype);
     EXPECT_EQ(GuidText(*type.mediaType.FormatType()), kNoFormat);
@@ -76,7 +76,7 @@ TEST(SubtitleMediaType, AsciiTextAndClosedCaptionsHaveNoBlock) {
 
 TEST(SubtitleMediaType, UnknownCodecsHaveANullSubtypeAndTheSubtitleBlock) {
   for (const char* codec : {"S_HDMV/PGS", "S_TEXT/WEBVTT", "S_TEXT/UTF8 ", ""}) {
-    const TrackMediaType type = Built(SubtitleTrack(codec, "fre", OLESTR("n"), Ramp(3)));
+    const TrackMediaType type = BuiltSubtitle(SubtitleTrack(codec, "fre", OLESTR("n"), Ramp(3)));
     EXPECT_EQ(GuidText(*type.mediaType.Type()), kSubtitleType);
     EXPECT_EQ(GuidText(*type.mediaType.Subtype()), kNullGuid);
     EXPECT_EQ(BlockOf(type.mediaType), SubtitleBlock("fre", OLESTR("n"), Ramp(3)));
@@ -85,31 +85,31 @@ TEST(SubtitleMediaType, UnknownCodecsHaveANullSubtypeAndTheSubtitleBlock) {
 }
 
 TEST(SubtitleMediaType, WithoutNameTheTrackNameIsZeros) {
-  EXPECT_EQ(BlockOf(Built(SubtitleTrack("S_TEXT/UTF8", "eng")).mediaType), SubtitleBlock("eng", {}, {}));
+  EXPECT_EQ(BlockOf(BuiltSubtitle(SubtitleTrack("S_TEXT/UTF8", "eng")).mediaType), SubtitleBlock("eng", {}, {}));
 }
 
 TEST(SubtitleMediaType, WithoutLanguageCodeAndLabelAreEmpty) {
-  const TrackMediaType type = Built(SubtitleTrack("S_TEXT/UTF8", {}, OLESTR("n")));
+  const TrackMediaType type = BuiltSubtitle(SubtitleTrack("S_TEXT/UTF8", {}, OLESTR("n")));
   EXPECT_EQ(BlockOf(type.mediaType), SubtitleBlock({}, OLESTR("n"), {}));
   EXPECT_EQ(LabelOf(type), "");
 }
 
 TEST(SubtitleMediaType, LongLanguageIsCutTo3InTheBlockAnd7InTheLabel) {
-  const TrackMediaType type = Built(SubtitleTrack("S_TEXT/UTF8", "sr-Latn-RS"));
+  const TrackMediaType type = BuiltSubtitle(SubtitleTrack("S_TEXT/UTF8", "sr-Latn-RS"));
   EXPECT_EQ(BlockOf(type.mediaType), SubtitleBlock("sr-", {}, {}));
   EXPECT_EQ(LabelOf(type), "sr-Latn");
-  EXPECT_EQ(LabelOf(Built(SubtitleTrack("S_TEXT/UTF8", "sr-Latn"))), "sr-Latn");
+  EXPECT_EQ(LabelOf(BuiltSubtitle(SubtitleTrack("S_TEXT/UTF8", "sr-Latn"))), "sr-Latn");
 }
 
 TEST(SubtitleMediaType, LanguageBytesBeyondAsciiBecomeTheCharactersOfTheirValue) {
-  const TrackMediaType type = Built(SubtitleTrack("S_TEXT/UTF8", "\xE4\xFF"));
+  const TrackMediaType type = BuiltSubtitle(SubtitleTrack("S_TEXT/UTF8", "\xE4\xFF"));
   const WideString expected = {WCHAR{0xE4}, WCHAR{0xFF}};
   EXPECT_EQ(type.codecLabel, expected);
 }
 
 TEST(SubtitleMediaType, LongNameIsCutTo255Characters) {
   const WideString name(300, WCHAR{0x4E2D});
-  const TrackMediaType type = Built(SubtitleTrack("S_TEXT/UTF8", "chi", name, Ramp(4)));
+  const TrackMediaType type = BuiltSubtitle(SubtitleTrack("S_TEXT/UTF8", "chi", name, Ramp(4)));
   EXPECT_EQ(BlockOf(type.mediaType), SubtitleBlock("chi", name.substr(0, 255), Ramp(4)));
 }
 

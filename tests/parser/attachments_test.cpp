@@ -7,7 +7,7 @@
 namespace vantor::test {
 namespace {
 
-MkvAttachmentList ReadAll(const Raw& attachments) {
+MkvAttachmentList ReadAttachments(const Raw& attachments) {
   Source source(attachments);
   MkvAttachmentList list;
   EXPECT_EQ(ReadAttachments(source.First(), list), S_OK);
@@ -15,9 +15,9 @@ MkvAttachmentList ReadAll(const Raw& attachments) {
 }
 
 TEST(Attachments, EveryChildGoesToItsField) {
-  const MkvAttachmentList list =
-      ReadAll(Attachments({Master(0x61A7, {Str(0x467E, "d\xC3\xA9"), Str(0x466E, "Gr\xC3\xBC\xC3\x9F.ttf"),
-                                           Str(0x4660, "font/ttf"), UInt(0x46AE, 77), Bin(0x465C, Fill(40))})}));
+  const MkvAttachmentList list = ReadAttachments(
+      Attachments({Master(0x61A7, {Str(0x467E, "d\xC3\xA9"), Str(0x466E, "Gr\xC3\xBC\xC3\x9F.ttf"),
+                                   Str(0x4660, "font/ttf"), UInt(0x46AE, 77), Bin(0x465C, Fill(40))})}));
   ASSERT_EQ(list.size(), 1u);
   EXPECT_EQ(list[0].FileDescription, OLESTR("d\u00E9"));
   EXPECT_EQ(list[0].FileName, OLESTR("Gr\u00FC\u00DF.ttf"));
@@ -48,7 +48,7 @@ TEST(Attachments, OfTwoFileDataTheLastIsKept) {
 }
 
 TEST(Attachments, FileWithoutDataHasSizeZero) {
-  const MkvAttachmentList list = ReadAll(Attachments({Master(0x61A7, {Str(0x466E, "a")})}));
+  const MkvAttachmentList list = ReadAttachments(Attachments({Master(0x61A7, {Str(0x466E, "a")})}));
   ASSERT_EQ(list.size(), 1u);
   EXPECT_EQ(list[0].dataSize, 0u);
   EXPECT_EQ(list[0].dataPosition, 0u);
@@ -56,7 +56,7 @@ TEST(Attachments, FileWithoutDataHasSizeZero) {
 }
 
 TEST(Attachments, MimeTypeStopsAtAZeroByte) {
-  const MkvAttachmentList list = ReadAll(Attachments({Master(0x61A7, {Ebml(0x4660, {'a', 0, 'b'})})}));
+  const MkvAttachmentList list = ReadAttachments(Attachments({Master(0x61A7, {Ebml(0x4660, {'a', 0, 'b'})})}));
   EXPECT_EQ(list.at(0).FileMimeType, "a");
 }
 
@@ -74,14 +74,15 @@ TEST(Attachments, StringWhoseReadFailsStaysEmptyAndTheWalkGoesOn) {
 }
 
 TEST(Attachments, FilesKeepFileOrderAndOtherChildrenAreSkipped) {
-  const MkvAttachmentList list = ReadAll(Attachments({Attachment("one", "", {}), Void(9), Attachment("two", "", {})}));
+  const MkvAttachmentList list =
+      ReadAttachments(Attachments({Attachment("one", "", {}), Void(9), Attachment("two", "", {})}));
   ASSERT_EQ(list.size(), 2u);
   EXPECT_EQ(list[0].FileName, OLESTR("one"));
   EXPECT_EQ(list[1].FileName, OLESTR("two"));
 }
 
 TEST(Attachments, FilesBeyondTheLimitArePassedOver) {
-  EXPECT_EQ(ReadAll(Attachments(std::vector<Raw>(kMaxAttachedFiles + 9, Master(0x61A7, {})))).size(),
+  EXPECT_EQ(ReadAttachments(Attachments(std::vector<Raw>(kMaxAttachedFiles + 9, Master(0x61A7, {})))).size(),
             kMaxAttachedFiles);
 }
 

@@ -12,7 +12,7 @@ Raw Edition(const std::vector<Raw>& atoms) { return Master(0x45B9, atoms); }
 Raw Atom(const std::vector<Raw>& children) { return Master(0xB6, children); }
 Raw Display(const std::string& text) { return Master(0x80, {Str(0x85, text), Str(0x437C, "eng")}); }
 
-MkvChapterEditions ReadAll(const Raw& chapters) {
+MkvChapterEditions ReadChapters(const Raw& chapters) {
   Source source(chapters);
   MkvChapterEditions editions;
   EXPECT_EQ(ReadChapters(source.First(), editions), S_OK);
@@ -20,7 +20,7 @@ MkvChapterEditions ReadAll(const Raw& chapters) {
 }
 
 TEST(Chapters, EditionsAtomsAndDisplaysAreHeldInFileOrder) {
-  const MkvChapterEditions editions = ReadAll(Chapters({
+  const MkvChapterEditions editions = ReadChapters(Chapters({
       Edition({Atom({UInt(0x73C4, 1), UInt(0x91, 1000), UInt(0x98, 1), UInt(0x4598, 0), Display("One"), Display("Un"),
                      Atom({UInt(0x73C4, 2)})}),
                Void(3), Atom({UInt(0x73C4, 3)})}),
@@ -40,13 +40,13 @@ TEST(Chapters, EditionsAtomsAndDisplaysAreHeldInFileOrder) {
 }
 
 TEST(Chapters, DisplayWithoutTextIsPassedOver) {
-  EXPECT_TRUE(ReadAll(Chapters({Edition({Atom({Master(0x80, {})})})}))[0].atoms[0].displays.empty());
+  EXPECT_TRUE(ReadChapters(Chapters({Edition({Atom({Master(0x80, {})})})}))[0].atoms[0].displays.empty());
 }
 
 TEST(Chapters, AtomsNestedBeyondTheLimitArePassedOver) {
   Raw nested = Atom({UInt(0x73C4, 99)});
   for (int i = 0; i < 1000; ++i) nested = Atom({nested});
-  const MkvChapterEditions editions = ReadAll(Chapters({Edition({nested, Atom({UInt(0x73C4, 7)})})}));
+  const MkvChapterEditions editions = ReadChapters(Chapters({Edition({nested, Atom({UInt(0x73C4, 7)})})}));
   std::size_t depth = 0;
   for (const auto* atoms = &editions[0].atoms; !atoms->empty(); atoms = &atoms->front().atoms) ++depth;
   EXPECT_EQ(depth, kMaxChapterDepth);
@@ -56,7 +56,7 @@ TEST(Chapters, AtomsNestedBeyondTheLimitArePassedOver) {
 
 TEST(Chapters, AtomsBeyondTheLimitArePassedOver) {
   const MkvChapterEditions editions =
-      ReadAll(Chapters({Edition(std::vector<Raw>(kMaxChapterAtoms + 10, Atom({}))), Edition({Atom({})})}));
+      ReadChapters(Chapters({Edition(std::vector<Raw>(kMaxChapterAtoms + 10, Atom({}))), Edition({Atom({})})}));
   EXPECT_EQ(editions[0].atoms.size(), kMaxChapterAtoms);
   EXPECT_TRUE(editions[1].atoms.empty());
 }

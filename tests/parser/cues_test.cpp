@@ -7,7 +7,7 @@
 namespace vantor::test {
 namespace {
 
-MkvCueList ReadAll(const Raw& cues) {
+MkvCueList ReadCues(const Raw& cues) {
   Source source(cues);
   MkvCueList list;
   EXPECT_EQ(ReadCues(source.First(), list), S_OK);
@@ -15,7 +15,7 @@ MkvCueList ReadAll(const Raw& cues) {
 }
 
 TEST(Cues, EveryChildGoesToItsField) {
-  const MkvCueList list = ReadAll(Cues(
+  const MkvCueList list = ReadCues(Cues(
       {Master(0xBB, {UInt(0xB3, 1500),
                      Master(0xB7, {UInt(0xF7, 1), UInt(0xF1, 200), UInt(0x5378, 3), UInt(0xEA, 4),
                                    Master(0xDB, {UInt(0x96, 5), UInt(0x97, 6), UInt(0x535F, 7), UInt(0xEB, 8)})})})}));
@@ -35,7 +35,7 @@ TEST(Cues, EveryChildGoesToItsField) {
 }
 
 TEST(Cues, PointsAndPositionsKeepFileOrder) {
-  const MkvCueList list = ReadAll(Cues({
+  const MkvCueList list = ReadCues(Cues({
       Master(0xBB, {UInt(0xB3, 9), Master(0xB7, {UInt(0xF7, 1), UInt(0xF1, 10)}),
                     Master(0xB7, {UInt(0xF7, 2), UInt(0xF1, 20)})}),
       Void(5),
@@ -50,7 +50,7 @@ TEST(Cues, PointsAndPositionsKeepFileOrder) {
 }
 
 TEST(Cues, EmptyPointIsKeptWithDefaults) {
-  const MkvCueList list = ReadAll(Cues({Master(0xBB, {}), CuePoint(4, 1, 30)}));
+  const MkvCueList list = ReadCues(Cues({Master(0xBB, {}), CuePoint(4, 1, 30)}));
   ASSERT_EQ(list.size(), 2u);
   EXPECT_FALSE(list[0].CueTime.present);
   EXPECT_TRUE(list[0].trackPositions.empty());
@@ -80,13 +80,13 @@ TEST(Cues, TimeStandsForTicksOfTheTimecodeScale) {
 
 TEST(Cues, SmallestUsefulPointsAreAllKept) {
   const Raw point = Master(0xBB, {UInt(0xB3, 1), Master(0xB7, {UInt(0xF7, 1), UInt(0xF1, 9)})});
-  EXPECT_EQ(ReadAll(Cues(std::vector<Raw>(20000, point))).size(), 20000u);
+  EXPECT_EQ(ReadCues(Cues(std::vector<Raw>(20000, point))).size(), 20000u);
   const Raw manyTracks = Master(0xBB, std::vector<Raw>(2000, Master(0xB7, {UInt(0xF7, 1), UInt(0xF1, 9)})));
-  EXPECT_EQ(ReadAll(Cues({manyTracks})).at(0).trackPositions.size(), 2000u);
+  EXPECT_EQ(ReadCues(Cues({manyTracks})).at(0).trackPositions.size(), 2000u);
   std::vector<Raw> children(1000, Master(0xDB, {UInt(0x96, 1)}));
   children.insert(children.begin(), {UInt(0xF7, 1), UInt(0xF1, 9)});
   const Raw manyReferences = Master(0xBB, {UInt(0xB3, 1), Master(0xB7, children)});
-  const MkvCueList list = ReadAll(Cues(std::vector<Raw>(20, manyReferences)));
+  const MkvCueList list = ReadCues(Cues(std::vector<Raw>(20, manyReferences)));
   ASSERT_EQ(list.size(), 20u);
   EXPECT_EQ(list.back().trackPositions.at(0).references.size(), 1000u);
 }

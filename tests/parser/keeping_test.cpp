@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::uint64_t kMebibyte = std::uint64_t{1} << 20;
 
-Raw Many(std::size_t count, const Raw& element) {
+Raw Copies(std::size_t count, const Raw& element) {
   Raw all;
   for (std::size_t i = 0; i < count; ++i) all.insert(all.end(), element.begin(), element.end());
   return all;
@@ -21,7 +21,7 @@ Raw Many(std::size_t count, const Raw& element) {
 // Tracks that each claim all that follows them for the element.
 Raw ClaimingFile(std::size_t count, std::uint32_t id, std::size_t following) {
   const Raw claim = Join({IdBytes(id), UnknownVint()});
-  return MkvFile({Ebml(ids::kTracks, Many(count, Ebml(0xAE, claim))), Fill(following, 'x')});
+  return MkvFile({Ebml(ids::kTracks, Copies(count, Ebml(0xAE, claim))), Fill(following, 'x')});
 }
 
 TEST(Keeping, PayloadsTogetherAreNoLongerThanTheFileAndAMebibyte) {
@@ -48,14 +48,14 @@ TEST(Keeping, TextsCountLikePayloads) {
 
 TEST(Keeping, PayloadsBesideEachOtherAreAllKept) {
   const Raw track = Ebml(0xAE, Ebml(0x63A2, Fill(100000, 1)));
-  const Opened file(MkvFile({Ebml(ids::kTracks, Many(100, track))}));
+  const Opened file(MkvFile({Ebml(ids::kTracks, Copies(100, track))}));
   ASSERT_EQ(file.root.segment.tracks.at(0).size(), 100u);
   for (const auto& each : file.root.segment.tracks[0]) EXPECT_EQ(each->CodecPrivate.size(), 100000u);
 }
 
 TEST(Keeping, RecordsOfAllKindsShareTheirRoom) {
-  const Raw seeks = Ebml(ids::kSeekHead, Many(30000, Ebml(0x4DBB, {})));
-  const Raw cues = Ebml(ids::kCues, Many(100000, Ebml(0xBB, {})));
+  const Raw seeks = Ebml(ids::kSeekHead, Copies(30000, Ebml(0x4DBB, {})));
+  const Raw cues = Ebml(ids::kCues, Copies(100000, Ebml(0xBB, {})));
   const auto cuesKept = [&](const std::vector<Part>& parts) {
     return Opened(MkvFile(parts)).root.segment.cues.at(0).size();
   };
@@ -66,7 +66,7 @@ TEST(Keeping, ManyEmptyCuesElementsAreNotAllListed) {
   const Raw bytes = MkvFile({[](const Positions& at) { return SeekHead({SeekEntry(ids::kCues, at["cues"])}); },
                              Info(),
                              Tracks({}),
-                             {"cues", Many(200000, Ebml(ids::kCues, {}))}});
+                             {"cues", Copies(200000, Ebml(ids::kCues, {}))}});
   const Opened file(bytes);
   EXPECT_GT(file.root.segment.cues.size(), 1000u);
   EXPECT_LE(file.root.segment.cues.size() * sizeof(MkvCueList),
@@ -74,7 +74,7 @@ TEST(Keeping, ManyEmptyCuesElementsAreNotAllListed) {
 }
 
 TEST(Keeping, IndexThatIsMadeUpStopsGrowingAndTheDurationIsToldAllTheSame) {
-  const Raw bytes = MkvFile({Many(200000, Ebml(ids::kCluster, {})), Cluster(5000, {})});
+  const Raw bytes = MkvFile({Copies(200000, Ebml(ids::kCluster, {})), Cluster(5000, {})});
   Opened file(bytes);
   ASSERT_EQ(SynthesiseCues(file.root), S_OK);
   const std::size_t kept = file.root.segment.cues.at(0).size();

@@ -8,8 +8,8 @@
 namespace vantor::test {
 namespace {
 
-Raw Chapters(const std::vector<Raw>& editions) { return Master(ids::kChapters, editions); }
-Raw OneChapter() { return Chapters({Master(0x45B9, {Master(0xB6, {UInt(0x73C4, 5)})})}); }
+Raw ChaptersOf(const std::vector<Raw>& editions) { return Master(ids::kChapters, editions); }
+Raw OneChapter() { return ChaptersOf({Master(0x45B9, {Master(0xB6, {UInt(0x73C4, 5)})})}); }
 Raw OneAttachment() { return Attachments({Attachment("a.ttf", "font/ttf", Fill(4))}); }
 Raw OneTrack(std::uint64_t number = 1) { return Tracks({Track(number, 1, "V_VP8")}); }
 Raw OneCue(std::uint64_t time) { return Cues({CuePoint(time, 1, 0)}); }

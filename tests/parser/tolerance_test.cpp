@@ -37,14 +37,14 @@ std::uint64_t Where(const Raw& bytes, const Raw& part) {
   return static_cast<std::uint64_t>(at - bytes.begin());
 }
 
-Raw Many(std::size_t count, const Raw& element) {
+Raw Repeated(std::size_t count, const Raw& element) {
   Raw all;
   for (std::size_t i = 0; i < count; ++i) all.insert(all.end(), element.begin(), element.end());
   return all;
 }
 
 // Opens the file, makes its cues up and reads every block, all by one source.
-void ReadEverything(CMkvFileRoot& root) {
+void WalkEverything(CMkvFileRoot& root) {
   if (root.Open() != S_OK) return;
   (void)SynthesiseCues(root);
   const MkvElement file = MkvElement::WholeFile(root);
@@ -57,19 +57,19 @@ void ReadEverything(CMkvFileRoot& root) {
   }
 }
 
-struct Case {
+struct ToleranceCase {
   const char* name;
   Raw bytes;
   Notes notes;
   std::function<void(MemoryReader& reader)> prepare = [](MemoryReader&) {};
 };
 
-Notes NotesOf(const Case& one) {
+Notes NotesOf(const ToleranceCase& one) {
   MemoryReader reader(one.bytes);
   one.prepare(reader);
   CMkvFileRoot root(&reader, true);
   root.tolerated.Collect();
-  ReadEverything(root);
+  WalkEverything(root);
   EXPECT_EQ(root.tolerated.Omitted(), 0U) << one.name;
   return root.tolerated.Notes();
 }
@@ -94,8 +94,8 @@ Raw Indexed(std::uint32_t id, const Raw& payload) {
 std::uint64_t SegmentData() { return EbmlHeader().size() + 12; }
 
 // The walk over elements, and the seek index.
-std::vector<Case> ElementCases() {
-  std::vector<Case> cases;
+std::vector<ToleranceCase> ElementCases() {
+  std::vector<ToleranceCase> cases;
   const Raw garbage = {0x00, 0x0F, 0x16, 0x54, 0x00};
   const Raw skipped = MkvFile({Info(), garbage, Cluster(0, {})});
   cases.push_back({"garbage between siblings", skipped, {{Tolerated::kDamageSkipped, Where(skipped, garbage), 5}}});
@@ -124,8 +124,8 @@ std::vector<Case> ElementCases() {
   return cases;
 }
 
-std::vector<Case> ValueCases() {
-  std::vector<Case> cases;
+std::vector<ToleranceCase> ValueCases() {
+  std::vector<ToleranceCase> cases;
   const Raw odd = Bin(0x23314F, Ramp(3));
   const Raw oddFloat = WithTrackChild(odd);
   cases.push_back({"float of 3 bytes", oddFloat, {{Tolerated::kUnreadableValue, Where(oddFloat, odd), odd.size()}}});
@@ -156,8 +156,8 @@ std::vector<Case> ValueCases() {
   return cases;
 }
 
-std::vector<Case> BlockCases() {
-  std::vector<Case> cases;
+std::vector<ToleranceCase> BlockCases() {
+  std::vector<ToleranceCase> cases;
   const Raw timeless = Ebml(ids::kCluster, SimpleBlock(1, 0, kKey, Ramp(3)));
   const Raw noTime = MkvFile({Info(), timeless});
   cases.push_back({"no time", noTime, {{Tolerated::kUnusableClusterTime, Where(noTime, timeless), 0}}});
@@ -198,51 +198,52 @@ std::vector<Case> BlockCases() {
 }
 
 // `count` children, of which the last `over` are too many.
-Case OverLimit(const char* name, Tolerated kind, const Raw& bytes, const Raw& child, std::size_t count,
-               std::size_t over) {
-  const std::uint64_t first = Where(bytes, Many(count, child));
+ToleranceCase OverLimit(const char* name, Tolerated kind, const Raw& bytes, const Raw& child, std::size_t count,
+                        std::size_t over) {
+  const std::uint64_t first = Where(bytes, Repeated(count, child));
   return {name, bytes, {{kind, first + (count - over) * child.size(), over * child.size()}}};
 }
 
-std::vector<Case> LimitCases() {
-  std::vector<Case> cases;
+std::vector<ToleranceCase> LimitCases() {
+  std::vector<ToleranceCase> cases;
   const Raw end = Cluster(0, {});
   const Raw track = Ebml(0xAE, {});
   cases.push_back(OverLimit("tracks", Tolerated::kTrackOverLimit,
-                            MkvFile({Ebml(ids::kTracks, Many(kMaxTracks + 2, track)), end}), track, kMaxTracks + 2, 2));
+                            MkvFile({Ebml(ids::kTracks, Repeated(kMaxTracks + 2, track)), end}), track, kMaxTracks + 2,
+                            2));
   // Large enough for the records to have room.
   const Raw seek = Ebml(0x4DBB, Void(20));
   cases.push_back(OverLimit("seek entries", Tolerated::kSeekEntryOverLimit,
-                            MkvFile({Ebml(ids::kSeekHead, Many(kMaxSeekEntries + 3, seek)), end}), seek,
+                            MkvFile({Ebml(ids::kSeekHead, Repeated(kMaxSeekEntries + 3, seek)), end}), seek,
                             kMaxSeekEntries + 3, 3));
   const Raw encoding = Ebml(0x6240, {});
   cases.push_back(OverLimit("encodings", Tolerated::kEncodingOverLimit,
-                            WithTrackChild(Ebml(0x6D80, Many(kMaxContentEncodings + 2, encoding))), encoding,
+                            WithTrackChild(Ebml(0x6D80, Repeated(kMaxContentEncodings + 2, encoding))), encoding,
                             kMaxContentEncodings + 2, 2));
   const Raw atom = Ebml(0xB6, Void(30));
   cases.push_back(OverLimit("chapters", Tolerated::kChapterOverLimit,
-                            Indexed(ids::kChapters, Ebml(0x45B9, Many(kMaxChapterAtoms + 2, atom))), atom,
+                            Indexed(ids::kChapters, Ebml(0x45B9, Repeated(kMaxChapterAtoms + 2, atom))), atom,
                             kMaxChapterAtoms + 2, 2));
   const Raw file = Ebml(0x61A7, {});
   cases.push_back(OverLimit("attached files", Tolerated::kAttachedFileOverLimit,
-                            Indexed(ids::kAttachments, Many(kMaxAttachedFiles + 2, file)), file, kMaxAttachedFiles + 2,
-                            2));
+                            Indexed(ids::kAttachments, Repeated(kMaxAttachedFiles + 2, file)), file,
+                            kMaxAttachedFiles + 2, 2));
   // A record of each point's two bytes takes more than there is room for.
   constexpr std::size_t kPoints = 100000;
   const Raw point = Ebml(0xBB, {});
-  const Raw cues = MkvFile({Ebml(ids::kCues, Many(kPoints, point)), end});
+  const Raw cues = MkvFile({Ebml(ids::kCues, Repeated(kPoints, point)), end});
   const std::size_t room = cues.size() * CMkvFileRoot::kTimesForRecords + CMkvFileRoot::kSlackForKeeping;
   const std::size_t pointsKept = (room - sizeof(MkvCueList)) / sizeof(MkvCuePoint);
   cases.push_back(OverLimit("cue points", Tolerated::kCueOverLimit, cues, point, kPoints, kPoints - pointsKept));
   const Raw segment = Segment({SeekHead({})}, 1);
   const auto kMost = static_cast<std::size_t>(CMkvFileRoot::kMaxSegments);
-  cases.push_back(OverLimit("segments", Tolerated::kSegmentPassedOver, Join({EbmlHeader(), Many(kMost + 2, segment)}),
-                            segment, kMost + 2, 2));
+  cases.push_back(OverLimit("segments", Tolerated::kSegmentPassedOver,
+                            Join({EbmlHeader(), Repeated(kMost + 2, segment)}), segment, kMost + 2, 2));
   return cases;
 }
 
 // The read of a name fails.
-std::vector<Case> ReadingCases() {
+std::vector<ToleranceCase> ReadingCases() {
   const Raw name = Str(0x536E, "a name");
   const Raw named = WithTrackChild(name);
   std::uint64_t reads = 0;
@@ -260,8 +261,8 @@ std::vector<Case> ReadingCases() {
            }}};
 }
 
-void ExpectNotes(const std::vector<Case>& cases, std::set<Tolerated>& met) {
-  for (const Case& one : cases) {
+void ExpectNotes(const std::vector<ToleranceCase>& cases, std::set<Tolerated>& met) {
+  for (const ToleranceCase& one : cases) {
     const Notes notes = NotesOf(one);
     EXPECT_EQ(notes, one.notes) << one.name;
     for (const Tolerance& note : notes) met.insert(note.kind);
@@ -317,10 +318,10 @@ TEST(Tolerance, EveryKindHasATextOfItsOwn) {
 }
 
 TEST(Tolerance, NothingIsKeptUnlessAskedFor) {
-  for (const Case& one : ElementCases()) {
+  for (const ToleranceCase& one : ElementCases()) {
     MemoryReader reader(one.bytes);
     CMkvFileRoot root(&reader, true);
-    ReadEverything(root);
+    WalkEverything(root);
     EXPECT_FALSE(root.tolerated.IsCollecting());
     EXPECT_TRUE(root.tolerated.Notes().empty()) << one.name;
     EXPECT_EQ(root.tolerated.Notes().capacity(), 0U) << one.name;
@@ -329,7 +330,7 @@ TEST(Tolerance, NothingIsKeptUnlessAskedFor) {
 }
 
 TEST(Tolerance, AskingForItReadsNothingMore) {
-  for (const Case& one : BlockCases()) {
+  for (const ToleranceCase& one : BlockCases()) {
     MemoryReader plain(one.bytes);
     MemoryReader noted(one.bytes);
     one.prepare(plain);
@@ -337,8 +338,8 @@ TEST(Tolerance, AskingForItReadsNothingMore) {
     CMkvFileRoot root(&plain, true);
     CMkvFileRoot notingRoot(&noted, true);
     notingRoot.tolerated.Collect();
-    ReadEverything(root);
-    ReadEverything(notingRoot);
+    WalkEverything(root);
+    WalkEverything(notingRoot);
     EXPECT_EQ(noted.Reads(), plain.Reads()) << one.name;
     EXPECT_EQ(noted.BytesRead(), plain.BytesRead()) << one.name;
   }

@@ -8,7 +8,7 @@
 namespace vantor::test {
 namespace {
 
-MkvTrackList ReadAll(const Raw& tracks) {
+MkvTrackList ReadTracks(const Raw& tracks) {
   Source source(tracks);
   MkvTrackList list;
   EXPECT_EQ(ReadTracks(source.First(), list), S_OK);
@@ -16,7 +16,7 @@ MkvTrackList ReadAll(const Raw& tracks) {
 }
 
 MkvTrackEntry ReadOne(const std::vector<Raw>& children) {
-  MkvTrackList list = ReadAll(Tracks({Master(0xAE, children)}));
+  MkvTrackList list = ReadTracks(Tracks({Master(0xAE, children)}));
   EXPECT_EQ(list.size(), 1u);
   return list.empty() ? MkvTrackEntry() : std::move(*list[0]);
 }
@@ -158,7 +158,7 @@ TEST(TrackEntry, PayloadThatCannotBeReadKeepsTheDefault) {
 
 TEST(TrackEntry, DamagedHeaderEndsTheEntryAndTheNextOneIsRead) {
   const MkvTrackList list =
-      ReadAll(Tracks({Master(0xAE, {UInt(0xD7, 1), Raw{0x00}, UInt(0x83, 1)}), Track(2, 2, "A_AC3")}));
+      ReadTracks(Tracks({Master(0xAE, {UInt(0xD7, 1), Raw{0x00}, UInt(0x83, 1)}), Track(2, 2, "A_AC3")}));
   ASSERT_EQ(list.size(), 2u);
   EXPECT_EQ(list[0]->TrackNumber.value, 1u);
   EXPECT_FALSE(list[0]->TrackType.present);
@@ -166,7 +166,7 @@ TEST(TrackEntry, DamagedHeaderEndsTheEntryAndTheNextOneIsRead) {
 }
 
 TEST(TrackEntry, EntriesKeepFileOrderAndOtherChildrenAreSkipped) {
-  const MkvTrackList list = ReadAll(Tracks({Track(9, 1, "x"), Void(7), Master(0xAE, {}), Track(3, 2, "y")}));
+  const MkvTrackList list = ReadTracks(Tracks({Track(9, 1, "x"), Void(7), Master(0xAE, {}), Track(3, 2, "y")}));
   ASSERT_EQ(list.size(), 3u);
   EXPECT_EQ(list[0]->TrackNumber.value, 9u);
   EXPECT_EQ(list[1]->TrackNumber.value, 0u);
@@ -174,7 +174,7 @@ TEST(TrackEntry, EntriesKeepFileOrderAndOtherChildrenAreSkipped) {
 }
 
 TEST(TrackEntry, EntriesBeyondTheLimitArePassedOver) {
-  EXPECT_EQ(ReadAll(Ebml(0x1654AE6B, Join(std::vector<Raw>(kMaxTracks + 50, Master(0xAE, {}))))).size(), kMaxTracks);
+  EXPECT_EQ(ReadTracks(Ebml(0x1654AE6B, Join(std::vector<Raw>(kMaxTracks + 50, Master(0xAE, {}))))).size(), kMaxTracks);
 }
 
 TEST(TrackEntry, LimitHoldsForAllTracksElementsTogether) {

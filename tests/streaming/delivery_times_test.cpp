@@ -17,7 +17,7 @@ Times TimesOf(const std::vector<ReceivedSample>& samples) {
   return times;
 }
 
-Times Played(const Raw& file, int pin = 1) {
+Times PlayedTimes(const Raw& file, int pin = 1) {
   Demux demux(file);
   EXPECT_EQ(demux.Connect(), S_OK);
   FakeSink& sink = demux.AddSink(pin);
@@ -36,39 +36,41 @@ Raw ScaledFile(std::uint64_t scale, const std::vector<Raw>& clusters) {
 }
 
 TEST_F(DeliveryTimesTest, ALoneBlockWithoutDurationStopsOneUnitAfterItsStart) {
-  EXPECT_EQ(Played(AudioFile({SimpleBlock(1, 0, kKey, {1})})), (Times{{0, 1}}));
+  EXPECT_EQ(PlayedTimes(AudioFile({SimpleBlock(1, 0, kKey, {1})})), (Times{{0, 1}}));
 }
 
 TEST_F(DeliveryTimesTest, ABlockStopsWhereTheNextOfItsTrackStarts) {
-  EXPECT_EQ(Played(MediaFile(100000, {AudioTrack(1), AudioTrack(2)},
-                             {{0,
-                               {SimpleBlock(1, 0, kKey, {1}), SimpleBlock(2, 7, kKey, {9}),
-                                SimpleBlock(1, 20, kKey, {2}), SimpleBlock(1, 45, kKey, {3})}}})),
+  EXPECT_EQ(PlayedTimes(MediaFile(100000, {AudioTrack(1), AudioTrack(2)},
+                                  {{0,
+                                    {SimpleBlock(1, 0, kKey, {1}), SimpleBlock(2, 7, kKey, {9}),
+                                     SimpleBlock(1, 20, kKey, {2}), SimpleBlock(1, 45, kKey, {3})}}})),
             (Times{{0, 200000}, {200000, 450000}, {450000, 450001}}));
 }
 
 TEST_F(DeliveryTimesTest, TheNextBlockMayLieInTheNextCluster) {
-  EXPECT_EQ(Played(MediaFile(100000, {AudioTrack(1)},
-                             {{0, {SimpleBlock(1, 30, kKey, {1})}}, {50, {SimpleBlock(1, 5, kKey, {2})}}})),
+  EXPECT_EQ(PlayedTimes(MediaFile(100000, {AudioTrack(1)},
+                                  {{0, {SimpleBlock(1, 30, kKey, {1})}}, {50, {SimpleBlock(1, 5, kKey, {2})}}})),
             (Times{{300000, 550000}, {550000, 550001}}));
 }
 
 TEST_F(DeliveryTimesTest, ABlockDurationGivesTheStop) {
-  EXPECT_EQ(Played(AudioFile({BlockGroup({Block(1, 0, 0, {1}), BlockDuration(5)}), SimpleBlock(1, 20, kKey, {2})})),
-            (Times{{0, 50000}, {200000, 200001}}));
+  EXPECT_EQ(
+      PlayedTimes(AudioFile({BlockGroup({Block(1, 0, 0, {1}), BlockDuration(5)}), SimpleBlock(1, 20, kKey, {2})})),
+      (Times{{0, 50000}, {200000, 200001}}));
 }
 
 TEST_F(DeliveryTimesTest, AStopNotAfterTheStartBecomesOneUnitLater) {
-  EXPECT_EQ(Played(AudioFile({SimpleBlock(1, 20, kKey, {1}), SimpleBlock(1, 10, kKey, {2}),
-                              SimpleBlock(1, 10, kKey, {3}), BlockGroup({Block(1, 30, 0, {4}), BlockDuration(0)})})),
-            (Times{{200000, 200001}, {100000, 100001}, {100000, 300000}, {300000, 300001}}));
+  EXPECT_EQ(
+      PlayedTimes(AudioFile({SimpleBlock(1, 20, kKey, {1}), SimpleBlock(1, 10, kKey, {2}),
+                             SimpleBlock(1, 10, kKey, {3}), BlockGroup({Block(1, 30, 0, {4}), BlockDuration(0)})})),
+      (Times{{200000, 200001}, {100000, 100001}, {100000, 300000}, {300000, 300001}}));
 }
 
 TEST_F(DeliveryTimesTest, EightLacedFramesOverAHundredUnitsGetTwelveEach) {
   // A tick of 10,000 ns is 100 units.
   const std::vector<Raw> frames(8, Raw{1, 2});
-  const Times times =
-      Played(ScaledFile(10000, {Cluster(0, {BlockGroup({Block(1, 0, kFixed, FixedLace(frames)), BlockDuration(1)})})}));
+  const Times times = PlayedTimes(
+      ScaledFile(10000, {Cluster(0, {BlockGroup({Block(1, 0, kFixed, FixedLace(frames)), BlockDuration(1)})})}));
   ASSERT_EQ(times.size(), 8u);
   for (std::size_t i = 0; i < 8; ++i) {
     EXPECT_EQ(times[i].first, static_cast<REFERENCE_TIME>(i) * 12);
@@ -79,7 +81,8 @@ TEST_F(DeliveryTimesTest, EightLacedFramesOverAHundredUnitsGetTwelveEach) {
 
 TEST_F(DeliveryTimesTest, LacedFramesTakeOneUnitAtLeast) {
   const std::vector<Raw> frames(3, Raw{1});
-  EXPECT_EQ(Played(AudioFile({SimpleBlock(1, 0, kKey | kFixed, FixedLace(frames))})), (Times{{0, 1}, {1, 2}, {2, 3}}));
+  EXPECT_EQ(PlayedTimes(AudioFile({SimpleBlock(1, 0, kKey | kFixed, FixedLace(frames))})),
+            (Times{{0, 1}, {1, 2}, {2, 3}}));
 }
 
 TEST_F(DeliveryTimesTest, EveryLacingGivesItsFramesInOrder) {
@@ -99,26 +102,26 @@ TEST_F(DeliveryTimesTest, EveryLacingGivesItsFramesInOrder) {
 }
 
 TEST_F(DeliveryTimesTest, TheFirstClustersTimeBecomesZero) {
-  EXPECT_EQ(Played(MediaFile(100000, {AudioTrack(1)},
-                             {{2000, {SimpleBlock(1, 3, kKey, {1})}}, {2050, {SimpleBlock(1, 0, kKey, {2})}}})),
+  EXPECT_EQ(PlayedTimes(MediaFile(100000, {AudioTrack(1)},
+                                  {{2000, {SimpleBlock(1, 3, kKey, {1})}}, {2050, {SimpleBlock(1, 0, kKey, {2})}}})),
             (Times{{30000, 500000}, {500000, 500001}}));
 }
 
 TEST_F(DeliveryTimesTest, ATimeBeforeTheFirstClusterIsNegative) {
-  EXPECT_EQ(Played(AudioFile({SimpleBlock(1, -2, kKey, {1}), SimpleBlock(1, 0, kKey, {2})})),
+  EXPECT_EQ(PlayedTimes(AudioFile({SimpleBlock(1, -2, kKey, {1}), SimpleBlock(1, 0, kKey, {2})})),
             (Times{{-20000, 0}, {0, 1}}));
 }
 
 TEST_F(DeliveryTimesTest, TicksAreTruncatedToUnitsTowardZero) {
   // 333 ns a tick: 3.33 units.
-  EXPECT_EQ(Played(ScaledFile(333, {Cluster(0, {SimpleBlock(1, -2, kKey, {1}), SimpleBlock(1, 2, kKey, {2}),
-                                                BlockGroup({Block(1, 10, 0, {3}), BlockDuration(5)})})})),
+  EXPECT_EQ(PlayedTimes(ScaledFile(333, {Cluster(0, {SimpleBlock(1, -2, kKey, {1}), SimpleBlock(1, 2, kKey, {2}),
+                                                     BlockGroup({Block(1, 10, 0, {3}), BlockDuration(5)})})})),
             (Times{{-6, 6}, {6, 33}, {33, 49}}));
 }
 
 TEST_F(DeliveryTimesTest, AClustersUntouchedTimecodeGoesOnFromThePreviousOne) {
-  EXPECT_EQ(Played(ScaledFile(1000000, {Cluster(0, {SimpleBlock(1, 0, kKey, {1})}), Cluster(40, {}),
-                                        Master(0x1F43B675, {SimpleBlock(1, 1, kKey, {2})})})),
+  EXPECT_EQ(PlayedTimes(ScaledFile(1000000, {Cluster(0, {SimpleBlock(1, 0, kKey, {1})}), Cluster(40, {}),
+                                             Master(0x1F43B675, {SimpleBlock(1, 1, kKey, {2})})})),
             (Times{{0, 410000}, {410000, 410001}}));
 }
 

@@ -35,9 +35,9 @@ Raw FileOf(const std::vector<Raw>& tracks, const std::vector<Part>& parts) {
   return MkvFile(all);
 }
 
-Raw FirstCluster() { return Cluster(0, {SimpleBlock(1, 0, kKey, {1})}); }
+Raw ClusterAtZero() { return Cluster(0, {SimpleBlock(1, 0, kKey, {1})}); }
 
-Raw OneTrack(const Raw& elements) { return FileOf({AudioTrack(1)}, {FirstCluster(), elements}); }
+Raw OneTrack(const Raw& elements) { return FileOf({AudioTrack(1)}, {ClusterAtZero(), elements}); }
 
 Raw InACluster(const std::vector<Raw>& tracks, const Raw& children) {
   return FileOf(tracks, {Cluster(0, {SimpleBlock(1, 0, kKey, {1}), children, SimpleBlock(1, 5, kKey, {2})})});
@@ -49,7 +49,7 @@ Raw Indexed(std::uint32_t id, const Raw& elements, const Raw& track = AudioTrack
   return MkvFile({[id](const Positions& at) { return SeekHead({SeekEntry(id, at["it"])}); },
                   Info(1000000, 10'000'000),
                   Tracks({track}),
-                  FirstCluster(),
+                  ClusterAtZero(),
                   {"it", elements}});
 }
 Raw IndexedCues(const Raw& children) { return Indexed(ids::kCues, Ebml(ids::kCues, children)); }
@@ -68,7 +68,7 @@ Raw TracksThatClaim(std::uint32_t id, std::size_t size) {
     tracks.push_back(
         Ebml(0xAE, Join({UInt(0xD7, number), UInt(0x83, 2), Str(0x86, "A_AC3"), Audio(48000, 2), Claim(id)})));
   }
-  return FileOf(tracks, {FirstCluster(), Void(size)});
+  return FileOf(tracks, {ClusterAtZero(), Void(size)});
 }
 
 Raw FontsThatClaim(std::size_t size) {
@@ -78,7 +78,8 @@ Raw FontsThatClaim(std::size_t size) {
 
 // Elements whose child claims all that is behind them: the others, and many small elements in the end.
 Raw ClaimsOfTheRest(const std::vector<Raw>& tracks, std::uint32_t id, const Raw& claim, std::size_t size) {
-  return FileOf(tracks, {FirstCluster(), Repeat(500, Ebml(id, claim)), Ebml(ids::kCluster, FillWith(size, kTinyVoid))});
+  return FileOf(tracks,
+                {ClusterAtZero(), Repeat(500, Ebml(id, claim)), Ebml(ids::kCluster, FillWith(size, kTinyVoid))});
 }
 
 // Laces that each have another frame for their large one.
@@ -115,7 +116,7 @@ Raw ChainedSeekHeads(std::size_t size) {
     });
   }
   parts.emplace_back(Tracks({AudioTrack(1)}));
-  parts.emplace_back(FirstCluster());
+  parts.emplace_back(ClusterAtZero());
   return MkvFile(parts);
 }
 
@@ -207,7 +208,7 @@ const std::vector<HostileRecipe>& HostileRecipes() {
       {"empty content encodings",
        [](std::size_t size) {
          const Raw encodings = Ebml(0x6D80, FillWith(size / 100, Ebml(0x6240, {})));
-         return FileOf(std::vector<Raw>(100, AudioTrack(1, "A_AC3", {encodings})), {FirstCluster()});
+         return FileOf(std::vector<Raw>(100, AudioTrack(1, "A_AC3", {encodings})), {ClusterAtZero()});
        },
        {1.5, 1.5, 2, 0.1, 4}},
       {"empty attachments",

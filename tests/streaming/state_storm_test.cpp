@@ -27,14 +27,14 @@ Raw FourTrackFile() {
 }
 
 TEST_F(StateStormTest, AThousandCyclesNeitherHangNorLeak) {
-  constexpr unsigned kSeed = 20240117;
-  std::minstd_rand random(kSeed);
+  constexpr unsigned kStormSeed = 20240117;
+  std::minstd_rand random(kStormSeed);
   Demux demux(FourTrackFile());
   ASSERT_EQ(demux.Connect(), S_OK);
   std::vector<ComPtr<FakeSink>> sinks;
   std::array<std::minstd_rand, 4> delays;
   for (std::size_t i = 0; i < delays.size(); ++i) {
-    delays[i].seed(kSeed + static_cast<unsigned>(i));
+    delays[i].seed(kStormSeed + static_cast<unsigned>(i));
     const auto sink = FakeSink::Create();
     sink->keepsSamples = false;
     sink->onReceive = [&delay = delays[i]](IMediaSample*) {
