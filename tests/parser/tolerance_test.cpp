@@ -83,7 +83,7 @@ Raw WithTrackChild(const Raw& child) {
 Raw WithBlock(const Raw& block) { return MkvFile({Info(), Cluster(0, {block})}); }
 
 // A file with SeekHead, Info and Tracks, and an element that only the index leads to.
-Raw Indexed(std::uint32_t id, const Raw& payload) {
+Raw WithSeekEntry(std::uint32_t id, const Raw& payload) {
   return MkvFile({[id](const Positions& at) { return SeekHead({SeekEntry(id, at["it"])}); },
                   Info(),
                   Tracks({}),
@@ -143,7 +143,7 @@ std::vector<ToleranceCase> ValueCases() {
        {{Tolerated::kPayloadOutOfBounds, at, pastTheEnd.size() - at}, {Tolerated::kChildPastParent, at, 1'000'000}}});
 
   const Raw data = EbmlWithSize(0x465C, 1'000'000, {}, 8);
-  const Raw font = Indexed(ids::kAttachments, Ebml(0x61A7, data));
+  const Raw font = WithSeekEntry(ids::kAttachments, Ebml(0x61A7, data));
   const std::uint64_t dataAt = Where(font, data);
   cases.push_back({"attached file past the end",
                    font,
@@ -222,11 +222,11 @@ std::vector<ToleranceCase> LimitCases() {
                             kMaxContentEncodings + 2, 2));
   const Raw atom = Ebml(0xB6, Void(30));
   cases.push_back(OverLimit("chapters", Tolerated::kChapterOverLimit,
-                            Indexed(ids::kChapters, Ebml(0x45B9, Repeated(kMaxChapterAtoms + 2, atom))), atom,
+                            WithSeekEntry(ids::kChapters, Ebml(0x45B9, Repeated(kMaxChapterAtoms + 2, atom))), atom,
                             kMaxChapterAtoms + 2, 2));
   const Raw file = Ebml(0x61A7, {});
   cases.push_back(OverLimit("attached files", Tolerated::kAttachedFileOverLimit,
-                            Indexed(ids::kAttachments, Repeated(kMaxAttachedFiles + 2, file)), file,
+                            WithSeekEntry(ids::kAttachments, Repeated(kMaxAttachedFiles + 2, file)), file,
                             kMaxAttachedFiles + 2, 2));
   // A record of each point's two bytes takes more than there is room for.
   constexpr std::size_t kPoints = 100000;
