@@ -17,7 +17,7 @@ Raw VideoFile() {
 }
 
 // Everything a decoder may ask its upstream pin while it holds a sample.
-void AskEverything(IPin* pin) {
+void AskPinAndFilter(IPin* pin) {
   ComPtr<IPin> peer;
   EXPECT_EQ(pin->ConnectedTo(peer.Out()), S_OK);
   CMediaType type;
@@ -81,7 +81,7 @@ TEST_F(CallbacksTest, APinAnswersFromInsideReceiveWhileTheFilterIsBeingStopped) 
     if (asked) return S_OK;
     inside.Set();
     stopping.Wait();
-    AskEverything(pin.Get());
+    AskPinAndFilter(pin.Get());
     asked = true;
     return S_OK;
   };
@@ -106,7 +106,7 @@ TEST_F(CallbacksTest, APinAnswersFromInsideReceiveWhileASeekWaitsForIt) {
     if (asked) return S_OK;
     inside.Set();
     flushing.Wait();
-    AskEverything(pin.Get());
+    AskPinAndFilter(pin.Get());
     asked = true;
     return S_OK;
   };
@@ -127,7 +127,7 @@ TEST_F(CallbacksTest, APinAnswersWhileItsWorkerDeliversTheSegmentAndTheEnd) {
   std::atomic<int> asked{0};
   sink->onCall = [&](const std::string& call) {
     if (call != "end" && call.rfind("segment", 0) != 0) return;
-    AskEverything(pin.Get());
+    AskPinAndFilter(pin.Get());
     ++asked;
   };
   demux.AddSink(1, sink);

@@ -98,7 +98,7 @@ void ExpectWithin(const Total& total, const Cost& limit) {
 
 TEST_P(Amplification, IsWithinTheTable) {
   if (!WatchesAllocations()) GTEST_SKIP() << "allocations are not watched in this build";
-  constexpr std::size_t kSize = 50'000;
+  constexpr std::size_t kSize = 100'000;
   constexpr std::size_t kTimes = 4;
   const Total shorter = Measure(GetParam().make(kSize));
   ExpectWithin(shorter, GetParam().limit);
