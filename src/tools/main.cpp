@@ -2,8 +2,15 @@
 
 #include "platform/program.h"
 #include "tools/commands.h"
+#include "tools/messages.h"
 
 int main(int argc, char** argv) {
   const vantor::platform::StandardStreams streams;
-  return vantor::tools::Main(argc, argv, stdout, stderr);
+  const int status = vantor::tools::Main(argc, argv, stdout, stderr);
+  // Some file systems, those of a network above all, tell only here that earlier writes failed.
+  if (std::fclose(stdout) != 0 && status == vantor::tools::kExitDone) {
+    vantor::tools::Say(stderr, "cannot write the answer");
+    return vantor::tools::kExitUsage;
+  }
+  return status;
 }

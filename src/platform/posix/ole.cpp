@@ -1,12 +1,25 @@
 // The COM library's functions that the system calls, under their published names, where there is no COM library.
 #include <cstdint>
 #include <cstdlib>
+#include <new>
 
 #include "platform/com.h"
 
 extern "C" {
 
-LPVOID WINAPI CoTaskMemAlloc(SIZE_T size) { return std::malloc(size ? size : 1); }
+// A process that wants to know when memory runs out, or can make some free, is asked as by an operator new.
+LPVOID WINAPI CoTaskMemAlloc(SIZE_T size) {
+  for (;;) {
+    void* const block = std::malloc(size ? size : 1);
+    const std::new_handler handler = block ? nullptr : std::get_new_handler();
+    if (!handler) return block;
+    try {
+      handler();
+    } catch (const std::bad_alloc&) {
+      return nullptr;
+    }
+  }
+}
 
 LPVOID WINAPI CoTaskMemRealloc(LPVOID block, SIZE_T size) {
   if (block && size == 0) {

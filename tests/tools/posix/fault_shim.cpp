@@ -35,7 +35,7 @@ namespace {
 
 enum Kind { kAllocation, kRead, kShort, kMapping, kThread, kCut, kKinds, kNone = kKinds };
 constexpr const char* kNames[kKinds] = {"allocation", "read", "short", "mapping", "thread", "cut"};
-constexpr unsigned kPatienceInSeconds = 300;
+constexpr unsigned kPatienceInSeconds = 60;
 
 Kind wanted = kNone;
 unsigned long number = 0;
