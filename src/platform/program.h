@@ -2,6 +2,7 @@
 // as they are.
 //
 //   int main(int argc, char** argv) {
+//     platform::ShareFreedMemory();
 //     const platform::StandardStreams streams;
 //     const std::vector<std::string> arguments = platform::Arguments(argc, argv);
 //     return Run(arguments);
@@ -16,6 +17,10 @@ namespace vantor::platform {
 // The arguments, the program's own name first: UTF-8 on Windows, whatever the code page is; the system's own bytes
 // elsewhere.
 std::vector<std::string> Arguments(int argc, const char* const* argv);
+
+// To be called before there are threads: memory that they give back is there for all of them. Each having some of its own
+// makes a program of many threads keep many times what it needs.
+void ShareFreedMemory() noexcept;
 
 // For as long as it lives, line ends are written as they are and a console reads what is written as UTF-8. One a
 // program.

@@ -5,6 +5,7 @@
 #include "tools/messages.h"
 
 int main(int argc, char** argv) {
+  vantor::platform::ShareFreedMemory();
   const vantor::platform::StandardStreams streams;
   const int status = vantor::tools::Main(argc, argv, stdout, stderr);
   // Some file systems, those of a network above all, tell only here that earlier writes failed.

@@ -1,11 +1,19 @@
 #include "platform/program.h"
 
 #include <fcntl.h>
+#include <malloc.h>
 #include <unistd.h>
 
 namespace vantor::platform {
 
 std::vector<std::string> Arguments(int argc, const char* const* argv) { return {argv, argv + argc}; }
+
+void ShareFreedMemory() noexcept {
+#if defined(__GLIBC__)
+  // Two, since with one the threads would wait for each other.
+  mallopt(M_ARENA_MAX, 2);
+#endif
+}
 
 // A stream that the program was started without gets a stand-in: else the next file opened would get its number, and
 // be written to. Reading from this one ends at once, and writing fails as it should.

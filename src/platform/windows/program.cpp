@@ -22,6 +22,8 @@ std::vector<std::string> Arguments(int argc, const char* const* argv) {
   return arguments;
 }
 
+void ShareFreedMemory() noexcept {}  // its heap does
+
 StandardStreams::StandardStreams() noexcept : codePage_(GetConsoleOutputCP()) {
   _setmode(_fileno(stdout), _O_BINARY);
   _setmode(_fileno(stderr), _O_BINARY);
