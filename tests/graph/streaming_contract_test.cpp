@@ -33,6 +33,14 @@ class Streaming : public RealGraphTest {
     return seeking->SetPositions(&start, AM_SEEKING_AbsolutePositioning, nullptr, AM_SEEKING_NoPositioning);
   }
 
+  // A seek of the graph asks the demultiplexer once for itself and once for each renderer: the second moves nothing
+  // where the first left the workers, but they may have gone on. A seek of a renderer is one.
+  static HRESULT SeekOnce(Renderer& renderer, LONGLONG start) {
+    ComPtr<IMediaSeeking> seeking;
+    const HRESULT hr = renderer.GetOwner()->QueryInterface(IID_IMediaSeeking, seeking.Void());
+    return FAILED(hr) ? hr : SeekTo(seeking.Get(), start);
+  }
+
   MediaCopy media_{"avc_aac.mkv"};
   RealGraph graph_;
 };
@@ -131,7 +139,7 @@ TEST_F(Streaming, ASeekWhilePausedFlushesAndStreamsAnew) {
   const ComPtr<Renderer> renderer = graph_.AddRenderer(1, MakeRecorder(record));
   graph_.Pause();
   renderer->WaitFor("end", 1);
-  EXPECT_EQ(SeekTo(graph_.Seeking().Get(), 10'000'000), S_OK);
+  EXPECT_EQ(SeekOnce(*renderer.Get(), 10'000'000), S_OK);
   renderer->WaitFor("end", 2);
   graph_.PlayToEnd();
   EXPECT_THAT(Brief(renderer->Log()), ElementsAre("connect", "active", "segment", "sample", "end", "begin flush",
@@ -145,7 +153,7 @@ TEST_F(Streaming, ASeekThatRunsIntoAHeldSinkFreesItByItsFlush) {
   renderer->Gate().Hold();
   graph_.Pause();
   renderer->Gate().WaitUntilHeld(1);
-  EXPECT_EQ(SeekTo(graph_.Seeking().Get(), 10'000'000), S_OK);
+  EXPECT_EQ(SeekOnce(*renderer.Get(), 10'000'000), S_OK);
   renderer->Gate().LetGo();
   renderer->WaitFor("end", 1);
   EXPECT_EQ(renderer->Count("begin flush"), 1);
