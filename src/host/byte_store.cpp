@@ -1,5 +1,6 @@
 #include "host/byte_store.h"
 
+#include <atomic>
 #include <cstring>
 #include <new>
 #include <utility>
@@ -12,7 +13,10 @@ namespace {
 
 class MemoryStore final : public ByteStore {
  public:
-  explicit MemoryStore(std::vector<unsigned char> bytes) noexcept : bytes_(std::move(bytes)) {}
+  explicit MemoryStore(std::vector<unsigned char> bytes) noexcept : bytes_(std::move(bytes)) {
+    static constexpr std::atomic<bool> kNever{false};
+    SetResident({bytes_.data(), Length(), kNever});
+  }
   std::int64_t Length() const noexcept override { return static_cast<std::int64_t>(bytes_.size()); }
   bool Read(std::int64_t position, void* buffer, std::size_t size) noexcept override {
     if (size > 0) {
@@ -32,16 +36,16 @@ class MappedStore final : public ByteStore {
     if (error != FileError::kNone) {
       return error;
     }
-    return bytes_.Map(file_) ? FileError::kNone : FileError::kOther;
+    if (!bytes_.Map(file_)) {
+      return FileError::kOther;
+    }
+    SetResident(bytes_.Resident());
+    return FileError::kNone;
   }
   std::int64_t Length() const noexcept override { return bytes_.Length(); }
   bool Read(std::int64_t position, void* buffer, std::size_t size) noexcept override {
-    if (bytes_.Copy(position, buffer, size)) {
-      return true;
-    }
     // Asked to read the bytes, the system tells why they cannot be had, or has them.
-    ReadFailure failure;
-    return ReadWhole(file_, position, buffer, size, failure) || Fail(failure);
+    return bytes_.Copy(position, buffer, size) || ReadFrom(file_, position, buffer, size);
   }
 
  private:
@@ -97,6 +101,12 @@ std::shared_ptr<ByteStore> LoadIntoMemory(const std::string& path, FileError& er
 }
 
 }  // namespace
+
+bool ByteStore::ReadFrom(const platform::ReadableFile& file, std::int64_t position, void* buffer,
+                         std::size_t size) noexcept {
+  ReadFailure failure;
+  return ReadWhole(file, position, buffer, size, failure) || Fail(failure);
+}
 
 bool ReadWhole(const platform::ReadableFile& file, std::int64_t position, void* buffer, std::size_t size,
                ReadFailure& failure) noexcept {

@@ -24,6 +24,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/apart.h"
 #include "platform/lock.h"
 #include "platform/mapped_file.h"
 
@@ -54,6 +55,9 @@ class ByteStore {
   // unspecified, when the bytes cannot be had.
   virtual bool Read(std::int64_t position, void* buffer, std::size_t size) noexcept = 0;
 
+  // The bytes themselves, where they lie in memory. Copying out of them needs no call; what it does not do, Read does.
+  const platform::ResidentBytes& Resident() const noexcept { return resident_; }
+
   // The first read that could not be answered; nothing when all were.
   std::optional<ReadFailure> FirstFailure() const noexcept VANTOR_EXCLUDES(failureLock_) {
     const LockScope hold(failureLock_);
@@ -62,6 +66,11 @@ class ByteStore {
 
  protected:
   ByteStore() = default;
+  // Before the first read.
+  void SetResident(const platform::ResidentBytes& bytes) noexcept { resident_ = bytes; }
+  // For Read, where a faster way has failed: asks the system for the bytes, and keeps the failure.
+  VANTOR_COLD bool ReadFrom(const platform::ReadableFile& file, std::int64_t position, void* buffer,
+                            std::size_t size) noexcept VANTOR_EXCLUDES(failureLock_);
   // Keeps a failure that is the first. False, for Read to return.
   bool Fail(const ReadFailure& failure) noexcept VANTOR_EXCLUDES(failureLock_) {
     const LockScope hold(failureLock_);
@@ -72,6 +81,7 @@ class ByteStore {
   }
 
  private:
+  platform::ResidentBytes resident_;
   mutable Lock failureLock_{LockRank::Host};
   std::optional<ReadFailure> firstFailure_ VANTOR_GUARDED_BY(failureLock_);
 };

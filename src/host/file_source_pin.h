@@ -15,6 +15,7 @@
 #include "baseclasses/pin.h"
 #include "host/byte_store.h"
 #include "host/read_statistics.h"
+#include "platform/apart.h"
 #include "platform/com.h"
 #include "platform/lock.h"
 
@@ -32,6 +33,7 @@ class FileSourcePin final : public CBasePin, public IAsyncReader {
   void SetBytes(std::shared_ptr<ByteStore> bytes) noexcept {
     bytes_ = std::move(bytes);
     length_ = bytes_ ? bytes_->Length() : 0;
+    resident_ = bytes_ ? bytes_->Resident() : platform::ResidentBytes();
   }
   const std::shared_ptr<ByteStore>& Bytes() const noexcept { return bytes_; }
   ReadTotals Totals() const noexcept { return statistics_.Totals(); }
@@ -59,9 +61,12 @@ class FileSourcePin final : public CBasePin, public IAsyncReader {
     HRESULT result;
   };
 
+  VANTOR_APART HRESULT ReadAny(LONGLONG position, LONG length, BYTE* buffer);
+
   const AM_MEDIA_TYPE* const type_;
   std::shared_ptr<ByteStore> bytes_;
   LONGLONG length_ = 0;
+  platform::ResidentBytes resident_;
   ReadStatistics statistics_;
   Lock requestLock_{LockRank::Host};
   Condition requestReady_;

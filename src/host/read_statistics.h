@@ -13,6 +13,7 @@
 #include <cstdint>
 
 #include "host/thread_slot.h"
+#include "platform/apart.h"
 
 namespace vantor {
 
@@ -24,14 +25,12 @@ struct ReadTotals {
 class ReadStatistics {
  public:
   void Count(std::uint64_t bytes) noexcept {
-    const std::size_t thread = ThreadSlot();
-    Slot& slot = slots_[thread % kSlots];
-    if (IsOwn(slot, thread + 1)) {
-      slot.reads.store(slot.reads.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
-      slot.bytes.store(slot.bytes.load(std::memory_order_relaxed) + bytes, std::memory_order_relaxed);
+    const std::size_t number = ThreadNumber();
+    Slot& slot = slots_[number % kSlots];
+    if (slot.owner.load(std::memory_order_relaxed) == number) {
+      CountOwn(slot, bytes);
     } else {
-      shared_.reads.fetch_add(1, std::memory_order_relaxed);
-      shared_.bytes.fetch_add(bytes, std::memory_order_relaxed);
+      CountElsewhere(bytes);
     }
   }
 
@@ -45,19 +44,30 @@ class ReadStatistics {
   }
 
  private:
-  static constexpr std::size_t kSlots = 32;
+  static constexpr std::size_t kSlots = 64;
+  static constexpr std::size_t kNobody = ~std::size_t{0};  // not 0, which threads without a number have
   struct alignas(64) Slot {
     std::atomic<std::uint64_t> reads{0};
     std::atomic<std::uint64_t> bytes{0};
-    std::atomic<std::size_t> owner{0};  // 0, or the one thread that counts here
+    std::atomic<std::size_t> owner{kNobody};  // or the number of the one thread that counts here
   };
 
-  static bool IsOwn(Slot& slot, std::size_t thread) noexcept {
-    std::size_t owner = slot.owner.load(std::memory_order_relaxed);
-    if (owner == 0 && slot.owner.compare_exchange_strong(owner, thread, std::memory_order_relaxed)) {
-      return true;
+  static void CountOwn(Slot& slot, std::uint64_t bytes) noexcept {
+    slot.reads.store(slot.reads.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+    slot.bytes.store(slot.bytes.load(std::memory_order_relaxed) + bytes, std::memory_order_relaxed);
+  }
+
+  // Of a thread that has no slot yet, or gets none.
+  VANTOR_COLD void CountElsewhere(std::uint64_t bytes) noexcept {
+    const std::size_t number = ThreadSlot() + 1;
+    Slot& slot = slots_[number % kSlots];
+    std::size_t nobody = kNobody;
+    if (slot.owner.compare_exchange_strong(nobody, number, std::memory_order_relaxed)) {
+      CountOwn(slot, bytes);
+    } else {
+      shared_.reads.fetch_add(1, std::memory_order_relaxed);
+      shared_.bytes.fetch_add(bytes, std::memory_order_relaxed);
     }
-    return owner == thread;
   }
 
   Slot shared_;

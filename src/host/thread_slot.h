@@ -9,16 +9,27 @@
 #include <atomic>
 #include <cstddef>
 
+#include "platform/apart.h"
+
 namespace vantor {
 
-inline std::size_t ThreadSlot() noexcept {
-  static std::atomic<std::size_t> last{0};
-  // Constant at start, so that reading it needs no check for a constructor; 0 until the thread has its number.
+// The calling thread's number, from 1 on; 0 until it has asked for its slot.
+inline std::size_t& ThreadNumber() noexcept {
+  // Constant at start, so that reading it needs no check for a constructor.
   static constinit thread_local std::size_t number = 0;
-  if (number == 0) {
-    number = last.fetch_add(1, std::memory_order_relaxed) + 1;
+  return number;
+}
+
+VANTOR_COLD inline void NumberThread() noexcept {
+  static std::atomic<std::size_t> last{0};
+  ThreadNumber() = last.fetch_add(1, std::memory_order_relaxed) + 1;
+}
+
+inline std::size_t ThreadSlot() noexcept {
+  if (ThreadNumber() == 0) {
+    NumberThread();
   }
-  return number - 1;
+  return ThreadNumber() - 1;
 }
 
 }  // namespace vantor

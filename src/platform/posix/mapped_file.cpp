@@ -1,3 +1,14 @@
+// Reading a mapped file that somebody may shorten.
+//
+// A page of the mapping that lies past the file's new end raises SIGBUS when it is touched, as one does that the disk
+// cannot give. The handler looks for the mapping that the address is of, marks it as lost and puts zeros in place of
+// all of it, so that whoever was reading goes on. The mark, looked at behind each copy, tells that what was copied is
+// nothing, in this thread and in all others, which may have met the zeros too; reads then go to the file itself. So a
+// copy out of a sound mapping costs the copy and a look at the mark, and no signal handler jumps anywhere.
+//
+// Within the file's last page there is no signal: the bytes behind the new end read as zero instead. So a copy is
+// certain when a byte that is not zero stands at its end, or behind it in the same page; otherwise the system is asked
+// for the file's length.
 #include "platform/mapped_file.h"
 
 #include <fcntl.h>
@@ -8,30 +19,65 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
-#include <csetjmp>
 #include <csignal>
 #include <cstring>
+#include <new>
 
 namespace vantor::platform {
 namespace {
 
-// A page of a mapping that lies past the end of a shortened file raises SIGBUS when touched. While a thread copies out
-// of a mapping it names the range here, and the handler jumps back to it; any other SIGBUS goes where it went before.
-struct CopyGuard {
-  sigjmp_buf recovery;
-  const unsigned char* begin;
-  const unsigned char* end;
+// Where a mapping lies, for the handler. Places are used again and never freed, so that the handler may look at them at
+// any time; one whose length is 0 is nobody's.
+struct Place {
+  std::atomic<bool> isTaken{true};
+  std::atomic<const unsigned char*> bytes{nullptr};
+  std::atomic<std::size_t> length{0};
+  std::atomic<bool> isLost{false};
+  Place* next = nullptr;
 };
-
-thread_local CopyGuard* volatile activeGuard = nullptr;
+constinit std::atomic<Place*> places{nullptr};
 struct sigaction previousAction;
 
-void OnBusError(int signal, siginfo_t* info, void* context) {
-  CopyGuard* guard = activeGuard;
-  const auto* address = static_cast<const unsigned char*>(info->si_addr);
-  if (guard != nullptr && address >= guard->begin && address < guard->end) {
-    siglongjmp(guard->recovery, 1);
+// Null when there is no memory for one more.
+Place* TakePlace() noexcept {
+  for (Place* place = places; place != nullptr; place = place->next) {
+    if (!place->isTaken.exchange(true)) return place;
   }
+  Place* const place = new (std::nothrow) Place;
+  if (place == nullptr) return nullptr;
+  place->next = places;
+  while (!places.compare_exchange_weak(place->next, place)) {
+  }
+  return place;
+}
+
+// The place of the mapping that holds the address. A place that changes hands meanwhile is not it; its length is looked
+// at twice, since its bytes are only those of the new mapping once its length was 0.
+Place* FindPlace(const unsigned char* address, const unsigned char*& bytes, std::size_t& length) noexcept {
+  for (Place* place = places; place != nullptr; place = place->next) {
+    length = place->length;
+    bytes = place->bytes;
+    if (place->length != length || address < bytes) continue;
+    if (static_cast<std::size_t>(address - bytes) < length) return place;
+  }
+  return nullptr;
+}
+
+bool PutZerosInPlace(const unsigned char* address) noexcept {
+  const unsigned char* bytes = nullptr;
+  std::size_t length = 0;
+  Place* const place = FindPlace(address, bytes, length);
+  if (place == nullptr) return false;
+  place->isLost = true;
+  return mmap(const_cast<unsigned char*>(bytes), length, PROT_READ,
+              MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED | MAP_NORESERVE, -1, 0) != MAP_FAILED;
+}
+
+void OnBusError(int signal, siginfo_t* info, void* context) {
+  const int error = errno;
+  const bool isOurs = PutZerosInPlace(static_cast<const unsigned char*>(info->si_addr));
+  errno = error;
+  if (isOurs) return;
   if ((previousAction.sa_flags & SA_SIGINFO) != 0) {
     previousAction.sa_sigaction(signal, info, context);
   } else if (previousAction.sa_handler != SIG_DFL && previousAction.sa_handler != SIG_IGN) {
@@ -46,7 +92,7 @@ bool InstallHandler() noexcept {
   static const bool kInstalled = [] {
     struct sigaction action = {};
     action.sa_sigaction = OnBusError;
-    // Not blocked while it runs, so that jumping out leaves the thread's signal mask as it was.
+    // Not blocked while it runs: handlers that were there before may leave by a jump.
     action.sa_flags = SA_SIGINFO | SA_NODEFER;
     sigemptyset(&action.sa_mask);
     return sigaction(SIGBUS, &action, &previousAction) == 0;
@@ -54,45 +100,18 @@ bool InstallHandler() noexcept {
   return kInstalled;
 }
 
-// A memory copy may touch anything of the pages that its range lies in.
+// Of any system: pages are larger in some, and a multiple of this.
 constexpr std::uintptr_t kPage = 4096;
-
-const unsigned char* PageStart(const unsigned char* address) noexcept {
-  return address - (reinterpret_cast<std::uintptr_t>(address) % kPage);
-}
 
 // How far behind a copy that ends in a zero byte is looked for a byte that is not zero.
 constexpr std::ptrdiff_t kProofDistance = 64;
 
 // Whether a byte from the last copied one on is not zero, within its page and the mapping.
 bool HasNonZero(const unsigned char* last, const unsigned char* mappingEnd) noexcept {
-  const unsigned char* const pageEnd = PageStart(last) + kPage;
-  const unsigned char* end = pageEnd < mappingEnd ? pageEnd : mappingEnd;
-  if (end - last > kProofDistance) {
-    end = last + kProofDistance;
-  }
+  const unsigned char* end = last + (kPage - reinterpret_cast<std::uintptr_t>(last) % kPage);
+  if (end > mappingEnd) end = mappingEnd;
+  if (end - last > kProofDistance) end = last + kProofDistance;
   return std::any_of(last, end, [](unsigned char byte) { return byte != 0; });
-}
-
-enum class Copied { kFailed, kInDoubt, kSurely };
-
-// A shortened file raises no signal within its last page, where the bytes behind the new end read as zero instead. So
-// a copy is certain when a byte that is not zero stands at its end, or behind it in the same page.
-Copied GuardedCopy(void* to, const unsigned char* from, std::size_t size, const unsigned char* mappingEnd) noexcept {
-  CopyGuard guard;
-  guard.begin = PageStart(from);
-  guard.end = PageStart(from + size) + kPage;
-  if (sigsetjmp(guard.recovery, 0) != 0) {
-    activeGuard = nullptr;
-    return Copied::kFailed;
-  }
-  activeGuard = &guard;
-  std::atomic_signal_fence(std::memory_order_seq_cst);
-  std::memcpy(to, from, size);
-  const bool certain = HasNonZero(from + size - 1, mappingEnd);
-  std::atomic_signal_fence(std::memory_order_seq_cst);
-  activeGuard = nullptr;
-  return certain ? Copied::kSurely : Copied::kInDoubt;
 }
 
 FileError ErrorOf(int code) noexcept {
@@ -181,9 +200,13 @@ std::int64_t ReadableFile::ReadAt(std::int64_t position, void* buffer, std::size
 }
 
 MappedBytes::~MappedBytes() {
-  if (bytes_ != nullptr) {
-    munmap(const_cast<unsigned char*>(bytes_), static_cast<std::size_t>(length_));
-  }
+  if (bytes_ == nullptr) return;
+  const unsigned char* bytes = nullptr;
+  std::size_t length = 0;
+  Place& place = *FindPlace(bytes_, bytes, length);
+  place.length = 0;
+  munmap(const_cast<unsigned char*>(bytes_), length);
+  place.isTaken = false;
 }
 
 bool MappedBytes::Map(const ReadableFile& file) noexcept {
@@ -192,14 +215,21 @@ bool MappedBytes::Map(const ReadableFile& file) noexcept {
       !InstallHandler()) {
     return false;
   }
+  Place* const place = TakePlace();
+  if (place == nullptr) return false;
   const auto length = static_cast<std::size_t>(status.st_size);
   void* bytes = mmap(nullptr, length, PROT_READ, MAP_SHARED, static_cast<int>(file.handle_), 0);
   if (bytes == MAP_FAILED) {
+    place->isTaken = false;
     return false;
   }
   file_ = &file;
   bytes_ = static_cast<const unsigned char*>(bytes);
   length_ = status.st_size;
+  resident_ = ResidentBytes(bytes_, length_, place->isLost);
+  place->isLost = false;
+  place->bytes = bytes_;
+  place->length = length;
   return true;
 }
 
@@ -207,11 +237,11 @@ bool MappedBytes::Copy(std::int64_t position, void* buffer, std::size_t size) co
   if (size == 0) {
     return true;
   }
-  const Copied copied = GuardedCopy(buffer, bytes_ + position, size, bytes_ + length_);
-  if (copied == Copied::kInDoubt) {
-    return file_->Length() >= position + static_cast<std::int64_t>(size);
-  }
-  return copied == Copied::kSurely;
+  const unsigned char* const from = bytes_ + position;
+  std::memcpy(buffer, from, size);
+  const bool isCertain = HasNonZero(from + size - 1, bytes_ + length_);
+  if (resident_.IsLost()) return false;
+  return isCertain || file_->Length() >= position + static_cast<std::int64_t>(size);
 }
 
 }  // namespace vantor::platform

@@ -137,6 +137,8 @@ bool MappedBytes::Map(const ReadableFile& file) noexcept {
   file_ = &file;
   bytes_ = static_cast<const unsigned char*>(bytes);
   length_ = length;
+  static constexpr std::atomic<bool> kNever{false};
+  resident_ = ResidentBytes(bytes_, length_, kNever);
   return true;
 }
 
