@@ -51,7 +51,7 @@ void MkvBlock::Reset() {
   CodecState = Bytes();
 }
 
-void MkvBlock::ReadHeader(const MkvElement& element) {
+void MkvBlockHeader::ReadHeader(const MkvElement& element) {
   trackNumber = CMkvLength();
   flags = CMkvByte();
   element.SeekToData();

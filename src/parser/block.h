@@ -15,7 +15,17 @@
 
 namespace vantor {
 
-struct MkvBlock {
+// What every Block and SimpleBlock begins with.
+struct MkvBlockHeader {
+  CMkvLength trackNumber;
+  CMkvInt timecode;  // relative to the cluster's, TimecodeScale ticks
+  CMkvByte flags;
+
+  // Reads it from the Block or SimpleBlock. The cursor stays behind the flags.
+  void ReadHeader(const MkvElement& element);
+};
+
+struct MkvBlock : MkvBlockHeader {
   // A frame that would make the record hold more than this, or all records more than the file's frameMemory has, is not
   // read but counted as lost, bytes.
   static constexpr std::uint64_t kLargestFrame = std::uint64_t{256} << 20;
@@ -24,9 +34,6 @@ struct MkvBlock {
   // group, cannot: a lace has at most LaceSizes::kMaxFrames.
   static constexpr std::size_t kMostFrames = 4096;
 
-  CMkvLength trackNumber;
-  CMkvInt timecode;  // relative to the cluster's, TimecodeScale ticks
-  CMkvByte flags;
   FrameList frames;
   // The rest comes from a BlockGroup.
   CMkvUInt BlockDuration;  // TimecodeScale ticks
@@ -37,9 +44,6 @@ struct MkvBlock {
 
   // Back to the state after construction, frame memory kept.
   void Reset();
-
-  // Reads the header of a Block or SimpleBlock: track number, time, flags. The cursor stays behind the flags.
-  void ReadHeader(const MkvElement& element);
 
   // Reads the frames of the Block or SimpleBlock whose header was just read (the cursor is behind it), or the first
   // `mostFrames` of them, one read per frame, and appends them. E_FAIL for damaged lacing, with nothing appended. A

@@ -13,6 +13,12 @@
 
 namespace vantor {
 
+namespace {
+
+constexpr std::uint64_t kLargestPiece = 0x7FFFFFFF;
+
+}  // namespace
+
 CMkvFileReader::CMkvFileReader(IAsyncReader* source) : reader(source) {
   reader->AddRef();
   LONGLONG total = 0;
@@ -31,28 +37,25 @@ HRESULT CMkvFileReader::Read(void* buffer, std::uint64_t size) {
     return E_FAIL;
   }
   allowance -= size;
-  constexpr std::uint64_t kLargestChunk = 0x7FFFFFFF;
   auto* to = static_cast<BYTE*>(buffer);
-  std::uint64_t chunk = std::min(size, kLargestChunk);
   for (;;) {
-    if (chunk > length - position) chunk = length - position;
-    const HRESULT result = reader->SyncRead(static_cast<LONGLONG>(position), static_cast<LONG>(chunk), to);
-    if (result != S_OK) {
-      // A flush that was under way at the call is still, or has changed the count by ending. The read is made again
-      // then, and tells nothing of the file.
-      if (flushes && (flushes->IsUnderWay() || flushes->Changes() != knownFlushes)) {
-        wasLetGo = true;
-      } else {
-        Tolerate(Tolerated::kReadFailed, position, chunk);
-      }
-      return result;
-    }
-    position += chunk;
-    if (chunk == size) return S_OK;
+    const std::uint64_t piece = std::min({size, kLargestPiece, length - position});
+    const HRESULT result = ReadPiece(to, piece);
+    if (result != S_OK) return result;
+    if (piece == size) return S_OK;
     if (position >= length) return E_FAIL;
-    to += chunk;
-    size -= chunk;
-    chunk = std::min(size, kLargestChunk);
+    to += piece;
+    size -= piece;
+  }
+}
+
+// A flush that was under way at the call is still, or has changed the count by ending. The read is made again then, and
+// tells nothing of the file.
+void CMkvFileReader::NoteFailedRead(std::uint64_t size) {
+  if (flushes && (flushes->IsUnderWay() || flushes->Changes() != knownFlushes)) {
+    wasLetGo = true;
+  } else {
+    Tolerate(Tolerated::kReadFailed, position, size);
   }
 }
 

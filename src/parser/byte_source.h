@@ -18,6 +18,7 @@
 #include "parser/frame_memory.h"
 #include "parser/keeping_room.h"
 #include "parser/tolerance_notes.h"
+#include "platform/apart.h"
 #include "platform/com.h"
 
 namespace vantor {
@@ -57,6 +58,14 @@ class CMkvFileReader {
   // is returned unchanged, with the cursor before the piece that failed.
   HRESULT Read(void* buffer, std::uint64_t size);
 
+  // Read of the few bytes that a header consists of: the same, and short where they are there.
+  HRESULT ReadByte(std::uint8_t& byte) { return ReadFew(&byte, 1); }
+  HRESULT ReadFew(void* buffer, std::uint32_t size) {
+    if (position >= length || size > length - position || size > allowance) return Read(buffer, size);
+    allowance -= size;
+    return ReadPiece(buffer, size);
+  }
+
   // Bytes between the cursor and the end of the file, 0 when the cursor is beyond it.
   std::uint64_t Remaining() const { return position < length ? length - position : 0; }
 
@@ -93,6 +102,20 @@ class CMkvFileReader {
   void Tolerate(Tolerated kind, std::uint64_t at, std::uint64_t bytes) noexcept {
     if (tolerated.IsCollecting() && !wasLetGo) tolerated.Note(kind, at, bytes);
   }
+
+ private:
+  // One call of the reader, for no more bytes than the file holds and the call can ask for.
+  HRESULT ReadPiece(void* buffer, std::uint64_t size) {
+    const HRESULT result =
+        reader->SyncRead(static_cast<LONGLONG>(position), static_cast<LONG>(size), static_cast<BYTE*>(buffer));
+    if (result == S_OK) {
+      position += size;
+    } else {
+      NoteFailedRead(size);
+    }
+    return result;
+  }
+  VANTOR_COLD void NoteFailedRead(std::uint64_t size);
 };
 
 class CMkvFile : public CMkvFileReader {

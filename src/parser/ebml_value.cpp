@@ -26,11 +26,14 @@ template <typename T>
 HRESULT ShiftIn(CMkvFile& file, int count, T& value) {
   for (; count > 0; --count) {
     std::uint8_t byte = 0;
-    if (const HRESULT result = file.Read(&byte, 1); result != S_OK) return result;
+    if (const HRESULT result = file.ReadByte(byte); result != S_OK) return result;
     value = static_cast<T>(value << 8 | byte);
   }
   return S_OK;
 }
+
+// A first byte with this bit is the only one: most identifiers and sizes in a Cluster are of one byte.
+constexpr std::uint8_t kOneByte = 0x80;
 
 // The number of zero bits before the marker: how many bytes follow the first one.
 int LeadingZeros(std::uint8_t byte) {
@@ -64,14 +67,14 @@ HRESULT ReadPayload(const MkvElement& element, Buffer& buffer) {
 HRESULT CMkvByte::Read(const MkvElement& element) {
   if (element.file == nullptr) return E_POINTER;
   present = true;
-  return element.file->Read(&value, 1);
+  return element.file->ReadByte(value);
 }
 
 HRESULT CMkvShort::Read(const MkvElement& element) {
   if (element.file == nullptr) return E_POINTER;
   present = true;
   std::uint8_t bytes[2] = {};
-  const HRESULT result = element.file->Read(bytes, sizeof bytes);
+  const HRESULT result = element.file->ReadFew(bytes, sizeof bytes);
   if (result == S_OK) value = static_cast<std::int16_t>(BigEndian(bytes, sizeof bytes));
   return result;
 }
@@ -79,11 +82,18 @@ HRESULT CMkvShort::Read(const MkvElement& element) {
 HRESULT CMkvID::Read(const MkvElement& element) {
   if (element.file == nullptr) return E_POINTER;
   std::uint8_t first = 0;
-  if (const HRESULT result = element.file->Read(&first, 1); result != S_OK) return result;
+  if (const HRESULT result = element.file->ReadByte(first); result != S_OK) return result;
+  if ((first & kOneByte) == 0) return ReadLonger(*element.file, first);
+  value = first;
+  present = true;
+  return S_OK;
+}
+
+HRESULT CMkvID::ReadLonger(CMkvFile& file, std::uint8_t first) {
   const int more = LeadingZeros(first);
   if (more > 3) return E_FAIL;
   value = first;
-  const HRESULT result = ShiftIn(*element.file, more, value);
+  const HRESULT result = ShiftIn(file, more, value);
   if (result == S_OK) present = true;
   return result;
 }
@@ -92,7 +102,16 @@ HRESULT CMkvLength::Read(const MkvElement& element) {
   if (element.file == nullptr) return E_POINTER;
   CMkvFile& file = *element.file;
   std::uint8_t first = 0;
-  if (const HRESULT result = file.Read(&first, 1); result != S_OK) return result;
+  if (const HRESULT result = file.ReadByte(first); result != S_OK) return result;
+  if ((first & kOneByte) != 0 && first != 0xFF && !isSigned) {
+    value = first & 0x7Fu;
+    present = true;
+    return S_OK;
+  }
+  return ReadLonger(file, first);
+}
+
+HRESULT CMkvLength::ReadLonger(CMkvFile& file, std::uint8_t first) {
   const int more = LeadingZeros(first);
   if (more > 7) return E_FAIL;
   value = first & (0x7Fu >> more);

@@ -10,10 +10,12 @@
 #include <string>
 #include <vector>
 
+#include "platform/apart.h"
 #include "platform/com.h"
 
 namespace vantor {
 
+class CMkvFile;
 class MkvElement;
 
 template <typename T, typename D>
@@ -54,6 +56,9 @@ class CMkvID final : public CMkvVar<std::uint32_t, CMkvID> {
  public:
   using CMkvVar::CMkvVar;
   HRESULT Read(const MkvElement& element) override;
+
+ private:
+  VANTOR_APART HRESULT ReadLonger(CMkvFile& file, std::uint8_t first);
 };
 
 // An element size, 1 to 8 bytes, marker removed. All value bits set mean the rest of the source.
@@ -66,6 +71,9 @@ class CMkvLength : public CMkvVar<std::uint64_t, CMkvLength> {
   HRESULT Read(const MkvElement& element) override;
 
   bool isSigned = false;
+
+ private:
+  VANTOR_APART HRESULT ReadLonger(CMkvFile& file, std::uint8_t first);
 };
 
 // The same with the bias of a signed value taken off: the deltas of EBML lacing. `value` holds the two's complement.
