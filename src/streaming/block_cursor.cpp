@@ -78,24 +78,35 @@ bool BlockCursor::IsGivenUp() const { return file_.wasLetGo || (file_.interrupte
 // Reads the block under the cursor; false when it was given up half-way. A SimpleBlock of another track costs its
 // header, a BlockGroup also what stands beside the Block; no frame is read.
 bool BlockCursor::ReadCurrent() {
+  if (place_.element.id.value != ids::kSimpleBlock) return ReadGroup();
+  // Not into the record, which would have to be emptied for every block of the file.
+  MkvBlockHeader header;
+  header.ReadHeader(place_.element);
+  return header.trackNumber.value == track_.TrackNumber.value ? ReadFrames(header) : !file_.wasLetGo;
+}
+
+bool BlockCursor::ReadFrames(const MkvBlockHeader& header) {
   MkvBlock& block = next_->record;
   block.Reset();
-  HRESULT result = S_OK;
-  if (place_.element.id.value == ids::kSimpleBlock) {
-    block.ReadHeader(place_.element);
-    const bool isOfTrack = block.trackNumber.value == track_.TrackNumber.value;
-    if (isOfTrack) result = block.ReadFrames(place_.element);
-    if (file_.wasLetGo) return false;
-    if (!isOfTrack) return true;
-    MarkUnlessKeyFrame(block);
-  } else {
-    result = block.ReadGroupOfTrack(place_.element, track_.TrackNumber.value);
-    if (result == E_ABORT || file_.wasLetGo) return false;
-    if (block.trackNumber.value != track_.TrackNumber.value) return true;
-  }
-  // A damaged block is passed over like one of another track.
+  static_cast<MkvBlockHeader&>(block) = header;
+  const HRESULT result = block.ReadFrames(place_.element);
+  if (file_.wasLetGo) return false;
+  MarkUnlessKeyFrame(block);
+  return KeepNext(result);
+}
+
+bool BlockCursor::ReadGroup() {
+  MkvBlock& block = next_->record;
+  block.Reset();
+  const HRESULT result = block.ReadGroupOfTrack(place_.element, track_.TrackNumber.value);
+  if (result == E_ABORT || file_.wasLetGo) return false;
+  return block.trackNumber.value != track_.TrackNumber.value || KeepNext(result);
+}
+
+// The block that was read is the next one, unless it is damaged: it is passed over then like one of another track.
+bool BlockCursor::KeepNext(HRESULT result) {
   if (result != S_OK) return true;
-  next_->start = records_.TicksToTime(WrappingAdd(place_.timecode, block.timecode.value));
+  next_->start = records_.TicksToTime(WrappingAdd(place_.timecode, next_->record.timecode.value));
   hasNext_ = true;
   return true;
 }

@@ -21,6 +21,7 @@
 #include "parser/element.h"
 #include "parser/segment.h"
 #include "parser/track_entry.h"
+#include "platform/apart.h"
 #include "streaming/cluster_place.h"
 
 namespace vantor {
@@ -88,6 +89,9 @@ class BlockCursor {
   bool StepIntoCluster();
   bool IsGivenUp() const;
   bool ReadCurrent();
+  VANTOR_APART bool ReadFrames(const MkvBlockHeader& header);
+  VANTOR_APART bool ReadGroup();
+  bool KeepNext(HRESULT result);
 
   CMkvFileClone file_;
   const MkvTrackEntry& track_;

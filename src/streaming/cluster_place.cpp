@@ -26,10 +26,6 @@ bool ReadTimeOfSibling(ClusterPlace& place) {
 
 }  // namespace
 
-ElementHeader HeaderOf(const MkvElement& element) {
-  return {element.id.value, element.size.value, element.start, element.dataStart};
-}
-
 void Restore(const ElementHeader& header, MkvElement& element) {
   element.id = CMkvID(header.id);
   element.size = CMkvLength(header.size);

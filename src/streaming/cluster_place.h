@@ -19,7 +19,9 @@ struct ElementHeader {
   std::uint64_t dataStart = 0;  // 0: there is no element
 };
 
-ElementHeader HeaderOf(const MkvElement& element);
+inline ElementHeader HeaderOf(const MkvElement& element) {
+  return {element.id.value, element.size.value, element.start, element.dataStart};
+}
 // The element becomes what the header says, among the same siblings.
 void Restore(const ElementHeader& header, MkvElement& element);
 // The element that the header was read of, or an empty one.
