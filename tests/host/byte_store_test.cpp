@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <cstring>
+#include <limits>
 #include <thread>
 
 #include "host/block_cache.h"
@@ -91,6 +92,45 @@ TEST_P(EveryStore, ReadsZeroBytesLikeAnyOthers) {
   ASSERT_NE(store, nullptr);
   EXPECT_EQ(ReadRange(*store, 0, zeros.size()), zeros);
   EXPECT_EQ(ReadRange(*store, static_cast<std::int64_t>(zeros.size()) - 1, 1), Part(zeros, 0, 1));
+}
+
+TEST_P(EveryStore, ShortCopiesOfWhatLiesInMemoryAreTheFilesBytes) {
+  std::vector<unsigned char> bytes = PatternBytes(3 * 4096 + 5);
+  for (std::size_t i = 0; i < bytes.size(); i += 3) bytes[i] = 0;
+  const TemporaryFile file(bytes);
+  const auto store = Open(file.Path());
+  ASSERT_NE(store, nullptr);
+  const auto length = static_cast<std::int64_t>(bytes.size());
+  std::size_t copied = 0;
+  for (std::int64_t position = 0; position < length; ++position) {
+    for (const std::size_t size : {1u, 2u}) {
+      unsigned char buffer[3] = {1, 2, 3};
+      if (!store->Resident().CopyShort(position, buffer, size)) continue;
+      ++copied;
+      ASSERT_LE(position + static_cast<std::int64_t>(size), length);
+      EXPECT_EQ(std::memcmp(buffer, bytes.data() + position, size), 0) << position << " + " << size;
+      EXPECT_EQ(buffer[2], 3);
+    }
+  }
+  const bool isInMemory = GetParam() != StoreKind::kCached;
+  EXPECT_EQ(copied > bytes.size(), isInMemory) << copied;
+}
+
+TEST_P(EveryStore, ShortCopiesLeaveEverythingElseToRead) {
+  const TemporaryFile file(std::vector<unsigned char>(10, 7));
+  const auto store = Open(file.Path());
+  ASSERT_NE(store, nullptr);
+  unsigned char buffer[4] = {};
+  const platform::ResidentBytes& bytes = store->Resident();
+  EXPECT_FALSE(bytes.CopyShort(0, buffer, 0));
+  EXPECT_FALSE(bytes.CopyShort(0, buffer, 3));
+  EXPECT_FALSE(bytes.CopyShort(0, buffer, static_cast<std::size_t>(-1)));
+  EXPECT_FALSE(bytes.CopyShort(10, buffer, 1));
+  EXPECT_FALSE(bytes.CopyShort(9, buffer, 2));
+  EXPECT_FALSE(bytes.CopyShort(-1, buffer, 1));
+  EXPECT_FALSE(bytes.CopyShort(-1, buffer, 2));
+  EXPECT_FALSE(bytes.CopyShort(std::numeric_limits<std::int64_t>::max(), buffer, 2));
+  EXPECT_EQ(buffer[0], 0);
 }
 
 TEST_P(EveryStore, AnEmptyReadSucceedsAtTheEnd) {
@@ -221,6 +261,47 @@ TEST_P(ShrinkingFile, BytesBehindTheEndWithinItsLastPageAreNotReadAsZeros) {
   EXPECT_FALSE(store->Read(100, buffer, 1));
   EXPECT_FALSE(store->Read(200, buffer, 50));
   EXPECT_FALSE(store->Read(90, buffer, 20));
+}
+
+TEST_P(ShrinkingFile, ShortCopiesEndWithTheFile) {
+  const TemporaryFile file(std::vector<unsigned char>(2 * kBlock, 7));
+  const auto store = Open(file.Path());
+  ASSERT_NE(store, nullptr);
+  if (!Shrink(file, 100)) {
+    GTEST_SKIP();
+  }
+  unsigned char buffer[2] = {};
+  const platform::ResidentBytes& bytes = store->Resident();
+  EXPECT_EQ(bytes.CopyShort(98, buffer, 2), GetParam() == StoreKind::kMapped);
+  EXPECT_FALSE(bytes.CopyShort(99, buffer, 2)) << "within the last page";
+  EXPECT_FALSE(bytes.CopyShort(100, buffer, 1));
+  EXPECT_FALSE(bytes.CopyShort(kBlock, buffer, 1)) << "in a page that is gone";
+  EXPECT_FALSE(bytes.CopyShort(98, buffer, 2)) << "from then on Read alone can tell";
+  EXPECT_TRUE(store->Read(98, buffer, 2));
+  EXPECT_EQ(buffer[1], 7);
+}
+
+TEST_P(ShrinkingFile, LeavesOtherFilesAlone) {
+  const auto bytes = PatternBytes(2 * kBlock);
+  const TemporaryFile whole(bytes);
+  const TemporaryFile cut(bytes);
+  const TemporaryFile later(bytes);
+  const auto other = Open(whole.Path());
+  auto store = Open(cut.Path());
+  ASSERT_NE(store, nullptr);
+  ASSERT_NE(other, nullptr);
+  if (!Shrink(cut, 100)) {
+    GTEST_SKIP();
+  }
+  unsigned char byte = 0;
+  EXPECT_FALSE(store->Read(kBlock, &byte, 1));
+  EXPECT_EQ(ReadRange(*other, 0, bytes.size()), bytes);
+  EXPECT_FALSE(other->FirstFailure());
+  store.reset();
+  store = Open(later.Path());
+  ASSERT_NE(store, nullptr);
+  EXPECT_EQ(ReadRange(*store, 0, bytes.size()), bytes) << "nor is one opened afterwards taken for it";
+  EXPECT_FALSE(store->FirstFailure());
 }
 
 TEST_P(ShrinkingFile, IsReadByManyThreadsWhileItShrinksWithoutACrashOrAWrongByte) {
