@@ -93,7 +93,7 @@ class Graph {
   // IMediaSeeking of the first output pin where there is one, else of the splitter; null when there is none.
   ComPtr<IMediaSeeking> Seeking() const;
   std::vector<GraphPin>& Pins() noexcept { return pins_; }
-  std::vector<GraphEvent> Events() const { return manager_->Events(); }
+  std::vector<CountedEvent> Events() const { return manager_->Events(); }
   // All pins of the splitter, whatever their direction.
   int PinCount() const;
   // Reads answered and bytes given by the source so far.

@@ -206,7 +206,7 @@ STDMETHODIMP GraphManager::Notify(LONG code, LONG_PTR param1, LONG_PTR param2) {
     const GraphEvent event = {code, param1, param2};
     {
       const LockScope hold(eventLock_);
-      events_.push_back(event);
+      ++events_[event];
     }
     if (report_) {
       report_(event);
@@ -215,9 +215,13 @@ STDMETHODIMP GraphManager::Notify(LONG code, LONG_PTR param1, LONG_PTR param2) {
   });
 }
 
-std::vector<GraphEvent> GraphManager::Events() const {
+std::vector<CountedEvent> GraphManager::Events() const {
   const LockScope hold(eventLock_);
-  return events_;
+  std::vector<CountedEvent> events;
+  for (const auto& [event, count] : events_) {
+    events.push_back({event, count});
+  }
+  return events;
 }
 
 }  // namespace vantor

@@ -6,7 +6,10 @@
 #pragma once
 
 #include <atomic>
+#include <compare>
+#include <cstdint>
 #include <functional>
+#include <map>
 #include <utility>
 #include <vector>
 
@@ -20,6 +23,14 @@ struct GraphEvent {
   LONG code = 0;
   LONG_PTR param1 = 0;
   LONG_PTR param2 = 0;
+
+  friend auto operator<=>(const GraphEvent&, const GraphEvent&) = default;
+};
+
+// Equal events are kept as one: a file can be made to have any number of them.
+struct CountedEvent {
+  GraphEvent event;
+  std::uint64_t count = 0;
 };
 
 class GraphManager final : public IFilterGraph, public IMediaEventSink {
@@ -44,7 +55,8 @@ class GraphManager final : public IFilterGraph, public IMediaEventSink {
   // IMediaEventSink
   STDMETHODIMP Notify(LONG code, LONG_PTR param1, LONG_PTR param2) override VANTOR_EXCLUDES(eventLock_);
 
-  std::vector<GraphEvent> Events() const VANTOR_EXCLUDES(eventLock_);
+  // By code and parameters: they come from several threads, in no order of their own.
+  std::vector<CountedEvent> Events() const VANTOR_EXCLUDES(eventLock_);
   // Called with every event after it is recorded, on the thread that announces it. Set before filters are added.
   void OnEvent(std::function<void(const GraphEvent&)> report) { report_ = std::move(report); }
 
@@ -62,7 +74,7 @@ class GraphManager final : public IFilterGraph, public IMediaEventSink {
   std::atomic<ULONG> references_{1};
   std::vector<Member> members_;
   mutable Lock eventLock_{LockRank::Host};
-  std::vector<GraphEvent> events_ VANTOR_GUARDED_BY(eventLock_);
+  std::map<GraphEvent, std::uint64_t> events_ VANTOR_GUARDED_BY(eventLock_);
   std::function<void(const GraphEvent&)> report_;
 };
 

@@ -114,7 +114,7 @@ HRESULT Seek(Graph& graph, const Options& options, Range& range) {
   return got;
 }
 
-std::string SpeedLine(std::int64_t played, std::uint64_t bytesRead, double seconds, std::size_t lostFrames) {
+std::string SpeedLine(std::int64_t played, std::uint64_t bytesRead, double seconds, std::uint64_t lostFrames) {
   const double mediaSeconds = static_cast<double>(played) / 1e7;
   std::string text = fmt::format("\nplayed {} in {:.3f} s", TimeText(played), seconds);
   if (seconds > 0 && mediaSeconds > 0) {

@@ -1,7 +1,5 @@
-#include <algorithm>
 #include <memory>
 #include <string_view>
-#include <tuple>
 #include <vector>
 
 #include "tools/commands.h"
@@ -34,14 +32,6 @@ void Seek(Graph& graph, const SeekRequest& request, Buffer& out) {
     seeking->GetPositions(&current, &stop);
   }
   AppendSeekLine(out, result, current, stop);
-}
-
-// Events come from several threads; the listing's order does not depend on them.
-std::vector<GraphEvent> InOrder(std::vector<GraphEvent> events) {
-  std::stable_sort(events.begin(), events.end(), [](const GraphEvent& left, const GraphEvent& right) {
-    return std::tie(left.code, left.param1, left.param2) < std::tie(right.code, right.param1, right.param2);
-  });
-  return events;
 }
 
 using Logs = std::vector<std::shared_ptr<SampleLog>>;
@@ -85,8 +75,11 @@ bool PrintDelivered(Graph& graph, const Logs& logs, Buffer& text, std::FILE* out
       return isWritten;
     });
   }
-  for (const GraphEvent& event : InOrder(graph.Events())) {
-    AppendEventLine(text, event);
+  for (const CountedEvent& counted : graph.Events()) {
+    for (std::uint64_t i = 0; i < counted.count && isWritten; ++i) {
+      AppendEventLine(text, counted.event);
+      isWritten = text.size() < kPiece || Write(text, out);
+    }
   }
   return isWritten && Write(text, out);
 }

@@ -74,17 +74,17 @@ int Session::Failed(const std::string& what, HRESULT result) const {
 }
 
 int Session::Finish(const std::string& trouble) const {
-  const std::vector<GraphEvent> events = graph_.Events();
-  const auto abort =
-      std::find_if(events.begin(), events.end(), [](const GraphEvent& event) { return event.code == EC_ERRORABORT; });
+  const std::vector<CountedEvent> events = graph_.Events();
+  const auto abort = std::find_if(events.begin(), events.end(),
+                                  [](const CountedEvent& counted) { return counted.event.code == EC_ERRORABORT; });
   if (const std::string first = Trouble(); !first.empty() || !trouble.empty()) {
     SayOfFile((first.empty() ? trouble : first) + "; what is shown is not all of the file");
     return kExitUsage;
   }
   if (abort != events.end()) {
-    return Failed("the filter announced an error; streams end early", static_cast<HRESULT>(abort->param1));
+    return Failed("the filter announced an error; streams end early", static_cast<HRESULT>(abort->event.param1));
   }
-  if (const std::size_t lost = LostFrames(graph_); lost > 0) {
+  if (const std::uint64_t lost = LostFrames(graph_); lost > 0) {
     SayOfFile(fmt::format("the filter lost {} frame{}", lost, lost == 1 ? "" : "s"));
     return kExitRefused;
   }
@@ -126,11 +126,14 @@ void Session::WarnOfDamage() {
   }
 }
 
-std::size_t LostFrames(const Graph& graph) {
-  const std::vector<GraphEvent> events = graph.Events();
-  return static_cast<std::size_t>(std::count_if(events.begin(), events.end(), [](const GraphEvent& event) {
-    return event.code == EC_STREAM_ERROR_STILLPLAYING;
-  }));
+std::uint64_t LostFrames(const Graph& graph) {
+  std::uint64_t lost = 0;
+  for (const CountedEvent& counted : graph.Events()) {
+    if (counted.event.code == EC_STREAM_ERROR_STILLPLAYING) {
+      lost += counted.count;
+    }
+  }
+  return lost;
 }
 
 }  // namespace vantor::tools

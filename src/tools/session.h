@@ -57,6 +57,6 @@ class Session {
 };
 
 // How many frames a filter announced to have lost.
-std::size_t LostFrames(const Graph& graph);
+std::uint64_t LostFrames(const Graph& graph);
 
 }  // namespace vantor::tools

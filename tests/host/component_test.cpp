@@ -88,8 +88,22 @@ TEST_F(ManagerTest, HandsEventsToItsOwner) {
   ASSERT_EQ(manager_->QueryInterface(IID_IMediaEventSink, sink.Void()), S_OK);
   EXPECT_EQ(sink->Notify(EC_USERABORT, 1, 2), S_OK);
   ASSERT_EQ(manager_->Events().size(), 1u);
-  EXPECT_EQ(manager_->Events()[0].param2, 2);
+  EXPECT_EQ(manager_->Events()[0].event.param2, 2);
   EXPECT_EQ(codes, std::vector<LONG>{EC_USERABORT});
+}
+
+TEST_F(ManagerTest, CountsEqualEventsAndKeepsThemInOrder) {
+  ComPtr<IMediaEventSink> sink;
+  ASSERT_EQ(manager_->QueryInterface(IID_IMediaEventSink, sink.Void()), S_OK);
+  for (int i = 0; i < 1000; ++i) EXPECT_EQ(sink->Notify(EC_STREAM_ERROR_STILLPLAYING, 1, 0), S_OK);
+  EXPECT_EQ(sink->Notify(EC_STREAM_ERROR_STILLPLAYING, 0, 7), S_OK);
+  EXPECT_EQ(sink->Notify(EC_ERRORABORT, 5, 0), S_OK);
+  const std::vector<CountedEvent> events = manager_->Events();
+  ASSERT_EQ(events.size(), 3u);
+  EXPECT_EQ(events[0].event, (GraphEvent{EC_ERRORABORT, 5, 0}));
+  EXPECT_EQ(events[1].event, (GraphEvent{EC_STREAM_ERROR_STILLPLAYING, 0, 7}));
+  EXPECT_EQ(events[2].event, (GraphEvent{EC_STREAM_ERROR_STILLPLAYING, 1, 0}));
+  EXPECT_EQ(events[2].count, 1000u);
 }
 
 TEST_F(ManagerTest, AnswersOnlyItsOwnInterfaces) {

@@ -226,10 +226,11 @@ TEST_F(GraphTest, RecordsErrorEvents) {
   ASSERT_EQ(graph_->Run(), S_OK);
   EXPECT_EQ(graph_->Wait(), WaitResult::kEnded);
   graph_->Stop();
-  const std::vector<GraphEvent> events = graph_->Events();
+  const std::vector<CountedEvent> events = graph_->Events();
   ASSERT_EQ(events.size(), 1u);
-  EXPECT_EQ(events[0].code, EC_ERRORABORT);
-  EXPECT_EQ(static_cast<HRESULT>(events[0].param1), kRefusal);
+  EXPECT_EQ(events[0].count, 1u);
+  EXPECT_EQ(events[0].event.code, EC_ERRORABORT);
+  EXPECT_EQ(static_cast<HRESULT>(events[0].event.param1), kRefusal);
 }
 
 TEST_F(GraphTest, WaitsUntilAnErrorWhereAStreamMayNeverEnd) {

@@ -155,8 +155,8 @@ RecordedRun Record(std::shared_ptr<ByteStore> bytes) {
     } else {
       EXPECT_EQ(graph.PinCount(), 1) << "a refused file leaves the input pin alone";
     }
-    for (const GraphEvent& event : graph.Events()) {
-      run.events.push_back(event.code);
+    for (const CountedEvent& counted : graph.Events()) {
+      run.events.insert(run.events.end(), counted.count, counted.event.code);
     }
     run.reads = graph.Totals().reads;
     graph.Close();

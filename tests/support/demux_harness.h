@@ -120,7 +120,12 @@ class Demux {
   CVXMkvDmx& Filter() { return *filter_; }
   MemoryReader& Reader() { return reader_; }
   FakeSource& Source() { return *source_; }
-  std::vector<GraphEvent> Events() const { return manager_->Events(); }
+  // Each as often as it came, in the manager's order.
+  std::vector<GraphEvent> Events() const {
+    std::vector<GraphEvent> events;
+    for (const CountedEvent& counted : manager_->Events()) events.insert(events.end(), counted.count, counted.event);
+    return events;
+  }
   IPin* Input() { return filter_->GetPin(0); }
 
   HRESULT Connect() { return source_->Pin()->Connect(Input(), &source_->type); }
