@@ -1,6 +1,7 @@
 #include "bench/synthetic_file.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <string_view>
 
@@ -93,6 +94,9 @@ SyntheticFile::SyntheticFile(const FileShape& shape) : shape_(shape) {
   headSize_ = resident_.size();
   MakeRing();
   length_ = static_cast<std::int64_t>(headSize_ + shape.clusters * clusterSize_);
+  // On the first lap it is read like a mapped file.
+  static constexpr std::atomic<bool> kNever{false};
+  SetResident({resident_.data(), static_cast<std::int64_t>(resident_.size()), kNever});
 }
 
 void SyntheticFile::MakeRing() {
