@@ -92,6 +92,16 @@ FileShape ShapeOf(CMkvFile& file) {
 
 bool IsKnown(const std::string& docType) { return docType == "matroska" || docType == "webm"; }
 
+// Where the first seek entry for a Cluster leads.
+std::uint64_t ClusterEntryTarget(const MkvSegment& segment) {
+  for (const auto& seekHead : segment.seekHeads) {
+    for (const MkvSeekEntry& entry : seekHead) {
+      if (entry.SeekID.value == ids::kCluster) return segment.SeekTarget(entry);
+    }
+  }
+  return 0;
+}
+
 // What opening the file ran into.
 void FindCause(CMkvFileRoot& file, FileShape& shape) {
   if (FAILED(file.Open())) {
@@ -107,8 +117,17 @@ void FindCause(CMkvFileRoot& file, FileShape& shape) {
   }
   const MkvElement whole = MkvElement::WholeFile(file);
   const MkvElement segment = whole.FirstChild(ids::kSegment);
-  if (!segment.FirstChild(ids::kCluster)) {
-    shape.kind = ShapeKind::kNoCluster;
+  if (segment.FirstChild(ids::kCluster)) {
+    return;
+  }
+  shape.kind = ShapeKind::kNoCluster;
+  MkvElement child = segment.FirstChild();
+  while (child && child.id.value != ids::kCluster) {
+    child.MoveNext();
+  }
+  if (child) {
+    shape.kind = ShapeKind::kClusterEntry;
+    shape.position = ClusterEntryTarget(file.segment);
   }
 }
 
@@ -163,6 +182,8 @@ std::string WhyRefused(const FileShape& shape) {
                  ? fmt::format("there is no Cluster in the file; {} bytes of its Segment are missing",
                                shape.missingBytes)
                  : "there is no Cluster in the file: it has no frames";
+    case ShapeKind::kClusterEntry:
+      return fmt::format("the seek index says that the Clusters begin at byte {}, and there is none", shape.position);
     case ShapeKind::kTruncated:
       return Warning(shape);
     case ShapeKind::kWhole:

@@ -21,6 +21,7 @@ enum class ShapeKind {
   kNewerVersion,   // asks for a reader of a later version
   kNoSegment,      // a header, and no Segment after it
   kNoCluster,      // a Segment without frames
+  kClusterEntry,   // frames, but the seek index says that they are elsewhere
   kTruncated,      // the Segment's declared end lies past the file's
   kWhole,
 };
@@ -30,6 +31,7 @@ struct FileShape {
   std::string docType;            // as far as it was read
   std::uint64_t version = 0;      // for kNewerVersion: the one asked for
   std::int64_t missingBytes = 0;  // of a Segment that is cut off
+  std::uint64_t position = 0;     // for kClusterEntry: where the entry leads
 };
 
 // Reads the EBML header and the top-level element headers up to the Segment, nothing more.

@@ -73,6 +73,12 @@ int Session::Failed(const std::string& what, HRESULT result) const {
   return trouble.empty() ? kExitRefused : kExitUsage;
 }
 
+bool Session::SayTrouble() const {
+  const std::string trouble = Trouble();
+  if (!trouble.empty()) SayOfFile(trouble);
+  return !trouble.empty();
+}
+
 int Session::Finish(const std::string& trouble) const {
   const std::vector<CountedEvent> events = graph_.Events();
   const auto abort = std::find_if(events.begin(), events.end(),
@@ -91,7 +97,18 @@ int Session::Finish(const std::string& trouble) const {
   return kExitDone;
 }
 
+WideString Session::FullFileName() const { return Utf8ToWide(FullName(options_.file)); }
+
 int Session::Open() {
+  const int opened = TryOpen();
+  if (opened != kExitRefused) {
+    return opened;
+  }
+  const std::string why = WhyRefused(refusal_);
+  return Failed(why.empty() ? "the filter refuses the file" : why, connectResult_);
+}
+
+int Session::TryOpen() {
   FileError fileError = FileError::kNone;
   bytes_ = OpenStore(options_.file, StoreKind::kFastest, fileError);
   if (!bytes_) {
@@ -112,12 +129,15 @@ int Session::Open() {
     return kExitUsage;
   }
   shape_ = ShapeOf(bytes_);
-  connectResult_ = graph_.ConnectInput(bytes_, Utf8ToWide(FullName(options_.file)));
-  if (FAILED(connectResult_)) {
-    const std::string why = WhyRefused(ShapeOfRefused(bytes_));
-    return Failed(why.empty() ? "the filter refuses the file" : why, connectResult_);
+  connectResult_ = graph_.ConnectInput(bytes_, FullFileName());
+  if (SUCCEEDED(connectResult_)) {
+    return kExitDone;
   }
-  return kExitDone;
+  refusal_ = ShapeOfRefused(bytes_);
+  if (connectResult_ == E_OUTOFMEMORY || !Trouble().empty()) {
+    return Failed("the filter refuses the file", connectResult_);
+  }
+  return kExitRefused;
 }
 
 void Session::WarnOfDamage() {

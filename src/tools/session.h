@@ -27,8 +27,18 @@ class Session {
   // Opens the file, loads the component and connects the filter. Anything but kExitDone has been said on the message
   // stream; after kExitRefused, ConnectResult() is the filter's.
   int Open();
+  // The same, but that a refusal by the file itself is not said: Refusal() gives its cause.
+  int TryOpen();
+  const FileShape& Refusal() const noexcept { return refusal_; }
+  const FileShape& Shape() const noexcept { return shape_; }
   // Says that the file is truncated, if it is.
   void WarnOfDamage();
+
+  // The file, as far as it could be opened, and its whole name.
+  const std::shared_ptr<ByteStore>& Bytes() const noexcept { return bytes_; }
+  WideString FullFileName() const;
+  // Whether the environment failed, so that what was found out is not the file's: says so.
+  bool SayTrouble() const;
 
   HRESULT ConnectResult() const noexcept { return connectResult_; }
   // The graph that Open opens: empty before, and there also when Open failed.
@@ -50,6 +60,7 @@ class Session {
   std::FILE* const messages_;
   std::shared_ptr<ByteStore> bytes_;
   FileShape shape_;
+  FileShape refusal_;
   HRESULT connectResult_ = E_UNEXPECTED;
   // Unloaded after everything that came from it has gone.
   std::unique_ptr<Component> component_;

@@ -127,6 +127,14 @@ TEST(RefusedFiles, WithoutAClusterAreToldSoAndWhatIsMissing) {
   EXPECT_THAT(WhyRefused(shape), testing::HasSubstr("3 bytes"));
 }
 
+TEST(RefusedFiles, WhoseSeekIndexNamesAnotherPlaceForTheClustersAreToldSo) {
+  const test::Raw file = test::MkvFile(
+      {test::SeekHead({test::SeekEntry(0x1F43B675, 3)}), test::Info(), test::Tracks({}), test::Cluster(0, {})});
+  const FileShape shape = OfRefused(file);
+  EXPECT_EQ(shape.kind, ShapeKind::kClusterEntry);
+  EXPECT_THAT(WhyRefused(shape), testing::HasSubstr("begin at byte " + std::to_string(shape.position)));
+}
+
 TEST(RefusedFiles, OfASoundShapeKeepIt) {
   EXPECT_EQ(OfRefused({}).kind, ShapeKind::kEmpty);
   EXPECT_EQ(OfRefused(test::MkvFile({test::Info(), test::Cluster(0, {})})).kind, ShapeKind::kWhole);
@@ -134,9 +142,10 @@ TEST(RefusedFiles, OfASoundShapeKeepIt) {
 
 TEST(FileShapes, EveryRefusalHasItsOwnWords) {
   std::vector<std::string> words;
-  for (const ShapeKind kind : {ShapeKind::kEmpty, ShapeKind::kNotEbml, ShapeKind::kDamagedHeader,
-                               ShapeKind::kOtherDocType, ShapeKind::kNoDocType, ShapeKind::kNewerVersion,
-                               ShapeKind::kNoSegment, ShapeKind::kNoCluster, ShapeKind::kTruncated}) {
+  for (const ShapeKind kind :
+       {ShapeKind::kEmpty, ShapeKind::kNotEbml, ShapeKind::kDamagedHeader, ShapeKind::kOtherDocType,
+        ShapeKind::kNoDocType, ShapeKind::kNewerVersion, ShapeKind::kNoSegment, ShapeKind::kNoCluster,
+        ShapeKind::kClusterEntry, ShapeKind::kTruncated}) {
     FileShape shape;
     shape.kind = kind;
     words.push_back(WhyRefused(shape));
