@@ -1,17 +1,34 @@
 // What the examples in the headers of src/tools take as given.
 #pragma once
+#include "tools/block_findings.h"
+#include "tools/block_walk.h"
 #include "tools/command_line.h"
+#include "tools/file_facts.h"
+#include "tools/opened_file.h"
 #include "tools/play_counter.h"
 #include "tools/sample_log.h"
 
 extern int argc;
 extern char** argv;
 void Print(const std::string& text);
+template <typename... Values>
+void Use(const Values&... values);
 bool Print(const LogRecord& record);
 int Incomplete();
 extern std::shared_ptr<ByteStore> store;
 extern const Options& options;
 extern Graph& graph;
+extern CMkvFileRoot& root;
+extern OpenedFile& opened;
+extern MkvElement& element;
+extern BlockWalk& walk;
+extern const TrackPins& tracks;
+extern const TrackPin& track;
+extern const FileFacts& facts;
+extern const FileShape& shape;
+extern const FilterSummary& summary;
+extern Findings& findings;
+extern std::uint64_t total;
 extern GraphPin& pin;
 extern HRESULT hr;
 extern LogRecord& record;

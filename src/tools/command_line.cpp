@@ -19,14 +19,17 @@ constexpr const char* kAbout =
     "Examples:\n"
     "  vantor-mkv info movie.mkv                    streams, codecs, sizes, rates\n"
     "  vantor-mkv info --json movie.mkv             the same for programs\n"
+    "  vantor-mkv check movie.mkv                   what does not play as it should, why, and what to do\n"
+    "  vantor-mkv check --deep *.mkv                the same, with every packet compared\n"
     "  vantor-mkv play movie.mkv                    run the whole file and count what comes\n"
     "  vantor-mkv play --from 1:30 --to 2:00 a.mkv  half a minute of it\n"
     "  vantor-mkv samples movie.mkv                 every sample, as JSON Lines\n"
     "  vantor-mkv samples --seek 50000000 a.mkv     from 5 seconds on (100 ns units)\n"
     "  vantor-mkv samples --seek 0:20000000 a.mkv   the first 2 seconds\n"
     "\n"
-    "Exit status: 0 done, 1 the file was refused, or the filter announced an error or lost frames, 2 wrong use, no\n"
-    "component, or a fault of the system: a read that failed, no memory, output that cannot be written.\n";
+    "Exit status: 0 done, 1 the file was refused, or the filter announced an error or lost frames, or check found\n"
+    "errors, 2 wrong use, no component, or a fault of the system: a read that failed, no memory, output that cannot\n"
+    "be written.\n";
 
 std::optional<std::int64_t> WholeNumber(std::string_view text) {
   std::int64_t value = 0;
@@ -87,6 +90,12 @@ ParseResult ParseCommandLine(int argc, const char* const* argv) {
   AddFile(info, options);
   info->add_flag("--json", options.json, "Print one JSON object");
 
+  CLI::App* check = app.add_subcommand("check", "What does not play as it should, why, and what to do");
+  check->add_option("FILE", options.files, "The media files")->required()->type_name("");
+  check->add_flag("--deep", options.deep, "Play the files and compare every packet");
+  check->add_flag("--strict", options.strict, "Warnings give exit status 1, too");
+  check->add_flag("--json", options.json, "Print one JSON object a line for each file");
+
   CLI::App* samples = app.add_subcommand("samples", "Everything that the filter delivers, as JSON Lines");
   AddFile(samples, options);
   CLI::Option* seekOption =
@@ -114,13 +123,17 @@ ParseResult ParseCommandLine(int argc, const char* const* argv) {
   } catch (const CLI::ParseError& error) {
     if (app.get_subcommands().empty()) {
       const std::vector<std::string> unknown = app.remaining();
-      return WrongUse(unknown.empty() ? "a command is wanted: info, samples or play"
-                                      : "there is no \"" + unknown.front() + "\": info, samples or play is wanted");
+      return WrongUse(unknown.empty()
+                          ? "a command is wanted: info, check, samples or play"
+                          : "there is no \"" + unknown.front() + "\": info, check, samples or play is wanted");
     }
     return WrongUse(error.what());
   }
 
-  options.command = info->parsed() ? Command::kInfo : samples->parsed() ? Command::kSamples : Command::kPlay;
+  options.command = info->parsed()      ? Command::kInfo
+                    : check->parsed()   ? Command::kCheck
+                    : samples->parsed() ? Command::kSamples
+                                        : Command::kPlay;
   if (seekOption->count() > 0) {
     options.seek = ParseSeek(seek);
     if (!options.seek) {

@@ -10,16 +10,18 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace vantor::tools {
 
 // Exit statuses of the tool.
 inline constexpr int kExitDone = 0;
-inline constexpr int kExitRefused = 1;        // the file was refused, or the filter announced an error or lost frames
+inline constexpr int kExitRefused =
+    1;  // the file was refused, or the filter announced an error or lost frames; `check` found errors
 inline constexpr int kExitUsage = 2;          // bad options, an unreadable path, no component, a fault of the system
 inline constexpr int kExitInterrupted = 130;  // as shells say it
 
-enum class Command { kInfo, kSamples, kPlay };
+enum class Command { kInfo, kCheck, kSamples, kPlay };
 
 struct SeekRequest {
   std::int64_t start = 0;  // 100 ns, absolute
@@ -29,8 +31,11 @@ struct SeekRequest {
 struct Options {
   Command command = Command::kInfo;
   std::string file;
-  std::string component;  // empty: the one beside the tool
+  std::vector<std::string> files;  // check
+  std::string component;           // empty: the one beside the tool
   bool json = false;
+  bool deep = false;                 // check
+  bool strict = false;               // check
   std::optional<SeekRequest> seek;   // samples
   std::optional<std::int64_t> from;  // play; 100 ns, not below 0
   std::optional<std::int64_t> to;    // play; not before from

@@ -1,4 +1,4 @@
-// The tool's three commands. Each prints its data on one stream and its messages on the other and gives the exit
+// The tool's commands. Each prints its data on one stream and its messages on the other and gives the exit
 // status.
 #pragma once
 
@@ -12,6 +12,7 @@ namespace vantor::tools {
 
 int RunInfo(const Options& options, std::FILE* out, std::FILE* messages);
 int RunSamples(const Options& options, std::FILE* out, std::FILE* messages);
+int RunCheck(const Options& options, std::FILE* out, std::FILE* messages);
 int RunPlay(const Options& options, std::FILE* out, std::FILE* messages);
 
 // The whole tool: the command line, the program's name first, and the command it asks for. Lets no exception out: what

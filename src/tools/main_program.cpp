@@ -16,6 +16,8 @@ int RunCommand(const Options& options, std::FILE* out, std::FILE* messages) {
       return RunInfo(options, out, messages);
     case Command::kSamples:
       return RunSamples(options, out, messages);
+    case Command::kCheck:
+      return RunCheck(options, out, messages);
     case Command::kPlay:
       return RunPlay(options, out, messages);
   }

@@ -423,7 +423,8 @@ TEST_F(Tool, FindsTheComponentBesideItselfOnly) {
 }
 
 TEST_F(Tool, WrongUseIsOneLineAndStatusTwo) {
-  for (const char* arguments : {"", "info", "dance a.mkv", "samples --seek x a.mkv", "info --no-such-option a.mkv"}) {
+  for (const char* arguments :
+       {"", "info", "dance a.mkv", "samples --seek x a.mkv", "check", "info --no-such-option a.mkv"}) {
     const Outcome outcome = Run(arguments);
     EXPECT_EQ(outcome.status, 2) << arguments;
     EXPECT_EQ(outcome.out, "");
@@ -432,7 +433,7 @@ TEST_F(Tool, WrongUseIsOneLineAndStatusTwo) {
 }
 
 TEST_F(Tool, HelpAndVersionGoToStandardOutput) {
-  for (const char* arguments : {"--help", "play --help", "--version"}) {
+  for (const char* arguments : {"--help", "play --help", "check --help", "--version"}) {
     const Outcome outcome = Run(arguments);
     EXPECT_EQ(outcome.status, 0);
     EXPECT_NE(outcome.out, "");
@@ -445,8 +446,9 @@ TEST_F(Tool, AFullDiskIsSaidSo) {
     GTEST_SKIP();
   }
   const std::string media = Media("avc_aac.mkv");
-  for (const std::string& command : {"samples " + media, "info " + media, "info --json " + media, "play " + media,
-                                     std::string("--help"), std::string("play --help"), std::string("--version")}) {
+  for (const std::string& command :
+       {"samples " + media, "info " + media, "info --json " + media, "play " + media, "check " + media,
+        std::string("--help"), std::string("play --help"), std::string("--version")}) {
     for (const char* nowhere : {">/dev/full", ">&-"}) {
       const Outcome outcome = Run(command + " 2>'" + (folder_ / "messages").string() + "' " + nowhere + " #");
       EXPECT_EQ(outcome.status, 2) << command << nowhere;

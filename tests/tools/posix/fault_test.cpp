@@ -136,14 +136,19 @@ TEST_P(EveryFile, IsListedWholeOrTheFaultIsTold) { TryFaults({"samples"}, GetPar
 
 TEST(Faults, OfOtherCommandsAreTold) {
   const std::vector<std::vector<std::string>> commands = {
-      {"info"}, {"info", "--json"}, {"play"}, {"play", "--from", "1"}, {"samples", "--seek", "10000000"}};
+      {"info"},  {"info", "--json"},  {"play"},           {"play", "--from", "1"}, {"samples", "--seek", "10000000"},
+      {"check"}, {"check", "--deep"}, {"check", "--json"}};
   for (std::size_t i = 0; i < commands.size(); ++i) TryFaults(commands[i], "avc_aac.mkv", kRunsOfAFile / 2, i);
 }
 
 TEST(Faults, OutputThatIsNotWrittenWholeIsTold) {
   const std::string media = Media("languages.mkv");
-  for (const std::vector<std::string>& command : std::vector<std::vector<std::string>>{
-           {"samples", media}, {"info", media}, {"info", "--json", media}, {"play", media}, {"--help"}}) {
+  for (const std::vector<std::string>& command : std::vector<std::vector<std::string>>{{"samples", media},
+                                                                                       {"info", media},
+                                                                                       {"info", "--json", media},
+                                                                                       {"play", media},
+                                                                                       {"check", media},
+                                                                                       {"--help"}}) {
     const FaultyOutcome whole = RunFaulty(command, {});
     ASSERT_EQ(whole.status, 0);
     // The last line of play is of no certain length.

@@ -1,0 +1,230 @@
+#include "tools/block_findings.h"
+
+#include <algorithm>
+#include <cmath>
+#include <set>
+#include <string>
+
+#include "platform/conversions.h"
+#include "tools/header_findings.h"
+#include "tools/time_text.h"
+
+namespace vantor::tools {
+namespace {
+
+std::string Lost(std::uint64_t lost, std::uint64_t packets) {
+  if (lost == 0) return {};
+  if (lost == packets) return fmt::format("; {} packet{} lost, all there are", lost, lost == 1 ? " is" : "s are");
+  return fmt::format("; {} of {} packets {} lost", lost, packets, lost == 1 ? "is" : "are");
+}
+
+class BlockFindings {
+ public:
+  BlockFindings(const CheckedFile& checked, Findings& findings)
+      : checked_(checked), facts_(checked.facts), findings_(findings) {}
+
+  void Append() {
+    AppendTracks();
+    AppendIndex();
+    AppendTimes();
+    AppendStructure();
+    AppendDamage();
+  }
+
+ private:
+  template <typename... Values>
+  void Add(FindingKind kind, std::optional<std::uint64_t> position, std::optional<std::uint64_t> track,
+           const Values&... values) {
+    findings_.push_back(MakeFinding(kind, position, track, values...));
+  }
+
+  // ---- Tracks ----
+
+  void AppendTracks() {
+    std::set<std::uint64_t> withPin;
+    for (const TrackPin& track : checked_.tracks.tracks) {
+      if (track.pin != 0) withPin.insert(track.entry->TrackNumber.value);
+    }
+    std::set<std::uint64_t> seen;
+    for (const TrackPin& track : checked_.tracks.tracks) {
+      const std::uint64_t number = track.entry->TrackNumber.value;
+      const NumberFacts& facts = facts_.numbers.at(number);
+      const bool isLost = track.pin != 0 || !withPin.contains(number);
+      AppendOfTrack(track, isLost ? facts.packets : 0, facts);
+      if (!seen.insert(number).second) continue;
+      if (facts.packets == 0 && facts_.isComplete) Add(FindingKind::kTrackEmpty, {}, number);
+      if (withPin.contains(number)) AppendLosses(number, facts);
+    }
+    for (const std::uint64_t number : facts_.unreadTracks) {
+      const auto found = facts_.numbers.find(number);
+      const std::uint64_t packets = found == facts_.numbers.end() ? 0 : found->second.packets;
+      Add(FindingKind::kTracksUnread, facts_.unreadTracksPosition, number, Lost(packets, packets));
+      if (packets == 0) findings_.back().severity = Severity::kNote;
+    }
+  }
+
+  void AppendOfTrack(const TrackPin& track, std::uint64_t lost, const NumberFacts& facts) {
+    const std::size_t before = findings_.size();
+    AppendTrackFinding(track, Lost(lost, facts.packets), findings_);
+    // Nothing is lost of a track without packets.
+    if (findings_.size() > before && lost == 0) findings_.back().severity = Severity::kNote;
+  }
+
+  void AppendLosses(std::uint64_t number, const NumberFacts& facts) {
+    std::uint64_t told = 0;
+    const PacketTotals* const played = PlayedOf(number);
+    if (played == nullptr || played->lost > 0) told = AppendForetold(number, facts);
+    if (played != nullptr && played->lost > told) {
+      Add(FindingKind::kPacketsLost, played->firstLost, number, Lost(played->lost, played->packets));
+    }
+  }
+
+  const PacketTotals* PlayedOf(std::uint64_t number) const {
+    if (checked_.played == nullptr) return nullptr;
+    const auto found = checked_.played->find(number);
+    return found == checked_.played->end() ? nullptr : &found->second;
+  }
+
+  // The losses that the headers tell; how many packets these are.
+  std::uint64_t AppendForetold(std::uint64_t number, const NumberFacts& facts) {
+    std::uint64_t told = 0;
+    const auto add = [&](FindingKind kind, const Loss& loss, const auto&... values) {
+      if (loss.packets == 0) return;
+      told += loss.packets;
+      Add(kind, loss.position, number, values..., Lost(loss.packets, facts.packets));
+    };
+    add(facts.isWaiting ? FindingKind::kNoKeyFrame : FindingKind::kKeyFrameLate, facts.beforeKeyFrame);
+    add(FindingKind::kEndEarly, facts.behindEnd, TimeText(checked_.summary.stop));
+    add(FindingKind::kBlockUnread, facts.rejected);
+    add(FindingKind::kFrameTooLarge, facts.tooLarge);
+    add(FindingKind::kClustersSkipped, facts.hidden[static_cast<std::size_t>(Hidden::kBeforeStart)]);
+    add(FindingKind::kClusterEndless, facts.hidden[static_cast<std::size_t>(Hidden::kWithinCluster)]);
+    add(FindingKind::kSecondSegment, facts.hidden[static_cast<std::size_t>(Hidden::kOtherSegment)]);
+    return told;
+  }
+
+  // ---- Index ----
+
+  void AppendIndex() {
+    if (facts_.clusters == 0) return;
+    if (checked_.file.Root().segment.cues.empty()) {
+      Add(facts_.cues ? FindingKind::kIndexUnreachable : FindingKind::kIndexMissing, facts_.cues, {});
+    } else if (const std::uint64_t wrong = facts_.index.wrongPlaces + facts_.index.wrongTimes; wrong > 0) {
+      Add(FindingKind::kIndexWrong, facts_.index.position, {}, wrong, facts_.index.entries);
+    }
+  }
+
+  // ---- Times ----
+
+  void AppendTimes() {
+    const std::int64_t stop = checked_.summary.stop;
+    const NumberFacts* last = nullptr;
+    std::int64_t end = 0;
+    bool isCutOff = false;
+    for (const auto& [number, facts] : facts_.numbers) {
+      if (facts.packets == 0) continue;
+      end = std::max({end, facts.lastStart, facts.lastEnd});
+      isCutOff = isCutOff || facts.behindEnd.packets > 0;
+      if (last == nullptr || facts.lastStart > last->lastStart) last = &facts;
+    }
+    if (last == nullptr) return;
+    if (!isCutOff && last->lastStart > stop) {
+      Add(FindingKind::kEndBeforeLastBlock, {}, {}, TimeText(stop), TimeText(last->lastStart));
+    }
+    AppendDuration(end);
+  }
+
+  void AppendDuration(std::int64_t end) {
+    const MkvSegmentInfo& info = checked_.file.Root().segment.info;
+    if (!info.Duration.present) return;
+    const std::int64_t told =
+        TruncateToInt64(info.Duration.value * static_cast<double>(info.TimecodeScale.value) / 100);
+    const std::int64_t announced = checked_.summary.duration;
+    const auto differs = [](std::int64_t left, std::int64_t right) {
+      constexpr double kSecond = 1e7;
+      const auto larger = static_cast<double>(std::max(left, right));
+      return std::abs(static_cast<double>(left) - static_cast<double>(right)) > std::max(kSecond, larger / 100);
+    };
+    if (!differs(told, end) && !differs(told, announced)) return;
+    Add(FindingKind::kDurationDiffers, {}, {}, TimeText(told), TimeText(end), TimeText(announced));
+  }
+
+  // ---- Structure ----
+
+  void AppendStructure() {
+    if (facts_.clusters == 0) Add(FindingKind::kEmptySegment, {}, {});
+    if (checked_.played == nullptr && (!facts_.isPathKnown || !facts_.isComplete) && checked_.tracks.isAsExpected) {
+      Add(FindingKind::kNotChecked, {}, {});
+    }
+    if (facts_.secondSegment && !Has(FindingKind::kSecondSegment)) {
+      Add(FindingKind::kSecondSegment, facts_.secondSegment, {}, "");
+      findings_.back().severity = Severity::kWarning;
+    }
+    if (facts_.attachments && checked_.file.Root().segment.attachments.empty()) {
+      Add(FindingKind::kAttachmentsUnreachable, facts_.attachments, {});
+    }
+    std::uint64_t strays = 0;
+    std::uint64_t position = 0;
+    for (const auto& [number, facts] : facts_.numbers) {
+      if (facts.packets == 0 || HasEntry(number)) continue;
+      position = strays == 0 ? facts.position : std::min(position, facts.position);
+      strays += facts.packets;
+    }
+    if (strays > 0) Add(FindingKind::kBlocksWithoutTrack, position, {}, strays);
+  }
+
+  bool HasEntry(std::uint64_t number) const {
+    return facts_.unreadTracks.contains(number) ||
+           std::any_of(checked_.tracks.tracks.begin(), checked_.tracks.tracks.end(),
+                       [&](const TrackPin& track) { return track.entry->TrackNumber.value == number; });
+  }
+
+  bool Has(FindingKind kind) const {
+    return std::any_of(findings_.begin(), findings_.end(),
+                       [&](const Finding& finding) { return finding.kind == kind; });
+  }
+
+  // ---- Damage ----
+
+  void AppendDamage() {
+    // A header of which the file holds a part only is where the file was cut.
+    constexpr std::uint64_t kLongestHeader = 12;
+    const std::uint64_t length = checked_.file.Root().length;
+    std::optional<std::uint64_t> cut = facts_.cut;
+    std::uint64_t places = 0;
+    std::uint64_t bytes = 0;
+    std::uint64_t first = 0;
+    std::uint64_t timeless = 0;
+    for (const Tolerance& note : facts_.notes) {
+      if (note.kind == Tolerated::kUnusableClusterTime) ++timeless;
+      if (note.kind != Tolerated::kDamageSkipped && note.kind != Tolerated::kUnreadableHeader &&
+          note.kind != Tolerated::kChildPastParent) {
+        continue;
+      }
+      // The Segment itself, of a file that is cut short.
+      if (note.kind == Tolerated::kChildPastParent && note.position < checked_.file.Root().segment.dataStart) continue;
+      if (note.kind == Tolerated::kUnreadableHeader && note.position + kLongestHeader > length) {
+        if (!cut) cut = note.position;
+        continue;
+      }
+      if (places++ == 0) first = note.position;
+      bytes += note.bytes;
+    }
+    if (cut && !Has(FindingKind::kCutShort)) {
+      Add(FindingKind::kCutShort, *cut, {}, "an element lasts longer than the file");
+    }
+    if (places > 0) Add(FindingKind::kDamage, first, {}, places, places == 1 ? " is" : "s are", bytes);
+    if (facts_.damagedBlocks > 0) Add(FindingKind::kBlockDamaged, facts_.damagedBlock, {}, facts_.damagedBlocks);
+    if (timeless > 0) Add(FindingKind::kClusterWithoutTime, {}, {}, timeless);
+  }
+
+  const CheckedFile& checked_;
+  const FileFacts& facts_;
+  Findings& findings_;
+};
+
+}  // namespace
+
+void AppendBlockFindings(const CheckedFile& checked, Findings& findings) { BlockFindings(checked, findings).Append(); }
+
+}  // namespace vantor::tools

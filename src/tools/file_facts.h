@@ -1,0 +1,86 @@
+// FileFacts: what is in a file and how far the filter gets with it, gathered in one pass over the headers of all
+// blocks. Its size depends on the number of tracks and index entries, not on the file's length.
+//
+//   FileFacts facts = ReadFacts(root, tracks, summary.stop);
+//   for (const auto& [number, track] : facts.numbers) Use(track.packets, track.behindEnd.packets);
+//
+// A packet is a frame of a Block that lies wholly in the file.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <set>
+#include <vector>
+
+#include "parser/file_root.h"
+#include "parser/tolerance_notes.h"
+#include "tools/filter_path.h"
+#include "tools/index_check.h"
+#include "tools/track_pins.h"
+
+namespace vantor::tools {
+
+// Packets that do not come out, for one reason.
+struct Loss {
+  std::uint64_t packets = 0;
+  std::uint64_t position = 0;  // of the first one's block
+  std::int64_t start = 0;      // its time, 100 ns
+
+  void Add(std::uint64_t count, std::uint64_t at, std::int64_t time) {
+    if (packets == 0 && count > 0) {
+      position = at;
+      start = time;
+    }
+    packets += count;
+  }
+};
+
+// All blocks of one track number. Times count from the file's first Cluster, 100 ns.
+struct NumberFacts {
+  std::uint64_t packets = 0;
+  std::uint64_t bytes = 0;
+  std::uint64_t position = 0;  // of the first block
+  std::int64_t firstStart = 0;
+  std::int64_t lastStart = 0;
+  std::int64_t lastEnd = 0;  // as far as blocks tell their durations
+  bool isWaiting = false;    // for a key frame, still at the end
+  Loss noPin;
+  Loss beforeKeyFrame;
+  Loss behindEnd;
+  Loss rejected;  // in laces or groups that the filter does not read
+  Loss tooLarge;
+  std::array<Loss, 3> hidden;  // by Hidden
+
+  std::uint64_t Lost() const {
+    return noPin.packets + beforeKeyFrame.packets + behindEnd.packets + rejected.packets + tooLarge.packets +
+           hidden[0].packets + hidden[1].packets + hidden[2].packets;
+  }
+};
+
+struct FileFacts {
+  std::map<std::uint64_t, NumberFacts> numbers;
+  std::uint64_t clusters = 0;
+  int segments = 0;
+  bool isPathKnown = true;         // false: from some place on nobody can say what the filter does
+  bool isComplete = true;          // false: the pass gave up, since elements claim each other's bytes
+  std::uint64_t firstCluster = 0;  // where the filter begins
+  std::optional<std::uint64_t> secondSegment;
+  std::optional<std::uint64_t> endless;  // the Cluster whose size covers others
+  std::optional<std::uint64_t> cues;     // the first that stands in the file, whether the filter finds it or not
+  std::optional<std::uint64_t> attachments;
+  std::set<std::uint64_t> unreadTracks;  // numbers of entries that the filter does not read
+  std::optional<std::uint64_t> unreadTracksPosition;
+  std::optional<std::uint64_t> chapters;
+  std::optional<std::uint64_t> cut;  // an element that lasts longer than the file
+  std::uint64_t damagedBlocks = 0;   // whose frames nobody can tell
+  std::uint64_t damagedBlock = 0;    // the first
+  IndexFacts index;
+  std::vector<Tolerance> notes;  // of this pass
+};
+
+// The file has been opened and notes what it tolerates; `stop` is where the filter ends playing, 100 ns.
+FileFacts ReadFacts(CMkvFileRoot& root, const TrackPins& tracks, std::int64_t stop);
+
+}  // namespace vantor::tools

@@ -1,0 +1,73 @@
+#include "tools/index_check.h"
+
+#include <algorithm>
+#include <tuple>
+
+#include "platform/wrapping.h"
+
+namespace vantor::tools {
+
+IndexCheck::IndexCheck(const MkvSegment& segment) {
+  for (const MkvCueList& list : segment.cues) {
+    for (const MkvCuePoint& point : list) {
+      for (const MkvCueTrackPosition& place : point.trackPositions) {
+        const std::uint64_t position = segment.dataStart + place.CueClusterPosition.value;
+        entries_.push_back({position < segment.dataStart ? ~std::uint64_t{0} : position,
+                            static_cast<std::int64_t>(point.CueTime.value), place.CueTrack.value, false});
+      }
+    }
+  }
+  std::sort(entries_.begin(), entries_.end(), [](const Entry& left, const Entry& right) {
+    return std::tie(left.position, left.track, left.time) < std::tie(right.position, right.track, right.time);
+  });
+  facts_.entries = entries_.size();
+}
+
+// The entries of the Cluster before are done with, and those that lead to places in between lead nowhere.
+void IndexCheck::OnCluster(std::uint64_t position) {
+  Leave(true);
+  while (last_ < entries_.size() && entries_[last_].position < position) ++last_;
+  Leave(false);
+  while (last_ < entries_.size() && entries_[last_].position == position) ++last_;
+}
+
+void IndexCheck::OnBlock(std::uint64_t track, std::int64_t ticks) {
+  if (first_ == last_) return;
+  // Writers round: a tick more or less is the same time. Many entries of one time need not all be marked.
+  constexpr int kMostOfOneTime = 8;
+  const auto begin = entries_.begin() + static_cast<std::ptrdiff_t>(first_);
+  const auto end = entries_.begin() + static_cast<std::ptrdiff_t>(last_);
+  const std::int64_t earliest = WrappingSubtract(ticks, 1);
+  auto entry = std::lower_bound(begin, end, std::tie(track, earliest), [](const Entry& left, const auto& wanted) {
+    return std::tie(left.track, left.time) < wanted;
+  });
+  for (int i = 0;
+       i < kMostOfOneTime && entry != end && entry->track == track && WrappingSubtract(entry->time, 1) <= ticks; ++i) {
+    (entry++)->isFound = true;
+  }
+}
+
+IndexFacts IndexCheck::Finish() {
+  Leave(true);
+  last_ = entries_.size();
+  Leave(false);
+  return facts_;
+}
+
+void IndexCheck::Leave(bool isCluster) {
+  for (; first_ < last_; ++first_) {
+    const Entry& entry = entries_[first_];
+    if (!isCluster) {
+      Wrong(facts_.wrongPlaces, entry.position);
+    } else if (!entry.isFound) {
+      Wrong(facts_.wrongTimes, entry.position);
+    }
+  }
+}
+
+void IndexCheck::Wrong(std::uint64_t& count, std::uint64_t position) {
+  if (facts_.wrongPlaces + facts_.wrongTimes == 0) facts_.position = position;
+  ++count;
+}
+
+}  // namespace vantor::tools

@@ -1,0 +1,35 @@
+// OpenedFile: a file opened for reading its headers and blocks, apart from what the component does with it.
+//
+//   OpenedFile file(store, OLESTR("/films/movie.mkv"));
+//   if (file.IsOpen()) Use(file.Root().segment.info);
+#pragma once
+
+#include <memory>
+
+#include "host/byte_store.h"
+#include "host/file_source_filter.h"
+#include "parser/file_root.h"
+#include "platform/com.h"
+#include "platform/com_ptr.h"
+
+namespace vantor::tools {
+
+class OpenedFile {
+ public:
+  // Opens it as the filter does and notes what was tolerated. The name is the file's whole path. Raises running out of
+  // memory.
+  OpenedFile(const std::shared_ptr<ByteStore>& bytes, WideString name);
+
+  // False for a file that is no Matroska or WebM file: there are no records then.
+  bool IsOpen() const { return isOpen_; }
+  CMkvFileRoot& Root() { return *root_; }
+  // What the filter would be connected behind.
+  IPin* Upstream() const { return source_->OutputPin(); }
+
+ private:
+  ComPtr<FileSourceFilter> source_;
+  std::unique_ptr<CMkvFileRoot> root_;
+  bool isOpen_ = false;
+};
+
+}  // namespace vantor::tools
