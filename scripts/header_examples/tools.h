@@ -7,6 +7,7 @@
 #include "tools/opened_file.h"
 #include "tools/play_counter.h"
 #include "tools/sample_log.h"
+#include "tools/session.h"
 
 extern int argc;
 extern char** argv;
@@ -25,6 +26,7 @@ extern BlockWalk& walk;
 extern const TrackPins& tracks;
 extern const TrackPin& track;
 extern const FileFacts& facts;
+extern Session& session;
 extern const FileShape& shape;
 extern const FilterSummary& summary;
 extern Findings& findings;

@@ -40,6 +40,15 @@ std::optional<std::int64_t> WholeNumber(std::string_view text) {
   return value;
 }
 
+std::optional<double> ParseRate(std::string_view text) {
+  double value = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (error != std::errc() || end != text.data() + text.size() || !std::isfinite(value) || value <= 0) {
+    return std::nullopt;
+  }
+  return value;
+}
+
 void AddFile(CLI::App* command, Options& options) {
   command->add_option("FILE", options.file, "The media file")->required()->type_name("");
 }
@@ -78,17 +87,19 @@ ParseResult ParseCommandLine(int argc, const char* const* argv) {
   CLI::App app(kAbout, "vantor-mkv");
   Options options;
   std::string seek;
-  double rate = 1.0;
+  std::string rate;
   app.allow_windows_style_options(false);  // a path may begin with a slash on every system
   app.set_version_flag("--version", "vantor-mkv " VANTOR_VERSION);
   app.add_option("--component", options.component, "Use this component instead of the one beside the tool")
       ->type_name("PATH");
   app.fallthrough();
   app.require_subcommand(1);
+  app.add_subcommand("help", "Show this");
 
-  CLI::App* info = app.add_subcommand("info", "Streams of the file: codec, size, rate, duration");
-  AddFile(info, options);
-  info->add_flag("--json", options.json, "Print one JSON object");
+  CLI::App* info =
+      app.add_subcommand("info", "What is in the file and what the filter makes of it: tracks, pins, durations");
+  info->add_option("FILE", options.files, "The media files")->required()->type_name("");
+  info->add_flag("--json", options.json, "Print one JSON object for each file");
 
   CLI::App* check = app.add_subcommand("check", "What does not play as it should, why, and what to do");
   check->add_option("FILE", options.files, "The media files")->required()->type_name("");
@@ -112,6 +123,7 @@ ParseResult ParseCommandLine(int argc, const char* const* argv) {
           ->type_name("TIME");
   CLI::Option* toOption = play->add_option("--to", to, "End at the first key frame from there on")->type_name("TIME");
 
+  const std::string help = app.help();  // later it would be that of the command given
   try {
     app.parse(argc, argv);
   } catch (const CLI::CallForHelp&) {
@@ -130,6 +142,9 @@ ParseResult ParseCommandLine(int argc, const char* const* argv) {
     return WrongUse(error.what());
   }
 
+  if (app.got_subcommand("help")) {
+    return Stop(kExitDone, help);
+  }
   options.command = info->parsed()      ? Command::kInfo
                     : check->parsed()   ? Command::kCheck
                     : samples->parsed() ? Command::kSamples
@@ -153,10 +168,10 @@ ParseResult ParseCommandLine(int argc, const char* const* argv) {
     return WrongUse("--to lies before --from");
   }
   if (rateOption->count() > 0) {
-    if (!std::isfinite(rate) || rate <= 0) {
-      return WrongUse("--rate wants a number above 0");
+    options.rate = ParseRate(rate);
+    if (!options.rate) {
+      return WrongUse("--rate wants a number above 0, not \"" + rate + "\"");
     }
-    options.rate = rate;
   }
   ParseResult result;
   result.options = std::move(options);

@@ -31,7 +31,7 @@ struct SeekRequest {
 struct Options {
   Command command = Command::kInfo;
   std::string file;
-  std::vector<std::string> files;  // check
+  std::vector<std::string> files;  // info, check
   std::string component;           // empty: the one beside the tool
   bool json = false;
   bool deep = false;                 // check

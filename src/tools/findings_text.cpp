@@ -17,6 +17,16 @@ std::string Place(const Finding& finding) {
   return place;
 }
 
+std::string Lines(const Findings& findings) {
+  std::string text;
+  for (const Finding& finding : findings) {
+    text += fmt::format("  {:<7}  {}: {}{}\n", SeverityName(finding.severity), finding.Id(), Place(finding),
+                        Printable(finding.text));
+    text += fmt::format("           {}\n", finding.Advice());
+  }
+  return text;
+}
+
 void AppendNumber(Buffer& out, const char* key, const std::optional<std::uint64_t>& number) {
   fmt::format_to(std::back_inserter(out), R"(,"{}":{})", key, number ? std::to_string(*number) : "null");
 }
@@ -39,14 +49,10 @@ std::string SumsText(const Findings& findings) {
   return parts.empty() ? "healthy" : fmt::format("{}", fmt::join(parts, ", "));
 }
 
+std::string FindingLines(const Findings& findings) { return findings.empty() ? "" : "\n" + Lines(findings); }
+
 std::string FindingsText(const std::string& file, const Findings& findings) {
-  std::string text = Printable(file) + ": " + SumsText(findings) + "\n";
-  for (const Finding& finding : findings) {
-    text += fmt::format("  {:<7}  {}: {}{}\n", SeverityName(finding.severity), finding.Id(), Place(finding),
-                        Printable(finding.text));
-    text += fmt::format("           {}\n", finding.Advice());
-  }
-  return text;
+  return Printable(file) + ": " + SumsText(findings) + "\n" + Lines(findings);
 }
 
 std::string FindingsJson(const std::string& file, const Findings& findings) {

@@ -197,13 +197,21 @@ Finding RefusalFinding(const FileShape& refusal, HRESULT result) {
                      why.empty() ? "the connection fails with " + ResultText(result) : why);
 }
 
-void NameBrokenTrack(const TrackPins& tracks, Finding& refusal) {
-  if (refusal.kind != FindingKind::kRefused) return;
+std::string BrokenTrackText(const TrackPins& tracks) {
   for (const TrackPin& track : tracks.tracks) {
     if (SUCCEEDED(track.failure)) continue;
-    refusal = MakeFinding(FindingKind::kPrivateDataBroken, {}, track.entry->TrackNumber.value,
-                          "the private data of codec " + CodecText(*track.entry) + " breaks off");
+    return fmt::format("the private data of track {}, codec {}, breaks off", track.entry->TrackNumber.value,
+                       CodecText(*track.entry));
   }
+  return {};
+}
+
+void NameBrokenTrack(const TrackPins& tracks, Finding& refusal) {
+  const std::string why = BrokenTrackText(tracks);
+  if (refusal.kind != FindingKind::kRefused || why.empty()) return;
+  const auto broken = std::find_if(tracks.tracks.begin(), tracks.tracks.end(),
+                                   [](const TrackPin& track) { return FAILED(track.failure); });
+  refusal = MakeFinding(FindingKind::kPrivateDataBroken, {}, broken->entry->TrackNumber.value, why);
 }
 
 void AppendFileFindings(OpenedFile& file, const FileShape& shape, Findings& findings) {

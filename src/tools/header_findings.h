@@ -16,7 +16,8 @@ namespace vantor::tools {
 
 // Why the file was refused; the result of the connection is told where nothing better is known.
 Finding RefusalFinding(const FileShape& refusal, HRESULT result);
-// The track whose private data ends the connection, if that is why; the file has been opened.
+// The track whose private data ends the connection, if that is why, in words; and the finding made one of it.
+std::string BrokenTrackText(const TrackPins& tracks);
 void NameBrokenTrack(const TrackPins& tracks, Finding& refusal);
 
 // Index, times, chapters, attachments and the like.

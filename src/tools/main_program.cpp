@@ -39,7 +39,7 @@ int ParseAndRun(const std::vector<std::string>& arguments, std::FILE* out, std::
     return parsed.exitStatus;
   }
   if (!Print(out, parsed.message)) {
-    Say(messages, "cannot write the answer");
+    Say(messages, CannotWrite("the answer"));
     return kExitUsage;
   }
   return kExitDone;

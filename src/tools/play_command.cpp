@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "platform/text.h"
+#include "tools/check_file.h"
 #include "tools/commands.h"
 #include "tools/listing.h"
 #include "tools/output.h"
@@ -88,7 +89,8 @@ std::string Table(const std::vector<GraphPin>& pins, const Counters& counters) {
     const PlayTotals totals = counters[i]->Totals();
     table.Add({std::to_string(pins[i].number), WideToUtf8(pins[i].name), std::to_string(totals.samples),
                std::to_string(totals.bytes), std::to_string(totals.keyFrames), TimeText(totals.first),
-               TimeText(totals.last), TimeText(totals.duration), BitRateText(totals.bytes, totals.duration),
+               TimeText(totals.last), TimeText(totals.duration),
+               totals.samples < 2 ? "-" : BitRateText(totals.bytes, totals.duration),
                totals.ended ? "reached" : "not reached"});
   }
   return table.Text();
@@ -125,6 +127,17 @@ std::string SpeedLine(std::int64_t played, std::uint64_t bytesRead, double secon
     text += fmt::format(", {} frame{} lost", lostFrames, lostFrames == 1 ? "" : "s");
   }
   return text + "\n";
+}
+
+// What a table of what came does not show: that there was more. Empty for a file that lost nothing.
+std::string GravestError(Session& session) {
+  Findings findings;
+  if (FindInOpened(session, false, findings) != kExitDone) return {};
+  SortFindings(findings);
+  if (findings.empty() || findings.front().severity != Severity::kError) return {};
+  const Finding& gravest = findings.front();
+  const std::string track = gravest.track ? fmt::format("track {}: ", *gravest.track) : std::string();
+  return track + gravest.text;
 }
 
 }  // namespace
@@ -166,6 +179,9 @@ int RunPlay(const Options& options, std::FILE* out, std::FILE* messages) {
   }
   const bool completed = WaitDrawing(graph, counters, range, bar);
   const double seconds = std::chrono::duration<double>(Clock::now() - begin).count();
+  if (!completed) {
+    for (const auto& counter : counters) counter->Interrupt();
+  }
   graph.Stop();
   bar.Clear();
 
@@ -175,14 +191,19 @@ int RunPlay(const Options& options, std::FILE* out, std::FILE* messages) {
   }
   if (!Print(out,
              Table(graph.Pins(), counters) + SpeedLine(played, graph.Totals().bytes, seconds, LostFrames(graph)))) {
-    session.Say("cannot write the table");
+    session.Say(CannotWrite("the table"));
     return kExitUsage;
   }
   if (!completed) {
     session.Say("interrupted");
     return kExitInterrupted;
   }
-  return session.Finish();
+  const std::string gravest = options.from || options.to ? std::string() : GravestError(session);
+  const int finished = session.Finish();
+  if (finished == kExitDone && !gravest.empty()) {
+    session.SayOfFile("warning: " + gravest + "; vantor-mkv check tells more");
+  }
+  return finished;
 }
 
 }  // namespace vantor::tools

@@ -25,7 +25,10 @@ class PlayCounter final : public SampleListener {
  public:
   void OnNewSegment(REFERENCE_TIME start, REFERENCE_TIME stop, double rate) noexcept override;
   HRESULT OnSample(IMediaSample* sample) noexcept override;
-  void OnEndOfStream() noexcept override { totals_.ended = true; }
+  void OnEndOfStream() noexcept override { totals_.ended = !isInterrupted_.load(std::memory_order_relaxed); }
+
+  // From now on an end of the stream is one that stopping the graph makes, not the file's.
+  void Interrupt() noexcept { isInterrupted_.store(true, std::memory_order_relaxed); }
 
   // The presentation time reached, 100 ns.
   std::int64_t Position() const noexcept { return position_.load(std::memory_order_relaxed); }
@@ -37,6 +40,7 @@ class PlayCounter final : public SampleListener {
   std::int64_t earliest_ = INT64_MAX;
   std::int64_t latest_ = INT64_MIN;
   std::atomic<std::int64_t> position_{0};
+  std::atomic<bool> isInterrupted_{false};
 };
 
 }  // namespace vantor::tools

@@ -97,7 +97,7 @@ int RunSamples(const Options& options, std::FILE* out, std::FILE* messages) {
   if (opened == kExitRefused) {
     AppendFilterLine(text, Summarize(graph, session.ConnectResult()));
     if (!Write(text, out)) {
-      session.Say("cannot write the listing");
+      session.Say(CannotWrite("the listing"));
       return kExitUsage;
     }
   }
@@ -116,7 +116,7 @@ int RunSamples(const Options& options, std::FILE* out, std::FILE* messages) {
   graph.Wait();
   graph.Stop();
   if (!PrintDelivered(graph, logs, text, out)) {
-    session.Say("cannot write the listing");
+    session.Say(CannotWrite("the listing"));
     return kExitUsage;
   }
   return session.Finish(spill->Trouble());

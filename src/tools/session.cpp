@@ -11,6 +11,7 @@
 #include "platform/file_path.h"
 #include "platform/system_error.h"
 #include "platform/text.h"
+#include "tools/header_findings.h"
 #include "tools/json_text.h"
 #include "tools/memory_watch.h"
 
@@ -104,7 +105,11 @@ int Session::Open() {
   if (opened != kExitRefused) {
     return opened;
   }
-  const std::string why = WhyRefused(refusal_);
+  std::string why = WhyRefused(refusal_);
+  if (why.empty()) {
+    OpenedFile file(bytes_, FullFileName());
+    if (file.IsOpen()) why = BrokenTrackText(MatchTracks(file.Root(), file.Upstream(), graph_.Pins()));
+  }
   return Failed(why.empty() ? "the filter refuses the file" : why, connectResult_);
 }
 

@@ -49,7 +49,7 @@ TEST(CommandLine, TakesOptionsBeforeAndBehindTheFile) {
 }
 
 TEST(CommandLine, TakesAPathThatBeginsWithASlashForAFile) {
-  EXPECT_EQ(Parse({"info", "/media/a.mkv"}).options->file, "/media/a.mkv");
+  EXPECT_EQ(Parse({"info", "/media/a.mkv"}).options->files, std::vector<std::string>{"/media/a.mkv"});
 }
 
 TEST(CommandLine, TakesASeekWithAndWithoutStop) {
@@ -64,6 +64,19 @@ TEST(CommandLine, TakesASeekWithAndWithoutStop) {
 TEST(CommandLine, TakesASeekBelowZero) {
   EXPECT_EQ(Parse({"samples", "a.mkv", "--seek=-5"}).options->seek->start, -5);
   EXPECT_EQ(Parse({"samples", "a.mkv", "--seek", "-5:-1"}).options->seek->stop, -1);
+}
+
+TEST(CommandLine, TakesSeveralFilesToCheck) {
+  const Options options = *Parse({"check", "a.mkv", "b.mkv", "--deep", "--strict", "--json"}).options;
+  EXPECT_EQ(options.command, Command::kCheck);
+  EXPECT_EQ(options.files, (std::vector<std::string>{"a.mkv", "b.mkv"}));
+  EXPECT_TRUE(options.deep && options.strict && options.json);
+}
+
+TEST(CommandLine, TakesHelpAsAWord) {
+  const ParseResult help = Parse({"help"});
+  EXPECT_EQ(help.exitStatus, kExitDone);
+  EXPECT_EQ(help.message, Parse({"--help"}).message);
 }
 
 TEST(CommandLine, TakesARate) { EXPECT_EQ(Parse({"samples", "a.mkv", "--rate", "2.5"}).options->rate, 2.5); }
@@ -84,7 +97,7 @@ TEST(CommandLine, RefusesRatesThatAreNotAboveZero) {
   for (const char* rate : {"0", "-1", "nan", "inf"}) {
     ExpectWrongUse({"samples", "a.mkv", "--rate", rate}, "--rate");
   }
-  ExpectWrongUse({"samples", "a.mkv", "--rate", "fast"}, "rate");
+  ExpectWrongUse({"samples", "a.mkv", "--rate", "fast"}, "--rate wants a number above 0, not \"fast\"");
 }
 
 TEST(CommandLine, TakesThePartToPlay) {
@@ -111,7 +124,7 @@ TEST(CommandLine, RefusesWhatItDoesNotKnow) {
   ExpectWrongUse({"--bogus", "info", "a.mkv"}, "--bogus");
   ExpectWrongUse({"encode", "a.mkv"}, "no \"encode\"");
   ExpectWrongUse({"info"}, "FILE");
-  ExpectWrongUse({"info", "a.mkv", "b.mkv"}, "b.mkv");
+  ExpectWrongUse({"play", "a.mkv", "b.mkv"}, "b.mkv");
   ExpectWrongUse({"info", "a.mkv", "--seek", "1"}, "--seek");
   ExpectWrongUse({"play", "a.mkv", "--json"}, "--json");
 }

@@ -247,7 +247,7 @@ TEST_F(Tool, WarnsOfATruncatedFileAndPlaysWhatIsThere) {
   for (const char* command : {"info ", "play "}) {
     const Outcome outcome = Run(command + file);
     EXPECT_EQ(outcome.status, 0);
-    ExpectOneMessage(outcome, "truncated");
+    EXPECT_THAT(outcome.messages, HasSubstr("the file is truncated"));
     EXPECT_THAT(outcome.out, HasSubstr("AVC video 1"));
   }
   EXPECT_EQ(Run("info " + Media("avc_aac.mkv")).messages, "");
@@ -274,6 +274,45 @@ TEST_F(Tool, DescribesStreamsForPrograms) {
   EXPECT_GT(info.at("duration"), 0);
 }
 
+TEST_F(Tool, ShowsEachTrackWithItsPinOrWhyItHasNone) {
+  const Outcome outcome = Run("info " + Media("dts_ac3_eac3.mka") + " " + Media("avc_no_cues.mkv"));
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_THAT(outcome.out, HasSubstr("  1  audio  A_DTS             und       default  2\n"));
+  EXPECT_THAT(outcome.out, HasSubstr("  3  audio  A_EAC3            und                none\n"));
+  EXPECT_THAT(outcome.out, HasSubstr("error    codec-unsupported: track 3: no pin"));
+  EXPECT_THAT(outcome.out, HasSubstr("duration: file 0:00:02.026, filter 0:00:01.877"));
+}
+
+TEST_F(Tool, ShowsLanguagesAsTheFileHasThem) {
+  const auto track = [](std::uint64_t number, const std::vector<test::Raw>& more) {
+    return test::Track(number, 2, "A_AC3", more);
+  };
+  const test::Raw file = test::MkvFile(
+      {test::Info(1000000, 40, {test::SInt(0x4461, 86400'000'000'000 + 1), test::Str(0x7BA9, "A title")}),
+       test::Tracks({track(1, {}), track(2, {test::Str(0x22B59C, "ger")}),
+                     track(3, {test::Str(0x22B59C, "ger"), test::Str(0x22B59D, "de-AT"), test::UInt(0x55AA, 1)})}),
+       test::Cluster(0, {test::SimpleBlock(1, 0, test::kKey, {1})})});
+  const Outcome outcome = Run("info --json " + Write("languages.mkv", {file.begin(), file.end()}));
+  const json info = json::parse(outcome.out);
+  EXPECT_EQ(info.at("schema_version"), 1);
+  EXPECT_EQ(info.at("title"), "A title");
+  EXPECT_EQ(info.at("date"), "2001-01-02 00:00:00 UTC");
+  EXPECT_EQ(info.at("tracks")[0].at("language"), "eng (by default)");
+  EXPECT_EQ(info.at("tracks")[1].at("language"), "ger");
+  EXPECT_EQ(info.at("tracks")[2].at("language"), "de-AT");
+  EXPECT_EQ(info.at("tracks")[2].at("forced"), true);
+  EXPECT_EQ(info.at("tracks")[1].at("forced"), false);
+}
+
+TEST_F(Tool, ARefusedFileNamesTheTrackThatBreaksIt) {
+  const test::Raw file =
+      test::MkvFile({test::Info(), test::Tracks({test::Track(7, 2, "A_VORBIS", {test::CodecPrivate({2, 255, 255})})}),
+                     test::Cluster(0, {test::SimpleBlock(7, 0, test::kKey, {1})})});
+  const Outcome outcome = Run("info " + Write("broken.mkv", {file.begin(), file.end()}));
+  EXPECT_EQ(outcome.status, 1);
+  ExpectOneMessage(outcome, "the private data of track 7, codec A_VORBIS, breaks off (0x80070057)");
+}
+
 TEST_F(Tool, PrintsValidJsonForAFileNameThatIsNoText) {
   const std::string file = Write("bad\xFF\x01name.mkv", Content(Media("vorbis.mka")));
   const Outcome outcome = Run("info --json '" + file + "'");
@@ -288,6 +327,12 @@ TEST_F(Tool, PlaysToTheEndAndSumsUp) {
   EXPECT_THAT(outcome.out, HasSubstr("Key frames"));
   EXPECT_THAT(outcome.out, HasSubstr("reached"));
   EXPECT_THAT(outcome.out, HasSubstr("times real time"));
+}
+
+TEST_F(Tool, WarnsOfWhatPlayingDidNotReach) {
+  const Outcome outcome = Run("play " + Media("avc_no_cues.mkv"));
+  EXPECT_EQ(outcome.status, 0);
+  ExpectOneMessage(outcome, "warning: track 2: playing ends at 0:00:01.877, before the track does");
 }
 
 // The table of `play`: the words of each line, by the pin's number.
@@ -453,6 +498,7 @@ TEST_F(Tool, AFullDiskIsSaidSo) {
       const Outcome outcome = Run(command + " 2>'" + (folder_ / "messages").string() + "' " + nowhere + " #");
       EXPECT_EQ(outcome.status, 2) << command << nowhere;
       ExpectOneMessage(outcome, "cannot write");
+      EXPECT_THAT(outcome.messages, testing::AnyOf(HasSubstr(": No space left"), HasSubstr(": Bad file")));
     }
   }
 }
