@@ -12,10 +12,10 @@ STDAPI DllCanUnloadNow() { return CClassFactory::CanUnloadNow(); }
 // Where the system has no registry there is nothing to register with: E_NOTIMPL.
 STDAPI DllRegisterServer() {
   vantor::platform::RegistrationSystem* system = vantor::platform::SystemRegistration();
-  return system ? vantor::RegisterServer(*system, AMovieDllRegisterServer2) : E_NOTIMPL;
+  return system ? vantor::RegisterServer(*system, AMovieDllRegisterServer2, vantor::kServer) : E_NOTIMPL;
 }
 
 STDAPI DllUnregisterServer() {
   vantor::platform::RegistrationSystem* system = vantor::platform::SystemRegistration();
-  return system ? vantor::UnregisterServer(*system, AMovieDllRegisterServer2) : E_NOTIMPL;
+  return system ? vantor::UnregisterServer(*system, AMovieDllRegisterServer2, vantor::kServer) : E_NOTIMPL;
 }

@@ -1,4 +1,4 @@
-// The server's class factory table: the demultiplexer and no other class.
+// The table of the demultiplexer's server: the demultiplexer and no other class.
 #include <iterator>
 
 #include "baseclasses/class_factory.h"
@@ -9,4 +9,5 @@
 CFactoryTemplate g_Templates[] = {
     {vantor::kFilterName, &vantor::kClsidMkvDmx, vantor::CVXMkvDmx::CreateInstance, nullptr, &vantor::kFilterSetup},
 };
+const vantor::ServerSetup vantor::kServer = {};
 int g_cTemplates = static_cast<int>(std::size(g_Templates));

@@ -35,7 +35,7 @@ HRESULT CVXMkvDmxInputPin::CompleteConnect(IPin* receivePin) {
       result = filter_->RemoveOutputPins();
       if (FAILED(result)) return result;
     }
-    root_ = std::make_unique<CMkvFileRoot>(reader.Get(), true);
+    root_ = std::make_unique<CMkvFileRoot>(reader.Get(), true, filter_->Policy());
     reader.Reset();
     CollectForTrace(*root_);
     const HRESULT opened = root_->Open();

@@ -11,28 +11,44 @@
 
 namespace vantor {
 
-CUnknown* WINAPI CVXMkvDmx::CreateInstance(LPUNKNOWN outer, HRESULT* result) {
+namespace {
+
+CUnknown* Create(LPUNKNOWN outer, HRESULT* result, const ComponentIdentity& identity, const PlaybackPolicy& policy) {
   CVXMkvDmx* filter = nullptr;
   *result = Guarded([&] {
     HRESULT created = S_OK;
-    filter = new CVXMkvDmx(outer, &created);
+    filter = new CVXMkvDmx(outer, &created, identity, policy);
     return created;
   });
   return filter;
 }
 
-CVXMkvDmx::CVXMkvDmx(LPUNKNOWN outer, HRESULT* result)
-    : CVXMkvDmx(outer, result, platform::FindFontFunctions(), platform::SystemTemporaryFiles()) {}
+}  // namespace
+
+CUnknown* WINAPI CVXMkvDmx::CreateInstance(LPUNKNOWN outer, HRESULT* result) {
+  return Create(outer, result, kMkvDmx, PlaybackPolicy());
+}
+
+CUnknown* WINAPI CVXMkvDmx::CreateCompleteInstance(LPUNKNOWN outer, HRESULT* result) {
+  return Create(outer, result, kMkvDmxComplete, kCompletePolicy);
+}
+
+CVXMkvDmx::CVXMkvDmx(LPUNKNOWN outer, HRESULT* result, const ComponentIdentity& identity, const PlaybackPolicy& policy)
+    : CVXMkvDmx(outer, result, platform::FindFontFunctions(), platform::SystemTemporaryFiles(), {}, identity, policy) {}
 
 CVXMkvDmx::CVXMkvDmx(LPUNKNOWN outer, HRESULT* result, const platform::FontFunctions& fonts,
-                     platform::TemporaryFiles& files, const Patience& patience)
-    : CBaseFilter(kFilterName, outer, &filterLock_, kClsidMkvDmx, result),
+                     platform::TemporaryFiles& files, const Patience& patience, const ComponentIdentity& identity,
+                     const PlaybackPolicy& policy)
+    : CBaseFilter(identity.filterName, outer, &filterLock_, identity.classId, result),
       ForwardedSeeking(seeking_),
-      CFilterDispatchImpl<IVXMkvDmx>(kTypeLibraryId, kTypeLibraryMajor, kTypeLibraryMinor, kIidMkvDmx),
+      CFilterDispatchImpl<IVXMkvDmx>(identity.typeLibraryId, kTypeLibraryMajor, kTypeLibraryMinor,
+                                     identity.interfaceId),
       patience_(patience),
+      identity_(identity),
+      policy_(policy),
       fontInstaller_(fonts, files),
       seeking_(positions_, *this),
-      playback_(*this, positions_),
+      playback_(*this, positions_, identity.filterName),
       filterLock_(LockRank::Filter) {
   inputPin_ = new (std::nothrow) CVXMkvDmxInputPin(this, &filterLock_, result);
   if (inputPin_ == nullptr) return;
@@ -84,7 +100,7 @@ void CVXMkvDmx::OnAnotherThread(Work work) {
 HRESULT CVXMkvDmx::NonDelegatingQueryInterface(REFIID riid, void** ppv) {
   if (ppv == nullptr) return E_POINTER;
   if (SameGuid(riid, IID_IMediaSeeking)) return GetInterface(static_cast<IMediaSeeking*>(this), ppv);
-  if (SameGuid(riid, IID_IDispatch) || SameGuid(riid, kIidMkvDmx)) {
+  if (SameGuid(riid, IID_IDispatch) || SameGuid(riid, identity_.interfaceId)) {
     return GetInterface(static_cast<IVXMkvDmx*>(this), ppv);
   }
   return CBaseFilter::NonDelegatingQueryInterface(riid, ppv);

@@ -2,7 +2,10 @@
 // all of them.
 //
 //   HRESULT result = S_OK;
-//   CUnknown* filter = CVXMkvDmx::CreateInstance(nullptr, &result);
+//   CUnknown* filter = CVXMkvDmx::CreateInstance(nullptr, &result);          // the demultiplexer
+//   filter = CVXMkvDmx::CreateCompleteInstance(nullptr, &result);            // the complete one
+//
+// The two are one class: they differ in who they say they are and in the policy that they are created with.
 //
 // What it is made of: Positions and Seeking (what IMediaSeeking says), OutputPins (the list), WorkerCall (how a control
 // call gets its workers to stop), WorkerPlayback (what the workers ask of it).
@@ -30,6 +33,7 @@
 #include "filter/worker_call.h"
 #include "filter/worker_playback.h"
 #include "mediatypes/font_installer.h"
+#include "parser/playback_policy.h"
 #include "published/component.h"
 #include "streaming/patience.h"
 #include "streaming/playback.h"
@@ -46,11 +50,14 @@ class CVXMkvDmx final : public CBaseFilter,
  public:
   // For the class factory: a filter with a reference count of 0, or null with the reason in the result.
   static CUnknown* WINAPI CreateInstance(LPUNKNOWN outer, HRESULT* result);
+  static CUnknown* WINAPI CreateCompleteInstance(LPUNKNOWN outer, HRESULT* result);
 
-  CVXMkvDmx(LPUNKNOWN outer, HRESULT* result);
-  // With other ways to install fonts, and another patience; `files` outlives the filter.
+  CVXMkvDmx(LPUNKNOWN outer, HRESULT* result, const ComponentIdentity& identity = kMkvDmx,
+            const PlaybackPolicy& policy = {});
+  // With other ways to install fonts, and another patience; `files` and `identity` outlive the filter.
   CVXMkvDmx(LPUNKNOWN outer, HRESULT* result, const platform::FontFunctions& fonts, platform::TemporaryFiles& files,
-            const Patience& patience = {});
+            const Patience& patience = {}, const ComponentIdentity& identity = kMkvDmx,
+            const PlaybackPolicy& policy = {});
   ~CVXMkvDmx() override;
 
   DECLARE_IUNKNOWN
@@ -93,6 +100,7 @@ class CVXMkvDmx final : public CBaseFilter,
   Playback& SharedPlayback() { return playback_; }
   Seeking& SharedSeeking() { return seeking_; }
   const Patience& ControlPatience() const { return patience_; }
+  const PlaybackPolicy& Policy() const { return policy_; }
 
  protected:
   void FinalRelease() override;
@@ -126,6 +134,8 @@ class CVXMkvDmx final : public CBaseFilter,
   std::atomic<int> holds_{0};
   bool isReleased_ = false;
   const Patience patience_;
+  const ComponentIdentity& identity_;
+  const PlaybackPolicy policy_;
   CFontInstaller fontInstaller_;
   Positions positions_;
   Seeking seeking_;

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <initializer_list>
 #include <string>
 
 #include "diag/result_names.h"
@@ -54,6 +55,33 @@ HRESULT WriteMediaTypeKey(RegistrationSystem& system, const GUID& subtype, const
   return FAILED(cleared) ? cleared : written;
 }
 
+// Whether a class that these keys are of has the say over them.
+bool IsOfAnother(const ServerSetup& server) { return !SameGuid(server.keyOwner, CLSID_NULL); }
+
+// Without memory to find out it counts as registered: a key left over harms less than one that is missing.
+bool IsRegistered(RegistrationSystem& system, const CLSID& classId) {
+  bool isThere = true;
+  Guarded([&] {
+    isThere = system.HasClassesValue("CLSID\\" + GuidText(classId) + "\\InprocServer32", "");
+    return S_OK;
+  });
+  return isThere;
+}
+
+HRESULT WriteMissingMediaTypeKey(RegistrationSystem& system, const GUID& subtype, const CLSID& source) {
+  const std::string key = StreamTypesKey() + "\\" + GuidText(subtype);
+  return system.HasClassesValue(key, "Source Filter") ? S_OK : WriteMediaTypeValues(system, key, source);
+}
+
+void DeleteMediaTypeKeys(RegistrationSystem& system, std::initializer_list<GUID> subtypes) {
+  for (const GUID& subtype : subtypes) {
+    Guarded([&] {
+      system.DeleteClassesKey(StreamTypesKey(), GuidText(subtype));
+      return S_OK;
+    });
+  }
+}
+
 void DeleteExtensionKeys(RegistrationSystem& system) {
   for (const char* extension : kExtensions) {
     Guarded([&] {
@@ -93,12 +121,14 @@ HRESULT RegisterTypeLibrary(RegistrationSystem& system) {
 
 }  // namespace
 
-const AMOVIESETUP_FILTER kFilterSetup = {&kClsidMkvDmx, kFilterName, MERIT_NORMAL, 2, kPins};
+const AMOVIESETUP_FILTER kFilterSetup = {&kMkvDmx.classId, kMkvDmx.filterName, MERIT_NORMAL, 2, kPins};
+const AMOVIESETUP_FILTER kCompleteFilterSetup = {&kMkvDmxComplete.classId, kMkvDmxComplete.filterName, MERIT_NORMAL + 1,
+                                                 2, kPins};
 
 // Every step by itself: one that runs out of memory does not keep the others from being taken.
-HRESULT RegisterServer(RegistrationSystem& system, const ClassRegistrar& classes) {
-  const HRESULT written =
-      Guarded([&] { return WriteMediaTypeKey(system, kSubtypePrivateMatroska, CLSID_AsyncReader); });
+HRESULT RegisterServer(RegistrationSystem& system, const ClassRegistrar& classes, const ServerSetup& server) {
+  const auto write = IsOfAnother(server) ? WriteMissingMediaTypeKey : WriteMediaTypeKey;
+  const HRESULT written = Guarded([&] { return write(system, kSubtypePrivateMatroska, CLSID_AsyncReader); });
   DeleteExtensionKeys(system);
   HRESULT registered = Guarded([&] { return RegisterTypeLibrary(system); });
   if (SUCCEEDED(registered)) registered = Guarded([&] { return classes(TRUE); });
@@ -106,15 +136,14 @@ HRESULT RegisterServer(RegistrationSystem& system, const ClassRegistrar& classes
   return FAILED(registered) ? registered : S_OK;
 }
 
-HRESULT UnregisterServer(RegistrationSystem& system, const ClassRegistrar& classes) {
-  for (const GUID& subtype : {kSubtypePrivateMatroska, kSubtypeMatroska}) {
-    Guarded([&] {
-      system.DeleteClassesKey(StreamTypesKey(), GuidText(subtype));
-      return S_OK;
-    });
+HRESULT UnregisterServer(RegistrationSystem& system, const ClassRegistrar& classes, const ServerSetup& server) {
+  if (!IsOfAnother(server)) {
+    DeleteMediaTypeKeys(system, {kSubtypePrivateMatroska, kSubtypeMatroska});
+  } else if (!IsRegistered(system, server.keyOwner)) {
+    DeleteMediaTypeKeys(system, {kSubtypePrivateMatroska});
   }
   DeleteExtensionKeys(system);
-  Guarded([&] { return system.UnregisterTypeLibrary(kTypeLibraryId, kTypeLibraryMajor, kTypeLibraryMinor); });
+  Guarded([&] { return system.UnregisterTypeLibrary(server.typeLibraryId, kTypeLibraryMajor, kTypeLibraryMinor); });
   return Guarded([&] { return classes(FALSE); });
 }
 

@@ -9,8 +9,9 @@ namespace vantor {
 
 class WorkerPlayback final : public Playback {
  public:
-  // Both outlive this.
-  WorkerPlayback(CBaseFilter& filter, Positions& positions) : filter_(filter), positions_(positions) {}
+  // All outlive this.
+  WorkerPlayback(CBaseFilter& filter, Positions& positions, const WCHAR* filterName)
+      : filter_(filter), positions_(positions), filterName_(filterName) {}
 
   PlaybackRange Range() const override { return positions_.Range(); }
   void AdvancePosition(std::int64_t stop) override { positions_.Advance(stop); }
@@ -19,6 +20,7 @@ class WorkerPlayback final : public Playback {
  private:
   CBaseFilter& filter_;
   Positions& positions_;
+  const WCHAR* const filterName_;  // for traces
 };
 
 }  // namespace vantor

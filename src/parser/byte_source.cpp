@@ -68,6 +68,7 @@ std::uint64_t CMkvFileReader::AllowanceOf(std::uint64_t times, std::uint64_t sla
 CMkvFileClone::CMkvFileClone(CMkvFile& root) : CMkvFile(root.reader), source_(&root) {
   position = root.position;
   length = root.length;
+  policy = root.policy;
   flushes = root.flushes;
   frameMemory = root.frameMemory;
 }

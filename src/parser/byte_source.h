@@ -17,6 +17,7 @@
 
 #include "parser/frame_memory.h"
 #include "parser/keeping_room.h"
+#include "parser/playback_policy.h"
 #include "parser/tolerance_notes.h"
 #include "platform/apart.h"
 #include "platform/com.h"
@@ -72,6 +73,7 @@ class CMkvFileReader {
   std::uint64_t position = 0;      // absolute, bytes
   std::uint64_t length = 0;        // of the whole file, bytes
   IAsyncReader* reader = nullptr;  // a counted reference
+  PlaybackPolicy policy;           // of the filter that reads; a clone's is the root's
   // Bytes that may still be read; a larger Read fails with E_FAIL and reads nothing. Opening limits itself with it, so
   // that elements which claim each other's bytes cannot make its work grow beyond the file's length.
   std::uint64_t allowance = ~std::uint64_t{0};

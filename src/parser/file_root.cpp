@@ -35,7 +35,9 @@ bool IsReadable(const MkvEbmlHeader& header) {
 
 }  // namespace
 
-CMkvFileRoot::CMkvFileRoot(IAsyncReader* source, bool mayFollowIndex) : CMkvFile(source), canSeek(mayFollowIndex) {
+CMkvFileRoot::CMkvFileRoot(IAsyncReader* source, bool mayFollowIndex, const PlaybackPolicy& ofFilter)
+    : CMkvFile(source), canSeek(mayFollowIndex) {
+  policy = ofFilter;
   flushes = std::make_shared<SourceFlushes>();
   payloadRoom = KeepingRoom(AllowanceOf(1, kSlackForKeeping));
   recordRoom = KeepingRoom(AllowanceOf(kTimesForRecords, kSlackForKeeping));

@@ -14,7 +14,7 @@ namespace vantor {
 
 class CMkvFileRoot final : public CMkvFile {
  public:
-  CMkvFileRoot(IAsyncReader* reader, bool canSeek);
+  CMkvFileRoot(IAsyncReader* reader, bool canSeek, const PlaybackPolicy& policy = {});
 
   // Segments read: those behind are passed over.
   static constexpr int kMaxSegments = 16;

@@ -27,6 +27,8 @@ class RegistrationSystem {
   // Sets a string value, making the key and those above it when they are missing. An empty name is the key's default
   // value.
   virtual HRESULT WriteClassesValue(const std::string& key, const std::string& name, const std::string& text) = 0;
+  // Whether the key is there and has a value of that name. One that cannot be looked at has none.
+  virtual bool HasClassesValue(const std::string& key, const std::string& name) = 0;
   // Deletes every value of a key and leaves the keys below it. A missing key has none.
   virtual HRESULT ClearClassesKey(const std::string& key) = 0;
   // Deletes one key below another, and nothing below it: a key with subkeys stays. True when it was deleted;

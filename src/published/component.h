@@ -1,8 +1,10 @@
-// Who the component is: the identifiers and names by which registries, graphs and hosts know it.
+// Who the components are: the identifiers and names by which registries, graphs and hosts know them. There are two, the
+// demultiplexer and the complete one, which plays more of what files in the wild hold.
 //
 //   CoCreateInstance(kClsidMkvDmx, nullptr, CLSCTX_INPROC_SERVER, IID_IBaseFilter, &filter);
+//   CoCreateInstance(kMkvDmxComplete.classId, nullptr, CLSCTX_INPROC_SERVER, IID_IBaseFilter, &filter);
 //
-// vantormkv.idl repeats the identifiers of the type library.
+// vantormkv.idl and vantormkv_complete.idl repeat the identifiers of the type libraries.
 #pragma once
 
 #include "platform/com.h"
@@ -22,7 +24,23 @@ inline constexpr GUID kTypeLibraryId = {0x8f4a6d3b, 0x15e9, 0x4c72, {0xb0, 0xa8,
 inline constexpr WORD kTypeLibraryMajor = 1;
 inline constexpr WORD kTypeLibraryMinor = 0;
 
-// The automation interface: a dispatch interface without methods of its own.
+struct ComponentIdentity {
+  const WCHAR* filterName;
+  CLSID classId;
+  IID interfaceId;     // of IVXMkvDmx
+  GUID typeLibraryId;  // in the version above
+};
+
+inline constexpr ComponentIdentity kMkvDmx = {kFilterName, kClsidMkvDmx, kIidMkvDmx, kTypeLibraryId};
+// {35CF08A4-73AF-444E-912C-586453BA20A0}, {1164C123-3C04-47F9-B42F-3717FAC75520} and
+// {FDE6ADDF-39AA-46D2-9EE8-945104573D8A}
+inline constexpr ComponentIdentity kMkvDmxComplete = {
+    OLESTR("Vantor MKV Demultiplexer (complete)"),
+    {0x35cf08a4, 0x73af, 0x444e, {0x91, 0x2c, 0x58, 0x64, 0x53, 0xba, 0x20, 0xa0}},
+    {0x1164c123, 0x3c04, 0x47f9, {0xb4, 0x2f, 0x37, 0x17, 0xfa, 0xc7, 0x55, 0x20}},
+    {0xfde6addf, 0x39aa, 0x46d2, {0x9e, 0xe8, 0x94, 0x51, 0x04, 0x57, 0x3d, 0x8a}}};
+
+// The automation interface of both: a dispatch interface without methods of its own.
 struct IVXMkvDmx : public IDispatch {
  protected:
   ~IVXMkvDmx() = default;

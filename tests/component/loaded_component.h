@@ -1,4 +1,4 @@
-// The component as built, loaded from beside the test program, for a test's fixture.
+// A component as built, loaded from beside the test program, for a test's fixture.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -15,16 +15,16 @@ namespace vantor::test {
 // Every test ends with the component ready to be unloaded.
 class LoadedComponent : public testing::Test {
  protected:
-  LoadedComponent() {
+  explicit LoadedComponent(const char* file = VANTOR_COMPONENT_FILE) {
     std::string error;
-    library_ = SharedLibrary::Load(Path(), &error);
-    EXPECT_TRUE(library_) << Path() << ": " << error;
+    library_ = SharedLibrary::Load(Path(file), &error);
+    EXPECT_TRUE(library_) << Path(file) << ": " << error;
   }
   ~LoadedComponent() override { EXPECT_EQ(Call("DllCanUnloadNow"), S_OK); }
 
-  static std::string Path() {
+  static std::string Path(const char* file = VANTOR_COMPONENT_FILE) {
     std::filesystem::path path = platform::ToPath(ModulePath());
-    path.replace_filename(VANTOR_COMPONENT_FILE);
+    path.replace_filename(file);
     return platform::FromPath(path);
   }
 

@@ -25,6 +25,10 @@ using testing::StartsWith;
 #define NONE "{00000000-0000-0000-0000-000000000000}"
 #define FILTER "{5E1B2A64-90C3-4D0F-A7E2-6B8D54C9F311}"
 
+#define FIRST_BYTES "Media Type\\" STREAM "\\" PRIVATE_MATROSKA
+
+constexpr ServerSetup kCompleteServer = {kMkvDmxComplete.typeLibraryId, kClsidMkvDmx};
+
 class Registration : public testing::Test {
  protected:
   ClassRegistrar Classes() {
@@ -32,6 +36,8 @@ class Registration : public testing::Test {
   }
   HRESULT Register() { return RegisterServer(system, Classes()); }
   HRESULT Unregister() { return UnregisterServer(system, Classes()); }
+  HRESULT RegisterComplete() { return RegisterServer(system, Classes(), kCompleteServer); }
+  HRESULT UnregisterComplete() { return UnregisterServer(system, Classes(), kCompleteServer); }
 
   FakeRegistration system;
 };
@@ -68,6 +74,48 @@ TEST_F(Registration, WritesTheFirstBytesDeletesTheExtensionsAndRegistersLibraryA
 TEST_F(Registration, UnregistersBothSubtypesTheExtensionsTheLibraryAndTheClasses) {
   EXPECT_EQ(Unregister(), S_OK);
   EXPECT_THAT(system.calls, testing::ElementsAreArray(kUnregistering));
+}
+
+TEST_F(Registration, TheCompleteOneWritesTheFirstBytesWhereTheyAreMissing) {
+  EXPECT_EQ(RegisterComplete(), S_OK);
+  EXPECT_THAT(
+      system.calls,
+      ElementsAre("look for " FIRST_BYTES " [Source Filter]", "write " FIRST_BYTES " [0] = 0,4,,1A45DFA3",
+                  "write " FIRST_BYTES " [Source Filter] = {E436EBB5-524F-11CE-9F53-0020AF0BA770}",
+                  "delete Media Type\\Extensions\\.webm", "delete Media Type\\Extensions\\.mkv",
+                  "delete Media Type\\Extensions\\.mka", "delete Media Type\\Extensions\\.mks",
+                  "load C:\\Filters\\vantormkv.ax", "register library C:\\Filters\\vantormkv.ax", "register classes"));
+}
+
+TEST_F(Registration, TheCompleteOneLeavesTheFirstBytesThatAreThere) {
+  system.values = {FIRST_BYTES " [Source Filter]"};
+  EXPECT_EQ(RegisterComplete(), S_OK);
+  EXPECT_THAT(system.calls, Not(Contains(StartsWith("clear"))));
+  EXPECT_THAT(system.calls, Not(Contains(StartsWith("write"))));
+  EXPECT_EQ(system.calls.back(), "register classes");
+}
+
+TEST_F(Registration, TheCompleteOneTakesTheFirstBytesAwayWhenItIsAlone) {
+  EXPECT_EQ(UnregisterComplete(), S_OK);
+  EXPECT_THAT(system.calls,
+              ElementsAre("look for CLSID\\" FILTER "\\InprocServer32 []", "delete " FIRST_BYTES,
+                          "delete Media Type\\Extensions\\.webm", "delete Media Type\\Extensions\\.mkv",
+                          "delete Media Type\\Extensions\\.mka", "delete Media Type\\Extensions\\.mks",
+                          "unregister library {FDE6ADDF-39AA-46D2-9EE8-945104573D8A} 1.0", "unregister classes"));
+}
+
+TEST_F(Registration, TheCompleteOneLeavesTheFirstBytesToTheOther) {
+  system.values = {"CLSID\\" FILTER "\\InprocServer32 []"};
+  EXPECT_EQ(UnregisterComplete(), S_OK);
+  EXPECT_THAT(system.calls, Not(Contains(StartsWith("delete " FIRST_BYTES))));
+  EXPECT_EQ(system.calls.back(), "unregister classes");
+}
+
+TEST_F(Registration, TheCompleteOneLeavesTheFirstBytesWhereItCannotFindOut) {
+  system.throwing = "look for";
+  EXPECT_EQ(RegisterComplete(), E_OUTOFMEMORY);
+  EXPECT_EQ(UnregisterComplete(), S_OK);
+  EXPECT_THAT(system.calls, Not(Contains(StartsWith("delete " FIRST_BYTES))));
 }
 
 TEST_F(Registration, ExtensionKeysThatCannotBeDeletedAreNoFailure) {
@@ -202,6 +250,14 @@ TEST(SetupRecord, ReachesTheMapperAsItIs) {
                           "register filter " FILTER
                           " Vantor MKV Demultiplexer merit 00600000 pins 2, flags 0 " STREAM PRIVATE_MATROSKA
                           " " STREAM MATROSKA " " NONE NONE ", flags 8"));
+}
+
+TEST(SetupRecord, OfTheCompleteOneDiffersInNameClassAndOneStepOfMerit) {
+  EXPECT_EQ(WideToUtf8(kCompleteFilterSetup.strName), "Vantor MKV Demultiplexer (complete)");
+  EXPECT_EQ(GuidText(*kCompleteFilterSetup.clsID), GuidText(kMkvDmxComplete.classId));
+  EXPECT_EQ(kCompleteFilterSetup.dwMerit, kFilterSetup.dwMerit + 1);
+  EXPECT_EQ(kCompleteFilterSetup.nPins, kFilterSetup.nPins);
+  EXPECT_EQ(kCompleteFilterSetup.lpPin, kFilterSetup.lpPin);
 }
 
 TEST(SetupRecord, NamesThePinsAndConnectsThemToNothing) {

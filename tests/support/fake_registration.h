@@ -8,6 +8,7 @@
 
 #include <cstdio>
 #include <new>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -20,6 +21,8 @@ namespace vantor::test {
 class FakeRegistration final : public platform::RegistrationSystem {
  public:
   std::vector<std::string> calls;
+  // What the registry holds, for those who look: "key [name]".
+  std::set<std::string> values;
   std::string modulePath = "C:\\Filters\\vantormkv.ax";
 
   // Every call whose line begins so fails.
@@ -41,6 +44,11 @@ class FakeRegistration final : public platform::RegistrationSystem {
   std::string ModulePath() override { return modulePath; }
   HRESULT WriteClassesValue(const std::string& key, const std::string& name, const std::string& text) override {
     return Note("write " + key + " [" + name + "] = " + text);
+  }
+  bool HasClassesValue(const std::string& key, const std::string& name) override {
+    const std::string value = key + " [" + name + "]";
+    Note("look for " + value);
+    return values.contains(value);
   }
   HRESULT ClearClassesKey(const std::string& key) override { return Note("clear " + key); }
   bool DeleteClassesKey(const std::string& parent, const std::string& name) override {

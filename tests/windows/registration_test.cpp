@@ -205,6 +205,9 @@ class KeptMessages final : public platform::RegistrationSystem {
   HRESULT WriteClassesValue(const std::string& key, const std::string& name, const std::string& text) override {
     return real_.WriteClassesValue(key, name, text);
   }
+  bool HasClassesValue(const std::string& key, const std::string& name) override {
+    return real_.HasClassesValue(key, name);
+  }
   HRESULT ClearClassesKey(const std::string& key) override { return real_.ClearClassesKey(key); }
   bool DeleteClassesKey(const std::string& parent, const std::string& name) override {
     return real_.DeleteClassesKey(parent, name);

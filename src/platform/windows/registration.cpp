@@ -66,6 +66,14 @@ class WindowsRegistration final : public RegistrationSystem {
     return HRESULT_FROM_WIN32(status);
   }
 
+  bool HasClassesValue(const std::string& key, const std::string& name) override {
+    OpenedKey opened;
+    return RegOpenKeyExW(HKEY_CLASSES_ROOT, Utf8ToWide(key).c_str(), 0, KEY_QUERY_VALUE, opened.Out()) ==
+               ERROR_SUCCESS &&
+           RegQueryValueExW(opened.Get(), name.empty() ? nullptr : Utf8ToWide(name).c_str(), nullptr, nullptr, nullptr,
+                            nullptr) == ERROR_SUCCESS;
+  }
+
   HRESULT ClearClassesKey(const std::string& key) override {
     OpenedKey opened;
     LSTATUS status =
