@@ -74,6 +74,11 @@ void ReadTrackEntry(const MkvElement& element, MkvTrackEntry& track) {
              });
 }
 
+// Writers that pad it, or count its end in, mean the codec all the same.
+void TrimZeros(Bytes& codecId) {
+  while (!codecId.empty() && codecId.back() == 0) codecId.pop_back();
+}
+
 }  // namespace
 
 HRESULT ReadTracks(const MkvElement& tracks, MkvTrackList& list, std::size_t limit) {
@@ -86,6 +91,7 @@ HRESULT ReadTracks(const MkvElement& tracks, MkvTrackList& list, std::size_t lim
                             }
                             auto track = std::make_unique<MkvTrackEntry>();
                             ReadTrackEntry(child, *track);
+                            if (child.file->policy.trimCodecIds) TrimZeros(track->CodecID);
                             list.push_back(std::move(track));
                           }},
                      });

@@ -36,7 +36,8 @@ struct Source {
 
 // Bytes and the file opened from them.
 struct Opened {
-  explicit Opened(const Raw& bytes, bool canSeek = true) : reader(bytes), root(&reader, canSeek) {
+  explicit Opened(const Raw& bytes, bool canSeek = true, const PlaybackPolicy& policy = {})
+      : reader(bytes), root(&reader, canSeek, policy) {
     reader.ResetCounters();
     result = root.Open();
   }
