@@ -29,6 +29,7 @@ constexpr std::uint64_t kSlackForPlaying = 65536;
 BlockCursor::BlockCursor(CMkvFile& root, const FirstCluster& first, const MkvTrackEntry& track)
     : file_(root),
       track_(track),
+      everyBlockIsKeyFrame_(HasOnlyKeyFrames(track.TrackType.value, root.policy)),
       records_(*root.GetSegment()),
       wholeFile_(MkvElement::WholeFile(file_)),
       segment_(ElementOf(first.segment, file_, &wholeFile_)),
@@ -106,6 +107,7 @@ bool BlockCursor::ReadGroup() {
 // The block that was read is the next one, unless it is damaged: it is passed over then like one of another track.
 bool BlockCursor::KeepNext(HRESULT result) {
   if (result != S_OK) return true;
+  if (everyBlockIsKeyFrame_) next_->record.ReferenceBlock = CMkvInt();
   next_->start = records_.TicksToTime(WrappingAdd(place_.timecode, next_->record.timecode.value));
   hasNext_ = true;
   return true;

@@ -95,6 +95,7 @@ class BlockCursor {
 
   CMkvFileClone file_;
   const MkvTrackEntry& track_;
+  const bool everyBlockIsKeyFrame_;
   const MkvSegment& records_;
   MkvElement wholeFile_;
   MkvElement segment_;

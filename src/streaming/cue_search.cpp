@@ -49,8 +49,25 @@ bool ReadBlockHeader(const MkvElement& element, MkvBlock& block) {
   return true;
 }
 
+// The track whose key frames are looked for.
+struct ReferenceTrack {
+  std::uint64_t number;
+  bool hasOnlyKeyFrames;
+};
+
+ReferenceTrack ReferenceTrackOf(const MkvSegment& records, const PlaybackPolicy& policy) {
+  const std::uint64_t number = ReferenceTrackNumber(records);
+  for (const MkvTrackList& list : records.tracks) {
+    for (const auto& track : list) {
+      // It is a video track where there is any, so of another type only where there is none.
+      if (track->TrackType.value == MkvTrackEntry::kTypeVideo) return {number, false};
+    }
+  }
+  return {number, policy.audioKeyFrames};
+}
+
 // Moves the place onto the last key frame of the track at or before the target in the Cluster it stands in.
-bool FindKeyFrame(const MkvSegment& records, std::uint64_t track, std::int64_t target, ClusterPlace& place) {
+bool FindKeyFrame(const MkvSegment& records, const ReferenceTrack& track, std::int64_t target, ClusterPlace& place) {
   place.timecode = 0;  // unlike in a walk, there is no Cluster before this one
   ReadClusterTimecode(place.cluster, place.timecode);
   MkvElement found;
@@ -60,9 +77,9 @@ bool FindKeyFrame(const MkvSegment& records, std::uint64_t track, std::int64_t t
     if (file.interrupted && file.interrupted()) return false;  // asked always: one child may take long to read
     if (!IsBlock(child) || !ReadBlockHeader(child, block)) continue;
     const std::int64_t time = records.TicksToTime(WrappingAdd(place.timecode, block.timecode.value));
-    const bool isOfTrack = block.trackNumber.value == track;
+    const bool isOfTrack = block.trackNumber.value == track.number;
     if ((isOfTrack && time > target) || time > WrappingAdd(target, kSearchMargin)) break;
-    if (isOfTrack && block.IsKeyFrame()) found = child;
+    if (isOfTrack && (track.hasOnlyKeyFrames || block.IsKeyFrame())) found = child;
   }
   place.element = found;
   return static_cast<bool>(place.element);
@@ -83,7 +100,7 @@ std::optional<PlaceInFile> FindPlace(CMkvFile& file, const FirstCluster& first, 
   const MkvElement whole = MkvElement::WholeFile(file);
   const MkvElement segment = ElementOf(first.segment, file, &whole);
   const MkvSegment& records = *file.GetSegment();
-  const std::uint64_t track = ReferenceTrackNumber(records);
+  const ReferenceTrack track = ReferenceTrackOf(records, file.policy);
   const auto isGivenUp = [&file] { return file.wasLetGo || (file.interrupted && file.interrupted()); };
   TriedPlaces tried;
   ClusterPlace place;
@@ -91,7 +108,7 @@ std::optional<PlaceInFile> FindPlace(CMkvFile& file, const FirstCluster& first, 
     for (auto point = list.rbegin(); point != list.rend(); ++point) {
       if (records.TicksToTime(static_cast<std::int64_t>(point->CueTime.value)) > latest) continue;
       for (const MkvCueTrackPosition& position : point->trackPositions) {
-        if (position.CueTrack.value != track || tried.Has(position.CueClusterPosition.value)) continue;
+        if (position.CueTrack.value != track.number || tried.Has(position.CueClusterPosition.value)) continue;
         const std::uint64_t at = records.dataStart + position.CueClusterPosition.value;
         if (at < records.dataStart) continue;  // no place in any file
         if (isGivenUp()) return std::nullopt;

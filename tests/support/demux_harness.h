@@ -117,6 +117,13 @@ class Demux {
     return filter;
   }
 
+  static ComPtr<CVXMkvDmx> NewFilter(const PlaybackPolicy& policy) {
+    HRESULT result = S_OK;
+    ComPtr<CVXMkvDmx> filter(new CVXMkvDmx(nullptr, &result, kMkvDmxComplete, policy));
+    EXPECT_EQ(result, S_OK);
+    return filter;
+  }
+
   CVXMkvDmx& Filter() { return *filter_; }
   MemoryReader& Reader() { return reader_; }
   FakeSource& Source() { return *source_; }
