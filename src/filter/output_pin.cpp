@@ -44,7 +44,7 @@ CVXMkvDmxOutputPin::CVXMkvDmxOutputPin(CVXMkvDmx* filter, CCritSec* lock, HRESUL
                                        const TrackMediaType& type)
     : OutputPinType{type.mediaType, type.bufferSize},
       TrackWorker(*this, filter->SharedPlayback(), root, first, track, OutputPinType::mediaType, type.convertStartCodes,
-                  filter->ControlPatience()),
+                  filter->ControlPatience(), type.addFrameHeaders),
       CBaseOutputPin(name, filter, lock, result, name),
       ForwardedSeeking(filter->SharedSeeking()),
       filter_(filter) {}

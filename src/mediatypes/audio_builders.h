@@ -29,6 +29,8 @@ HRESULT BuildWaveFormatWithPrivate(const AudioCodec&, const MkvTrackEntry&, cons
 HRESULT BuildMpegLayer(const AudioCodec&, const MkvTrackEntry&, const Bytes&, TrackMediaType&);
 HRESULT BuildFlac(const AudioCodec&, const MkvTrackEntry&, const Bytes&, TrackMediaType&);
 HRESULT BuildStoredWaveFormat(const AudioCodec&, const MkvTrackEntry&, const Bytes&, TrackMediaType&);
+HRESULT BuildEac3(const AudioCodec&, const MkvTrackEntry&, const Bytes&, TrackMediaType&);
+HRESULT BuildBigEndianPcm(const AudioCodec&, const MkvTrackEntry&, const Bytes&, TrackMediaType&);
 HRESULT BuildVorbis(const AudioCodec&, const MkvTrackEntry&, const Bytes&, TrackMediaType&);
 HRESULT BuildVorbis2(const AudioCodec&, const MkvTrackEntry&, const Bytes&, TrackMediaType&);
 HRESULT BuildRealAudio(const AudioCodec&, const MkvTrackEntry&, const Bytes&, TrackMediaType&);

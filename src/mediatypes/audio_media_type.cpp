@@ -30,10 +30,20 @@ constexpr AudioCodec kAudioCodecs[] = {
     {"A_AAC/", Match::kPrefix, OLESTR("AAC"), format_tags::kAac, BuildAacProfile},
 };
 
+// Those of MoreCodecs. The variants of AC-3 are AC-3 at lower rates.
+constexpr AudioCodec kMoreAudioCodecs[] = {
+    {"A_AC3/", Match::kPrefix, OLESTR("AC3"), format_tags::kAc3, BuildWaveFormat},
+    {"A_EAC3", Match::kExact, OLESTR("EAC3"), 0, BuildEac3},
+    {"A_ALAC", Match::kExact, OLESTR("ALAC"), format_tags::kAlac, BuildWaveFormatWithPrivate},
+    {"A_PCM/INT/BIG", Match::kExact, OLESTR("PCM"), 0, BuildBigEndianPcm},
+};
+
 }  // namespace
 
-HRESULT BuildAudioMediaType(const MkvTrackEntry& track, const ResolvedPrivate& resolved, TrackMediaType& result) {
+HRESULT BuildAudioMediaType(const MkvTrackEntry& track, const ResolvedPrivate& resolved, TrackMediaType& result,
+                            const PlaybackPolicy& policy) {
   const AudioCodec* codec = FindCodec(kAudioCodecs, track.CodecID);
+  if (codec == nullptr && policy.moreCodecs) codec = FindCodec(kMoreAudioCodecs, track.CodecID);
   if (codec == nullptr) return SkipTrack(NoPinReason::kCodec, result);
   const GUID subtype = codec->formatTag != 0 ? SubtypeOf(codec->formatTag) : GUID_NULL;
   result.mediaType.SetType(&MEDIATYPE_Audio);

@@ -1,4 +1,4 @@
-// HEVC: the configuration record behind the bitmap header, which counts it in its size.
+// HEVC, and AV1 like it: the configuration record behind the bitmap header, which counts it in its size.
 #include "mediatypes/video_builders.h"
 
 namespace vantor {

@@ -38,6 +38,13 @@ const SubtitleCodec kSubtitleCodecs[] = {
     {"S_USF", kTypeSubtitle, kSubtypeUsf, nullptr},
     {"S_VOBSUB", kTypeSubtitle, kSubtypeVobSub, nullptr},
 };
+// Those that have a subtype with MoreCodecs; WebM has identifiers of its own for WebVTT.
+const SubtitleCodec kMoreSubtitleCodecs[] = {
+    {"S_TEXT/WEBVTT", kTypeSubtitle, kSubtypeWebVtt, nullptr},
+    {"D_WEBVTT/", kTypeSubtitle, kSubtypeWebVtt, nullptr, Match::kPrefix},
+    {"S_HDMV/PGS", kTypeSubtitle, kSubtypePgs, nullptr},
+    {"S_DVBSUB", kTypeSubtitle, kSubtypeDvbSubtitles, nullptr},
+};
 const SubtitleCodec kAnyOther = {{}, kTypeSubtitle, GUID_NULL, nullptr};
 
 WideString LanguageLabel(const MkvTrackEntry& track) {
@@ -63,8 +70,10 @@ HRESULT StoreSubtitleBlock(const MkvTrackEntry& track, const Bytes& codecPrivate
 
 }  // namespace
 
-HRESULT BuildSubtitleMediaType(const MkvTrackEntry& track, const ResolvedPrivate& resolved, TrackMediaType& result) {
+HRESULT BuildSubtitleMediaType(const MkvTrackEntry& track, const ResolvedPrivate& resolved, TrackMediaType& result,
+                               const PlaybackPolicy& policy) {
   const SubtitleCodec* found = FindCodec(kSubtitleCodecs, track.CodecID);
+  if (found == nullptr && policy.moreCodecs) found = FindCodec(kMoreSubtitleCodecs, track.CodecID);
   const SubtitleCodec& codec = found != nullptr ? *found : kAnyOther;
   result.mediaType.SetType(&codec.majorType);
   result.mediaType.SetSubtype(&codec.subtype);

@@ -5,7 +5,7 @@ namespace vantor {
 
 namespace {
 
-using Builder = HRESULT (*)(const MkvTrackEntry&, const ResolvedPrivate&, TrackMediaType&);
+using Builder = HRESULT (*)(const MkvTrackEntry&, const ResolvedPrivate&, TrackMediaType&, const PlaybackPolicy&);
 
 Builder BuilderOf(std::uint64_t trackType) {
   switch (trackType) {
@@ -22,12 +22,13 @@ Builder BuilderOf(std::uint64_t trackType) {
 
 }  // namespace
 
-HRESULT BuildTrackMediaType(const MkvTrackEntry& track, const AvcConfigSources& sources, TrackMediaType& result) {
+HRESULT BuildTrackMediaType(const MkvTrackEntry& track, const AvcConfigSources& sources, TrackMediaType& result,
+                            const PlaybackPolicy& policy) {
   const Builder build = BuilderOf(track.TrackType.value);
   if (build == nullptr) return SkipTrack(NoPinReason::kTrackType, result);
   const ResolvedPrivate resolved = ResolveCodecPrivate(track, sources);
   if (resolved.noPin != NoPinReason::kNone) return SkipTrack(resolved.noPin, result);
-  return build(track, resolved, result);
+  return build(track, resolved, result, policy);
 }
 
 }  // namespace vantor

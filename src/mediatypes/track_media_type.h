@@ -14,6 +14,7 @@
 #include "baseclasses/media_type.h"
 #include "mediatypes/codec_private.h"
 #include "mediatypes/no_pin_reason.h"
+#include "parser/playback_policy.h"
 #include "parser/track_entry.h"
 #include "platform/com.h"
 
@@ -24,16 +25,21 @@ struct TrackMediaType {
   WideString codecLabel;           // for the pin's name, at most 7 characters
   std::uint32_t bufferSize = 0;    // bytes of one sample
   bool convertStartCodes = false;  // frames come with 4-byte start codes where the type promises 4-byte lengths
+  bool addFrameHeaders = false;    // frames come without the ProRes header that decoders look for
   NoPinReason noPin = NoPinReason::kNone;
 };
 
-// The type for a track of any kind, its private data resolved by the sources.
-HRESULT BuildTrackMediaType(const MkvTrackEntry& track, const AvcConfigSources& sources, TrackMediaType& result);
+// The type for a track of any kind, its private data resolved by the sources. What has a type depends on the policy.
+HRESULT BuildTrackMediaType(const MkvTrackEntry& track, const AvcConfigSources& sources, TrackMediaType& result,
+                            const PlaybackPolicy& policy = {});
 
 // The same for one kind, with private data that has been resolved and is within reach.
-HRESULT BuildVideoMediaType(const MkvTrackEntry& track, const ResolvedPrivate& resolved, TrackMediaType& result);
-HRESULT BuildAudioMediaType(const MkvTrackEntry& track, const ResolvedPrivate& resolved, TrackMediaType& result);
+HRESULT BuildVideoMediaType(const MkvTrackEntry& track, const ResolvedPrivate& resolved, TrackMediaType& result,
+                            const PlaybackPolicy& policy = {});
+HRESULT BuildAudioMediaType(const MkvTrackEntry& track, const ResolvedPrivate& resolved, TrackMediaType& result,
+                            const PlaybackPolicy& policy = {});
 // Never skips: an unknown codec has a null subtype.
-HRESULT BuildSubtitleMediaType(const MkvTrackEntry& track, const ResolvedPrivate& resolved, TrackMediaType& result);
+HRESULT BuildSubtitleMediaType(const MkvTrackEntry& track, const ResolvedPrivate& resolved, TrackMediaType& result,
+                               const PlaybackPolicy& policy = {});
 
 }  // namespace vantor

@@ -33,6 +33,7 @@ HRESULT BuildMpegVideo(const VideoCodec&, const MkvTrackEntry&, const Bytes&, Tr
 HRESULT BuildTheora(const VideoCodec&, const MkvTrackEntry&, const Bytes&, TrackMediaType&);
 HRESULT BuildAvc(const VideoCodec&, const MkvTrackEntry&, const Bytes&, TrackMediaType&);
 HRESULT BuildHevc(const VideoCodec&, const MkvTrackEntry&, const Bytes&, TrackMediaType&);
+HRESULT BuildProRes(const VideoCodec&, const MkvTrackEntry&, const Bytes&, TrackMediaType&);
 
 // 100 ns a frame: by the frame rate, else by the default duration, else 0.
 std::int64_t FrameTime(const MkvTrackEntry& track);

@@ -22,10 +22,19 @@ constexpr VideoCodec kVideoCodecs[] = {
     {"V_MPEGH/ISO/HEVC", Match::kExact, OLESTR("HEVC"), FourCc("hev1"), BuildHevc},
 };
 
+// Those of MoreCodecs. AV1 by its code point MFVideoFormat_AV1 of mfapi.h; ProRes by the four letters that its maker
+// gives each kind, which the private data holds.
+constexpr VideoCodec kMoreVideoCodecs[] = {
+    {"V_AV1", Match::kExact, OLESTR("AV1"), FourCc("AV01"), BuildHevc},
+    {"V_PRORES", Match::kExact, OLESTR("PRORES"), 0, BuildProRes},
+};
+
 }  // namespace
 
-HRESULT BuildVideoMediaType(const MkvTrackEntry& track, const ResolvedPrivate& resolved, TrackMediaType& result) {
+HRESULT BuildVideoMediaType(const MkvTrackEntry& track, const ResolvedPrivate& resolved, TrackMediaType& result,
+                            const PlaybackPolicy& policy) {
   const VideoCodec* codec = FindCodec(kVideoCodecs, track.CodecID);
+  if (codec == nullptr && policy.moreCodecs) codec = FindCodec(kMoreVideoCodecs, track.CodecID);
   if (codec == nullptr) return SkipTrack(NoPinReason::kCodec, result);
   const GUID subtype = codec->fourCc != 0 ? SubtypeOf(codec->fourCc) : GUID_NULL;
   result.mediaType.SetType(&MEDIATYPE_Video);

@@ -1,5 +1,6 @@
 // Codecs described by a WAVEFORMATEX.
 #include <algorithm>
+#include <cstring>
 
 #include "mediatypes/audio_builders.h"
 #include "mediatypes/format_block.h"
@@ -93,6 +94,40 @@ HRESULT BuildStoredWaveFormat(const AudioCodec&, const MkvTrackEntry&, const Byt
   const GUID subtype = SubtypeOf(static_cast<std::uint32_t>(stored[0] | stored[1] << 8));
   result.mediaType.SetSubtype(&subtype);
   return S_OK;
+}
+
+// Its subtype has no format tag: the header says so, and the subtype stands behind it, as WAVEFORMATEXTENSIBLE has it.
+HRESULT BuildEac3(const AudioCodec&, const MkvTrackEntry& track, const Bytes&, TrackMediaType& result) {
+  constexpr std::size_t kExtension = 22;  // bits, channels, subtype
+  constexpr std::size_t kSubtypeAt = 6;
+  result.mediaType.SetSubtype(&kSubtypeEac3);
+  WAVEFORMATEX header = CommonWaveFormat(track, format_tags::kExtensible);
+  header.cbSize = kExtension;
+  Bytes extension(kExtension);
+  std::memcpy(extension.data() + kSubtypeAt, &kSubtypeEac3, sizeof kSubtypeEac3);
+  return Store(header, extension, 0, result);
+}
+
+// No format tag means it either. The codes are those of the sound descriptions in Apple's QuickTime File Format; of 8
+// bits it has none that says what the bytes here are.
+HRESULT BuildBigEndianPcm(const AudioCodec&, const MkvTrackEntry& track, const Bytes&, TrackMediaType& result) {
+  std::uint32_t code = 0;
+  switch (track.audio.BitDepth.value) {
+    case 16:
+      code = FourCc("twos");
+      break;
+    case 24:
+      code = FourCc("in24");
+      break;
+    case 32:
+      code = FourCc("in32");
+      break;
+    default:
+      return SkipTrack(NoPinReason::kCodec, result);
+  }
+  const GUID subtype = SubtypeOf(code);
+  result.mediaType.SetSubtype(&subtype);
+  return Store(CommonWaveFormat(track, 0), {}, 0, result);
 }
 
 // The private bytes ride along uncounted: decoders look for them behind the header whatever cbSize says.

@@ -27,6 +27,12 @@ constexpr CodeName kCodes[] = {
     {FourCc("VP80"), "VP8"},
     {FourCc("VP90"), "VP9"},
     {FourCc("AV01"), "AV1"},
+    {FourCc("apco"), "ProRes 422 Proxy"},
+    {FourCc("apcs"), "ProRes 422 LT"},
+    {FourCc("apcn"), "ProRes 422"},
+    {FourCc("apch"), "ProRes 422 HQ"},
+    {FourCc("ap4h"), "ProRes 4444"},
+    {FourCc("ap4x"), "ProRes 4444 XQ"},
     {FourCc("MP4V"), "MPEG-4 Visual"},
     {FourCc("XVID"), "MPEG-4 Visual (Xvid)"},
     {FourCc("DIVX"), "MPEG-4 Visual (DivX)"},
@@ -69,6 +75,10 @@ constexpr CodeName kCodes[] = {
     {format_tags::kWavPack, "WavPack"},
     {format_tags::kOpus, "Opus"},
     {format_tags::kTta, "TTA"},
+    {format_tags::kAlac, "ALAC"},
+    {FourCc("twos"), "PCM, big-endian"},
+    {FourCc("in24"), "PCM, big-endian"},
+    {FourCc("in32"), "PCM, big-endian"},
     {format_tags::kFlac, "FLAC"},
 };
 
@@ -84,6 +94,7 @@ const SubtypeName kSubtypes[] = {
     {MEDIASUBTYPE_RGB565, "RGB, 16 bits"},
     {MEDIASUBTYPE_ARGB32, "RGB, 32 bits"},
     {kSubtypeFlac, "FLAC"},
+    {kSubtypeEac3, "E-AC-3"},
     {kSubtypeVorbis, "Vorbis"},
     {kSubtypeVorbis2, "Vorbis"},
     {kSubtypeUtf8, "SubRip text"},
@@ -92,6 +103,9 @@ const SubtypeName kSubtypes[] = {
     {kSubtypeSsf, "Structured Subtitle Format"},
     {kSubtypeUsf, "Universal Subtitle Format"},
     {kSubtypeVobSub, "VobSub"},
+    {kSubtypeWebVtt, "WebVTT"},
+    {kSubtypePgs, "PGS"},
+    {kSubtypeDvbSubtitles, "DVB subtitles"},
 };
 
 }  // namespace

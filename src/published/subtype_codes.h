@@ -49,7 +49,9 @@ inline constexpr std::uint16_t kCook = 0x2004;
 inline constexpr std::uint16_t kWavPack = 0x5756;
 inline constexpr std::uint16_t kOpus = 0x704F;
 inline constexpr std::uint16_t kTta = 0x77A1;
+inline constexpr std::uint16_t kAlac = 0x6C61;  // WAVE_FORMAT_ALAC of mmreg.h
 inline constexpr std::uint16_t kFlac = 0xF1AC;
+inline constexpr std::uint16_t kExtensible = 0xFFFE;  // WAVE_FORMAT_EXTENSIBLE: the subtype is behind the header
 }  // namespace format_tags
 
 }  // namespace vantor

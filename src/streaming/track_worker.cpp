@@ -35,12 +35,13 @@ thread_local const Playback* ownPlayback = nullptr;
 
 TrackWorker::TrackWorker(CBaseOutputPin& pin, Playback& playback, CMkvFile& root, const FirstCluster& first,
                          const MkvTrackEntry& track, const CMediaType& ownType, bool convertStartCodes,
-                         const Patience& patience)
+                         const Patience& patience, bool addFrameHeaders)
     : pin_(pin),
       playback_(playback),
       ownType_(ownType),
       convertStartCodes_(convertStartCodes),
       strippedHeader_(StrippedHeader(track, MkvContentEncoding::kScopeFrames)),
+      addFrameHeaders_(addFrameHeaders),
       cursor_(root, first, track),
       samples_(
           pin, patience, [this] { return StopPending(); }, root.frameMemory) {
@@ -306,12 +307,21 @@ HRESULT TrackWorker::DeliverFrames(MkvBlock& block, const FrameTimes& times) {
   return S_OK;
 }
 
+// What goes out in front of the frame's bytes.
+std::span<const std::uint8_t> TrackWorker::HeaderOf(const FrameBytes& frame) {
+  if (!addFrameHeaders_ || !strippedHeader_.empty() || HasProResHeader(frame.data(), frame.size())) {
+    return strippedHeader_;
+  }
+  frameHeader_ = MakeProResHeader(frame.size());
+  return frameHeader_;
+}
+
 // A sample for the frame and its stripped header. A frame without one is skipped.
 SampleState TrackWorker::GetSample(const FrameBytes& frame, bool isLost, IMediaSample** sample) {
   SampleState state = SampleState::kSkipped;
   if (!isLost) {
     if (!pin_.IsConnected()) return state;
-    state = samples_.Get(DeliveryAllocator(), strippedHeader_.size() + frame.size(), sample);
+    state = samples_.Get(DeliveryAllocator(), HeaderOf(frame).size() + frame.size(), sample);
   }
   if (state == SampleState::kSkipped) ReportLostFrame();
   return state;
@@ -323,7 +333,7 @@ HRESULT TrackWorker::DeliverFrame(const FrameBytes& frame, const FrameTimes& tim
   const SampleMarks marks{times.StartOf(index), times.StopOf(index), isKeyFrame, isDiscontinuity_,
                           times.IsPreroll(index)};
   // Frames of other encodings than a stripped header go out as they are.
-  const HRESULT result = FillSample(*sample, frame.data(), frame.size(), marks, strippedHeader_);
+  const HRESULT result = FillSample(*sample, frame.data(), frame.size(), marks, HeaderOf(frame));
   if (FAILED(result)) return result;
   if (isKeyFrame) isDiscontinuity_ = false;
   // After a start nothing is delivered before the first key frame.

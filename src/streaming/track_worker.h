@@ -30,6 +30,7 @@
 #include "streaming/frame_times.h"
 #include "streaming/patience.h"
 #include "streaming/playback.h"
+#include "streaming/prores_header.h"
 #include "streaming/sample_source.h"
 
 namespace vantor {
@@ -40,7 +41,8 @@ class TrackWorker : public CAMThread {
  public:
   // The pin delivers; root, playback, track and patience outlive the worker. `ownType` is the pin's own media type.
   TrackWorker(CBaseOutputPin& pin, Playback& playback, CMkvFile& root, const FirstCluster& first,
-              const MkvTrackEntry& track, const CMediaType& ownType, bool convertStartCodes, const Patience& patience);
+              const MkvTrackEntry& track, const CMediaType& ownType, bool convertStartCodes, const Patience& patience,
+              bool addFrameHeaders = false);
   ~TrackWorker() override;
 
   // The playback that the calling thread is a worker of; null on all other threads.
@@ -116,6 +118,7 @@ class TrackWorker : public CAMThread {
   HRESULT DeliverBlock(StampedBlock& block);
   BlockTiming TimingOf(const StampedBlock& block);
   HRESULT DeliverFrames(MkvBlock& block, const FrameTimes& times);
+  std::span<const std::uint8_t> HeaderOf(const FrameBytes& frame);
   SampleState GetSample(const FrameBytes& frame, bool isLost, IMediaSample** sample);
   HRESULT DeliverFrame(const FrameBytes& frame, const FrameTimes& times, std::size_t index, bool isKeyFrame,
                        IMediaSample* sample);
@@ -127,6 +130,8 @@ class TrackWorker : public CAMThread {
   const CMediaType& ownType_;
   const bool convertStartCodes_;
   const std::span<const std::uint8_t> strippedHeader_;  // of every frame
+  const bool addFrameHeaders_;
+  ProResHeader frameHeader_{};
   BlockCursor cursor_;
   SampleSource samples_;
   bool isDiscontinuity_ = true;
