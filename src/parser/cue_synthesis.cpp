@@ -1,5 +1,6 @@
 #include "parser/cue_synthesis.h"
 
+#include <optional>
 #include <utility>
 
 #include "parser/block.h"
@@ -18,15 +19,37 @@ MkvCuePoint MakeCuePoint(std::uint64_t time, std::uint64_t track, std::uint64_t 
   return point;
 }
 
+// Whether a seek can lead anywhere: by a position for the track that seeking goes by, where there is a Cluster. A file
+// without such a track counts as one whose index does, since none that is made would.
+bool LeadsAnywhere(const MkvSegment& segment, CMkvFile& file, const MkvElement& parent) {
+  const std::optional<std::uint64_t> track = FindReferenceTrackNumber(segment);
+  if (!track) return true;
+  for (const MkvCueList& list : segment.cues) {
+    for (const MkvCuePoint& point : list) {
+      for (const MkvCueTrackPosition& position : point.trackPositions) {
+        const std::uint64_t at = segment.dataStart + position.CueClusterPosition.value;
+        if (position.CueTrack.value != *track || at < segment.dataStart) continue;
+        if (MkvElement::At(file, &parent, at).id.value == ids::kCluster) return true;
+      }
+    }
+  }
+  return false;
+}
+
 }  // namespace
 
 HRESULT SynthesiseCues(CMkvFileRoot& root) {
   MkvSegment& segment = root.segment;
-  if (!root.canSeek || !segment.cues.empty()) return S_OK;
+  const bool hasCues = !segment.cues.empty();
+  if (!root.canSeek || (hasCues && !root.policy.distrustSeekIndex)) return S_OK;
   const MkvElement file = MkvElement::WholeFile(root);
   const MkvElement first = file.FirstChild(ids::kSegment);
+  if (hasCues && LeadsAnywhere(segment, root, first)) return S_OK;
   MkvElement cluster = first.FirstChild(ids::kCluster);
-  if (!cluster) return E_UNEXPECTED;
+  if (!cluster) return hasCues ? S_OK : E_UNEXPECTED;
+  segment.cues.clear();
+  segment.isIndexMade = true;
+  segment.isDurationMade = !root.policy.playToEnd || !segment.info.Duration.present;
 
   // Not ReferenceTrackNumber: in a file without video and audio that gives 1, no cue made here is of that track, and
   // seeking goes to the start.
@@ -40,7 +63,7 @@ HRESULT SynthesiseCues(CMkvFileRoot& root) {
     std::int64_t ticks = 0;
     (void)ReadClusterTimecode(cluster, ticks);  // a Cluster without a time is at 0
     const float duration = static_cast<float>(ticks) - static_cast<float>(startMilliseconds);
-    segment.info.Duration = CMkvFloat(duration);
+    if (segment.isDurationMade) segment.info.Duration = CMkvFloat(duration);
     // Without room the walk goes on all the same, for the duration.
     if (!root.recordRoom.Take(sizeof(MkvCuePoint) + sizeof(MkvCueTrackPosition))) {
       cluster.NotePassedOver(Tolerated::kCueOverLimit);

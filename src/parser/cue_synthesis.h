@@ -11,6 +11,9 @@ namespace vantor {
 // Gives an opened file without Cues one cue point per Cluster, and the last Cluster's time for its duration, also where
 // it states one: playing ends where seeking can lead. S_OK, also when there was nothing to do; E_UNEXPECTED without a
 // Segment or Cluster. Raises running out of memory.
+//
+// With playToEnd a duration that the file states is kept: where playing ends is found otherwise. With distrustSeekIndex
+// Cues of which none leads to a Cluster are replaced.
 [[nodiscard]] HRESULT SynthesiseCues(CMkvFileRoot& root);
 
 }  // namespace vantor

@@ -95,12 +95,31 @@ bool MkvElement::Find(std::uint32_t wanted, Search search) {
 
 // Moves onto what the seek index names for the identifier, whatever is there; false when it names nothing.
 bool MkvElement::FindByIndex(std::uint32_t wanted) {
+  if (file->policy.distrustSeekIndex) return IsSegment(parent) && FindByDistrustedIndex(wanted);
   std::uint64_t target = 0;
   if (!IsSegment(parent) || !LookUp(file->GetSegment(), wanted, target)) return false;
   // The index has the last word, also when it leads to nothing or to something else: a walk for what it denies would
   // visit every Cluster of the file, and more often than not in vain.
   if (!ReadHeader(target) || id.value != wanted) file->Tolerate(Tolerated::kMisleadingSeekEntry, target, 0);
   return true;
+}
+
+// Moves onto what an entry of the seek index names, if that is there; the entries that lead astray are passed over,
+// each looked at once. Clusters are not asked for: the first that an index names need not be the first that there is.
+bool MkvElement::FindByDistrustedIndex(std::uint32_t wanted) {
+  const MkvSegment* const segment = file->GetSegment();
+  if (segment == nullptr || wanted == ids::kCluster) return false;
+  const MkvElement before = *this;
+  for (const auto& seekHead : segment->seekHeads) {
+    for (const MkvSeekEntry& entry : seekHead) {
+      const std::uint64_t target = segment->SeekTarget(entry);
+      if (entry.SeekID.value != wanted || target == 0) continue;
+      if (ReadHeader(target) && id.value == wanted) return true;
+      file->Tolerate(Tolerated::kMisleadingSeekEntry, target, 0);
+    }
+  }
+  *this = before;
+  return false;
 }
 
 void MkvElement::FindFromHere(std::uint32_t wanted, Search search) {

@@ -68,6 +68,7 @@ class MkvElement {
   void NoteEndOfWalk(std::uint64_t damage) const;
   void NoteOverlap() const;
   bool FindByIndex(std::uint32_t wanted);
+  bool FindByDistrustedIndex(std::uint32_t wanted);
   void FindFromHere(std::uint32_t wanted, Search search);
   void Clear();
 };

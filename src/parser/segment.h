@@ -65,6 +65,8 @@ struct MkvSegment {
   std::vector<MkvCueList> cues;
   std::vector<MkvAttachmentList> attachments;
   MkvChapterList chapters;
+  bool isIndexMade = false;     // the cues are not the file's
+  bool isDurationMade = false;  // nor is the duration
 
   // TimecodeScale ticks as 100 ns: signed 64-bit, wrapping, the division truncated toward zero.
   std::int64_t TicksToTime(std::int64_t ticks) const;

@@ -84,6 +84,7 @@ class SegmentDiscovery {
         return ReadSeekHead(child);
       case ids::kInfo:
         ++met_;
+        hasInfo_ = true;
         return ReadInfo(child, record_.info);
       case ids::kTracks:
         ++met_;
@@ -142,6 +143,7 @@ class SegmentDiscovery {
         if (!seekHead || seekHead.id.value != ids::kSeekHead) {
           // An index that is wrong once is not asked where the next one lies.
           file.Tolerate(Tolerated::kMisleadingSeekEntry, target, 0);
+          if (file.policy.distrustSeekIndex) continue;
           return;
         }
         ReadSeekHead(seekHead);
@@ -149,7 +151,18 @@ class SegmentDiscovery {
     }
   }
 
+  // What the pass has not come to, since it ended before.
+  void ReadMissedByIndex() {
+    if (!hasInfo_) {
+      if (const MkvElement info = segment_.FirstChild(ids::kInfo, Search::kIndexOnly)) ReadInfo(info, record_.info);
+    }
+    if (record_.tracks.empty()) {
+      if (const MkvElement tracks = segment_.FirstChild(ids::kTracks, Search::kIndexOnly)) AppendTracks(tracks);
+    }
+  }
+
   void ReadByIndex() {
+    if (segment_.file->policy.distrustSeekIndex) ReadMissedByIndex();
     if (record_.cues.empty()) {
       MkvElement cues = segment_.FirstChild(ids::kCues, Search::kIndexOnly);
       while (cues) {
@@ -174,6 +187,7 @@ class SegmentDiscovery {
   std::size_t seekEntryRoom_;
   std::size_t trackRoom_;
   int met_ = 0;  // SeekHead, Info and Tracks elements
+  bool hasInfo_ = false;
 };
 
 }  // namespace

@@ -1,0 +1,134 @@
+// Seek indexes that are wrong, and are believed only as far as they are right.
+#include <gtest/gtest.h>
+
+#include "fixture.h"
+#include "parser/cue_synthesis.h"
+#include "parser/element_ids.h"
+
+namespace vantor::test {
+namespace {
+
+constexpr PlaybackPolicy kDistrusts = {.distrustSeekIndex = true};
+
+Part IndexOf(std::uint32_t id, const std::string& part) {
+  return {"index", [=](const Positions& at) { return SeekHead({SeekEntry(id, at[part])}); }};
+}
+
+Raw OneTrack() { return Tracks({Track(1, 1, "V_VP8", {Video(16, 16)})}); }
+
+std::size_t PointsOf(const Opened& file) {
+  std::size_t points = 0;
+  for (const MkvCueList& list : file.root.segment.cues) points += list.size();
+  return points;
+}
+
+TEST(DistrustSeekIndex, TheFirstClusterIsFoundByWalking) {
+  const Raw file = MkvFile({IndexOf(ids::kCluster, "second"),
+                            Info(),
+                            OneTrack(),
+                            {"first", Cluster(1000, {})},
+                            {"second", Cluster(5000, {})}});
+  EXPECT_EQ(Opened(file, true, kDistrusts).root.startTime, 10'000'000);
+  EXPECT_EQ(Opened(file).root.startTime, 50'000'000) << "without the switch";
+}
+
+TEST(DistrustSeekIndex, AnEntryThatLeadsAstrayGivesWayToOneThatDoesNot) {
+  const Raw file = MkvFile({{"index",
+                             [](const Positions& at) {
+                               return SeekHead({SeekEntry(ids::kCues, at["cluster"]), SeekEntry(ids::kCues, 1 << 20),
+                                                SeekEntry(ids::kCues, at["cues"])});
+                             }},
+                            Info(),
+                            OneTrack(),
+                            {"cluster", Cluster(0, {})},
+                            {"cues", [](const Positions& at) { return Cues({CuePoint(0, 1, at["cluster"])}); }}});
+  EXPECT_EQ(PointsOf(Opened(file, true, kDistrusts)), 1u);
+  EXPECT_EQ(PointsOf(Opened(file)), 0u) << "without the switch";
+}
+
+TEST(DistrustSeekIndex, WhatThePassEndedInFrontOfIsFoundByTheIndex) {
+  const Raw file =
+      MkvFile({IndexOf(ids::kTracks, "tracks"), SeekHead({}), Info(), {"tracks", OneTrack()}, Cluster(0, {})});
+  EXPECT_EQ(Opened(file, true, kDistrusts).root.segment.tracks.size(), 1u);
+  EXPECT_EQ(Opened(file).root.segment.tracks.size(), 0u) << "without the switch";
+}
+
+TEST(DistrustSeekIndex, WhatThePassHasMetIsNotReadAgain) {
+  const Raw file =
+      MkvFile({{"index",
+                [](const Positions& at) {
+                  return SeekHead({SeekEntry(ids::kTracks, at["tracks"]), SeekEntry(ids::kInfo, at["late"])});
+                }},
+               Info(2000000),
+               {"tracks", OneTrack()},
+               Cluster(0, {}),
+               {"late", Info(3000000)}});
+  const Opened opened(file, true, kDistrusts);
+  EXPECT_EQ(opened.root.segment.tracks.size(), 1u);
+  EXPECT_EQ(opened.root.segment.info.TimecodeScale.value, 2000000u);
+}
+
+TEST(DistrustSeekIndex, AChainOfSeekHeadsGoesOnBehindAWrongEntry) {
+  const Raw file =
+      MkvFile({{"index",
+                [](const Positions& at) {
+                  return SeekHead({SeekEntry(ids::kSeekHead, at["cluster"]), SeekEntry(ids::kSeekHead, at["more"])});
+                }},
+               Info(),
+               OneTrack(),
+               {"cluster", Cluster(0, {})},
+               {"more", SeekHead({SeekEntry(ids::kTags, 5)})}});
+  EXPECT_EQ(Opened(file, true, kDistrusts).root.segment.seekHeads.size(), 2u);
+  EXPECT_EQ(Opened(file).root.segment.seekHeads.size(), 1u) << "without the switch";
+}
+
+Raw FileWithCue(std::uint64_t track, std::int64_t astray) {
+  return MkvFile({IndexOf(ids::kCues, "cues"),
+                  Info(1000000, 9000),
+                  OneTrack(),
+                  {"first", Cluster(0, {})},
+                  {"second", Cluster(5000, {})},
+                  {"cues", [=](const Positions& at) {
+                     return Cues({CuePoint(5000, track, at["second"] + static_cast<std::uint64_t>(astray))});
+                   }}});
+}
+
+TEST(DistrustSeekIndex, CuesThatLeadNowhereAreReplaced) {
+  Opened file(FileWithCue(1, 3), true, kDistrusts);
+  ASSERT_EQ(SynthesiseCues(file.root), S_OK);
+  EXPECT_EQ(PointsOf(file), 2u);
+  EXPECT_TRUE(file.root.segment.isIndexMade);
+  Opened ofAnotherTrack(FileWithCue(2, 0), true, kDistrusts);
+  ASSERT_EQ(SynthesiseCues(ofAnotherTrack.root), S_OK);
+  EXPECT_EQ(PointsOf(ofAnotherTrack), 2u);
+}
+
+TEST(DistrustSeekIndex, CuesThatLeadToAClusterStayAndSoDoesTheDuration) {
+  Opened file(FileWithCue(1, 0), true, kDistrusts);
+  ASSERT_EQ(SynthesiseCues(file.root), S_OK);
+  EXPECT_EQ(PointsOf(file), 1u);
+  EXPECT_FALSE(file.root.segment.isIndexMade);
+  EXPECT_EQ(file.root.segment.info.Duration.value, 9000);
+}
+
+TEST(DistrustSeekIndex, WithoutTheSwitchCuesThatLeadNowhereStay) {
+  Opened file(FileWithCue(1, 3));
+  ASSERT_EQ(SynthesiseCues(file.root), S_OK);
+  EXPECT_EQ(PointsOf(file), 1u);
+}
+
+TEST(DistrustSeekIndex, CuesOfAFileWithoutClustersStay) {
+  Opened file(MkvFile({Info(), OneTrack(), Cues({CuePoint(0, 1, 5)})}), true, kDistrusts);
+  EXPECT_EQ(SynthesiseCues(file.root), S_OK);
+  EXPECT_EQ(PointsOf(file), 1u);
+}
+
+TEST(DistrustSeekIndex, CuesOfAFileWithoutPicturesAndSoundStay) {
+  Opened file(MkvFile({Info(), Tracks({Track(3, 17, "S_TEXT/UTF8")}), Cues({CuePoint(0, 3, 5)}), Cluster(0, {})}), true,
+              kDistrusts);
+  EXPECT_EQ(SynthesiseCues(file.root), S_OK);
+  EXPECT_EQ(PointsOf(file), 1u);
+}
+
+}  // namespace
+}  // namespace vantor::test
