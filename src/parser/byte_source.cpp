@@ -59,6 +59,10 @@ void CMkvFileReader::NoteFailedRead(std::uint64_t size) {
   }
 }
 
+HRESULT CMkvFileReader::ReadBuffered(BYTE* to, std::uint64_t size) {
+  return readBuffer->Read(*reader, position, static_cast<std::size_t>(size), to);
+}
+
 std::uint64_t CMkvFileReader::AllowanceOf(std::uint64_t times, std::uint64_t slack) const {
   return std::min(length, (~std::uint64_t{0} - slack) / times) * times + slack;
 }
@@ -68,7 +72,7 @@ std::uint64_t CMkvFileReader::AllowanceOf(std::uint64_t times, std::uint64_t sla
 CMkvFileClone::CMkvFileClone(CMkvFile& root) : CMkvFile(root.reader), source_(&root) {
   position = root.position;
   length = root.length;
-  policy = root.policy;
+  SetPolicy(root.policy);
   flushes = root.flushes;
   frameMemory = root.frameMemory;
 }

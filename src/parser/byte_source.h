@@ -7,7 +7,8 @@
 //   if (clone.Read(bytes, sizeof bytes) == S_OK) Use(bytes[0]);  // clone.position is 104 now
 //
 // Nothing is cached: every Read is one or more SyncRead calls at the exact position, so positions are always file
-// offsets. The parser moves the cursor by assigning `position`. A source holds no lock; each thread uses its own.
+// offsets, which they also are where the policy puts a ReadBuffer in front of the reader. The parser moves the cursor
+// by assigning `position`. A source holds no lock; each thread uses its own.
 #pragma once
 
 #include <atomic>
@@ -18,6 +19,7 @@
 #include "parser/frame_memory.h"
 #include "parser/keeping_room.h"
 #include "parser/playback_policy.h"
+#include "parser/read_buffer.h"
 #include "parser/tolerance_notes.h"
 #include "platform/apart.h"
 #include "platform/com.h"
@@ -74,11 +76,18 @@ class CMkvFileReader {
   std::uint64_t length = 0;        // of the whole file, bytes
   IAsyncReader* reader = nullptr;  // a counted reference
   PlaybackPolicy policy;           // of the filter that reads; a clone's is the root's
+  // Small reads go through it where there is one; of this cursor alone.
+  std::unique_ptr<ReadBuffer> readBuffer;
   // Bytes that may still be read; a larger Read fails with E_FAIL and reads nothing. Opening limits itself with it, so
   // that elements which claim each other's bytes cannot make its work grow beyond the file's length.
   std::uint64_t allowance = ~std::uint64_t{0};
   // An allowance of so many times the file's length and the slack, bytes.
   std::uint64_t AllowanceOf(std::uint64_t times, std::uint64_t slack) const;
+  // Sets it, and lets the buffer read ahead anew.
+  void RenewAllowance(std::uint64_t times, std::uint64_t slack) {
+    allowance = AllowanceOf(times, slack);
+    if (readBuffer) readBuffer->Renew();
+  }
   // What may still be kept of the file: texts and payloads, and records. A source that is not told has no limit.
   KeepingRoom payloadRoom;
   KeepingRoom recordRoom;
@@ -105,11 +114,19 @@ class CMkvFileReader {
     if (tolerated.IsCollecting() && !wasLetGo) tolerated.Note(kind, at, bytes);
   }
 
+ protected:
+  // The policy is set once, before the first read.
+  void SetPolicy(const PlaybackPolicy& ofFilter) {
+    policy = ofFilter;
+    if (policy.bufferReads) readBuffer = std::make_unique<ReadBuffer>(length);
+  }
+
  private:
   // One call of the reader, for no more bytes than the file holds and the call can ask for.
   HRESULT ReadPiece(void* buffer, std::uint64_t size) {
-    const HRESULT result =
-        reader->SyncRead(static_cast<LONGLONG>(position), static_cast<LONG>(size), static_cast<BYTE*>(buffer));
+    auto* const to = static_cast<BYTE*>(buffer);
+    const HRESULT result = readBuffer ? ReadBuffered(to, size)
+                                      : reader->SyncRead(static_cast<LONGLONG>(position), static_cast<LONG>(size), to);
     if (result == S_OK) {
       position += size;
     } else {
@@ -117,6 +134,7 @@ class CMkvFileReader {
     }
     return result;
   }
+  VANTOR_APART HRESULT ReadBuffered(BYTE* to, std::uint64_t size);
   VANTOR_COLD void NoteFailedRead(std::uint64_t size);
 };
 

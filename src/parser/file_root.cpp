@@ -37,7 +37,7 @@ bool IsReadable(const MkvEbmlHeader& header) {
 
 CMkvFileRoot::CMkvFileRoot(IAsyncReader* source, bool mayFollowIndex, const PlaybackPolicy& ofFilter)
     : CMkvFile(source), canSeek(mayFollowIndex) {
-  policy = ofFilter;
+  SetPolicy(ofFilter);
   flushes = std::make_shared<SourceFlushes>();
   payloadRoom = KeepingRoom(AllowanceOf(1, kSlackForKeeping));
   recordRoom = KeepingRoom(AllowanceOf(kTimesForRecords, kSlackForKeeping));

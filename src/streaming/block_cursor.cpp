@@ -131,6 +131,6 @@ std::int64_t BlockCursor::DurationOf(std::uint64_t ticks) const {
   return records_.TicksToTime(static_cast<std::int64_t>(ticks));
 }
 
-void BlockCursor::RenewAllowance() { file_.allowance = file_.AllowanceOf(kTimesForPlaying, kSlackForPlaying); }
+void BlockCursor::RenewAllowance() { file_.RenewAllowance(kTimesForPlaying, kSlackForPlaying); }
 
 }  // namespace vantor

@@ -94,7 +94,7 @@ void MarkUnlessKeyFrame(MkvBlock& block) {
 }
 
 std::optional<PlaceInFile> FindPlace(CMkvFile& file, const FirstCluster& first, std::int64_t target) {
-  file.allowance = file.AllowanceOf(kTimesForSeeking, kSlackForSeeking);
+  file.RenewAllowance(kTimesForSeeking, kSlackForSeeking);
   file.WatchFlushes();
   const std::int64_t latest = WrappingAdd(target, file.GetStartTime());
   const MkvElement whole = MkvElement::WholeFile(file);
