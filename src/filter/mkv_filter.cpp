@@ -8,6 +8,7 @@
 #include "platform/conversions.h"
 #include "platform/platform.h"
 #include "platform/result.h"
+#include "streaming/played_end.h"
 
 namespace vantor {
 
@@ -207,16 +208,23 @@ HRESULT CVXMkvDmx::Run(REFERENCE_TIME start) {
 HRESULT CVXMkvDmx::BuildOutputPins(CMkvFileRoot& root, IPin* upstream) {
   CAutoLock lock(&filterLock_);
   HRESULT result = RemoveOutputPins();
-  if (SUCCEEDED(result)) {
-    OutputPinMaker maker(root, upstream, fontInstaller_, *this, filterLock_, *this);
-    search_ = std::make_shared<SeekSearch>(root, maker.Start(), *this);
-    result = maker.MakePins();
-  }
   if (FAILED(result)) return result;
-  const MkvSegmentInfo& info = root.GetSegment()->info;
-  const double ticks = info.Duration.value;
-  positions_.SetFile(TruncateToInt64(static_cast<double>(info.TimecodeScale.value) * ticks / 100.0));
+  OutputPinMaker maker(root, upstream, fontInstaller_, *this, filterLock_, *this);
+  search_ = std::make_shared<SeekSearch>(root, maker.Start(), *this);
+  result = maker.MakePins();
+  if (FAILED(result)) return result;
+  positions_.SetFile(EndOf(root, maker));
   return S_OK;
+}
+
+// Where playing ends, which is the file's duration unless the policy looks for the last of the blocks.
+std::int64_t CVXMkvDmx::EndOf(CMkvFileRoot& root, const OutputPinMaker& maker) const {
+  const MkvSegment& segment = *root.GetSegment();
+  const double ticks = segment.info.Duration.value;
+  const std::int64_t stated = TruncateToInt64(static_cast<double>(segment.info.TimecodeScale.value) * ticks / 100.0);
+  if (!policy_.playToEnd) return stated;
+  CMkvFileClone file(root);
+  return AnnouncedEnd(segment, stated, FindPlayedEnd(file, maker.Start(), maker.PlayedTracks()));
 }
 
 void CVXMkvDmx::Append(PinHold pin) {

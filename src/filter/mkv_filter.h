@@ -115,6 +115,7 @@ class CVXMkvDmx final : public CBaseFilter,
   bool IsInControlCall() const override { return filterLock_.IsHeld(); }
   HRESULT Reposition(SeekRange& range) override;
 
+  std::int64_t EndOf(CMkvFileRoot& root, const OutputPinMaker& maker) const;
   CMkvFileRoot* Root() const { return inputPin_ != nullptr ? inputPin_->Root() : nullptr; }
   // Workers, and the search of a seek, that were left to themselves and have not come back.
   bool HasLateThread() const VANTOR_REQUIRES(filterLock_);

@@ -96,6 +96,7 @@ HRESULT OutputPinMaker::MakePin(PinKind kind, const MkvTrackEntry& track, const 
   if (SUCCEEDED(result) && !pin->HasCluster()) result = E_UNEXPECTED;
   if (FAILED(result)) return result;
   pins_.Append(std::move(pin));
+  playedTracks_.push_back(track.TrackNumber.value);
   return S_OK;
 }
 

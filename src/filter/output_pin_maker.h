@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <vector>
 
 #include "filter/output_pins.h"
 #include "mediatypes/font_installer.h"
@@ -39,6 +40,9 @@ class OutputPinMaker {
   // Where playing begins.
   const FirstCluster& Start() const { return firstCluster_; }
 
+  // The numbers of the tracks that have got a pin.
+  const std::vector<std::uint64_t>& PlayedTracks() const { return playedTracks_; }
+
   // Called once. S_OK, or the first failure of a builder or of a pin, with the pins made so far appended.
   HRESULT MakePins();
 
@@ -62,7 +66,8 @@ class OutputPinMaker {
   CMkvFileClone probedFile_;  // where the first frames of tracks are looked for
   AvcConfigSources avcConfigSources_;
   std::map<PinKind, std::uint32_t> numbers_;  // the last number given
-  std::uint32_t kinds_ = 0;                   // the kinds that have a pin
+  std::vector<std::uint64_t> playedTracks_;
+  std::uint32_t kinds_ = 0;  // the kinds that have a pin
   bool hasFrameDuration_ = false;
 };
 
