@@ -11,8 +11,10 @@
 namespace vantor {
 namespace {
 
-// What the component's file is called, by platform.
-constexpr std::array<const char*, 2> kFileNames = {"libvantormkv.so", "vantormkv.ax"};
+// What a component's file is called, by platform.
+using FileNames = std::array<const char*, 2>;
+constexpr FileNames kFileNames = {"libvantormkv.so", "vantormkv.ax"};
+constexpr FileNames kCompleteFileNames = {"libvantormkv-complete.so", "vantormkv-complete.ax"};
 
 }  // namespace
 
@@ -35,15 +37,16 @@ std::unique_ptr<Component> Component::Load(const std::string& path, std::string&
   return component;
 }
 
-std::unique_ptr<Component> Component::LoadBesideProgram(std::string& error) {
+std::unique_ptr<Component> Component::LoadBesideProgram(std::string& error, const ComponentIdentity& identity) {
+  const FileNames& names = SameGuid(identity.classId, kMkvDmxComplete.classId) ? kCompleteFileNames : kFileNames;
   const std::filesystem::path folder = platform::ToPath(ModulePath()).parent_path();
-  for (const char* name : kFileNames) {
+  for (const char* name : names) {
     std::error_code ignored;
     if (std::filesystem::exists(folder / name, ignored)) {
       return Load(platform::FromPath(folder / name), error);
     }
   }
-  error = "no component (" + std::string(kFileNames[0]) + " or " + kFileNames[1] + ") in " + platform::FromPath(folder);
+  error = "no component (" + std::string(names[0]) + " or " + names[1] + ") in " + platform::FromPath(folder);
   return nullptr;
 }
 

@@ -26,6 +26,7 @@ constexpr const char* kAbout =
     "  vantor-mkv samples movie.mkv                 every sample, as JSON Lines\n"
     "  vantor-mkv samples --seek 50000000 a.mkv     from 5 seconds on (100 ns units)\n"
     "  vantor-mkv samples --seek 0:20000000 a.mkv   the first 2 seconds\n"
+    "  vantor-mkv play --complete movie.mkv         the same by the complete component\n"
     "\n"
     "Exit status: 0 done, 1 the file was refused, or the filter announced an error or lost frames, or check found\n"
     "errors, 2 wrong use, no component, or a fault of the system: a read that failed, no memory, output that cannot\n"
@@ -92,6 +93,7 @@ ParseResult ParseCommandLine(int argc, const char* const* argv) {
   app.set_version_flag("--version", "vantor-mkv " VANTOR_VERSION);
   app.add_option("--component", options.component, "Use this component instead of the one beside the tool")
       ->type_name("PATH");
+  app.add_flag("--complete", options.complete, "Use the complete component, which plays more of what files hold");
   app.fallthrough();
   app.require_subcommand(1);
   app.add_subcommand("help", "Show this");

@@ -33,6 +33,7 @@ struct Options {
   std::string file;
   std::vector<std::string> files;  // info, check
   std::string component;           // empty: the one beside the tool
+  bool complete = false;           // the complete component
   bool json = false;
   bool deep = false;                 // check
   bool strict = false;               // check

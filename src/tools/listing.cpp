@@ -18,8 +18,9 @@ void Format(Buffer& out, fmt::format_string<Values...> form, Values&&... values)
 
 }  // namespace
 
-FilterSummary Summarize(const Graph& graph, HRESULT connect) {
+FilterSummary Summarize(const Graph& graph, HRESULT connect, const WCHAR* name) {
   FilterSummary summary;
+  summary.name = name;
   summary.connect = connect;
   summary.pins = graph.PinCount();
   const ComPtr<IMediaSeeking> seeking = graph.Seeking();
@@ -36,7 +37,7 @@ FilterSummary Summarize(const Graph& graph, HRESULT connect) {
 
 void AppendFilterLine(Buffer& out, const FilterSummary& summary) {
   Append(out, R"({"type":"filter","name":)");
-  AppendJsonString(out, WideString(kFilterName));
+  AppendJsonString(out, WideString(summary.name));
   Format(out, R"(,"connect":"{}","pins":{},"duration":{},"stop":{},"frame_duration":{}}})", ResultText(summary.connect),
          summary.pins, summary.duration, summary.stop, summary.frameDuration);
   Append(out, "\n");

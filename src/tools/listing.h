@@ -10,6 +10,7 @@
 #include <string>
 
 #include "host/graph.h"
+#include "published/component.h"
 #include "tools/json_text.h"
 #include "tools/log_record.h"
 
@@ -21,10 +22,11 @@ struct FilterSummary {
   std::int64_t duration = 0;  // 100 ns, like the rest
   std::int64_t stop = 0;
   std::int64_t frameDuration = 0;  // 0 where frames are no time format
+  const WCHAR* name = kFilterName;
 };
 
-// What the filter says of itself after its input was connected with this result.
-FilterSummary Summarize(const Graph& graph, HRESULT connect);
+// What the filter of that name says of itself after its input was connected with this result.
+FilterSummary Summarize(const Graph& graph, HRESULT connect, const WCHAR* name = kFilterName);
 
 void AppendFilterLine(Buffer& out, const FilterSummary& summary);
 void AppendPinLine(Buffer& out, const GraphPin& pin);

@@ -40,7 +40,7 @@ using Logs = std::vector<std::shared_ptr<SampleLog>>;
 int Prepare(Session& session, const Options& options, const std::shared_ptr<SpillFile>& spill, Logs& logs,
             Buffer& text) {
   Graph& graph = session.OpenedGraph();
-  AppendFilterLine(text, Summarize(graph, session.ConnectResult()));
+  AppendFilterLine(text, Summarize(graph, session.ConnectResult(), session.Identity().filterName));
   const HRESULT connected = graph.ConnectSinks([&](const GraphPin&) {
     logs.push_back(std::make_shared<SampleLog>(spill));
     return logs.back();
@@ -95,7 +95,7 @@ int RunSamples(const Options& options, std::FILE* out, std::FILE* messages) {
   Buffer text;
   const int opened = session.Open();
   if (opened == kExitRefused) {
-    AppendFilterLine(text, Summarize(graph, session.ConnectResult()));
+    AppendFilterLine(text, Summarize(graph, session.ConnectResult(), session.Identity().filterName));
     if (!Write(text, out)) {
       session.Say(CannotWrite("the listing"));
       return kExitUsage;

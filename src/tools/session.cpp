@@ -121,13 +121,13 @@ int Session::TryOpen() {
     return kExitUsage;
   }
   std::string error;
-  component_ = options_.component.empty() ? Component::LoadBesideProgram(error)
+  component_ = options_.component.empty() ? Component::LoadBesideProgram(error, Identity())
                                           : Component::Load(FullName(options_.component), error);
   if (!component_) {
     Say("cannot load the component: " + error);
     return kExitUsage;
   }
-  const HRESULT created = graph_.Create(*component_);
+  const HRESULT created = graph_.Create(*component_, Identity().classId);
   if (FAILED(created)) {
     Say(created == E_OUTOFMEMORY ? kOutOfMemory
                                  : fmt::format("the component makes no filter ({})", ResultText(created)));

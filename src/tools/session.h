@@ -40,6 +40,8 @@ class Session {
   // Whether the environment failed, so that what was found out is not the file's: says so.
   bool SayTrouble() const;
 
+  // Who the component is.
+  const ComponentIdentity& Identity() const noexcept { return options_.complete ? kMkvDmxComplete : kMkvDmx; }
   HRESULT ConnectResult() const noexcept { return connectResult_; }
   // The graph that Open opens: empty before, and there also when Open failed.
   Graph& OpenedGraph() noexcept { return graph_; }

@@ -39,6 +39,14 @@ TEST(CommandLine, WithoutOptionsNothingIsSet) {
   EXPECT_FALSE(options.seek);
   EXPECT_FALSE(options.rate);
   EXPECT_EQ(options.component, "");
+  EXPECT_FALSE(options.complete);
+}
+
+TEST(CommandLine, TheCompleteComponentMayBeAskedForByEveryCommand) {
+  for (const char* command : {"info", "samples", "play"}) {
+    EXPECT_TRUE(Parse({command, "--complete", "a.mkv"}).options->complete) << command;
+    EXPECT_TRUE(Parse({"--complete", command, "a.mkv"}).options->complete) << command;
+  }
 }
 
 TEST(CommandLine, TakesOptionsBeforeAndBehindTheFile) {
