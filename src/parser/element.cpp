@@ -164,10 +164,26 @@ bool MkvElement::ReadHeader(std::uint64_t at) {
   file->position = at;
   if (id.Read(*this) == S_OK && size.Read(*this) == S_OK) {
     dataStart = file->position;
+    if (file->policy.playToEnd && id.value == ids::kCluster && DataEnd() == file->length) EndAtNextTopLevel();
     return true;
   }
   Clear();
   return false;
+}
+
+// A Cluster that reaches to the end of the file, whose size may be unknown, as live streams are written: it ends where
+// a child has an identifier that only children of a Segment have, or a header that cannot be read.
+void MkvElement::EndAtNextTopLevel() {
+  InterruptionPoll poll(*file);
+  std::uint64_t end = dataStart;
+  for (MkvElement child = At(*file, this, end); child; child = At(*file, this, end)) {
+    if (poll.Interrupted()) return;
+    if (std::ranges::find(kResynchronisationIds, child.id.value) != kResynchronisationIds.end()) break;
+    end = child.DataEnd();
+    if (end >= file->length) return;
+  }
+  if (!file->wasLetGo) size.value = end - dataStart;
+  file->position = dataStart;
 }
 
 // After a damaged header at `start`: moves onto the next element that can be told from noise, if there may be any.

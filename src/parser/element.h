@@ -63,6 +63,7 @@ class MkvElement {
 
  private:
   bool ReadHeader(std::uint64_t at);
+  void EndAtNextTopLevel();
   bool Resynchronise();
   bool ScanForTopLevelId();
   void NoteEndOfWalk(std::uint64_t damage) const;

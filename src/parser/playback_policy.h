@@ -10,7 +10,8 @@
 namespace vantor {
 
 struct PlaybackPolicy {
-  // The announced end is where the last of the blocks that are played ends, not merely where the last Cluster begins.
+  // The announced end is where the last of the blocks that are played ends, not merely where the last Cluster begins;
+  // and a Cluster of unknown size is not the last.
   bool playToEnd = false;
   // Every block of a track that is not video counts as a key frame.
   bool audioKeyFrames = false;

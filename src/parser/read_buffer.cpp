@@ -26,7 +26,7 @@ constexpr std::size_t kGrowth = 4;
 constexpr std::uint64_t kClose = ReadBuffer::kBlock;
 // How many times the length may be read ahead.
 constexpr std::uint64_t kTimesAhead = 2;
-constexpr std::uint64_t kSlackAhead = 4 * ReadBuffer::kBlock;
+constexpr std::uint64_t kSlackAhead = ReadBuffer::kBlock;
 
 HRESULT ReadExactly(IAsyncReader& reader, std::uint64_t position, std::size_t size, BYTE* to) {
   return reader.SyncRead(static_cast<LONGLONG>(position), static_cast<LONG>(size), to);

@@ -4,6 +4,7 @@
 
 namespace vantor::test {
 namespace {
+namespace more_codecs {
 
 constexpr PlaybackPolicy kMore = {.moreCodecs = true};
 
@@ -157,5 +158,6 @@ TEST(MoreCodecs, CodecsOfTheTableKeepTheirTypes) {
   EXPECT_EQ(BlockOf(on.type.mediaType), BlockOf(off.type.mediaType));
 }
 
+}  // namespace more_codecs
 }  // namespace
 }  // namespace vantor::test

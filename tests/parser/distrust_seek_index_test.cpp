@@ -7,6 +7,7 @@
 
 namespace vantor::test {
 namespace {
+namespace distrust_seek_index {
 
 constexpr PlaybackPolicy kDistrusts = {.distrustSeekIndex = true};
 
@@ -130,5 +131,6 @@ TEST(DistrustSeekIndex, CuesOfAFileWithoutPicturesAndSoundStay) {
   EXPECT_EQ(PointsOf(file), 1u);
 }
 
+}  // namespace distrust_seek_index
 }  // namespace
 }  // namespace vantor::test

@@ -12,6 +12,7 @@
 
 namespace vantor::test {
 namespace {
+namespace read_buffer {
 
 Raw ReadThrough(ReadBuffer& buffer, IAsyncReader& reader, std::uint64_t position, std::size_t size) {
   Raw bytes(size, 0xEE);
@@ -175,5 +176,6 @@ TEST(ReadBuffer, AReadAheadThatFailsIsNotMadeAgainAtThatPlace) {
   EXPECT_EQ(ReadThrough(buffer, reader, 3001, 10), Slice(file, 3001, 10));
 }
 
+}  // namespace read_buffer
 }  // namespace
 }  // namespace vantor::test

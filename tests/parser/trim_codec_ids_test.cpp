@@ -7,6 +7,7 @@
 
 namespace vantor::test {
 namespace {
+namespace trim_codec_ids {
 
 constexpr PlaybackPolicy kTrims = {.trimCodecIds = true};
 
@@ -33,5 +34,6 @@ TEST(TrimCodecIds, WithoutTheSwitchEveryByteCounts) {
   EXPECT_EQ(CodecIdOf(std::string_view("A_AC3\0", 6), {}), std::string("A_AC3\0", 6));
 }
 
+}  // namespace trim_codec_ids
 }  // namespace
 }  // namespace vantor::test

@@ -3,6 +3,7 @@
 
 namespace vantor::test {
 namespace {
+namespace audio_key_frames {
 
 constexpr PlaybackPolicy kUnmarked = {.audioKeyFrames = true};
 
@@ -85,5 +86,6 @@ TEST_F(AudioKeyFramesTest, ASeekBesidePicturesStillGoesByTheirKeyFrames) {
   EXPECT_EQ(Play(file, kUnmarked, 2, 150 * kMillisecond).firstBytes, (Raw{11, 12}));
 }
 
+}  // namespace audio_key_frames
 }  // namespace
 }  // namespace vantor::test

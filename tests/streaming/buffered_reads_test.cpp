@@ -4,6 +4,7 @@
 
 namespace vantor::test {
 namespace {
+namespace buffered_reads {
 
 constexpr PlaybackPolicy kBuffered = {.bufferReads = true};
 
@@ -104,5 +105,6 @@ TEST_F(BufferedReadsTest, PinsWithoutASinkReadNothing) {
   EXPECT_LT(demux.Reader().Reads(), 30u);
 }
 
+}  // namespace buffered_reads
 }  // namespace
 }  // namespace vantor::test

@@ -1,10 +1,13 @@
 // Where playing ends when it is to end with the last of the blocks.
 #include "streaming/played_end.h"
 
+#include <algorithm>
+
 #include "support/demux_harness.h"
 
 namespace vantor::test {
 namespace {
+namespace play_to_end {
 
 constexpr PlaybackPolicy kToEnd = {.playToEnd = true};
 
@@ -14,6 +17,11 @@ Raw FileWithoutIndex(const std::vector<Raw>& tracks, const std::vector<TimedClus
   std::vector<Part> parts{Part(Info(1000000, duration)), Part(Tracks(tracks))};
   for (const TimedCluster& cluster : clusters) parts.emplace_back(Cluster(cluster.time, cluster.blocks));
   return MkvFile(parts);
+}
+
+std::vector<Raw> Behind(const Raw& first, std::vector<Raw> rest) {
+  rest.insert(rest.begin(), first);
+  return rest;
 }
 
 std::int64_t DurationOf(const Raw& file, const PlaybackPolicy& policy = kToEnd) {
@@ -39,8 +47,9 @@ Played Play(const Raw& file, const PlaybackPolicy& policy = kToEnd) {
   demux.PlayToEnd();
   Played played;
   for (const ReceivedSample& sample : sink.Samples()) {
-    played.bytes.push_back(sample.bytes.at(0));
-    if (sample.preroll) played.preroll.push_back(sample.bytes.at(0));
+    const std::uint8_t first = sample.bytes.empty() ? 0xFF : sample.bytes[0];
+    played.bytes.push_back(first);
+    if (sample.preroll) played.preroll.push_back(first);
   }
   return played;
 }
@@ -141,6 +150,45 @@ TEST_F(PlayToEndTest, OfTheLastClusterHeadersAloneAreRead) {
   EXPECT_LT(demux.Reader().BytesRead(), 1000u);
 }
 
+// As live streams are written.
+Raw UnknownSizes() {
+  std::vector<Part> parts{Part(Info()), Part(Tracks({AudioTrack(1)}))};
+  for (const TimedCluster& cluster : TwoClusters()) {
+    parts.emplace_back(UnknownSize(0x1F43B675, Behind(UInt(0xE7, cluster.time), cluster.blocks), 8));
+  }
+  return Join({EbmlHeader(), UnknownSizeSegment(parts)});
+}
+
+TEST_F(PlayToEndTest, AClusterOfUnknownSizeEndsWhereTheNextOneBegins) {
+  EXPECT_EQ(DurationOf(UnknownSizes()), 500 * kMillisecond + 1);
+  const Played played = Play(UnknownSizes());
+  EXPECT_EQ(played.bytes, (Raw{1, 2, 3, 4, 5, 6}));
+  EXPECT_EQ(played.preroll, Raw{});
+}
+
+TEST_F(PlayToEndTest, ClustersOfUnknownSizeCanBeSoughtIn) {
+  Demux demux(UnknownSizes(), Demux::NewFilter(kToEnd));
+  ASSERT_EQ(demux.Connect(), S_OK);
+  FakeSink& sink = demux.AddSink(1);
+  EXPECT_EQ(demux.Seek(400 * kMillisecond), S_OK);
+  demux.PlayToEnd();
+  ASSERT_EQ(sink.SampleCount(), 2u);
+  EXPECT_EQ(sink.Samples()[0].bytes, Raw{5});
+}
+
+TEST_F(PlayToEndTest, TheLastClusterMayReachToTheEndOfTheFile) {
+  Raw file = UnknownSizes();
+  file.resize(file.size() - 1);
+  EXPECT_EQ(Play(file).bytes, (Raw{1, 2, 3, 4, 5, 0xFF})) << "the last frame has lost its byte";
+}
+
+TEST_F(PlayToEndTest, DamageInAClusterOfUnknownSizeLosesNoOther) {
+  Raw file = UnknownSizes();
+  const Raw third = SimpleBlock(1, 200, kKey, {3});
+  *std::search(file.begin(), file.end(), third.begin(), third.end()) = 0;
+  EXPECT_EQ(Play(file).bytes, (Raw{1, 2, 4, 5, 6}));
+}
+
 TEST_F(PlayToEndTest, ASeekMayLeadToTheEnd) {
   Demux demux(FileWithoutIndex({AudioTrack(1)}, TwoClusters()), Demux::NewFilter(kToEnd));
   ASSERT_EQ(demux.Connect(), S_OK);
@@ -155,5 +203,6 @@ TEST_F(PlayToEndTest, ASeekMayLeadToTheEnd) {
   EXPECT_FALSE(samples[1].preroll);
 }
 
+}  // namespace play_to_end
 }  // namespace
 }  // namespace vantor::test

@@ -5,6 +5,7 @@
 
 namespace vantor::test {
 namespace {
+namespace prores_frames {
 
 class ProResFramesTest : public DemuxTest {};
 
@@ -29,5 +30,6 @@ TEST_F(ProResFramesTest, ThatHaveItAreDeliveredAsTheyAre) {
   EXPECT_EQ(Delivered(whole), whole);
 }
 
+}  // namespace prores_frames
 }  // namespace
 }  // namespace vantor::test
