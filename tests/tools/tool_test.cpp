@@ -196,6 +196,18 @@ TEST_F(Tool, WithoutRoomForATemporaryFileAListingIsAFailure) {
   EXPECT_EQ(Run(nowhere + "samples " + Media("vorbis.mka"), "/bin/sh").status, 0) << "a short one needs none";
 }
 
+TEST_F(Tool, TheCompleteComponentLiesBesideTheToolToo) {
+  const Outcome plain = Run("samples " + Media("dts_ac3_eac3.mka"));
+  const Outcome complete = Run("samples --complete " + Media("dts_ac3_eac3.mka"));
+  EXPECT_EQ(complete.status, 0) << complete.messages;
+  EXPECT_EQ(plain.Lines("filter").at(0).at("name"), "Vantor MKV Demultiplexer");
+  EXPECT_EQ(complete.Lines("filter").at(0).at("name"), "Vantor MKV Demultiplexer (complete)");
+  EXPECT_EQ(plain.Lines("pin").size(), 2u);
+  EXPECT_EQ(complete.Lines("pin").size(), 3u);
+  EXPECT_EQ(Run("play --complete " + Media("dts_ac3_eac3.mka")).status, 0);
+  EXPECT_THAT(Run("info --complete " + Media("dts_ac3_eac3.mka")).out, HasSubstr("E-AC-3"));
+}
+
 TEST_F(Tool, ARefusedFileGivesTheFilterLineAlone) {
   const Outcome outcome = Run("samples " + Write("text.mkv", "no media at all"));
   EXPECT_EQ(outcome.status, 1);
