@@ -1,6 +1,6 @@
 // Arbitrary bytes through the whole chain: a byte source, the filter, a sink behind every pin, played to the end of all
-// streams, sought as the input's last bytes say, stopped and taken apart. As they say, too, reads fail: one, or all
-// from one on, as of a file that is cut while it plays.
+// streams, sought as the input's last bytes say, stopped and taken apart. As they say, too, switches of the filter are
+// on, and reads fail: one, or all from one on, as of a file that is cut while it plays.
 //
 // Besides what the sanitizers find: every sample lies in its buffer, memory stays in proportion to the input, fonts
 // that were installed are removed, and in the end no object is alive.
@@ -14,6 +14,7 @@
 
 #include "baseclasses/unknown.h"
 #include "filter/mkv_filter.h"
+#include "fuzz/drawn_policy.h"
 #include "fuzz/expect.h"
 #include "fuzz/fault_plan.h"
 #include "fuzz/heap_bound.h"
@@ -168,19 +169,19 @@ void Play(Graph& graph, std::span<const std::uint8_t> input) {
   graph.Stop();
 }
 
-ComPtr<IBaseFilter> MakeFilter() {
+ComPtr<IBaseFilter> MakeFilter(const PlaybackPolicy& policy) {
   static NoFiles files;
   static const platform::FontFunctions fonts = {AddFontInMemory, AddFontFile, RemoveFontInMemory, RemoveFontFile,
                                                 MoveFontFile};
   HRESULT result = S_OK;
-  auto* const filter = new CVXMkvDmx(nullptr, &result, fonts, files);
+  auto* const filter = new CVXMkvDmx(nullptr, &result, fonts, files, {}, kMkvDmx, policy);
   Expect(SUCCEEDED(result), "the filter can be made");
   return ComPtr<IBaseFilter>(filter);
 }
 
 void PlayWhole(std::span<const std::uint8_t> input) {
   Graph graph;
-  Expect(SUCCEEDED(graph.Adopt(MakeFilter().Get())), "the filter joins a graph");
+  Expect(SUCCEEDED(graph.Adopt(MakeFilter(DrawPolicy(input)).Get())), "the filter joins a graph");
   if (FAILED(graph.ConnectInput(std::make_shared<FailingStore>(input), OLESTR("/no/such/folder/input.mkv")))) return;
   const auto pins = std::span(graph.Pins()).first(std::min(graph.Pins().size(), kPins));
   bool connected = false;

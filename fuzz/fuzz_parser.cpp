@@ -1,10 +1,11 @@
 // Arbitrary bytes through the parser alone: open, complete the cues, read every block of every cluster. As the input's
-// last bytes say, a read fails, or all of them from one on, or one comes short.
+// last bytes say, switches are on, and a read fails, or all of them from one on, or one comes short.
 //
 // Besides what the sanitizers find: work and memory stay in proportion to the input.
 #include <cstdint>
 #include <vector>
 
+#include "fuzz/drawn_policy.h"
 #include "fuzz/expect.h"
 #include "fuzz/fault_plan.h"
 #include "fuzz/heap_bound.h"
@@ -62,11 +63,16 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const fuzz::HeapBound bound(size);
   test::MemoryReader reader(std::vector<std::uint8_t>(data, data + size));
   fuzz::SetFaults(reader, fuzz::ReadFaultPlan({data, size}));
-  CMkvFileRoot root(&reader, true);
+  const PlaybackPolicy policy = fuzz::DrawPolicy({data, size});
+  CMkvFileRoot root(&reader, true, policy);
   root.tolerated.Collect();
   if (FAILED(root.Open())) return 0;
   (void)SynthesiseCues(root);
-  fuzz::Expect(reader.BytesRead() <= fuzz::kOpeningReads * size + fuzz::kOpeningBase,
+  // A buffer reads ahead, twice the length and a block of its own at the most.
+  const std::uint64_t ahead = policy.bufferReads ? 2 * size + ReadBuffer::kBlock : 0;
+  // Where sizes are unknown, or Cues are tried, a Cluster is walked once more.
+  const std::uint64_t again = policy.playToEnd || policy.distrustSeekIndex ? 4 * size : 0;
+  fuzz::Expect(reader.BytesRead() <= fuzz::kOpeningReads * size + again + ahead + fuzz::kOpeningBase,
                "opening reads in proportion to the file");
   fuzz::WalkClusters(root);
   fuzz::Expect(root.tolerated.Notes().size() <= ToleranceList::kUsualLimit, "what was tolerated is bounded");
