@@ -22,12 +22,17 @@ class LoadedComponent : public testing::Test {
   }
   ~LoadedComponent() override { EXPECT_EQ(Call("DllCanUnloadNow"), S_OK); }
 
-  static std::string Path(const char* file = VANTOR_COMPONENT_FILE) {
+  static std::string Path(const char* file = VANTOR_COMPONENT_FILE) { return PathOf(file); }
+
+ public:
+  // Of a file beside the program.
+  static std::string PathOf(const char* file) {
     std::filesystem::path path = platform::ToPath(ModulePath());
     path.replace_filename(file);
     return platform::FromPath(path);
   }
 
+ protected:
   // Calls an exported function without arguments; E_NOINTERFACE when there is none of the name.
   HRESULT Call(const char* name) const {
     auto* function = library_ ? library_->FindFunction<HRESULT WINAPI()>(name) : nullptr;

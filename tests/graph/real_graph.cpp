@@ -43,9 +43,11 @@ MediaCopy::MediaCopy(const Raw& bytes, const std::string& name)
 
 MediaCopy::~MediaCopy() { EXPECT_TRUE(DeleteFileW(path_.c_str())) << "somebody still has " << path_ << " open"; }
 
-RealGraph::RealGraph() {
+RealGraph::RealGraph() : RealGraph(TestedComponent(), kClsidMkvDmx) {}
+
+RealGraph::RealGraph(const Component& component, const CLSID& classId) {
   EXPECT_EQ(CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, IID_IGraphBuilder, graph_.Void()), S_OK);
-  EXPECT_EQ(TestedComponent().CreateFilter(kClsidMkvDmx, demultiplexer_.Out()), S_OK);
+  EXPECT_EQ(component.CreateFilter(classId, demultiplexer_.Out()), S_OK);
   EXPECT_EQ(graph_->AddFilter(demultiplexer_.Get(), kFilterName), S_OK);
 }
 

@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "graph/renderer.h"
+#include "host/component.h"
 #include "platform/com.h"
 #include "platform/com_ptr.h"
 #include "platform/text.h"
@@ -45,7 +46,9 @@ class MediaCopy {
 
 class RealGraph {
  public:
+  // With the demultiplexer of the component, which is the tested one where none is named.
   RealGraph();
+  RealGraph(const Component& component, const CLSID& classId);
   ~RealGraph() { Close(); }
   RealGraph(const RealGraph&) = delete;
   RealGraph& operator=(const RealGraph&) = delete;

@@ -1,6 +1,7 @@
 // The registered component in graphs that the platform builds by itself: it is found by a file's first bytes and
 // connected without being named. Renderers that the tests enter into the platform's list of filters take what comes
 // out.
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -110,8 +111,8 @@ class RenderingTest : public RealGraphTest {
     EXPECT_EQ(control->Stop(), S_OK);
   }
 
-  static HRESULT Exported(const char* name) {
-    const HMODULE module = GetModuleHandleW(L"vantormkv.ax");
+  static HRESULT Exported(const char* name, const WCHAR* component = L"vantormkv.ax") {
+    const HMODULE module = GetModuleHandleW(component);
     using Function = HRESULT(WINAPI*)();
     // Between function types a conversion goes through one without parameters.
     const auto function = reinterpret_cast<Function>(reinterpret_cast<void (*)()>(GetProcAddress(module, name)));
@@ -146,6 +147,23 @@ TEST_F(RenderingTest, FilesAreFoundByTheirFirstBytesWhateverTheyAreCalled) {
     factory_.made.clear();
     graph_.Reset();
   }
+}
+
+TEST_F(RenderingTest, WhereBothAreRegisteredTheCompleteOneIsTaken) {
+  constexpr const WCHAR* kComplete = L"vantormkv-complete.ax";
+  std::string error;
+  const std::unique_ptr<Component> complete = Component::LoadBesideProgram(error, kMkvDmxComplete);
+  ASSERT_TRUE(complete) << error;
+  ASSERT_EQ(Exported("DllRegisterServer", kComplete), S_OK);
+  const MediaCopy media("avc_aac.mkv");
+  EXPECT_GE(graph_->RenderFile(media.Path(), nullptr), S_OK);
+  EXPECT_EQ(CountOf(kMkvDmxComplete.classId), 1);
+  EXPECT_EQ(CountOf(kClsidMkvDmx), 0);
+  EXPECT_EQ(Taken().size(), 2u);
+  PlayToEnd();
+  factory_.made.clear();
+  graph_.Reset();
+  EXPECT_EQ(Exported("DllUnregisterServer", kComplete), S_OK);
 }
 
 TEST_F(RenderingTest, SubtitlesAloneAreConnectedByHand) {
