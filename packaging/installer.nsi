@@ -6,6 +6,9 @@
 ; x64 is for 64-bit Windows and brings both components, for hosts of either bitness; x86 is for 32-bit Windows. The
 ; staging folder holds x64/ and x86/ with the binaries, and the text file. ./package calls this.
 ;
+; The complete component comes along where it is asked for, by its checkbox or by /COMPLETE on the command line; an
+; installation without it removes the one that an earlier version brought.
+;
 ; What the previous version's folder and the new one hold already is set aside first, under the name with ".old" behind
 ; it, so that an installation that fails can be undone to the last file. In the end only files of that name are removed,
 ; never one by the name it is installed under: the two folders may be the same in two spellings (by a junction, a short
@@ -20,13 +23,16 @@ Unicode true
 SetCompressor /SOLID lzma
 SetDateSave on
 
+!include FileFunc.nsh
 !include LogicLib.nsh
 !include MUI2.nsh
+!include Sections.nsh
 !include WinVer.nsh
 !include x64.nsh
 
 !define NAME "Vantor MKV Demultiplexer"
 !define COMPONENT "vantormkv.ax"
+!define COMPLETE "vantormkv-complete.ax"
 !define TOOL "vantor-mkv.exe"
 !define TEXT "vantor-mkv.txt"
 !define UNINSTALLER "uninstall-vantor-mkv.exe"
@@ -63,19 +69,26 @@ VIAddVersionKey "FileVersion" "${VERSION}"
 VIAddVersionKey "CompanyName" "Vantor"
 VIAddVersionKey "LegalCopyright" "Vantor"
 
+!insertmacro MUI_PAGE_COMPONENTS
 !insertmacro MUI_PAGE_DIRECTORY
 !insertmacro MUI_PAGE_INSTFILES
 !insertmacro MUI_UNPAGE_CONFIRM
 !insertmacro MUI_UNPAGE_INSTFILES
 !insertmacro MUI_LANGUAGE "English"
 
+; Only says whether it is chosen; the section below does the work, all or nothing.
+Section /o "Complete demultiplexer, for files that play in part only" chosen
+SectionEnd
+
 ; ---- What is installed, in a folder: binaries, which may be in use, and all files.
 
 !macro EachBinary DO FOLDER
   !insertmacro ${DO} "${FOLDER}" "${COMPONENT}"
+  !insertmacro ${DO} "${FOLDER}" "${COMPLETE}"
   !insertmacro ${DO} "${FOLDER}" "${TOOL}"
   !if "${ARCHITECTURE}" == "x64"
     !insertmacro ${DO} "${FOLDER}" "x86\${COMPONENT}"
+    !insertmacro ${DO} "${FOLDER}" "x86\${COMPLETE}"
     !insertmacro ${DO} "${FOLDER}" "x86\${TOOL}"
   !endif
 !macroend
@@ -206,28 +219,34 @@ Var failed  ; what could not be unregistered, with the result, or nothing
   ${EndIf}
 !macroend
 
-; Goes on after a component that cannot be unregistered.
+; Goes on after a component that cannot be unregistered. The complete one goes first: what the two have in common is the
+; other's.
 !macro UnregisterComponents FOLDER
   StrCpy $failed ""
   !if "${ARCHITECTURE}" == "x64"
+    !insertmacro Unregister "${REGSVR32_X86}" "${FOLDER}\x86\${COMPLETE}"
     !insertmacro Unregister "${REGSVR32_X86}" "${FOLDER}\x86\${COMPONENT}"
   !endif
+  !insertmacro Unregister "$SYSDIR\regsvr32.exe" "${FOLDER}\${COMPLETE}"
   !insertmacro Unregister "$SYSDIR\regsvr32.exe" "${FOLDER}\${COMPONENT}"
+!macroend
+
+!macro Register PROGRAM FILE
+  ${If} $result == 0
+  ${AndIf} ${FileExists} "${FILE}"
+    StrCpy $1 "${FILE}"
+    !insertmacro Regsvr32 "${PROGRAM}" "/s" "$1"
+  ${EndIf}
 !macroend
 
 ; Stops at the first component that cannot be registered: its path is then in $1, and $result is not 0.
 !macro RegisterComponents FOLDER
   StrCpy $result 0
-  ${If} ${FileExists} "${FOLDER}\${COMPONENT}"
-    StrCpy $1 "${FOLDER}\${COMPONENT}"
-    !insertmacro Regsvr32 "$SYSDIR\regsvr32.exe" "/s" "$1"
-  ${EndIf}
+  !insertmacro Register "$SYSDIR\regsvr32.exe" "${FOLDER}\${COMPONENT}"
+  !insertmacro Register "$SYSDIR\regsvr32.exe" "${FOLDER}\${COMPLETE}"
   !if "${ARCHITECTURE}" == "x64"
-    ${If} $result == 0
-    ${AndIf} ${FileExists} "${FOLDER}\x86\${COMPONENT}"
-      StrCpy $1 "${FOLDER}\x86\${COMPONENT}"
-      !insertmacro Regsvr32 "${REGSVR32_X86}" "/s" "$1"
-    ${EndIf}
+    !insertmacro Register "${REGSVR32_X86}" "${FOLDER}\x86\${COMPONENT}"
+    !insertmacro Register "${REGSVR32_X86}" "${FOLDER}\x86\${COMPLETE}"
   !endif
 !macroend
 
@@ -283,6 +302,12 @@ Function .onInit
     ${EndIf}
   !endif
   Call RefuseOthers
+  ${GetParameters} $0
+  ClearErrors
+  ${GetOptions} $0 "/COMPLETE" $1
+  ${IfNot} ${Errors}
+    !insertmacro SelectSection ${chosen}
+  ${EndIf}
 FunctionEnd
 
 Function FindPrevious
@@ -341,6 +366,9 @@ Section
   ClearErrors
   SetOutPath "$INSTDIR"
   File "${STAGING}/${ARCHITECTURE}/${COMPONENT}"
+  ${If} ${SectionIsSelected} ${chosen}
+    File "${STAGING}/${ARCHITECTURE}/${COMPLETE}"
+  ${EndIf}
   File "${STAGING}/${ARCHITECTURE}/${TOOL}"
   File "${STAGING}/${TEXT}"
   WriteUninstaller "$INSTDIR\${UNINSTALLER}"
@@ -348,6 +376,9 @@ Section
     ${If} ${FileExists} "${REGSVR32_X86}"
       SetOutPath "$INSTDIR\x86"
       File "${STAGING}/x86/${COMPONENT}"
+      ${If} ${SectionIsSelected} ${chosen}
+        File "${STAGING}/x86/${COMPLETE}"
+      ${EndIf}
       File "${STAGING}/x86/${TOOL}"
     ${Else}
       DetailPrint "This Windows runs no programs of 32 bits: the x86 component is left out."

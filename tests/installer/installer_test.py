@@ -39,6 +39,9 @@ FOLDER = rf"C:\Program Files\{NAME}"
 UNINSTALLER = "uninstall-vantor-mkv.exe"
 FILES = {"vantormkv.ax", "vantor-mkv.exe", "vantor-mkv.txt", UNINSTALLER}
 X86_FILES = {"x86/vantormkv.ax", "x86/vantor-mkv.exe"}
+COMPLETE_CLASS_ID = "{35CF08A4-73AF-444E-912C-586453BA20A0}"
+COMPLETE_CLASS = rf"HKEY_LOCAL_MACHINE\Software\Classes\CLSID\{COMPLETE_CLASS_ID}"
+COMPLETE_FILES = FILES | {"vantormkv-complete.ax"}
 
 DONE, IN_USE, NOT_REGISTERED, NOT_WRITTEN, NOT_UNREGISTERED = 0, 2, 3, 5, 6
 
@@ -61,7 +64,7 @@ def tree_with(name, component):
     """A build tree that holds the component, in the tool's place too."""
     binaries = WORK / name / "bin"
     binaries.mkdir(parents=True)
-    for file in ("vantormkv.ax", "vantor-mkv.exe"):
+    for file in ("vantormkv.ax", "vantormkv-complete.ax", "vantor-mkv.exe"):
         shutil.copy(component, binaries / file)
     (WORK / name / "CMakeCache.txt").write_text(f"CMAKE_PROJECT_VERSION:STATIC={VERSION}\n")
 
@@ -163,11 +166,11 @@ def everything():
     return {str(path) for path in drive.rglob("*") if not re.search("/temp/", str(path), re.I) and path.suffix != ".reg"}
 
 
-def install(folder=None, packages="packages", **variables):
+def install(folder=None, packages="packages", switches=(), **variables):
     setup = WORK / packages / f"vantor-mkv-{VERSION}-setup-x64.exe"
     # The folder stands last, and without quotation marks, however many words it is.
     words = f"/D={folder}".split(" ") if folder else []
-    return wine(setup, "/S", *words, env=environment() | variables).returncode
+    return wine(setup, "/S", *switches, *words, env=environment() | variables).returncode
 
 
 def uninstall(folder=FOLDER, **variables):
@@ -215,11 +218,12 @@ class PackageTest(unittest.TestCase):
         with zipfile.ZipFile(WORK / "packages" / f"vantor-mkv-{VERSION}-windows.zip") as archive:
             self.assertIsNone(archive.testzip())
             self.assertEqual(set(archive.namelist()),
-                             {"vantor-mkv.txt", "windows.md", "x64/vantormkv.ax", "x64/vantor-mkv.exe",
-                              "x86/vantormkv.ax", "x86/vantor-mkv.exe"})
+                             {"vantor-mkv.txt", "windows.md", "x64/vantormkv.ax", "x64/vantormkv-complete.ax",
+                              "x64/vantor-mkv.exe", "x86/vantormkv.ax", "x86/vantormkv-complete.ax",
+                              "x86/vantor-mkv.exe"})
             self.assertIn(f"{NAME} {VERSION}\r\n".encode(), archive.read("vantor-mkv.txt"))
             for folder, machine in (("x64", 0x8664), ("x86", 0x14C)):
-                for name in ("vantormkv.ax", "vantor-mkv.exe"):
+                for name in ("vantormkv.ax", "vantormkv-complete.ax", "vantor-mkv.exe"):
                     self.assertEqual(machine_of(archive.read(f"{folder}/{name}")), machine, f"{folder}/{name}")
 
     def test_InstallersAreProgramsOfTheirOwnWindows(self):
@@ -462,6 +466,41 @@ class InstallerTest(unittest.TestCase):
         self.assertEqual(machine_of((unix(FOLDER) / "x86" / "vantormkv.ax").read_bytes()), 0x14C)
         self.assertEqual(uninstall(), DONE)
         self.assertEqual(calls_of_regsvr32(), [rf'/s /u "{FOLDER}\x86\vantormkv.ax"'])
+        self.assertEqual(files_in(unix(FOLDER)), {UNINSTALLER})
+
+    def test_CompleteComponentIsInstalledOnlyWhereItIsAskedFor(self):
+        self.assertEqual(install(), DONE)
+        self.check_installed()
+        self.assertEqual(registry(COMPLETE_CLASS), {})
+        self.assertEqual(install(switches=["/COMPLETE"]), DONE)
+        self.check_installed(files=COMPLETE_FILES)
+        self.assertEqual(registry(COMPLETE_CLASS)[rf"{COMPLETE_CLASS}\InprocServer32"]["@"],
+                         text(rf"{FOLDER}\vantormkv-complete.ax"))
+        # And goes where it is not asked for again.
+        self.assertEqual(install(), DONE)
+        self.check_installed()
+        self.assertEqual(registry(COMPLETE_CLASS), {})
+
+    def test_UninstallingTheCompleteComponentTooLeavesRegistryAndFilesAsTheyWere(self):
+        registry_before, files_before = whole_registry(), everything()
+        self.assertEqual(install(switches=["/COMPLETE"]), DONE)
+        self.check_installed(files=COMPLETE_FILES)
+        self.assertEqual(wine(rf"{FOLDER}\{UNINSTALLER}", "/S").returncode, DONE)
+        registry_after = whole_registry()
+        self.assertEqual({key: (registry_before.get(key), registry_after.get(key))
+                          for key in registry_before.keys() | registry_after.keys()
+                          if registry_before.get(key) != registry_after.get(key)}, {})
+        self.assertEqual(everything(), files_before)
+
+    def test_X86CompleteComponentIsRegisteredBehindTheOtherAndRemovedBeforeIt(self):
+        self.bring_32_bits()
+        self.assertEqual(install(switches=["/COMPLETE"]), DONE)
+        self.assertEqual(calls_of_regsvr32(), [rf'/s "{FOLDER}\x86\vantormkv.ax"',
+                                               rf'/s "{FOLDER}\x86\vantormkv-complete.ax"'])
+        self.check_installed(files=COMPLETE_FILES | X86_FILES | {"x86/vantormkv-complete.ax"})
+        self.assertEqual(uninstall(), DONE)
+        self.assertEqual(calls_of_regsvr32(), [rf'/s /u "{FOLDER}\x86\vantormkv-complete.ax"',
+                                               rf'/s /u "{FOLDER}\x86\vantormkv.ax"'])
         self.assertEqual(files_in(unix(FOLDER)), {UNINSTALLER})
 
     def test_FailedRegistrationOfTheX86ComponentTakesTheX64OneBack(self):
