@@ -2,6 +2,7 @@
 #pragma once
 #include "parser/cues.h"
 #include "parser/element_ids.h"
+#include "parser/file_root.h"
 
 extern IAsyncReader* reader;
 extern CMkvFile& file;

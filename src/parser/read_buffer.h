@@ -1,8 +1,9 @@
 // A buffer between a byte source and its reader, of one cursor: small reads are answered from what was read ahead, so
 // that identifiers and sizes do not cost a call each. What comes out is what the reader would have given.
 //
-//   ReadBuffer buffer(length);
-//   HRESULT hr = buffer.Read(*reader, position, size, bytes);  // as reader->SyncRead(position, size, bytes)
+//   ReadBuffer buffer(file.length);
+//   BYTE bytes[8];
+//   HRESULT hr = buffer.Read(*reader, file.position, sizeof bytes, bytes);  // as reader->SyncRead
 //
 // Not locked; a cursor's is used by whoever uses the cursor.
 #pragma once

@@ -2,8 +2,9 @@
 // file says.
 //
 //   CMkvFileClone file(root);
-//   const auto end = FindPlayedEnd(file, FindFirstCluster(root), tracksWithAPin);
-//   positions.SetFile(AnnouncedEnd(*root.GetSegment(), stated, end));
+//   const std::uint64_t tracks[] = {1, 2};
+//   const auto end = FindPlayedEnd(file, FindFirstCluster(root), tracks);
+//   lasts = AnnouncedEnd(*root.GetSegment(), 50'000'000, end);  // the file states 5 s
 #pragma once
 
 #include <cstdint>

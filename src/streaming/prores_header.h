@@ -1,7 +1,8 @@
 // The first 8 bytes of a ProRes frame: its size, these included, and a mark. Matroska leaves them out, since the size
 // is told anyway; decoders look for them.
 //
-//   if (!HasProResHeader(frame, size)) header = MakeProResHeader(size);
+//   ProResHeader header{};
+//   if (!HasProResHeader(frame.data(), frame.size())) header = MakeProResHeader(frame.size());
 #pragma once
 
 #include <array>
