@@ -164,7 +164,10 @@ bool MkvElement::ReadHeader(std::uint64_t at) {
   file->position = at;
   if (id.Read(*this) == S_OK && size.Read(*this) == S_OK) {
     dataStart = file->position;
-    if (file->policy.playToEnd && id.value == ids::kCluster && DataEnd() == file->length) EndAtNextTopLevel();
+    // Among the children of a Segment alone: looking for the end meets the header of the next one as a child.
+    if (file->policy.playToEnd && id.value == ids::kCluster && IsSegment(parent) && DataEnd() == file->length) {
+      EndAtNextTopLevel();
+    }
     return true;
   }
   Clear();

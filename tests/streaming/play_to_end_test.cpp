@@ -166,6 +166,17 @@ TEST_F(PlayToEndTest, AClusterOfUnknownSizeEndsWhereTheNextOneBegins) {
   EXPECT_EQ(played.preroll, Raw{});
 }
 
+TEST_F(PlayToEndTest, ManyClustersOfUnknownSizeCostWhatTheyAreLong) {
+  std::vector<Part> parts{Part(Info()), Part(Tracks({AudioTrack(1)}))};
+  for (std::uint64_t time = 0; time < 20000; ++time) {
+    parts.emplace_back(UnknownSize(0x1F43B675, {UInt(0xE7, time), SimpleBlock(1, 0, kKey, {1})}, 8));
+  }
+  const Raw file = Join({EbmlHeader(), UnknownSizeSegment(parts)});
+  Demux demux(file, Demux::NewFilter(kToEnd));
+  ASSERT_EQ(demux.Connect(), S_OK);
+  EXPECT_LT(demux.Reader().BytesRead(), 8 * file.size());
+}
+
 TEST_F(PlayToEndTest, ClustersOfUnknownSizeCanBeSoughtIn) {
   Demux demux(UnknownSizes(), Demux::NewFilter(kToEnd));
   ASSERT_EQ(demux.Connect(), S_OK);
