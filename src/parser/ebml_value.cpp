@@ -119,7 +119,8 @@ HRESULT CMkvLength::ReadLonger(CMkvFile& file, std::uint8_t first) {
   // All bits set mean the rest of the file, even in a lace or a track number, where that says nothing sensible: one
   // reader for all, and what it makes of them is refused for its size.
   const std::uint64_t allOnes = (std::uint64_t{1} << (7 * (more + 1))) - 1;
-  if (value == allOnes) value = file.Remaining();
+  isUnknown = value == allOnes;
+  if (isUnknown) value = file.Remaining();
   if (isSigned) value -= allOnes >> 1;
   present = true;
   return S_OK;

@@ -71,6 +71,7 @@ class CMkvLength : public CMkvVar<std::uint64_t, CMkvLength> {
   HRESULT Read(const MkvElement& element) override;
 
   bool isSigned = false;
+  bool isUnknown = false;  // all value bits were set
 
  private:
   VANTOR_APART HRESULT ReadLonger(CMkvFile& file, std::uint8_t first);

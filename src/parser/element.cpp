@@ -165,7 +165,7 @@ bool MkvElement::ReadHeader(std::uint64_t at) {
   if (id.Read(*this) == S_OK && size.Read(*this) == S_OK) {
     dataStart = file->position;
     // Among the children of a Segment alone: looking for the end meets the header of the next one as a child.
-    if (file->policy.playToEnd && id.value == ids::kCluster && IsSegment(parent) && DataEnd() == file->length) {
+    if (file->policy.playToEnd && size.isUnknown && id.value == ids::kCluster && IsSegment(parent)) {
       EndAtNextTopLevel();
     }
     return true;
@@ -174,8 +174,8 @@ bool MkvElement::ReadHeader(std::uint64_t at) {
   return false;
 }
 
-// A Cluster that reaches to the end of the file, whose size may be unknown, as live streams are written: it ends where
-// a child has an identifier that only children of a Segment have, or a header that cannot be read.
+// A Cluster of unknown size, as live streams are written, reaches to the end of the file: it ends where a child has an
+// identifier that only children of a Segment have, or a header that cannot be read.
 void MkvElement::EndAtNextTopLevel() {
   InterruptionPoll poll(*file);
   std::uint64_t end = dataStart;

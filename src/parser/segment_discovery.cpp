@@ -139,12 +139,14 @@ class SegmentDiscovery {
         const MkvSeekEntry& entry = record_.seekHeads[list][index];
         const std::uint64_t target = record_.SeekTarget(entry);
         if (entry.SeekID.value != ids::kSeekHead || target < file.position) continue;
+        const std::uint64_t reached = file.position;
         const MkvElement seekHead = MkvElement::At(file, &segment_, target);
         if (!seekHead || seekHead.id.value != ids::kSeekHead) {
           // An index that is wrong once is not asked where the next one lies.
           file.Tolerate(Tolerated::kMisleadingSeekEntry, target, 0);
-          if (file.policy.distrustSeekIndex) continue;
-          return;
+          if (!file.policy.distrustSeekIndex) return;
+          file.position = reached;
+          continue;
         }
         ReadSeekHead(seekHead);
       }

@@ -122,7 +122,7 @@ std::optional<std::int64_t> WalkFrom(ClusterPlace& place, std::uint64_t limit, S
     for (; place.element; place.element.MoveNext()) {
       if (IsBlock(place.element) && ReadHeader(place.element, block, frames)) stops.Add(block, place.timecode, frames);
     }
-    if (const auto largest = stops.Take()) end = largest;
+    if (const auto largest = stops.Take()) end = std::max(end.value_or(*largest), *largest);
     place.cluster.MoveNext();
   }
   return end;

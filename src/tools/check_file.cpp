@@ -38,7 +38,7 @@ int PlayAndCompare(Session& session, OpenedFile& file, const TrackPins& tracks, 
     const auto [entry, isNew] = played.emplace(number, totals);
     if (!isNew && totals.lost < entry->second.lost) entry->second = totals;
   }
-  for (const GraphEvent& event : graph.Events()) {
+  for (const auto& [event, count] : graph.Events()) {
     if (event.code != EC_ERRORABORT) continue;
     findings.push_back(MakeFinding(FindingKind::kFilterError, {}, {}, ResultText(static_cast<HRESULT>(event.param1))));
     break;
