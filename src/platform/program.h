@@ -18,8 +18,8 @@ namespace vantor::platform {
 // elsewhere.
 std::vector<std::string> Arguments(int argc, const char* const* argv);
 
-// To be called before there are threads: memory that they give back is there for all of them. Each having some of its own
-// makes a program of many threads keep many times what it needs.
+// To be called before there are threads: memory that they give back is there for all of them. Each having some of its
+// own makes a program of many threads keep many times what it needs.
 void ShareFreedMemory() noexcept;
 
 // For as long as it lives, line ends are written as they are and a console reads what is written as UTF-8. One a

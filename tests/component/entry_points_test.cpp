@@ -23,8 +23,8 @@ class EntryPoints : public testing::WithParamInterface<BuiltComponent>, public L
 INSTANTIATE_TEST_SUITE_P(, EntryPoints,
                          testing::Values(BuiltComponent{VANTOR_COMPONENT_FILE, kMkvDmx, kMkvDmxComplete},
                                          BuiltComponent{VANTOR_COMPLETE_COMPONENT_FILE, kMkvDmxComplete, kMkvDmx}),
-                         [](const auto& info) {
-                           return &info.param.identity == &kMkvDmx ? "Demultiplexer" : "Complete";
+                         [](const auto& component) {
+                           return &component.param.identity == &kMkvDmx ? "Demultiplexer" : "Complete";
                          });
 
 TEST_P(EntryPoints, TheOneClassIsTheDemultiplexer) {
