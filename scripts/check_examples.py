@@ -126,7 +126,8 @@ def unit():
 def compiler(tree):
     """The compiler's name, language and paths, as a test that sees everything has them."""
     commands = json.loads((Path(tree) / "compile_commands.json").read_text(encoding="utf-8"))
-    words = next((shlex.split(entry["command"]) for entry in commands if "/tests/traced/" in entry["file"]), None)
+    words = next((shlex.split(entry["command"]) for entry in commands
+                  if re.search("/tests/(traced/|CMakeFiles/test_traced.dir/Unity/)", entry["file"])), None)
     if not words:
         sys.exit(f"{tree} is not a build tree with tests")
     kept, following = words[:1], False
