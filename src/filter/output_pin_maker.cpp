@@ -95,8 +95,9 @@ HRESULT OutputPinMaker::MakePin(PinKind kind, const MkvTrackEntry& track, const 
   PinHold pin(new CVXMkvDmxOutputPin(&filter_, &filterLock_, &result, name.c_str(), root_, firstCluster_, track, type));
   if (SUCCEEDED(result) && !pin->HasCluster()) result = E_UNEXPECTED;
   if (FAILED(result)) return result;
-  pins_.Append(std::move(pin));
+  // Before the pin is the filter's: one that finds no memory is not.
   playedTracks_.push_back(track.TrackNumber.value);
+  pins_.Append(std::move(pin));
   return S_OK;
 }
 
