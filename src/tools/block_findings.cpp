@@ -55,11 +55,34 @@ class BlockFindings {
       if (facts.packets == 0 && facts_.isComplete) Add(FindingKind::kTrackEmpty, {}, number);
       if (withPin.contains(number)) AppendLosses(number, facts);
     }
+    AppendUnreadTracks();
+  }
+
+  // One by one where packets are lost, the others in one note: a file can have any number of them.
+  void AppendUnreadTracks() {
+    std::uint64_t idle = facts_.moreUnreadTracks;
+    std::optional<std::uint64_t> lastIdle;
     for (const std::uint64_t number : facts_.unreadTracks) {
       const auto found = facts_.numbers.find(number);
-      const std::uint64_t packets = found == facts_.numbers.end() ? 0 : found->second.packets;
-      Add(FindingKind::kTracksUnread, facts_.unreadTracksPosition, number, Lost(packets, packets));
-      if (packets == 0) findings_.back().severity = Severity::kNote;
+      if (found != facts_.numbers.end() && found->second.packets > 0) {
+        const std::uint64_t packets = found->second.packets;
+        Add(FindingKind::kTracksUnread, facts_.unreadTracksPosition, number, Lost(packets, packets));
+      } else {
+        ++idle;
+        lastIdle = number;
+      }
+    }
+    if (idle > 0) {
+      Add(FindingKind::kTracksUnread, facts_.unreadTracksPosition, idle == 1 ? lastIdle : std::nullopt, "");
+      Finding& note = findings_.back();
+      note.severity = Severity::kNote;
+      if (!note.track) {
+        note.text =
+            fmt::format("no pins: the entries of {} tracks without packets stand where the filter does not look", idle);
+      }
+    }
+    if (facts_.moreUnreadTracks > 0) {
+      Add(FindingKind::kLimit, facts_.unreadTracksPosition, {}, ToleratedText(Tolerated::kTrackOverLimit));
     }
   }
 

@@ -23,6 +23,8 @@ constexpr std::uint64_t kTimesForFacts = 4;
 constexpr std::uint64_t kSlackForFacts = 65536;
 // Track numbers without an entry that are counted.
 constexpr std::size_t kMostNumbers = 1024;
+// Entries that the filter does not read: their numbers that are kept, and those that are searched for damage.
+constexpr std::size_t kMostUnread = 1024;
 
 // What is kept of a Block until its group has been read.
 struct KeptBlock {
@@ -51,7 +53,10 @@ class FactsReader {
       ofNumber.sendsHeaders = ofNumber.sendsHeaders || (track.pin != 0 && track.sendsHeaders);
       ofNumber.stop = stop;
     }
-    for (const auto& [number, ofNumber] : settings) tracks_.emplace(number, Tracked{{}, DeliveryModel(ofNumber)});
+    for (const auto& [number, ofNumber] : settings) {
+      tracks_.emplace(number, Tracked{{}, DeliveryModel(ofNumber)});
+      withEntry_.insert(number);
+    }
     entries_ = tracks_.size();
     facts_.isPathKnown = tracks.isAsExpected;
     facts_.firstCluster = path_.FirstCluster();
@@ -128,21 +133,26 @@ class FactsReader {
 
   // Entries that the filter has not read have no pin, whatever they are.
   void OnTracks(const MkvElement& element) {
+    // Damage within the entries is noted on the way; what could be read stands.
     MkvTrackList list;
-    (void)ReadTracks(element, list, kMostNumbers);  // what could be read stands
-    for (const auto& track : list) {
-      const std::uint64_t number = track->TrackNumber.value;
-      if (HasEntry(number)) continue;
-      if (!facts_.unreadTracksPosition) facts_.unreadTracksPosition = element.start;
-      facts_.unreadTracks.insert(number);
-    }
+    (void)ReadTracks(element, list, entryRoom_);
+    entryRoom_ -= list.size();
+    ReadRecord(element, {{0xAE, [&](const MkvElement& entry) {
+                            CMkvUInt number;
+                            ReadRecord(entry, {{0xD7, number}});
+                            OnEntry(element, number.value);
+                          }}});
   }
 
-  bool HasEntry(std::uint64_t number) const {
-    return std::any_of(records_.tracks.begin(), records_.tracks.end(), [&](const MkvTrackList& list) {
-      return std::any_of(list.begin(), list.end(),
-                         [&](const auto& track) { return track->TrackNumber.value == number; });
-    });
+  void OnEntry(const MkvElement& tracks, std::uint64_t number) {
+    if (withEntry_.contains(number) || facts_.unreadTracks.contains(number)) return;
+    if (!facts_.unreadTracksPosition) facts_.unreadTracksPosition = tracks.start;
+    // Those of blocks are bounded by themselves, and matter more.
+    if (facts_.unreadTracks.size() < kMostUnread || tracks_.contains(number)) {
+      facts_.unreadTracks.insert(number);
+    } else {
+      ++facts_.moreUnreadTracks;
+    }
   }
 
   // A child of the Segment that is no Cluster and that the filter walks like one: its time first.
@@ -299,7 +309,9 @@ class FactsReader {
   IndexCheck index_;
   FileFacts facts_;
   std::map<std::uint64_t, Tracked> tracks_;
-  std::size_t entries_ = 0;  // of the tracks, those with an entry
+  std::size_t entries_ = 0;            // of the tracks, those with an entry
+  std::set<std::uint64_t> withEntry_;  // their numbers
+  std::size_t entryRoom_ = kMostUnread;
 
   bool isFollowed_ = false;  // the filter walks the current element
   bool isKnown_ = true;

@@ -70,7 +70,8 @@ struct FileFacts {
   std::optional<std::uint64_t> endless;  // the Cluster whose size covers others
   std::optional<std::uint64_t> cues;     // the first that stands in the file, whether the filter finds it or not
   std::optional<std::uint64_t> attachments;
-  std::set<std::uint64_t> unreadTracks;  // numbers of entries that the filter does not read
+  std::set<std::uint64_t> unreadTracks;  // numbers of entries that the filter does not read, the first ones
+  std::uint64_t moreUnreadTracks = 0;    // entries with other numbers
   std::optional<std::uint64_t> unreadTracksPosition;
   std::optional<std::uint64_t> chapters;
   std::optional<std::uint64_t> cut;  // an element that lasts longer than the file

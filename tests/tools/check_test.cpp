@@ -414,6 +414,42 @@ TEST(Check, OfATrackWithoutPacketsNothingIsLost) {
   EXPECT_THAT(Check(plan.File()).Ids("error"), IsEmpty());
 }
 
+// So many entries behind the Clusters, in elements of a thousand.
+void AddLateTracks(Plan& plan, std::uint64_t count) {
+  for (std::uint64_t number = 2; number < 2 + count;) {
+    std::vector<Raw> entries;
+    for (; number < 2 + count && entries.size() < 1000; ++number) entries.push_back(Plan::Mp3(number));
+    plan.more.emplace_back(Tracks(entries));
+  }
+}
+
+TEST(Check, TellsOfUnreadTracksOneByOneOnlyWherePacketsAreLost) {
+  Plan plan;
+  AddLateTracks(plan, 3000);
+  plan.second.push_back(SimpleBlock(5, 0, kKey, Ramp(9)));
+  const Checked checked = Check(plan.File());
+  std::vector<json> unread;
+  for (const json& finding : checked.Findings()) {
+    if (finding.at("id") == "tracks-unread") unread.push_back(finding);
+  }
+  ASSERT_EQ(unread.size(), 2U) << checked.out.substr(0, 1000);
+  EXPECT_EQ(unread[0].at("severity"), "error");
+  EXPECT_EQ(unread[0].at("track"), 5);
+  EXPECT_EQ(unread[1].at("severity"), "note");
+  EXPECT_TRUE(unread[1].at("track").is_null());
+  EXPECT_THAT(unread[1].at("text").get<std::string>(), HasSubstr(" 2999 tracks"));
+  EXPECT_EQ(checked.Find("limit")->at("text"), "there are more records than are kept: too many tracks");
+}
+
+TEST(Check, AnUnreadTrackWithoutPacketsIsNamedInItsNote) {
+  Plan plan;
+  AddLateTracks(plan, 1);
+  const Checked checked = Check(plan.File());
+  EXPECT_THAT(checked.Ids("error"), IsEmpty());
+  EXPECT_EQ(checked.Find("tracks-unread")->at("track"), 2);
+  EXPECT_FALSE(checked.Has("limit"));
+}
+
 TEST(Check, AFrameThatTheEndCutsOffIsNoPacket) {
   Plan plan;
   plan.hasIndex = false;
