@@ -90,18 +90,30 @@ bool PacketCheck::IsSame(const Packet& packet, const std::uint8_t* data, std::si
     const auto part = static_cast<std::size_t>(std::min<std::uint64_t>(left, kComparedPiece));
     if (!bytes_->Read(static_cast<std::int64_t>(position), piece_.data(), part)) return false;
     work_ -= std::min<std::uint64_t>(work_, part);
-    for (std::size_t i = 0; convertsStartCodes_ && i + 4 <= part; ++i) {
-      static constexpr std::uint8_t kStartCode[] = {0, 0, 0, 1};
-      if (std::memcmp(piece_.data() + i, kStartCode, sizeof kStartCode) != 0) continue;
-      std::memcpy(piece_.data() + i, data + i, sizeof kStartCode);
-      i += sizeof kStartCode - 1;
-    }
-    if (std::memcmp(piece_.data(), data, part) != 0) return false;
-    data += part;
-    position += part;
-    left -= part;
+    const std::size_t compared = convertsStartCodes_ ? TakeStartCodes(data, part, part == left) : part;
+    if (std::memcmp(piece_.data(), data, compared) != 0) return false;
+    data += compared;
+    position += compared;
+    left -= compared;
   }
   return true;
+}
+
+// Puts what the sample has in place of the piece's start codes. How much of the piece may be compared: one that begins
+// in its last bytes is left to the next piece.
+std::size_t PacketCheck::TakeStartCodes(const std::uint8_t* data, std::size_t part, bool isLast) {
+  static constexpr std::uint8_t kStartCode[] = {0, 0, 0, 1};
+  constexpr std::size_t kSize = sizeof kStartCode;
+  std::size_t i = 0;
+  while (i + kSize <= part) {
+    if (std::memcmp(piece_.data() + i, kStartCode, kSize) == 0) {
+      std::memcpy(piece_.data() + i, data + i, kSize);
+      i += kSize;
+    } else {
+      ++i;
+    }
+  }
+  return isLast ? part : i;
 }
 
 void PacketCheck::DropFirst(bool isLost) {

@@ -45,6 +45,7 @@ class PacketCheck final : public SampleListener {
   bool MayBe(const Packet& packet, std::int64_t start) const;
   bool IsAhead(std::size_t index);
   bool IsSame(const Packet& packet, const std::uint8_t* data, std::size_t size);
+  std::size_t TakeStartCodes(const std::uint8_t* data, std::size_t part, bool isLast);
   void DropFirst(bool isLost);
 
   PacketReader reader_;

@@ -450,6 +450,29 @@ TEST(Check, AnUnreadTrackWithoutPacketsIsNamedInItsNote) {
   EXPECT_FALSE(checked.Has("limit"));
 }
 
+TEST(Check, AStartCodeIsSeenWhereverItStands) {
+  // A long frame is compared piece by piece.
+  std::vector<Raw> blocks;
+  for (std::size_t at = 65530; at <= 65540; ++at) {
+    Raw frame(140000, 0x65);
+    for (const std::size_t code : {std::size_t{0}, at, at + 65536}) {
+      std::fill_n(frame.begin() + static_cast<std::ptrdiff_t>(code), 3, 0);
+      frame[code + 3] = 1;
+    }
+    blocks.push_back(SimpleBlock(1, static_cast<std::int16_t>(40 * blocks.size()), kKey, frame));
+  }
+  const Raw file =
+      MkvFile({Info(1000000, 480), Tracks({Track(1, 1, "V_MPEG4/ISO/AVC", {Video(16, 16), Str(0x536E, "Main")})}),
+               Part("cluster", Cluster(0, blocks)),
+               Part([](const Positions& at) { return Cues({CuePoint(0, 1, at["cluster"])}); })});
+  const TemporaryFolder folder;
+  const auto path = folder.Write("movie.mkv", {reinterpret_cast<const char*>(file.data()), file.size()});
+  (void)folder.Write("movie.conf", "[Stream.Main]\r\nCodecData=AAAAAWdkACgRAAAAAWjuPIA=\r\n");
+  const Checked checked = CheckPath(folder, path.string(), {"--deep"});
+  EXPECT_FALSE(checked.Has("codec-unsupported")) << checked.out;
+  EXPECT_THAT(checked.Ids("error"), IsEmpty()) << checked.out;
+}
+
 TEST(Check, AFrameThatTheEndCutsOffIsNoPacket) {
   Plan plan;
   plan.hasIndex = false;
