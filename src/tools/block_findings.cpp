@@ -42,14 +42,18 @@ class BlockFindings {
 
   void AppendTracks() {
     std::set<std::uint64_t> withPin;
+    std::set<std::uint64_t> comesOutPlain;
     for (const TrackPin& track : checked_.tracks.tracks) {
-      if (track.pin != 0) withPin.insert(track.entry->TrackNumber.value);
+      if (track.pin == 0) continue;
+      withPin.insert(track.entry->TrackNumber.value);
+      if (track.frames == FrameState::kPlain) comesOutPlain.insert(track.entry->TrackNumber.value);
     }
     std::set<std::uint64_t> seen;
     for (const TrackPin& track : checked_.tracks.tracks) {
       const std::uint64_t number = track.entry->TrackNumber.value;
       const NumberFacts& facts = facts_.numbers.at(number);
-      const bool isLost = track.pin != 0 || !withPin.contains(number);
+      // One pin that delivers the payload is enough for all entries of its number.
+      const bool isLost = !comesOutPlain.contains(number) && (track.pin != 0 || !withPin.contains(number));
       AppendOfTrack(track, isLost ? facts.packets : 0, facts);
       if (!seen.insert(number).second) continue;
       if (facts.packets == 0 && facts_.isComplete) Add(FindingKind::kTrackEmpty, {}, number);

@@ -408,6 +408,19 @@ TEST(Check, APacketThatOneOfTwoTracksDeliversIsNotLost) {
   EXPECT_EQ(checked.Find("codec-unsupported")->at("severity"), "note");
 }
 
+TEST(Check, ACompressedTrackLosesNothingWhereAPlainOneHasItsNumber) {
+  Plan plan;
+  for (const bool isPlainFirst : {false, true}) {
+    plan.tracks = {Plan::Vp8(1, {ZlibOf(1)}), Plan::Vp8(1)};
+    if (isPlainFirst) std::swap(plan.tracks[0], plan.tracks[1]);
+    const Checked checked = Check(plan.File());
+    EXPECT_THAT(checked.Ids("error"), IsEmpty()) << checked.out;
+    EXPECT_EQ(checked.Find("frames-compressed")->at("severity"), "note");
+  }
+  plan.tracks = {Plan::Vp8(1, {ZlibOf(1)}), Plan::Vp8(1, {ZlibOf(1)})};
+  EXPECT_THAT(Check(plan.File()).Ids("error"), testing::Contains("frames-compressed"));
+}
+
 TEST(Check, OfATrackWithoutPacketsNothingIsLost) {
   Plan plan;
   plan.tracks.push_back(Track(2, 1, "V_AV1", {Video(320, 240)}));
