@@ -129,15 +129,17 @@ std::string SpeedLine(std::int64_t played, std::uint64_t bytesRead, double secon
   return text + "\n";
 }
 
-// What a table of what came does not show: that there was more. Empty for a file that lost nothing.
-std::string GravestError(Session& session) {
+// What a table of what came does not show: that there was more, or that it came behind the end that was announced.
+// Empty for a file of which neither is so.
+std::string GravestOfEnds(Session& session) {
   Findings findings;
   if (FindInOpened(session, false, findings) != kExitDone) return {};
   SortFindings(findings);
-  if (findings.empty() || findings.front().severity != Severity::kError) return {};
-  const Finding& gravest = findings.front();
-  const std::string track = gravest.track ? fmt::format("track {}: ", *gravest.track) : std::string();
-  return track + gravest.text;
+  const auto gravest = std::find_if(findings.begin(), findings.end(), [](const Finding& finding) {
+    return finding.severity == Severity::kError || finding.kind == FindingKind::kEndBeforeLastBlock;
+  });
+  if (gravest == findings.end()) return {};
+  return (gravest->track ? fmt::format("track {}: ", *gravest->track) : std::string()) + gravest->text;
 }
 
 }  // namespace
@@ -198,7 +200,8 @@ int RunPlay(const Options& options, std::FILE* out, std::FILE* messages) {
     session.Say("interrupted");
     return kExitInterrupted;
   }
-  const std::string gravest = options.from || options.to ? std::string() : GravestError(session);
+  // Where the end was asked for, nothing that is missing behind it is missed.
+  const std::string gravest = options.to ? std::string() : GravestOfEnds(session);
   const int finished = session.Finish();
   if (finished == kExitDone && !gravest.empty()) {
     session.SayOfFile("warning: " + gravest + "; vantor-mkv check tells more");

@@ -486,6 +486,27 @@ TEST(Check, AStartCodeIsSeenWhereverItStands) {
   EXPECT_THAT(checked.Ids("error"), IsEmpty()) << checked.out;
 }
 
+TEST(Play, WarnsOfEndsUnlessTheEndWasAskedFor) {
+  const TemporaryFolder folder;
+  const auto play = [&](double duration, const std::vector<std::string>& options) {
+    Plan plan;
+    plan.duration = duration;
+    const Raw file = plan.File();
+    const auto path = folder.Write("ends.mkv", {reinterpret_cast<const char*>(file.data()), file.size()});
+    std::vector<std::string> arguments = {"play", path.string()};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    return RunTool(folder, arguments).messages;
+  };
+  constexpr const char* kLostText = "warning: track 1: playing ends at 0:00:00.300";
+  constexpr const char* kLateText = "warning: the announced end 0:00:00.420 lies before the last block's";
+  EXPECT_EQ(play(480, {}), "");
+  EXPECT_THAT(play(300, {}), HasSubstr(kLostText));
+  EXPECT_THAT(play(300, {"--from", "0"}), HasSubstr(kLostText));
+  EXPECT_THAT(play(420, {}), HasSubstr(kLateText));
+  EXPECT_THAT(play(420, {"--from", "0"}), HasSubstr(kLateText));
+  EXPECT_EQ(play(300, {"--to", "0.2"}), "");
+}
+
 TEST(Check, AFrameThatTheEndCutsOffIsNoPacket) {
   Plan plan;
   plan.hasIndex = false;
