@@ -147,18 +147,27 @@ class BlockFindings {
     const std::int64_t stop = checked_.summary.stop;
     const NumberFacts* last = nullptr;
     std::int64_t end = 0;
+    bool isAny = false;
     bool isCutOff = false;
     for (const auto& [number, facts] : facts_.numbers) {
       if (facts.packets == 0) continue;
       end = std::max({end, facts.lastStart, facts.lastEnd});
+      isAny = true;
       isCutOff = isCutOff || facts.behindEnd.packets > 0;
-      if (last == nullptr || facts.lastStart > last->lastStart) last = &facts;
+      if (IsAllDelivered(number) && (last == nullptr || facts.lastStart > last->lastStart)) last = &facts;
     }
-    if (last == nullptr) return;
-    if (!isCutOff && last->lastStart > stop) {
+    if (!isAny) return;
+    if (!isCutOff && last != nullptr && last->lastStart > stop) {
       Add(FindingKind::kEndBeforeLastBlock, {}, {}, TimeText(stop), TimeText(last->lastStart));
     }
     AppendDuration(end);
+  }
+
+  // As far as the findings tell that were made of tracks and by playing.
+  bool IsAllDelivered(std::uint64_t number) const {
+    return HasEntry(number) && std::none_of(findings_.begin(), findings_.end(), [&](const Finding& finding) {
+             return finding.severity == Severity::kError && finding.track.value_or(number) == number;
+           });
   }
 
   void AppendDuration(std::int64_t end) {

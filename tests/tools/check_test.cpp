@@ -421,6 +421,21 @@ TEST(Check, ACompressedTrackLosesNothingWhereAPlainOneHasItsNumber) {
   EXPECT_THAT(Check(plan.File()).Ids("error"), testing::Contains("frames-compressed"));
 }
 
+TEST(Check, IsNotSaidToDeliverAllOfATrackThatLosesPackets) {
+  Plan plan;
+  plan.duration = 420;
+  plan.tracks = {Plan::Vp8(1), Track(2, 1, "V_AV1", {Video(320, 240)})};
+  plan.second = {SimpleBlock(1, 0, kKey, Ramp(9)), SimpleBlock(2, 40, 0, Ramp(8))};
+  for (const std::vector<std::string>& options : {std::vector<std::string>{}, {"--deep"}}) {
+    const Checked checked = Check(plan.File(), options);
+    EXPECT_TRUE(checked.Has("codec-unsupported")) << checked.out;
+    EXPECT_FALSE(checked.Has("end-before-last-block")) << checked.out;
+  }
+  // Another track's loss does not matter.
+  plan.second.push_back(SimpleBlock(1, 40, 0, Ramp(8)));
+  EXPECT_TRUE(Check(plan.File()).Has("end-before-last-block"));
+}
+
 TEST(Check, OfATrackWithoutPacketsNothingIsLost) {
   Plan plan;
   plan.tracks.push_back(Track(2, 1, "V_AV1", {Video(320, 240)}));
