@@ -54,7 +54,7 @@ class BlockFindings {
       const NumberFacts& facts = facts_.numbers.at(number);
       // One pin that delivers the payload is enough for all entries of its number.
       const bool isLost = !comesOutPlain.contains(number) && (track.pin != 0 || !withPin.contains(number));
-      AppendOfTrack(track, isLost ? facts.packets : 0, facts);
+      AppendTrackFinding(track, Lost(isLost ? facts.packets : 0, facts.packets), findings_);
       if (!seen.insert(number).second) continue;
       if (facts.packets == 0 && facts_.isComplete) Add(FindingKind::kTrackEmpty, {}, number);
       if (withPin.contains(number)) AppendLosses(number, facts);
@@ -88,13 +88,6 @@ class BlockFindings {
     if (facts_.moreUnreadTracks > 0) {
       Add(FindingKind::kLimit, facts_.unreadTracksPosition, {}, ToleratedText(Tolerated::kTrackOverLimit));
     }
-  }
-
-  void AppendOfTrack(const TrackPin& track, std::uint64_t lost, const NumberFacts& facts) {
-    const std::size_t before = findings_.size();
-    AppendTrackFinding(track, Lost(lost, facts.packets), findings_);
-    // Nothing is lost of a track without packets.
-    if (findings_.size() > before && lost == 0) findings_.back().severity = Severity::kNote;
   }
 
   void AppendLosses(std::uint64_t number, const NumberFacts& facts) {

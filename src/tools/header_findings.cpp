@@ -232,9 +232,10 @@ void AppendFileFindings(OpenedFile& file, const FileShape& shape, Findings& find
   AppendHeaderNotes(root.tolerated, findings);
 }
 
-void AppendTrackFinding(const TrackPin& track, const std::string& lost, Findings& findings) {
+void AppendTrackFinding(const TrackPin& track, const std::optional<std::string>& lostPackets, Findings& findings) {
   const std::optional<FindingKind> kind = KindOf(track);
   if (!kind) return;
+  const std::string lost = lostPackets.value_or("");
   const std::uint64_t number = track.entry->TrackNumber.value;
   if (*kind == FindingKind::kTrackKind) {
     findings.push_back(MakeFinding(*kind, {}, number, track.entry->TrackType.value, lost));
@@ -243,6 +244,11 @@ void AppendTrackFinding(const TrackPin& track, const std::string& lost, Findings
   } else {
     const std::string codec = CodecText(*track.entry);
     findings.push_back(MakeFinding(*kind, {}, number, codec.empty() ? "(none)" : codec, KindWord(*track.entry), lost));
+  }
+  if (!lostPackets) {
+    findings.back().severity = Severity::kWarning;
+  } else if (lost.empty()) {
+    findings.back().severity = Severity::kNote;
   }
 }
 

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "tools/file_shape.h"
@@ -23,8 +24,8 @@ void NameBrokenTrack(const TrackPins& tracks, Finding& refusal);
 // Index, times, chapters, attachments and the like.
 void AppendFileFindings(OpenedFile& file, const FileShape& shape, Findings& findings);
 // Why a track has no pin, or what is wrong with its frames: nothing for one of which neither is so. What is lost is
-// said behind the sentence.
-void AppendTrackFinding(const TrackPin& track, const std::string& lost, Findings& findings);
+// said behind the sentence: an error, a note where it is nothing, and a warning where the blocks were not read.
+void AppendTrackFinding(const TrackPin& track, const std::optional<std::string>& lost, Findings& findings);
 // Of the tracks' headers and the pins that came of them, whatever is in the blocks.
 void AppendPinFindings(OpenedFile& file, const TrackPins& tracks, const std::vector<GraphPin>& pins,
                        Findings& findings);

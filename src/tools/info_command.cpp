@@ -313,7 +313,7 @@ int ShowFile(const Options& options, std::FILE* out, std::FILE* messages) {
     AppendFileFindings(file, session.Shape(), findings);
     AppendPinFindings(file, tracks, graph.Pins(), findings);
   }
-  for (const TrackPin& track : tracks.tracks) AppendTrackFinding(track, {}, findings);
+  for (const TrackPin& track : tracks.tracks) AppendTrackFinding(track, std::nullopt, findings);
   SortFindings(findings);
   const FileWords words{file, tracks, labels, findings};
   const std::string text =

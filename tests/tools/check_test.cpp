@@ -436,6 +436,13 @@ TEST(Check, IsNotSaidToDeliverAllOfATrackThatLosesPackets) {
   EXPECT_TRUE(Check(plan.File()).Has("end-before-last-block"));
 }
 
+TEST(Info, WarnsOfATrackWithoutAPinSinceItsPacketsAreNotKnown) {
+  const Raw file = WithTrack(Track(1, 1, "V_AV1", {Video(320, 240)}));
+  const TemporaryFolder folder;
+  const auto path = folder.Write("info.mkv", {reinterpret_cast<const char*>(file.data()), file.size()});
+  EXPECT_EQ(RunTool(folder, {"info", "--json", path.string()}).Find("codec-unsupported")->at("severity"), "warning");
+}
+
 TEST(Check, OfATrackWithoutPacketsNothingIsLost) {
   Plan plan;
   plan.tracks.push_back(Track(2, 1, "V_AV1", {Video(320, 240)}));

@@ -291,7 +291,7 @@ TEST_F(Tool, ShowsEachTrackWithItsPinOrWhyItHasNone) {
   EXPECT_EQ(outcome.status, 0);
   EXPECT_THAT(outcome.out, HasSubstr("  1  audio  A_DTS             und       default  2\n"));
   EXPECT_THAT(outcome.out, HasSubstr("  3  audio  A_EAC3            und                none\n"));
-  EXPECT_THAT(outcome.out, HasSubstr("error    codec-unsupported: track 3: no pin"));
+  EXPECT_THAT(outcome.out, HasSubstr("warning  codec-unsupported: track 3: no pin"));
   EXPECT_THAT(outcome.out, HasSubstr("duration: file 0:00:02.026, filter 0:00:01.877"));
 }
 
