@@ -49,6 +49,13 @@ HRESULT PacketCheck::OnSample(IMediaSample* sample) noexcept {
 }
 
 void PacketCheck::Take(const std::uint8_t* data, std::size_t size, std::int64_t start) {
+  do {
+    if (Find(data, size, start)) return;
+  } while (DropEarlier(start));
+  ++totals_.others;
+}
+
+bool PacketCheck::Find(const std::uint8_t* data, std::size_t size, std::int64_t start) {
   for (std::size_t i = 0; i < kFurthestAhead && IsAhead(i); ++i) {
     if (i > 0) {
       if (work_ == 0) break;
@@ -58,9 +65,22 @@ void PacketCheck::Take(const std::uint8_t* data, std::size_t size, std::int64_t 
     if (!IsSame(ahead_[i], data, size)) continue;
     if (ahead_[i].isFirstOfLace) ++(ahead_[i].start == start ? rightTimes_ : otherTimes_);
     while (i-- > 0) DropFirst(true);
-    return DropFirst(false);
+    DropFirst(false);
+    return true;
   }
-  ++totals_.others;
+  return false;
+}
+
+// Behind a gap that is longer than the window the sample is not in it. Where times are told, packets that are earlier
+// will not come any more.
+bool PacketCheck::DropEarlier(std::int64_t start) {
+  if (otherTimes_ > rightTimes_ || !IsAhead(kFurthestAhead - 1)) return false;
+  bool isAny = false;
+  while (IsAhead(0) && ahead_.front().start < start) {
+    DropFirst(true);
+    isAny = true;
+  }
+  return isAny;
 }
 
 bool PacketCheck::MayBe(const Packet& packet, std::int64_t start) const {

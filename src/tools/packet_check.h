@@ -42,6 +42,8 @@ class PacketCheck final : public SampleListener {
 
  private:
   void Take(const std::uint8_t* data, std::size_t size, std::int64_t start);
+  bool Find(const std::uint8_t* data, std::size_t size, std::int64_t start);
+  bool DropEarlier(std::int64_t start);
   bool MayBe(const Packet& packet, std::int64_t start) const;
   bool IsAhead(std::size_t index);
   bool IsSame(const Packet& packet, const std::uint8_t* data, std::size_t size);

@@ -443,6 +443,22 @@ TEST(Info, WarnsOfATrackWithoutAPinSinceItsPacketsAreNotKnown) {
   EXPECT_EQ(RunTool(folder, {"info", "--json", path.string()}).Find("codec-unsupported")->at("severity"), "warning");
 }
 
+TEST(Check, PlayingCountsRightBehindALongGap) {
+  Plan plan;
+  plan.duration = 40000;
+  plan.first.clear();
+  for (std::int16_t i = 0; i < 30000; ++i) {
+    const Raw frame{static_cast<std::uint8_t>(i >> 8), static_cast<std::uint8_t>(i & 0xFF)};  // no two alike
+    plan.first.push_back(SimpleBlock(1, i, i < 20000 ? 0 : kKey, frame));
+  }
+  plan.secondTime = plan.indexedTime = 30000;
+  for (const std::vector<std::string>& options : {std::vector<std::string>{}, {"--deep"}}) {
+    const Checked checked = Check(plan.File(), options);
+    EXPECT_EQ(checked.Ids("error"), std::vector<std::string>{"key-frame-late"}) << checked.out;
+    EXPECT_THAT(checked.out, HasSubstr("20000 of 30002 packets are lost"));
+  }
+}
+
 TEST(Check, OfATrackWithoutPacketsNothingIsLost) {
   Plan plan;
   plan.tracks.push_back(Track(2, 1, "V_AV1", {Video(320, 240)}));
