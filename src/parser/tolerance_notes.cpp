@@ -43,11 +43,13 @@ void ToleranceList::Collect(std::size_t limit) {
   notes_.shrink_to_fit();
   limit_ = 0;
   omitted_ = 0;
+  met_ = 0;
   notes_.reserve(limit);
   limit_ = limit;
 }
 
 void ToleranceList::Add(const Tolerance& note) noexcept {
+  met_ |= std::uint64_t{1} << static_cast<unsigned>(note.kind);
   const bool isRecord = note.kind >= Tolerated::kTrackOverLimit;
   if (isRecord && !notes_.empty()) {
     // A hundred thousand empty records must not crowd out everything else.

@@ -77,6 +77,8 @@ class ToleranceList {
   const std::vector<Tolerance>& Notes() const { return notes_; }
   // How many came after the list was full, repetitions included.
   std::uint64_t Omitted() const { return omitted_; }
+  // Whether there was one of this kind, kept or not.
+  bool WasMet(Tolerated kind) const { return (met_ >> static_cast<unsigned>(kind) & 1U) != 0; }
 
  private:
   void Add(const Tolerance& note) noexcept;
@@ -84,6 +86,8 @@ class ToleranceList {
   std::vector<Tolerance> notes_;
   std::size_t limit_ = 0;
   std::uint64_t omitted_ = 0;
+  std::uint64_t met_ = 0;  // a bit for each kind
+  static_assert(kToleratedKinds <= 64);
 };
 
 }  // namespace vantor

@@ -130,7 +130,8 @@ class BlockFindings {
     if (checked_.file.Root().segment.cues.empty()) {
       Add(facts_.cues ? FindingKind::kIndexUnreachable : FindingKind::kIndexMissing, facts_.cues, {});
     } else if (const std::uint64_t wrong = facts_.index.wrongPlaces + facts_.index.wrongTimes; wrong > 0) {
-      Add(FindingKind::kIndexWrong, facts_.index.position, {}, wrong, facts_.index.entries);
+      Add(FindingKind::kIndexWrong, facts_.index.position, {}, wrong,
+          CountText(facts_.index.entries, "index entry", "index entries"), wrong == 1 ? "s" : "");
     }
   }
 
@@ -182,9 +183,7 @@ class BlockFindings {
 
   void AppendStructure() {
     if (facts_.clusters == 0) Add(FindingKind::kEmptySegment, {}, {});
-    if (checked_.played == nullptr && (!facts_.isPathKnown || !facts_.isComplete) && checked_.tracks.isAsExpected) {
-      Add(FindingKind::kNotChecked, {}, {});
-    }
+    AppendNotChecked();
     if (facts_.secondSegment && !Has(FindingKind::kSecondSegment)) {
       Add(FindingKind::kSecondSegment, facts_.secondSegment, {}, "");
       findings_.back().severity = Severity::kWarning;
@@ -199,7 +198,22 @@ class BlockFindings {
       position = strays == 0 ? facts.position : std::min(position, facts.position);
       strays += facts.packets;
     }
-    if (strays > 0) Add(FindingKind::kBlocksWithoutTrack, position, {}, strays);
+    if (strays > 0) Add(FindingKind::kBlocksWithoutTrack, position, {}, CountText(strays, "block is", "blocks are"));
+  }
+
+  // Playing tells what headers do not, unless the packets to compare with could not all be found either.
+  void AppendNotChecked() {
+    if (checked_.played == nullptr) {
+      if ((!facts_.isPathKnown || !facts_.isComplete) && checked_.tracks.isAsExpected) {
+        Add(FindingKind::kNotChecked, {}, {});
+      }
+      return;
+    }
+    const bool isAll = std::all_of(checked_.played->begin(), checked_.played->end(),
+                                   [](const auto& played) { return played.second.isComplete; });
+    if (isAll && facts_.isComplete) return;
+    Add(FindingKind::kNotChecked, {}, {});
+    findings_.back().text = "elements claim each other's bytes too often for all packets to be compared";
   }
 
   bool HasEntry(std::uint64_t number) const {
@@ -242,9 +256,18 @@ class BlockFindings {
     if (cut && !Has(FindingKind::kCutShort)) {
       Add(FindingKind::kCutShort, *cut, {}, "an element lasts longer than the file");
     }
-    if (places > 0) Add(FindingKind::kDamage, first, {}, places, places == 1 ? " is" : "s are", bytes);
-    if (facts_.damagedBlocks > 0) Add(FindingKind::kBlockDamaged, facts_.damagedBlock, {}, facts_.damagedBlocks);
-    if (timeless > 0) Add(FindingKind::kClusterWithoutTime, {}, {}, timeless);
+    const bool hasAll = facts_.hasAllNotes;
+    if (places > 0) {
+      Add(FindingKind::kDamage, first, {}, CountText(places, "place is", "places are", hasAll),
+          CountText(bytes, "byte is", "bytes are", hasAll));
+    }
+    if (facts_.damagedBlocks > 0) {
+      Add(FindingKind::kBlockDamaged, facts_.damagedBlock, {},
+          CountText(facts_.damagedBlocks, "block is", "blocks are"));
+    }
+    if (timeless > 0) {
+      Add(FindingKind::kClusterWithoutTime, {}, {}, CountText(timeless, "Cluster has", "Clusters have", hasAll));
+    }
   }
 
   const CheckedFile& checked_;

@@ -44,7 +44,7 @@ int PlayAndCompare(Session& session, OpenedFile& file, const TrackPins& tracks, 
     break;
   }
   if (const std::size_t lost = LostFrames(graph); lost > 0) {
-    findings.push_back(MakeFinding(FindingKind::kFramesLost, {}, {}, lost));
+    findings.push_back(MakeFinding(FindingKind::kFramesLost, {}, {}, CountText(lost, "lost frame", "lost frames")));
   }
   return kExitDone;
 }

@@ -45,6 +45,7 @@ class FactsReader {
     quiet_.allowance = file_.allowance;
     file_.payloadRoom = KeepingRoom(root.AllowanceOf(1, CMkvFileRoot::kSlackForKeeping));
     file_.tolerated.Collect();
+    quiet_.tolerated.Collect(1);  // to know whether it gave up
     kept_.reserve(1);
     std::map<std::uint64_t, DeliveryModel::Settings> settings;
     for (const TrackPin& track : tracks.tracks) {
@@ -296,8 +297,9 @@ class FactsReader {
     facts_.isPathKnown = facts_.isPathKnown && path_.IsKnown();
     facts_.index = index_.Finish();
     facts_.notes = file_.tolerated.Notes();
-    facts_.isComplete = std::none_of(facts_.notes.begin(), facts_.notes.end(),
-                                     [](const Tolerance& note) { return note.kind == Tolerated::kWorkExhausted; });
+    facts_.hasAllNotes = file_.tolerated.Omitted() == 0;
+    facts_.isComplete =
+        !file_.tolerated.WasMet(Tolerated::kWorkExhausted) && !quiet_.tolerated.WasMet(Tolerated::kWorkExhausted);
     return std::move(facts_);
   }
 

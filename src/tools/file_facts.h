@@ -79,6 +79,7 @@ struct FileFacts {
   std::uint64_t damagedBlock = 0;    // the first
   IndexFacts index;
   std::vector<Tolerance> notes;  // of this pass
+  bool hasAllNotes = true;       // false: there were more than are kept
 };
 
 // The file has been opened and notes what it tolerates; `stop` is where the filter ends playing, 100 ns.

@@ -53,7 +53,7 @@ constexpr std::array<FindingRow, kFindingKinds> kRows = {{
     {kTracksUnread, "tracks-unread", kError, "no pin: its entry stands where the filter does not look for it{}",
      kRemux},
     {kPinsDiffer, "pins-differ", kWarning,
-     "the component's pins are not those that the file's tracks give: {} pins, and not the same types",
+     "the component's pins are not those that the file's tracks give: {}, and not the same types",
      "tool and component may be of different versions; take both from one package"},
 
     {kNoKeyFrame, "no-key-frame", kError, "no block has a key flag, so that nothing is delivered{}", kRemux},
@@ -68,15 +68,14 @@ constexpr std::array<FindingRow, kFindingKinds> kRows = {{
     {kFrameTooLarge, "frame-too-large", kError, "frames of more than 256 MiB are passed over{}",
      "encode the track anew"},
     {kPacketsLost, "packets-lost", kError, "played, it lacks packets that are in the file{}", kRemux},
-    {kFramesLost, "frames-lost", kError, "played, the filter announces {} lost frames",
+    {kFramesLost, "frames-lost", kError, "played, the filter announces {}",
      "make sure that memory suffices; encode very large frames anew"},
     {kFilterError, "filter-error", kError, "played, the filter announces the error {}", kRemux},
 
     {kIndexMissing, "index-missing", kWarning, "there is no index: opening walks through the whole file", kRemux},
     {kIndexUnreachable, "index-unreachable", kWarning,
      "the index is not found by the seek index: opening walks through the whole file", kRemux},
-    {kIndexWrong, "index-wrong", kWarning, "{} of {} index entries name places where there is nothing of that time",
-     kRemux},
+    {kIndexWrong, "index-wrong", kWarning, "{} of {} lead{} where there is nothing of that time", kRemux},
     {kSeekEntryWrong, "seek-entry-wrong", kWarning, "a seek entry for {} leads to something else", kRemux},
 
     {kEndBeforeLastBlock, "end-before-last-block", kWarning,
@@ -90,20 +89,19 @@ constexpr std::array<FindingRow, kFindingKinds> kRows = {{
     {kHeadersHeldBack, "headers-held-back", kWarning,
      "since the file does not begin at 0, the codec's headers are not delivered before its packets", kRemux},
     {kNoFrameTime, "no-frame-time", kWarning, "the file does not say how long a frame lasts", kRemux},
-    {kClusterWithoutTime, "cluster-without-time", kWarning, "{} Clusters have no time that can be read", kRemux},
+    {kClusterWithoutTime, "cluster-without-time", kWarning, "{} no time that can be read", kRemux},
 
     {kCutShort, "cut-short", kWarning, "the file is cut short: {}", kFetchAgain},
-    {kDamage, "damage", kWarning, "{} place{} damaged; {} bytes are passed over", kFetchAgain},
-    {kBlockDamaged, "block-damaged", kWarning, "{} blocks are damaged and passed over", kFetchAgain},
-    {kHeaderValue, "header-value", kWarning, "{} values of the headers cannot be read or do not fit", kRemux},
+    {kDamage, "damage", kWarning, "{} damaged; {} passed over", kFetchAgain},
+    {kBlockDamaged, "block-damaged", kWarning, "{} damaged and passed over", kFetchAgain},
+    {kHeaderValue, "header-value", kWarning, "{} of the headers cannot be read or {} not fit", kRemux},
     {kLimit, "limit", kWarning, "there are more records than are kept: {}", kRemux},
     {kNotChecked, "not-checked", kWarning,
      "from some place on it cannot be told what the filter does with the file; play it with --deep", kRemux},
     {kEmptySegment, "no-frames", kWarning, "there is no Cluster in the file, and nothing to deliver",
      "fetch or record the file again"},
     {kNumberTwice, "track-number-twice", kWarning, "several tracks have this number and the same blocks", kRemux},
-    {kBlocksWithoutTrack, "blocks-without-track", kWarning, "{} blocks are of a track that the file does not describe",
-     kRemux},
+    {kBlocksWithoutTrack, "blocks-without-track", kWarning, "{} of a track that the file does not describe", kRemux},
     {kTrackEmpty, "track-empty", kNote, "there is no packet of it in the file", kNothing},
     {kTrackDisabled, "track-disabled", kNote, "the file says that it is not to be used; it has a pin all the same",
      kNothing},
@@ -115,7 +113,7 @@ constexpr std::array<FindingRow, kFindingKinds> kRows = {{
      "attach it as application/x-truetype-font (mkvpropedit --attachment-mime-type)"},
     {kAttachmentsUnreachable, "attachments-unreachable", kWarning,
      "the attachments are not found by the seek index: fonts in them are not installed", kRemux},
-    {kTextInvalid, "text-invalid", kNote, "{} texts are not UTF-8", kNothing},
+    {kTextInvalid, "text-invalid", kNote, "{} not UTF-8", kNothing},
 }};
 
 }  // namespace
@@ -133,6 +131,10 @@ const char* SeverityName(Severity severity) {
 }
 
 const FindingRow& RowOf(FindingKind kind) { return kRows[static_cast<std::size_t>(kind)]; }
+
+std::string CountText(std::uint64_t count, const char* one, const char* many, bool isAll) {
+  return fmt::format("{}{} {}", isAll ? "" : "at least ", count, count == 1 ? one : many);
+}
 
 std::optional<Severity> Worst(const Findings& findings) {
   std::optional<Severity> worst;

@@ -123,6 +123,10 @@ Finding MakeFinding(FindingKind kind, std::optional<std::uint64_t> position, std
   return {kind, row.severity, position, track, fmt::format(fmt::runtime(row.sentence), values...)};
 }
 
+// A number with the word that fits it: CountText(1, "block is", "blocks are") is "1 block is". Where more may have come
+// than were counted, it is said that there are at least so many.
+std::string CountText(std::uint64_t count, const char* one, const char* many, bool isAll = true);
+
 // Nothing for no findings.
 std::optional<Severity> Worst(const Findings& findings);
 std::size_t Count(const Findings& findings, Severity severity);

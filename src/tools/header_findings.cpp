@@ -140,8 +140,16 @@ void AppendHeaderNotes(const ToleranceList& notes, Findings& findings) {
         break;
     }
   }
-  if (values.count > 0) findings.push_back(MakeFinding(FindingKind::kHeaderValue, values.position, {}, values.count));
-  if (texts.count > 0) findings.push_back(MakeFinding(FindingKind::kTextInvalid, texts.position, {}, texts.count));
+  const bool hasAll = notes.Omitted() == 0;
+  if (values.count > 0) {
+    findings.push_back(MakeFinding(FindingKind::kHeaderValue, values.position, {},
+                                   CountText(values.count, "value", "values", hasAll),
+                                   values.count == 1 ? "does" : "do"));
+  }
+  if (texts.count > 0) {
+    findings.push_back(MakeFinding(FindingKind::kTextInvalid, texts.position, {},
+                                   CountText(texts.count, "text is", "texts are", hasAll)));
+  }
   for (const auto& [kind, position] : limits) {
     findings.push_back(MakeFinding(FindingKind::kLimit, position, {}, ToleratedText(kind)));
   }
@@ -218,8 +226,8 @@ void AppendFileFindings(OpenedFile& file, const FileShape& shape, Findings& find
   CMkvFileRoot& root = file.Root();
   const MkvSegmentInfo& info = root.segment.info;
   if (const std::string cut = Warning(shape); !cut.empty()) {
-    findings.push_back(
-        MakeFinding(FindingKind::kCutShort, root.length, {}, fmt::format("{} bytes are missing", shape.missingBytes)));
+    findings.push_back(MakeFinding(FindingKind::kCutShort, root.length, {},
+                                   CountText(shape.missingBytes, "byte is missing", "bytes are missing")));
   }
   AppendSeekEntries(root, findings);
   if (root.startTime != 0) {
@@ -254,7 +262,8 @@ void AppendTrackFinding(const TrackPin& track, const std::optional<std::string>&
 
 void AppendPinFindings(OpenedFile& file, const TrackPins& tracks, const std::vector<GraphPin>& pins,
                        Findings& findings) {
-  if (!tracks.isAsExpected) findings.push_back(MakeFinding(FindingKind::kPinsDiffer, {}, {}, pins.size()));
+  if (!tracks.isAsExpected)
+    findings.push_back(MakeFinding(FindingKind::kPinsDiffer, {}, {}, CountText(pins.size(), "pin", "pins")));
   std::map<std::uint64_t, int> numbers;
   for (const TrackPin& track : tracks.tracks) {
     const std::uint64_t number = track.entry->TrackNumber.value;

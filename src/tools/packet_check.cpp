@@ -144,6 +144,7 @@ void PacketCheck::DropFirst(bool isLost) {
 
 PacketTotals PacketCheck::Finish() {
   while (IsAhead(0)) DropFirst(true);
+  totals_.isComplete = !reader_.HasGivenUp();
   return totals_;
 }
 

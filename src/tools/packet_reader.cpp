@@ -19,6 +19,7 @@ constexpr std::size_t kMostReady = 65536;
 PacketReader::PacketReader(CMkvFileRoot& root, std::uint64_t track)
     : root_(root), file_(root), track_(track), walk_(file_) {
   file_.allowance = root.AllowanceOf(kTimesForPackets, kSlackForPackets);
+  file_.tolerated.Collect(1);  // to know whether it gave up
 }
 
 bool PacketReader::Next(Packet& packet) {

@@ -29,6 +29,8 @@ class PacketReader {
 
   // False at the end.
   bool Next(Packet& packet);
+  // The end came because elements claim each other's bytes too often.
+  bool HasGivenUp() const { return file_.tolerated.WasMet(Tolerated::kWorkExhausted); }
 
  private:
   void TakeBlock(const MkvElement& element);

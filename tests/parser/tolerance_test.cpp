@@ -370,6 +370,18 @@ TEST(ToleranceList, KeepsTheFirstNotesAndCountsTheOthers) {
   EXPECT_EQ(list.Omitted(), 3U);
 }
 
+TEST(ToleranceList, RemembersTheKindsThatItHasNoRoomFor) {
+  ToleranceList list;
+  list.Collect(1);
+  list.Note(Tolerated::kRejectedBlock, 0, 1);
+  EXPECT_FALSE(list.WasMet(Tolerated::kWorkExhausted));
+  list.Note(Tolerated::kWorkExhausted, 1, 1);
+  EXPECT_TRUE(list.WasMet(Tolerated::kRejectedBlock));
+  EXPECT_TRUE(list.WasMet(Tolerated::kWorkExhausted));
+  list.Collect(1);
+  EXPECT_FALSE(list.WasMet(Tolerated::kWorkExhausted));
+}
+
 TEST(ToleranceList, PlaceThatIsMetAgainIsNotedOnce) {
   ToleranceList list;
   list.Collect();

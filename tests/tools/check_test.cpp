@@ -459,6 +459,30 @@ TEST(Check, PlayingCountsRightBehindALongGap) {
   }
 }
 
+TEST(Check, CountsInWordsThatFit) {
+  const auto strayText = [](std::size_t count) {
+    Plan plan;
+    plan.first.insert(plan.first.end(), count, SimpleBlock(9, 0, kKey, Ramp(5)));
+    return Check(plan.File()).Find("blocks-without-track")->at("text").get<std::string>();
+  };
+  EXPECT_EQ(strayText(1), "1 block is of a track that the file does not describe");
+  EXPECT_EQ(strayText(2), "2 blocks are of a track that the file does not describe");
+  const Checked wrong = Check(With([](Plan& plan) { plan.indexedTime = 300; }));
+  EXPECT_EQ(wrong.Find("index-wrong")->at("text"), "1 of 2 index entries leads where there is nothing of that time");
+}
+
+TEST(Check, SaysAtLeastWhereNotAllWasCounted) {
+  const auto text = [](std::size_t clusters) {
+    Plan plan;
+    const Raw timeless = Master(0x1F43B675, {SimpleBlock(1, 60, kKey, Ramp(5))});
+    for (std::size_t i = 0; i < clusters; ++i) plan.more.emplace_back(timeless);
+    return Check(plan.File()).Find("cluster-without-time")->at("text").get<std::string>();
+  };
+  EXPECT_EQ(text(1), "1 Cluster has no time that can be read");
+  EXPECT_EQ(text(200), "200 Clusters have no time that can be read");
+  EXPECT_EQ(text(300), "at least 256 Clusters have no time that can be read");
+}
+
 TEST(Check, OfATrackWithoutPacketsNothingIsLost) {
   Plan plan;
   plan.tracks.push_back(Track(2, 1, "V_AV1", {Video(320, 240)}));
