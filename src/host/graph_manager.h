@@ -6,10 +6,10 @@
 #pragma once
 
 #include <atomic>
-#include <compare>
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -24,7 +24,10 @@ struct GraphEvent {
   LONG_PTR param1 = 0;
   LONG_PTR param2 = 0;
 
-  friend auto operator<=>(const GraphEvent&, const GraphEvent&) = default;
+  friend bool operator==(const GraphEvent&, const GraphEvent&) = default;
+  friend bool operator<(const GraphEvent& one, const GraphEvent& other) {
+    return std::tie(one.code, one.param1, one.param2) < std::tie(other.code, other.param1, other.param2);
+  }
 };
 
 // Equal events are kept as one: a file can be made to have any number of them.

@@ -262,8 +262,9 @@ void AppendTrackFinding(const TrackPin& track, const std::optional<std::string>&
 
 void AppendPinFindings(OpenedFile& file, const TrackPins& tracks, const std::vector<GraphPin>& pins,
                        Findings& findings) {
-  if (!tracks.isAsExpected)
+  if (!tracks.isAsExpected) {
     findings.push_back(MakeFinding(FindingKind::kPinsDiffer, {}, {}, CountText(pins.size(), "pin", "pins")));
+  }
   std::map<std::uint64_t, int> numbers;
   for (const TrackPin& track : tracks.tracks) {
     const std::uint64_t number = track.entry->TrackNumber.value;

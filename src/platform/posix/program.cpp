@@ -11,7 +11,7 @@ std::vector<std::string> Arguments(int argc, const char* const* argv) { return {
 void ShareFreedMemory() noexcept {
 #if defined(__GLIBC__)
   // Two, since with one the threads would wait for each other.
-  mallopt(M_ARENA_MAX, 2);
+  mallopt(M_ARENA_MAX, 2);  // NOLINT(concurrency-mt-unsafe): there is one thread
 #endif
 }
 
