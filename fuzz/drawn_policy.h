@@ -3,6 +3,7 @@
 //   CMkvFileRoot root(&reader, true, DrawPolicy(input));
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
 

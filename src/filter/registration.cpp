@@ -56,7 +56,7 @@ HRESULT WriteMediaTypeKey(RegistrationSystem& system, const GUID& subtype, const
 }
 
 // Whether a class that these keys are of has the say over them.
-bool IsOfAnother(const ServerSetup& server) { return !SameGuid(server.keyOwner, CLSID_NULL); }
+bool IsKeyOfAnother(const ServerSetup& server) { return !SameGuid(server.keyOwner, CLSID_NULL); }
 
 // Without memory to find out it counts as registered: a key left over harms less than one that is missing.
 bool IsRegistered(RegistrationSystem& system, const CLSID& classId) {
@@ -127,7 +127,7 @@ const AMOVIESETUP_FILTER kCompleteFilterSetup = {&kMkvDmxComplete.classId, kMkvD
 
 // Every step by itself: one that runs out of memory does not keep the others from being taken.
 HRESULT RegisterServer(RegistrationSystem& system, const ClassRegistrar& classes, const ServerSetup& server) {
-  const auto write = IsOfAnother(server) ? WriteMissingMediaTypeKey : WriteMediaTypeKey;
+  const auto write = IsKeyOfAnother(server) ? WriteMissingMediaTypeKey : WriteMediaTypeKey;
   const HRESULT written = Guarded([&] { return write(system, kSubtypePrivateMatroska, CLSID_AsyncReader); });
   DeleteExtensionKeys(system);
   HRESULT registered = Guarded([&] { return RegisterTypeLibrary(system); });
@@ -137,7 +137,7 @@ HRESULT RegisterServer(RegistrationSystem& system, const ClassRegistrar& classes
 }
 
 HRESULT UnregisterServer(RegistrationSystem& system, const ClassRegistrar& classes, const ServerSetup& server) {
-  if (!IsOfAnother(server)) {
+  if (!IsKeyOfAnother(server)) {
     DeleteMediaTypeKeys(system, {kSubtypePrivateMatroska, kSubtypeMatroska});
   } else if (!IsRegistered(system, server.keyOwner)) {
     DeleteMediaTypeKeys(system, {kSubtypePrivateMatroska});

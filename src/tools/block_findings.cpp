@@ -5,7 +5,6 @@
 #include <set>
 #include <string>
 
-#include "platform/conversions.h"
 #include "tools/header_findings.h"
 #include "tools/time_text.h"
 
@@ -165,10 +164,8 @@ class BlockFindings {
   }
 
   void AppendDuration(std::int64_t end) {
-    const MkvSegmentInfo& info = checked_.file.Root().segment.info;
-    if (!info.Duration.present) return;
-    const std::int64_t told =
-        TruncateToInt64(info.Duration.value * static_cast<double>(info.TimecodeScale.value) / 100);
+    if (!checked_.file.Root().segment.info.Duration.present) return;
+    const std::int64_t told = checked_.file.Duration();
     const std::int64_t announced = checked_.summary.duration;
     const auto differs = [](std::int64_t left, std::int64_t right) {
       constexpr double kSecond = 1e7;

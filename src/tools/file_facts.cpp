@@ -60,7 +60,6 @@ class FactsReader {
     }
     entries_ = tracks_.size();
     facts_.isPathKnown = tracks.isAsExpected;
-    facts_.firstCluster = path_.FirstCluster();
   }
 
   FileFacts Read() {
@@ -103,17 +102,12 @@ class FactsReader {
         ++facts_.clusters;
         if (isFollowed_) (void)ReadClusterTimecode(element, filterTime_);
         if (isIndexed_) index_.OnCluster(element.start);
-        if (walk.IsWithinPrevious() && !facts_.endless) facts_.endless = lastCluster_;
-        lastCluster_ = element.start;
         return;
       case ids::kCues:
         if (!facts_.cues) facts_.cues = element.start;
         break;
       case ids::kAttachments:
         if (!facts_.attachments) facts_.attachments = element.start;
-        break;
-      case ids::kChapters:
-        if (!facts_.chapters) facts_.chapters = element.start;
         break;
       case ids::kTracks:
         OnTracks(element);
@@ -266,7 +260,6 @@ class FactsReader {
     const std::int64_t start = StartOf(block);
     const std::int64_t end =
         WrappingAdd(start, records_.TicksToTime(static_cast<std::int64_t>(duration_.present ? duration_.value : 0)));
-    facts.firstStart = facts.packets == 0 ? start : std::min(facts.firstStart, start);
     facts.lastStart = facts.packets == 0 ? start : std::max(facts.lastStart, start);
     facts.lastEnd = facts.packets == 0 ? end : std::max(facts.lastEnd, end);
     if (facts.packets == 0) facts.position = block.start;
@@ -275,7 +268,7 @@ class FactsReader {
     if (isIndexed_) index_.OnBlock(block.track, WrappingAdd(time_, block.relativeTime));
     if (!isKnown_) return;
     Loss& loss = isFollowed_ ? facts.*fate : facts.hidden[hidden_];
-    loss.Add(packets - (isFollowed_ ? delivered : 0), block.start, start);
+    loss.Add(packets - (isFollowed_ ? delivered : 0), block.start);
   }
 
   std::int64_t StartOf(const KeptBlock& block) const {
@@ -320,7 +313,6 @@ class FactsReader {
   bool isInCluster_ = false;
   bool isIndexed_ = false;  // by the index that was read
   std::size_t hidden_ = 0;
-  std::uint64_t lastCluster_ = 0;
   std::int64_t filterTime_ = 0;  // as the filter has it
   std::int64_t time_ = 0;        // for the current block
 

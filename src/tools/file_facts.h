@@ -26,13 +26,9 @@ namespace vantor::tools {
 struct Loss {
   std::uint64_t packets = 0;
   std::uint64_t position = 0;  // of the first one's block
-  std::int64_t start = 0;      // its time, 100 ns
 
-  void Add(std::uint64_t count, std::uint64_t at, std::int64_t time) {
-    if (packets == 0 && count > 0) {
-      position = at;
-      start = time;
-    }
+  void Add(std::uint64_t count, std::uint64_t at) {
+    if (packets == 0) position = at;
     packets += count;
   }
 };
@@ -42,38 +38,28 @@ struct NumberFacts {
   std::uint64_t packets = 0;
   std::uint64_t bytes = 0;
   std::uint64_t position = 0;  // of the first block
-  std::int64_t firstStart = 0;
   std::int64_t lastStart = 0;
   std::int64_t lastEnd = 0;  // as far as blocks tell their durations
   bool isWaiting = false;    // for a key frame, still at the end
-  Loss noPin;
+  Loss noPin;                // of a track that has none, told with the track
   Loss beforeKeyFrame;
   Loss behindEnd;
   Loss rejected;  // in laces or groups that the filter does not read
   Loss tooLarge;
   std::array<Loss, 3> hidden;  // by Hidden
-
-  std::uint64_t Lost() const {
-    return noPin.packets + beforeKeyFrame.packets + behindEnd.packets + rejected.packets + tooLarge.packets +
-           hidden[0].packets + hidden[1].packets + hidden[2].packets;
-  }
 };
 
 struct FileFacts {
   std::map<std::uint64_t, NumberFacts> numbers;
   std::uint64_t clusters = 0;
-  int segments = 0;
-  bool isPathKnown = true;         // false: from some place on nobody can say what the filter does
-  bool isComplete = true;          // false: the pass gave up, since elements claim each other's bytes
-  std::uint64_t firstCluster = 0;  // where the filter begins
+  bool isPathKnown = true;  // false: from some place on nobody can say what the filter does
+  bool isComplete = true;   // false: the pass gave up, since elements claim each other's bytes
   std::optional<std::uint64_t> secondSegment;
-  std::optional<std::uint64_t> endless;  // the Cluster whose size covers others
-  std::optional<std::uint64_t> cues;     // the first that stands in the file, whether the filter finds it or not
+  std::optional<std::uint64_t> cues;  // the first that stands in the file, whether the filter finds it or not
   std::optional<std::uint64_t> attachments;
   std::set<std::uint64_t> unreadTracks;  // numbers of entries that the filter does not read, the first ones
   std::uint64_t moreUnreadTracks = 0;    // entries with other numbers
   std::optional<std::uint64_t> unreadTracksPosition;
-  std::optional<std::uint64_t> chapters;
   std::optional<std::uint64_t> cut;  // an element that lasts longer than the file
   std::uint64_t damagedBlocks = 0;   // whose frames nobody can tell
   std::uint64_t damagedBlock = 0;    // the first

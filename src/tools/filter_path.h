@@ -32,8 +32,6 @@ class FilterPath {
     if (state_ == State::kBefore) return Hidden::kBeforeStart;
     return isWithin_ ? Hidden::kWithinCluster : Hidden::kOtherSegment;
   }
-  bool HasFirstCluster() const { return hasFirst_; }
-  std::uint64_t FirstCluster() const { return first_; }
 
  private:
   enum class State {

@@ -155,17 +155,6 @@ void AppendHeaderNotes(const ToleranceList& notes, Findings& findings) {
   }
 }
 
-const char* KindWord(const MkvTrackEntry& track) {
-  switch (track.TrackType.value) {
-    case MkvTrackEntry::kTypeVideo:
-      return "video";
-    case MkvTrackEntry::kTypeAudio:
-      return "audio";
-    default:
-      return "subtitle";
-  }
-}
-
 std::optional<FindingKind> KindOf(const TrackPin& track) {
   switch (track.noPin) {
     case NoPinReason::kTrackType:
@@ -251,7 +240,7 @@ void AppendTrackFinding(const TrackPin& track, const std::optional<std::string>&
     findings.push_back(MakeFinding(*kind, {}, number, lost));
   } else {
     const std::string codec = CodecText(*track.entry);
-    findings.push_back(MakeFinding(*kind, {}, number, codec.empty() ? "(none)" : codec, KindWord(*track.entry), lost));
+    findings.push_back(MakeFinding(*kind, {}, number, codec.empty() ? "(none)" : codec, TrackKind(*track.entry), lost));
   }
   if (!lostPackets) {
     findings.back().severity = Severity::kWarning;

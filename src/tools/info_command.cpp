@@ -8,7 +8,6 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/conversions.h"
 #include "platform/text.h"
 #include "tools/commands.h"
 #include "tools/findings_text.h"
@@ -131,9 +130,6 @@ struct FileWords {
   const Findings& findings;
 
   const MkvSegmentInfo& Info() const { return file.Root().segment.info; }
-  std::int64_t Duration() const {
-    return TruncateToInt64(Info().Duration.value * static_cast<double>(Info().TimecodeScale.value) / 100);
-  }
   std::size_t Chapters() const {
     std::size_t count = 0;
     for (const MkvChapterEditions& editions : file.Root().segment.chapters) {
@@ -151,19 +147,6 @@ struct FileWords {
     return label != labels.end() && label->second.isForced;
   }
 };
-
-const char* TrackKind(const MkvTrackEntry& track) {
-  switch (track.TrackType.value) {
-    case MkvTrackEntry::kTypeVideo:
-      return "video";
-    case MkvTrackEntry::kTypeAudio:
-      return "audio";
-    case MkvTrackEntry::kTypeSubtitle:
-      return "subtitle";
-    default:
-      return "other";
-  }
-}
 
 // "2017-05-31 12:00:00 UTC", of nanoseconds since the first day of 2001.
 std::string DateText(std::int64_t nanoseconds) {
@@ -219,7 +202,7 @@ std::string InfoObject(const std::string& file, const FilterSummary& summary, Gr
   object.KnownText("writing_app", WideToUtf8(info.WritingApp));
   if (info.DateUTC.present) object.Text("date", DateText(info.DateUTC.value));
   object.Value("duration", summary.duration);
-  if (info.Duration.present) object.Value("file_duration", words.Duration());
+  if (info.Duration.present) object.Value("file_duration", words.file.Duration());
   object.Value("frame_duration", summary.frameDuration);
   object.Value("chapters", words.Chapters());
   object.Value("attachments", words.Attachments());
@@ -270,7 +253,7 @@ std::string FileText(const FileWords& words) {
 std::string DurationText(const FilterSummary& summary, const FileWords& words) {
   // The file's is rounded in other ways.
   constexpr std::int64_t kSame = 10000;
-  const std::int64_t ofFile = words.Duration();
+  const std::int64_t ofFile = words.file.Duration();
   const bool isSame = ofFile - kSame <= summary.duration && summary.duration <= ofFile + kSame;
   if (!words.Info().Duration.present || isSame) return "duration " + TimeText(summary.duration);
   return fmt::format("duration: file {}, filter {}", TimeText(ofFile), TimeText(summary.duration));

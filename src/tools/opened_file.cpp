@@ -3,6 +3,8 @@
 #include <new>
 #include <utility>
 
+#include "platform/conversions.h"
+
 namespace vantor::tools {
 
 OpenedFile::OpenedFile(const std::shared_ptr<ByteStore>& bytes, WideString name)
@@ -13,6 +15,11 @@ OpenedFile::OpenedFile(const std::shared_ptr<ByteStore>& bytes, WideString name)
   root_ = std::make_unique<CMkvFileRoot>(source_->OutputPin(), kMayFollowIndex);
   root_->tolerated.Collect();
   isOpen_ = root_->Open() == S_OK;
+}
+
+std::int64_t OpenedFile::Duration() const {
+  const MkvSegmentInfo& info = root_->segment.info;
+  return TruncateToInt64(info.Duration.value * static_cast<double>(info.TimecodeScale.value) / 100);
 }
 
 }  // namespace vantor::tools

@@ -4,6 +4,7 @@
 //   if (file.IsOpen()) Use(file.Root().segment.info);
 #pragma once
 
+#include <cstdint>
 #include <memory>
 
 #include "host/byte_store.h"
@@ -23,6 +24,8 @@ class OpenedFile {
   // False for a file that is no Matroska or WebM file: there are no records then.
   bool IsOpen() const { return isOpen_; }
   CMkvFileRoot& Root() { return *root_; }
+  // What the file itself says of its length, 100 ns; 0 where it says nothing.
+  std::int64_t Duration() const;
   // What the filter would be connected behind.
   IPin* Upstream() const { return source_->OutputPin(); }
 

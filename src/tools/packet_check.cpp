@@ -49,10 +49,9 @@ HRESULT PacketCheck::OnSample(IMediaSample* sample) noexcept {
 }
 
 void PacketCheck::Take(const std::uint8_t* data, std::size_t size, std::int64_t start) {
-  do {
-    if (Find(data, size, start)) return;
-  } while (DropEarlier(start));
-  ++totals_.others;
+  // What is found nowhere is no packet: codec headers, or a frame that the file's end cuts off.
+  while (!Find(data, size, start) && DropEarlier(start)) {
+  }
 }
 
 bool PacketCheck::Find(const std::uint8_t* data, std::size_t size, std::int64_t start) {

@@ -26,7 +26,6 @@ struct PacketTotals {
   std::uint64_t lost = 0;       // not delivered with their payload
   std::uint64_t firstLost = 0;  // where the first one's Block begins
   bool isComplete = true;       // false: not all of the file's packets were found
-  std::uint64_t others = 0;     // samples that are no packet: codec headers, frames that the file's end cuts off
 };
 
 class PacketCheck final : public SampleListener {

@@ -131,6 +131,19 @@ class TrackMatcher {
 
 }  // namespace
 
+const char* TrackKind(const MkvTrackEntry& track) {
+  switch (track.TrackType.value) {
+    case MkvTrackEntry::kTypeVideo:
+      return "video";
+    case MkvTrackEntry::kTypeAudio:
+      return "audio";
+    case MkvTrackEntry::kTypeSubtitle:
+      return "subtitle";
+    default:
+      return "other";
+  }
+}
+
 TrackPins MatchTracks(CMkvFileRoot& file, IPin* upstream, const std::vector<GraphPin>& pins) {
   return TrackMatcher(file, upstream, pins).Match();
 }

@@ -44,6 +44,9 @@ struct TrackPins {
 // refused has no pins.
 TrackPins MatchTracks(CMkvFileRoot& file, IPin* upstream, const std::vector<GraphPin>& pins);
 
+// "video", "audio", "subtitle" or "other".
+const char* TrackKind(const MkvTrackEntry& track);
+
 // The codec identifier as text, up to the zero bytes that it may end in.
 std::string CodecText(const MkvTrackEntry& track);
 
