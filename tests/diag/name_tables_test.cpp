@@ -5,6 +5,9 @@
 #include <gtest/gtest.h>
 #include <nserror.h>
 
+#include <cstdint>
+#include <iterator>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -16,6 +19,9 @@ namespace {
 
 #define NAMED(name) \
   { static_cast<std::uint32_t>(name), #name }
+// HRESULT_FROM_WIN32 is a macro in some headers and no constant in others.
+#define NAMED_ERROR(error) \
+  { 0x80070000u | (error), "HRESULT_FROM_WIN32(" #error ")" }
 
 struct Expected {
   std::uint32_t code;
@@ -23,7 +29,7 @@ struct Expected {
 };
 
 // The names of rows whose text may go on behind them with the separator.
-void ExpectNames(std::span<const NameRow> rows, const std::vector<Expected>& expected, std::string_view separator) {
+void ExpectNames(std::span<const NameRow> rows, std::span<const Expected> expected, std::string_view separator) {
   ASSERT_EQ(rows.size(), expected.size());
   for (std::size_t i = 0; i < rows.size(); ++i) {
     const std::string_view text = rows[i].text;
@@ -33,7 +39,7 @@ void ExpectNames(std::span<const NameRow> rows, const std::vector<Expected>& exp
 }
 
 TEST(NameTables, ResultsStandInTheirOrder) {
-  const std::vector<Expected> expected = {
+  static constexpr Expected expected[] = {
       NAMED(S_OK),
       NAMED(S_FALSE),
       {2, "S_RESYNC"},
@@ -128,17 +134,17 @@ TEST(NameTables, ResultsStandInTheirOrder) {
       {0x8005005F, "VXAV_E_DICOM_MPEG2_STREAM_INCOMPATIBLE"},
       {0x80050060, "VXAV_E_SCRAMBLED_CONTENT"},
       {0x80050061, "VXAV_E_TOO_MANY_CONVERSIONS"},
-      NAMED(HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND)),
+      NAMED_ERROR(ERROR_FILE_NOT_FOUND),
       NAMED(E_ACCESSDENIED),
       NAMED(E_HANDLE),
       NAMED(E_OUTOFMEMORY),
-      NAMED(HRESULT_FROM_WIN32(ERROR_WRITE_FAULT)),
-      NAMED(HRESULT_FROM_WIN32(ERROR_READ_FAULT)),
-      NAMED(HRESULT_FROM_WIN32(ERROR_SHARING_VIOLATION)),
-      NAMED(HRESULT_FROM_WIN32(ERROR_HANDLE_EOF)),
+      NAMED_ERROR(ERROR_WRITE_FAULT),
+      NAMED_ERROR(ERROR_READ_FAULT),
+      NAMED_ERROR(ERROR_SHARING_VIOLATION),
+      NAMED_ERROR(ERROR_HANDLE_EOF),
       NAMED(E_INVALIDARG),
-      NAMED(HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS)),
-      NAMED(HRESULT_FROM_WIN32(ERROR_NOACCESS)),
+      NAMED_ERROR(ERROR_ALREADY_EXISTS),
+      NAMED_ERROR(ERROR_NOACCESS),
       NAMED(NS_E_CONNECTION_FAILURE),
       NAMED(NS_E_INVALID_REQUEST),
       NAMED(NS_E_INVALID_DATA),
@@ -158,7 +164,7 @@ TEST(NameTables, ResultsStandInTheirOrder) {
       {0xFEDCBA97, "E_ABORTED_BY_THIS_FILTER"},
       {0xFEDCBA98, "E_ABORTED_BY_DOWNSTREAM_FILTER"},
   };
-  EXPECT_EQ(expected.size(), 123u);
+  EXPECT_EQ(std::size(expected), 123u);
   ExpectNames(ResultNameRows(), expected, " - ");
 }
 
@@ -246,7 +252,7 @@ TEST(NameTables, OfTheOthersThoseOfMediaStreamsMonikersAndDelayedLoadsAreDescrib
 }
 
 TEST(NameTables, NetworkErrorsStandInTheirOrder) {
-  const std::vector<Expected> expected = {
+  static constexpr Expected expected[] = {
       NAMED(WSAEINTR),
       NAMED(WSAEBADF),
       NAMED(WSAEACCES),
@@ -337,7 +343,7 @@ TEST(NameTables, NetworkErrorsStandInTheirOrder) {
       {11030, "WSA_QOS_ESHAPERATEOBJ"},
       {11031, "WSA_QOS_RESERVED_PETYPE"},
   };
-  EXPECT_EQ(expected.size(), 89u);
+  EXPECT_EQ(std::size(expected), 89u);
   ExpectNames(WinsockNameRows(), expected, " = ");
   for (const NameRow& row : WinsockNameRows()) {
     const std::string_view text = row.text;
@@ -350,7 +356,7 @@ TEST(NameTables, NetworkErrorsStandInTheirOrder) {
 }
 
 TEST(NameTables, EventsStandInTheirOrder) {
-  const std::vector<Expected> expected = {
+  static constexpr Expected expected[] = {
       NAMED(EC_COMPLETE),
       NAMED(EC_USERABORT),
       NAMED(EC_ERRORABORT),
@@ -428,12 +434,12 @@ TEST(NameTables, EventsStandInTheirOrder) {
       {0x11A, "EC_DVD_CURRENT_HMSF_TIME"},
       {0x11B, "EC_DVD_KARAOKE_MODE"},
   };
-  EXPECT_EQ(expected.size(), 76u);
+  EXPECT_EQ(std::size(expected), 76u);
   ExpectNames(EventNameRows(), expected, "");
 }
 
 TEST(NameTables, WindowMessagesStandInTheirOrder) {
-  const std::vector<Expected> expected = {
+  static constexpr Expected expected[] = {
       NAMED(WM_NULL),
       NAMED(WM_CREATE),
       NAMED(WM_DESTROY),
@@ -642,7 +648,7 @@ TEST(NameTables, WindowMessagesStandInTheirOrder) {
       NAMED(WM_PALETTECHANGED),
       NAMED(WM_HOTKEY),
   };
-  EXPECT_EQ(expected.size(), 207u);
+  EXPECT_EQ(std::size(expected), 207u);
   ExpectNames(MessageNameRows(), expected, "");
 }
 

@@ -73,6 +73,18 @@ Total Measure(const Raw& bytes) {
   return total;
 }
 
+// The address sanitizer finds as much in the shorter file, and every byte costs several times as much there.
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define VANTOR_SHORTER_ONLY
+#endif
+#endif
+#ifdef VANTOR_SHORTER_ONLY
+constexpr bool kGrows = false;
+#else
+constexpr bool kGrows = true;
+#endif
+
 class Amplification : public testing::TestWithParam<HostileRecipe> {
  protected:
   void TearDown() override { EXPECT_EQ(CBaseObject::ObjectsActive(), 0); }
@@ -102,6 +114,7 @@ TEST_P(Amplification, IsWithinTheTable) {
   constexpr std::size_t kTimes = 4;
   const Total shorter = Measure(GetParam().make(kSize));
   ExpectWithin(shorter, GetParam().limit);
+  if (!kGrows) return;
   const Total longer = Measure(GetParam().make(kSize * kTimes));
   ExpectWithin(longer, GetParam().limit);
   // No faster than the file, but for what does not grow at all. How many workers are under way at once differs from run
