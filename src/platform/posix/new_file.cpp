@@ -1,0 +1,138 @@
+// Where the system can, the temporary file has no name at all and gets its own by a link, so that nothing is left of it
+// whatever ends the program. Elsewhere, on network file systems above all, it has one that is taken away.
+#include "platform/new_file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <optional>
+
+#include "platform/posix/broken_pipe.h"
+
+namespace vantor::platform {
+namespace {
+
+constexpr mode_t kUsualRights = 0666;  // less what the user's mask takes away
+constexpr int kNamesTried = 100;
+
+std::string FolderOf(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  if (slash == std::string::npos) return ".";
+  return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+// Calls `make` with names in the folder of the path until it makes something; the name, or nothing.
+template <typename Make>
+std::optional<std::string> MakeNamed(const std::string& path, Make&& make) {
+  for (int i = 0; i < kNamesTried; ++i) {
+    std::string name = FolderOf(path) + "/.vantor-" + std::to_string(getpid()) + "-" + std::to_string(i) + ".part";
+    if (make(name)) return name;
+    if (errno != EEXIST) break;
+  }
+  return std::nullopt;
+}
+
+bool LinkNameless(int file, const std::string& to) {
+  const std::string self = "/proc/self/fd/" + std::to_string(file);
+  return linkat(AT_FDCWD, self.c_str(), AT_FDCWD, to.c_str(), AT_SYMLINK_FOLLOW) == 0;
+}
+
+// Not every file system knows a renaming that replaces nothing, nor links.
+bool RenameUnlessThere(const std::string& from, const std::string& to) {
+  if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
+  if (errno == EEXIST) return false;
+  if (link(from.c_str(), to.c_str()) == 0) return unlink(from.c_str()) == 0;
+  if (errno == EEXIST) return false;
+  struct stat there = {};
+  if (lstat(to.c_str(), &there) == 0) {
+    errno = EEXIST;
+    return false;
+  }
+  return std::rename(from.c_str(), to.c_str()) == 0;
+}
+
+void UnlinkKeepingError(const std::string& name) {
+  const int error = errno;
+  unlink(name.c_str());
+  errno = error;
+}
+
+}  // namespace
+
+NewFile::~NewFile() {
+  Close();
+  if (!temporary_.empty()) unlink(temporary_.c_str());
+}
+
+bool NewFile::Open(const std::string& path) {
+  path_ = path;
+  struct stat there = {};
+  if (stat(path.c_str(), &there) == 0 && !S_ISREG(there.st_mode) && !S_ISDIR(there.st_mode)) {
+    isStream_ = true;
+    handle_ = open(path.c_str(), O_WRONLY | O_CLOEXEC);
+    return handle_ >= 0;
+  }
+  handle_ = open(FolderOf(path).c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, kUsualRights);
+  if (handle_ >= 0) return true;
+  const std::optional<std::string> name = MakeNamed(path, [&](const std::string& tried) {
+    handle_ = open(tried.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, kUsualRights);
+    return handle_ >= 0;
+  });
+  temporary_ = name.value_or(std::string());
+  return name.has_value();
+}
+
+bool NewFile::OpenStandardOutput() {
+  isStream_ = true;
+  handle_ = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0);
+  return handle_ >= 0;
+}
+
+bool NewFile::WriteAt(std::int64_t position, const void* bytes, std::size_t size) noexcept {
+  std::optional<BrokenPipeHeldBack> noSignal;
+  if (isStream_) noSignal.emplace();
+  const auto file = static_cast<int>(handle_);
+  for (std::size_t done = 0; done < size;) {
+    const char* const from = static_cast<const char*>(bytes) + done;
+    const ssize_t count = isStream_ ? write(file, from, size - done)
+                                    : pwrite(file, from, size - done, position + static_cast<std::int64_t>(done));
+    if (count < 0 && errno == EINTR) continue;
+    if (count <= 0) return false;
+    done += static_cast<std::size_t>(count);
+  }
+  return true;
+}
+
+bool NewFile::Place(bool replace) {
+  if (isStream_) return Close();
+  const bool isNameless = temporary_.empty();
+  if (isNameless && !replace) {
+    if (!LinkNameless(static_cast<int>(handle_), path_)) return false;
+    if (Close()) return true;
+    UnlinkKeepingError(path_);
+    return false;
+  }
+  if (isNameless) {
+    const std::optional<std::string> name =
+        MakeNamed(path_, [&](const std::string& tried) { return LinkNameless(static_cast<int>(handle_), tried); });
+    if (!name) return false;
+    temporary_ = *name;
+  }
+  // Some file systems tell only here that earlier writes failed.
+  if (!Close()) return false;
+  const bool isPlaced =
+      replace ? std::rename(temporary_.c_str(), path_.c_str()) == 0 : RenameUnlessThere(temporary_, path_);
+  if (isPlaced) temporary_.clear();
+  return isPlaced;
+}
+
+bool NewFile::Close() noexcept {
+  const auto file = static_cast<int>(handle_);
+  handle_ = -1;
+  return file < 0 || close(file) == 0;
+}
+
+}  // namespace vantor::platform

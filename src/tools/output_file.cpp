@@ -1,0 +1,76 @@
+#include "tools/output_file.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <system_error>
+
+#include "platform/file_path.h"
+#include "platform/system_error.h"
+
+namespace vantor::tools {
+namespace {
+
+constexpr std::size_t kBufferSize = std::size_t{1} << 18;
+
+}  // namespace
+
+bool OutputFile::Open(const std::string& path, Overwrite overwrite) {
+  path_ = path;
+  overwrite_ = overwrite;
+  const bool isStandardOutput = path == "-";
+  std::error_code error;
+  const std::filesystem::file_status there =
+      isStandardOutput ? std::filesystem::file_status() : std::filesystem::status(platform::ToPath(path), error);
+  if (std::filesystem::is_directory(there)) {
+    Fail("is a folder");
+  } else if (std::filesystem::is_regular_file(there) && overwrite == Overwrite::kNo) {
+    Fail("exists already; --force overwrites it");
+  } else if (!(isStandardOutput ? file_.OpenStandardOutput() : file_.Open(path))) {
+    FailBySystem();
+  } else {
+    buffer_.reserve(kBufferSize);
+  }
+  return !HasFailed();
+}
+
+void OutputFile::Append(std::span<const std::uint8_t> bytes) {
+  if (HasFailed()) return;
+  if (buffer_.size() + bytes.size() > kBufferSize) {
+    Flush();
+    if (HasFailed()) return;
+    if (bytes.size() >= kBufferSize) {
+      if (!file_.WriteAt(static_cast<std::int64_t>(written_), bytes.data(), bytes.size())) return FailBySystem();
+      written_ += bytes.size();
+      return;
+    }
+  }
+  buffer_.insert(buffer_.end(), bytes.begin(), bytes.end());
+}
+
+void OutputFile::Replace(std::uint64_t offset, std::span<const std::uint8_t> bytes) {
+  if (HasFailed()) return;
+  if (file_.IsStream())
+    return Fail("what goes into a pipe or a device cannot be changed afterwards, as this form wants");
+  Flush();
+  if (!HasFailed() && !file_.WriteAt(static_cast<std::int64_t>(offset), bytes.data(), bytes.size())) FailBySystem();
+}
+
+bool OutputFile::Finish() {
+  if (!HasFailed()) Flush();
+  if (!HasFailed() && !file_.Place(overwrite_ == Overwrite::kYes)) FailBySystem();
+  return !HasFailed();
+}
+
+void OutputFile::Flush() {
+  if (!file_.WriteAt(static_cast<std::int64_t>(written_), buffer_.data(), buffer_.size())) return FailBySystem();
+  written_ += buffer_.size();
+  buffer_.clear();
+}
+
+void OutputFile::Fail(const std::string& reason) {
+  if (trouble_.empty()) trouble_ = (path_ == "-" ? "standard output" : path_) + ": " + reason;
+}
+
+void OutputFile::FailBySystem() { Fail(platform::SystemErrorText(platform::LastSystemError())); }
+
+}  // namespace vantor::tools

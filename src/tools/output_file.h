@@ -1,0 +1,55 @@
+// OutputFile: a file that is written by and by and appears only when it is whole. Whatever fails leaves nothing behind,
+// and no file is overwritten unless that is asked for.
+//
+//   OutputFile file;
+//   if (!file.Open("movie.h264", Overwrite::kNo)) return Fail(file.Trouble());
+//   file.Append(bytes);                                 // as often as one likes; a failure is kept
+//   if (!file.Finish()) return Fail(file.Trouble());    // "movie.h264: No space left on device"
+//
+// Without Finish there will be no such file. Bytes go out in large pieces; memory does not grow with the file. "-" is
+// standard output, which like a pipe or a device is written to at once and takes nothing back. Not for several threads
+// at once.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "platform/new_file.h"
+#include "tools/track_writer.h"
+
+namespace vantor::tools {
+
+enum class Overwrite { kNo, kYes };
+
+class OutputFile final : public OutputBytes {
+ public:
+  // False, and nothing done, when there is such a file already and it is not to be overwritten, or none can be made.
+  bool Open(const std::string& path, Overwrite overwrite);
+
+  void Append(std::span<const std::uint8_t> bytes) override;
+  // A stream takes nothing back: that is a failure, too.
+  void Replace(std::uint64_t offset, std::span<const std::uint8_t> bytes) override;
+  std::uint64_t Size() const override { return written_ + buffer_.size(); }
+
+  bool HasFailed() const { return !trouble_.empty(); }
+  // Gives the whole file its name.
+  bool Finish();
+  // What failed first, the path before it; empty when nothing did.
+  const std::string& Trouble() const { return trouble_; }
+  const std::string& Path() const { return path_; }
+
+ private:
+  void Flush();
+  void Fail(const std::string& reason);
+  void FailBySystem();
+
+  platform::NewFile file_;
+  std::string path_;
+  Overwrite overwrite_ = Overwrite::kNo;
+  std::vector<std::uint8_t> buffer_;  // behind what is written
+  std::uint64_t written_ = 0;
+  std::string trouble_;
+};
+
+}  // namespace vantor::tools
