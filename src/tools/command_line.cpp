@@ -24,6 +24,8 @@ constexpr const char* kAbout =
     "  vantor-mkv play movie.mkv                    run the whole file and count what comes\n"
     "  vantor-mkv play --complete movie.mkv         the same by the complete component\n"
     "  vantor-mkv play --from 1:30 --to 2:00 a.mkv  half a minute of it\n"
+    "  vantor-mkv extract --pin 2 movie.mkv         one stream, as a file that players open\n"
+    "  vantor-mkv extract --all -d parts movie.mkv  all streams, each a file in that folder\n"
     "  vantor-mkv samples movie.mkv                 every sample, as JSON Lines\n"
     "  vantor-mkv samples --seek 50000000 a.mkv     from 5 seconds on (100 ns units)\n"
     "  vantor-mkv samples --seek 0:20000000 a.mkv   the first 2 seconds\n"
@@ -54,11 +56,58 @@ void AddFile(CLI::App* command, Options& options) {
   command->add_option("FILE", options.file, "The media file")->required()->type_name("");
 }
 
+// The part of the file, for the commands that run through it.
+struct RangeTexts {
+  std::string from;
+  std::string to;
+};
+
+void AddRange(CLI::App* command, RangeTexts& range) {
+  command->add_option("--from", range.from, "Seek there first: seconds, M:SS or H:MM:SS, with or without a fraction")
+      ->type_name("TIME");
+  command->add_option("--to", range.to, "End at the first key frame from there on")->type_name("TIME");
+}
+
+CLI::App* AddExtract(CLI::App& app, Options& options, RangeTexts& range) {
+  ExtractRequest& request = options.extract;
+  CLI::App* const command = app.add_subcommand("extract", "Write what the pins deliver, as files that players open");
+  AddFile(command, options);
+  CLI::Option* const pin = command->add_option("--pin", request.pins, "The pin of that number; may be repeated");
+  CLI::Option* const track =
+      command->add_option("--track", request.tracks, "The pin of the track of that number; may be repeated");
+  CLI::Option* const all = command->add_flag("--all", request.all, "Every pin");
+  pin->type_name("N")->allow_extra_args(false)->excludes(all);
+  track->type_name("N")->allow_extra_args(false)->excludes(pin)->excludes(all);
+  CLI::Option* const output =
+      command->add_option("-o,--output", request.output, "The file to write; - for standard output");
+  output->type_name("FILE");
+  command->add_option("-d,--folder", request.folder, "Write files with names of their own into this folder")
+      ->type_name("FOLDER")
+      ->excludes(output);
+  command->add_flag("--force", request.force, "Overwrite files");
+  command->add_flag("--raw", request.raw, "Write what has no form of its own as samples and a JSON index of them");
+  AddRange(command, range);
+  return command;
+}
+
 ParseResult Stop(int status, std::string message) {
   ParseResult result;
   result.exitStatus = status;
   result.message = std::move(message);
   return result;
+}
+
+// What is wrong with them; nothing if they are fine.
+std::string ParseRange(const CLI::App& command, const RangeTexts& range, Options& options) {
+  for (const auto& [name, text, time] :
+       {std::tuple("--from", &range.from, &options.from), std::tuple("--to", &range.to, &options.to)}) {
+    if (command.count(name) == 0) continue;
+    *time = ParseTime(*text);
+    if (!*time) {
+      return std::string(name) + " wants a time such as 90, 1:30 or 00:01:30.5, not \"" + *text + "\"";
+    }
+  }
+  return options.to && *options.to < options.from.value_or(0) ? "--to lies before --from" : std::string();
 }
 
 ParseResult WrongUse(const std::string& what) { return Stop(kExitUsage, what + "; see vantor-mkv --help"); }
@@ -116,14 +165,11 @@ ParseResult ParseCommandLine(int argc, const char* const* argv) {
           ->type_name("START[:STOP]");
   CLI::Option* rateOption = samples->add_option("--rate", rate, "Set the playback rate before running")->type_name("R");
 
-  std::string from;
-  std::string to;
+  RangeTexts range;
+  CLI::App* extract = AddExtract(app, options, range);
   CLI::App* play = app.add_subcommand("play", "Run the file, or a part of it, and sum up each stream");
   AddFile(play, options);
-  CLI::Option* fromOption =
-      play->add_option("--from", from, "Seek there first: seconds, M:SS or H:MM:SS, with or without a fraction")
-          ->type_name("TIME");
-  CLI::Option* toOption = play->add_option("--to", to, "End at the first key frame from there on")->type_name("TIME");
+  AddRange(play, range);
 
   const std::string help = app.help();  // later it would be that of the command given
   try {
@@ -138,8 +184,8 @@ ParseResult ParseCommandLine(int argc, const char* const* argv) {
     if (app.get_subcommands().empty()) {
       const std::vector<std::string> unknown = app.remaining();
       return WrongUse(unknown.empty()
-                          ? "a command is wanted: info, check, samples or play"
-                          : "there is no \"" + unknown.front() + "\": info, check, samples or play is wanted");
+                          ? "a command is wanted: info, check, samples, extract or play"
+                          : "there is no \"" + unknown.front() + "\": info, check, samples, extract or play is wanted");
     }
     return WrongUse(error.what());
   }
@@ -150,6 +196,7 @@ ParseResult ParseCommandLine(int argc, const char* const* argv) {
   options.command = info->parsed()      ? Command::kInfo
                     : check->parsed()   ? Command::kCheck
                     : samples->parsed() ? Command::kSamples
+                    : extract->parsed() ? Command::kExtract
                                         : Command::kPlay;
   if (seekOption->count() > 0) {
     options.seek = ParseSeek(seek);
@@ -157,17 +204,9 @@ ParseResult ParseCommandLine(int argc, const char* const* argv) {
       return WrongUse("--seek wants START or START:STOP, whole numbers of 100 ns, not \"" + seek + "\"");
     }
   }
-  for (const auto& [option, text, time] :
-       {std::tuple(fromOption, &from, &options.from), std::tuple(toOption, &to, &options.to)}) {
-    if (option->count() > 0) {
-      *time = ParseTime(*text);
-      if (!*time) {
-        return WrongUse(option->get_name() + " wants a time such as 90, 1:30 or 00:01:30.5, not \"" + *text + "\"");
-      }
-    }
-  }
-  if (options.to && *options.to < options.from.value_or(0)) {
-    return WrongUse("--to lies before --from");
+  CLI::App* const given = app.get_subcommands().front();
+  if (given == play || given == extract) {
+    if (const std::string wrong = ParseRange(*given, range, options); !wrong.empty()) return WrongUse(wrong);
   }
   if (rateOption->count() > 0) {
     options.rate = ParseRate(rate);

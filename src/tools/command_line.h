@@ -21,11 +21,23 @@ inline constexpr int kExitRefused =
 inline constexpr int kExitUsage = 2;          // bad options, an unreadable path, no component, a fault of the system
 inline constexpr int kExitInterrupted = 130;  // as shells say it
 
-enum class Command { kInfo, kCheck, kSamples, kPlay };
+enum class Command { kInfo, kCheck, kSamples, kPlay, kExtract };
 
 struct SeekRequest {
   std::int64_t start = 0;  // 100 ns, absolute
   std::optional<std::int64_t> stop;
+};
+
+// What is taken out of a file, and where it goes. Exactly one of the first three says of which pins; none does where
+// there is only one.
+struct ExtractRequest {
+  std::vector<int> pins;
+  std::vector<std::uint64_t> tracks;  // by the file's numbers
+  bool all = false;
+  std::string output;  // "-" for standard output; empty: the names follow from the file's
+  std::string folder;  // of these; empty for the current one
+  bool force = false;
+  bool raw = false;  // what has no form of its own goes out as it is
 };
 
 struct Options {
@@ -38,9 +50,10 @@ struct Options {
   bool deep = false;                 // check
   bool strict = false;               // check
   std::optional<SeekRequest> seek;   // samples
-  std::optional<std::int64_t> from;  // play; 100 ns, not below 0
-  std::optional<std::int64_t> to;    // play; not before from
+  std::optional<std::int64_t> from;  // play, extract; 100 ns, not below 0
+  std::optional<std::int64_t> to;    // play, extract; not before from
   std::optional<double> rate;        // samples
+  ExtractRequest extract;
 };
 
 struct ParseResult {

@@ -13,6 +13,7 @@ namespace vantor::tools {
 int RunInfo(const Options& options, std::FILE* out, std::FILE* messages);
 int RunSamples(const Options& options, std::FILE* out, std::FILE* messages);
 int RunCheck(const Options& options, std::FILE* out, std::FILE* messages);
+int RunExtract(const Options& options, std::FILE* out, std::FILE* messages);
 int RunPlay(const Options& options, std::FILE* out, std::FILE* messages);
 
 // The whole tool: the command line, the program's name first, and the command it asks for. Lets no exception out: what

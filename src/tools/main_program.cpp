@@ -18,6 +18,8 @@ int RunCommand(const Options& options, std::FILE* out, std::FILE* messages) {
       return RunSamples(options, out, messages);
     case Command::kCheck:
       return RunCheck(options, out, messages);
+    case Command::kExtract:
+      return RunExtract(options, out, messages);
     case Command::kPlay:
       return RunPlay(options, out, messages);
   }

@@ -7,12 +7,12 @@
 
 namespace vantor::tools {
 
-OpenedFile::OpenedFile(const std::shared_ptr<ByteStore>& bytes, WideString name)
+OpenedFile::OpenedFile(const std::shared_ptr<ByteStore>& bytes, WideString name, const PlaybackPolicy& policy)
     : source_(ComPtr<FileSourceFilter>::Adopt(FileSourceFilter::Create())) {
   if (!source_) throw std::bad_alloc();
   source_->SetBytes(bytes, std::move(name));
   constexpr bool kMayFollowIndex = true;
-  root_ = std::make_unique<CMkvFileRoot>(source_->OutputPin(), kMayFollowIndex);
+  root_ = std::make_unique<CMkvFileRoot>(source_->OutputPin(), kMayFollowIndex, policy);
   root_->tolerated.Collect();
   isOpen_ = root_->Open() == S_OK;
 }

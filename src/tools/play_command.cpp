@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <csignal>
 #include <memory>
 #include <string>
 #include <vector>
@@ -10,9 +9,11 @@
 #include "platform/text.h"
 #include "tools/check_file.h"
 #include "tools/commands.h"
+#include "tools/interrupt_watch.h"
 #include "tools/listing.h"
 #include "tools/output.h"
 #include "tools/play_counter.h"
+#include "tools/play_range.h"
 #include "tools/progress_bar.h"
 #include "tools/session.h"
 #include "tools/text_table.h"
@@ -26,29 +27,6 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::milliseconds kRedrawEvery(100);
 
-volatile std::sig_atomic_t interrupted = 0;
-
-extern "C" void OnInterrupt(int) {
-  interrupted = 1;
-  // A second time does what it always does.
-  std::signal(SIGINT, SIG_DFL);
-}
-
-// While alive, an interrupt sets the flag instead of ending the program.
-class InterruptWatch {
- public:
-  InterruptWatch() {
-    interrupted = 0;
-    previous_ = std::signal(SIGINT, OnInterrupt);
-  }
-  ~InterruptWatch() { std::signal(SIGINT, previous_ == SIG_ERR ? SIG_DFL : previous_); }
-  InterruptWatch(const InterruptWatch&) = delete;
-  InterruptWatch& operator=(const InterruptWatch&) = delete;
-
- private:
-  void (*previous_)(int) = SIG_DFL;
-};
-
 std::int64_t Position(const Counters& counters) {
   std::int64_t furthest = 0;
   for (const auto& counter : counters) {
@@ -57,16 +35,10 @@ std::int64_t Position(const Counters& counters) {
   return furthest;
 }
 
-// The part of the file that is played.
-struct Range {
-  std::int64_t start = 0;
-  std::int64_t stop = 0;
-};
-
 // Waits for the end of every stream; false when interrupted.
-bool WaitDrawing(Graph& graph, const Counters& counters, const Range& range, ProgressBar& bar) {
+bool WaitDrawing(Graph& graph, const Counters& counters, const PlayRange& range, ProgressBar& bar) {
   while (graph.Wait(kRedrawEvery) != WaitResult::kEnded) {
-    if (interrupted != 0) {
+    if (InterruptWatch::Interrupted()) {
       return false;
     }
     bar.Draw(std::max(Position(counters), range.start) - range.start, std::max(range.stop, range.start) - range.start);
@@ -94,26 +66,6 @@ std::string Table(const std::vector<GraphPin>& pins, const Counters& counters) {
                totals.ended ? "reached" : "not reached"});
   }
   return table.Text();
-}
-
-// Sets the positions asked for. The range is where the filter went: it keeps to the file, and goes to the start of a
-// file that it cannot seek in.
-HRESULT Seek(Graph& graph, const Options& options, Range& range) {
-  const ComPtr<IMediaSeeking> seeking = graph.Seeking();
-  if (!seeking) {
-    return E_NOINTERFACE;
-  }
-  LONGLONG start = options.from.value_or(0);
-  LONGLONG stop = options.to.value_or(0);
-  const HRESULT set =
-      seeking->SetPositions(&start, options.from ? AM_SEEKING_AbsolutePositioning : AM_SEEKING_NoPositioning, &stop,
-                            options.to ? AM_SEEKING_AbsolutePositioning : AM_SEEKING_NoPositioning);
-  if (FAILED(set)) {
-    return set;
-  }
-  const HRESULT got = seeking->GetPositions(&start, &stop);
-  range = {start, stop};
-  return got;
 }
 
 std::string SpeedLine(std::int64_t played, std::uint64_t bytesRead, double seconds, std::uint64_t lostFrames) {
@@ -161,16 +113,8 @@ int RunPlay(const Options& options, std::FILE* out, std::FILE* messages) {
     return session.Failed("an output pin refuses to connect", connected);
   }
 
-  Range range{0, summary.duration};
-  if (options.from || options.to) {
-    const HRESULT sought = Seek(graph, options, range);
-    if (FAILED(sought)) {
-      return session.Failed("the filter does not seek", sought);
-    }
-    if (const std::int64_t asked = options.from.value_or(0); range.start < asked) {
-      session.SayOfFile("warning: cannot seek to " + TimeText(asked) + "; playing from " + TimeText(range.start));
-    }
-  }
+  PlayRange range{0, summary.duration};
+  if (const int sought = SeekTo(session, options, "playing", range); sought != kExitDone) return sought;
 
   ProgressBar bar(messages);
   const InterruptWatch watch;

@@ -101,7 +101,7 @@ class TrackMatcher {
   void MatchTrack(TrackPin& track) {
     TrackMediaType type;
     track.noPin = NoPinReason::kNone;
-    const HRESULT built = Guarded([&] { return BuildTrackMediaType(*track.entry, sources_, type); });
+    const HRESULT built = Guarded([&] { return BuildTrackMediaType(*track.entry, sources_, type, file_.policy); });
     if (built == E_OUTOFMEMORY) throw std::bad_alloc();
     hasFailed_ = FAILED(built);
     if (hasFailed_) track.failure = built;

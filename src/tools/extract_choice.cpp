@@ -1,0 +1,142 @@
+#include "tools/extract_choice.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <filesystem>
+#include <memory>
+
+#include "platform/file_path.h"
+#include "platform/text.h"
+#include "tools/opened_file.h"
+#include "tools/raw_writer.h"
+#include "tools/safe_name.h"
+#include "tools/track_labels.h"
+#include "tools/track_pins.h"
+
+namespace vantor::tools {
+namespace {
+
+// What the file says of its tracks, where it can be read apart from the component.
+class TracksOfFile {
+ public:
+  TracksOfFile(Session& session, const Options& options)
+      : file_(session.Bytes(), session.FullFileName(), options.complete ? kCompletePolicy : PlaybackPolicy()) {
+    if (!file_.IsOpen()) return;
+    tracks_ = MatchTracks(file_.Root(), file_.Upstream(), session.OpenedGraph().Pins());
+    labels_ = ReadTrackLabels(file_.Root());
+  }
+
+  const TrackPin* ByNumber(std::uint64_t number) const {
+    return Find([&](const TrackPin& track) { return track.entry->TrackNumber.value == number; });
+  }
+  const TrackPin* ByPin(int pin) const {
+    return Find([&](const TrackPin& track) { return track.pin == pin; });
+  }
+  // ".ger.Commentary": language and name, as far as the file tells them, for a file's name.
+  std::string NameParts(const TrackPin& track) const {
+    std::string language = LanguageOf(*track.entry, labels_);
+    if (language.find('(') != std::string::npos || language == "und") language.clear();
+    std::string parts;
+    for (const std::string& part : {SafePart(language), SafePart(WideToUtf8(track.entry->Name))}) {
+      if (!part.empty()) parts += "." + part;
+    }
+    return parts;
+  }
+
+ private:
+  template <typename Matches>
+  const TrackPin* Find(Matches&& matches) const {
+    const auto found = std::find_if(tracks_.tracks.begin(), tracks_.tracks.end(), matches);
+    return found == tracks_.tracks.end() ? nullptr : &*found;
+  }
+
+  OpenedFile file_;
+  TrackPins tracks_;
+  TrackLabels labels_;
+};
+
+std::string ListOf(const std::vector<GraphPin>& pins) {
+  std::string list;
+  for (const GraphPin& pin : pins) {
+    list += fmt::format("{}{} ({})", list.empty() ? "" : ", ", pin.number, WideToUtf8(pin.name));
+  }
+  return list;
+}
+
+// The numbers of the pins that are asked for; otherwise what is wrong.
+std::string FindPins(const ExtractRequest& request, const std::vector<GraphPin>& pins, const TracksOfFile& tracks,
+                     std::vector<int>& numbers) {
+  for (const int number : request.pins) {
+    if (number < 1 || static_cast<std::size_t>(number) > pins.size()) {
+      return fmt::format("there is no pin {}; there are {}", number, ListOf(pins));
+    }
+    numbers.push_back(number);
+  }
+  for (const std::uint64_t number : request.tracks) {
+    const TrackPin* const track = tracks.ByNumber(number);
+    if (track == nullptr) return fmt::format("there is no track {}", number);
+    if (track->pin == 0) return fmt::format("track {} has no pin; vantor-mkv check says why", number);
+    numbers.push_back(track->pin);
+  }
+  if (request.all || (numbers.empty() && pins.size() == 1)) {
+    for (const GraphPin& pin : pins) numbers.push_back(pin.number);
+  }
+  if (numbers.empty()) return "--pin, --track or --all has to say which of several pins: " + ListOf(pins);
+  std::sort(numbers.begin(), numbers.end());
+  numbers.erase(std::unique(numbers.begin(), numbers.end()), numbers.end());
+  return {};
+}
+
+// The second file lies beside the first, with an extension of its own.
+std::string CompanionOf(const std::string& path, const TrackForm& form) {
+  if (form.companion.empty()) return {};
+  return platform::FromPath(platform::ToPath(path).replace_extension(form.companion));
+}
+
+std::string PathIn(const std::string& folder, const std::string& name) {
+  return folder.empty() ? name : platform::FromPath(platform::ToPath(folder) / platform::ToPath(name));
+}
+
+}  // namespace
+
+std::string PinText(const GraphPin& pin) { return fmt::format("pin {} ({})", pin.number, WideToUtf8(pin.name)); }
+
+std::string ChoosePins(Session& session, const Options& options, std::vector<ChosenPin>& chosen) {
+  const ExtractRequest& request = options.extract;
+  std::vector<GraphPin>& pins = session.OpenedGraph().Pins();
+  if (pins.empty()) return "the filter has no pins for it";
+  const TracksOfFile tracks(session, options);
+  std::vector<int> numbers;
+  if (std::string wrong = FindPins(request, pins, tracks, numbers); !wrong.empty()) return wrong;
+  if (!request.output.empty() && numbers.size() > 1) {
+    return fmt::format("-o names one file, and {} pins are chosen; -d names a folder", numbers.size());
+  }
+  const std::string stem = SafeName(platform::FromPath(platform::ToPath(options.file).stem()), "stream");
+  for (const int number : numbers) {
+    ChosenPin& added = chosen.emplace_back();
+    added.pin = &pins[static_cast<std::size_t>(number) - 1];
+    const TrackPin* const track = tracks.ByPin(number);
+    if (track != nullptr) added.track = track->entry->TrackNumber.value;
+    if (!added.pin->types.empty()) {
+      added.form = FormOf(added.pin->types.front());
+      if (!added.form && request.raw) added.form = RawFormOf(added.pin->types.front());
+    }
+    if (!added.form) continue;
+    const std::string parts = track == nullptr ? std::string() : tracks.NameParts(*track);
+    added.path =
+        request.output.empty()
+            ? PathIn(request.folder, SafeName(fmt::format("{}.{}{}.{}", stem, number, parts, added.form->extension),
+                                              "stream." + added.form->extension))
+            : request.output;
+    added.companionPath = CompanionOf(added.path, *added.form);
+    if (!added.companionPath.empty() && (added.path == "-" || added.companionPath == added.path)) {
+      return fmt::format("{} has a second file, .{}, which {} leaves no name for", added.form->name,
+                         added.form->companion, added.path);
+    }
+  }
+  return {};
+}
+
+}  // namespace vantor::tools

@@ -1,0 +1,26 @@
+#include "tools/interrupt_watch.h"
+
+#include <csignal>
+
+namespace vantor::tools {
+namespace {
+
+volatile std::sig_atomic_t interrupted = 0;
+
+extern "C" void OnInterrupt(int) {
+  interrupted = 1;
+  std::signal(SIGINT, SIG_DFL);
+}
+
+}  // namespace
+
+InterruptWatch::InterruptWatch() {
+  interrupted = 0;
+  previous_ = std::signal(SIGINT, OnInterrupt);
+}
+
+InterruptWatch::~InterruptWatch() { std::signal(SIGINT, previous_ == SIG_ERR ? SIG_DFL : previous_); }
+
+bool InterruptWatch::Interrupted() { return interrupted != 0; }
+
+}  // namespace vantor::tools

@@ -1,0 +1,24 @@
+// InterruptWatch: while it lives, an interrupt (Ctrl-C) sets a flag instead of ending the program; a second one does
+// what it always does.
+//
+//   const InterruptWatch watch;
+//   while (Work() && !InterruptWatch::Interrupted()) continue;
+#pragma once
+
+namespace vantor::tools {
+
+class InterruptWatch {
+ public:
+  InterruptWatch();
+  ~InterruptWatch();
+  InterruptWatch(const InterruptWatch&) = delete;
+  InterruptWatch& operator=(const InterruptWatch&) = delete;
+
+  // Since the watch was set up.
+  static bool Interrupted();
+
+ private:
+  void (*previous_)(int) = nullptr;
+};
+
+}  // namespace vantor::tools
