@@ -8,7 +8,14 @@
 #include "tools/play_counter.h"
 #include "tools/sample_log.h"
 #include "tools/session.h"
+#include "tools/track_writer.h"
 
+int Fail(const std::string& reason);
+extern const AM_MEDIA_TYPE& type;
+extern OutputBytes& output;
+extern std::unique_ptr<TrackWriter>& writer;
+extern const TrackForm& form;
+extern std::span<const std::uint8_t> payload, sequenceHeader;
 extern int argc;
 extern char** argv;
 void Print(const std::string& text);

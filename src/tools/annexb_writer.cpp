@@ -17,7 +17,8 @@ constexpr std::array<std::uint8_t, 4> kStartCode = {0, 0, 0, 1};
 constexpr unsigned kLargestLengthSize = 4;
 
 bool StartsWithStartCode(ByteSpan bytes) {
-  return FindStartCode(bytes.first(std::min<std::size_t>(bytes.size(), 4)), 0) < 2;
+  const ByteSpan front = bytes.first(std::min(bytes.size(), kLongStartCodeSize));
+  return FindStartCode(front, 0) < front.size();
 }
 
 // Takes the next unit; one that is cut off is what is left of it. False at the end.

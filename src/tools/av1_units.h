@@ -2,7 +2,7 @@
 // and a delimiter in front.
 //
 //   std::vector<std::uint8_t> unit;
-//   MakeTemporalUnit(sample, sequenceHeader, unit);
+//   MakeTemporalUnit(payload, sequenceHeader, unit);
 #pragma once
 
 #include <cstdint>

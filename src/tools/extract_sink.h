@@ -1,6 +1,6 @@
 // ExtractSink: a listener that hands what one pin delivers to a writer.
 //
-//   auto sink = std::make_shared<ExtractSink>(form.make(output, nullptr));
+//   auto sink = std::make_shared<ExtractSink>(form.make(output, nullptr), [] { return false; });
 //   graph.ConnectSink(pin, sink);
 //   ... run and stop the graph ...
 //   if (sink->Finish()) Use(sink->Samples());

@@ -2,7 +2,7 @@
 //
 //   FormBytes header;
 //   header.Text("RIFF").Little(4, size).Text("WAVE");
-//   out.Append(header.Bytes());
+//   output.Append(header.Bytes());
 #pragma once
 
 #include <cstddef>

@@ -2,7 +2,7 @@
 // what it always does.
 //
 //   const InterruptWatch watch;
-//   while (Work() && !InterruptWatch::Interrupted()) continue;
+//   while (!InterruptWatch::Interrupted()) Use(graph);
 #pragma once
 
 namespace vantor::tools {

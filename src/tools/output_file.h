@@ -3,7 +3,7 @@
 //
 //   OutputFile file;
 //   if (!file.Open("movie.h264", Overwrite::kNo)) return Fail(file.Trouble());
-//   file.Append(bytes);                                 // as often as one likes; a failure is kept
+//   file.Append(payload);                               // as often as one likes; a failure is kept
 //   if (!file.Finish()) return Fail(file.Trouble());    // "movie.h264: No space left on device"
 //
 // Without Finish there will be no such file. Bytes go out in large pieces; memory does not grow with the file. "-" is

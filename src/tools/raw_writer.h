@@ -1,5 +1,4 @@
 // Samples of any kind one after the other, and an index of them as a second file, one JSON object:
-//
 //   {"schema_version":1,"media_type":{...},"samples":[
 //   {"offset":0,"size":812,"start":0,"stop":400000,"sync":true},
 //   {"offset":812,"size":96,"start":null,"stop":null,"sync":false}

@@ -1,10 +1,10 @@
 // Names for files, made of what stands in a file that may come from anybody: no name leads out of its folder, hides,
 // names a device, or holds what a terminal would act on, on any system.
 //
-//   SafeName("../fonts/Sans.ttf", "attachment 1")   // "Sans.ttf"
-//   SafeName("CON.txt", "attachment 1")             // "_CON.txt"
-//   SafeName("..", "attachment 1")                  // "attachment 1"
-//   SafePart("Commentary: A/B")                     // "Commentary_ A_B"
+//   SafeName("../fonts/Sans.ttf", "attachment 1");   // "Sans.ttf"
+//   SafeName("CON.txt", "attachment 1");             // "_CON.txt"
+//   SafeName("..", "attachment 1");                  // "attachment 1"
+//   SafePart("Commentary: A/B");                     // "Commentary_ A_B"
 #pragma once
 
 #include <set>

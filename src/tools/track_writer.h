@@ -1,8 +1,8 @@
 // What writes the samples of one pin as a file that players and decoders open, and what it needs of that file.
 //
-//   std::optional<TrackForm> form = FormOf(mediaType);
+//   std::optional<TrackForm> form = FormOf(type);
 //   std::unique_ptr<TrackWriter> writer = form->make(output, nullptr);
-//   writer->Write({.payload = bytes, .start = 0, .stop = 400'000, .sync = true});
+//   writer->Write({.payload = payload, .start = 0, .stop = 400'000, .sync = true});
 //   writer->Finish();
 #pragma once
 
