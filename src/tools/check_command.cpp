@@ -11,13 +11,13 @@ namespace vantor::tools {
 namespace {
 
 // kExitDone, or the status of what was said: then there are no findings.
-int Find(Session& session, bool isDeep, Findings& findings) {
+int Find(Session& session, const CheckDepth& depth, Findings& findings) {
   const int opened = session.TryOpen();
   if (opened == kExitRefused) {
-    FindInRefused(session, findings);
+    FindInRefused(session, depth, findings);
     return kExitDone;
   }
-  return opened == kExitDone ? FindInOpened(session, isDeep, findings) : opened;
+  return opened == kExitDone ? FindInOpened(session, depth, findings) : opened;
 }
 
 int StatusOf(const Findings& findings, bool isStrict) {
@@ -55,7 +55,7 @@ int RunCheck(const Options& options, std::FILE* out, std::FILE* messages) {
     Session session(ofFile, messages);
     Findings findings;
     ++sums.files;
-    const int found = Find(session, options.deep, findings);
+    const int found = Find(session, {options.deep, !options.complete}, findings);
     if (found != kExitDone || session.SayTrouble()) {
       ++sums.unchecked;
       status = kExitUsage;

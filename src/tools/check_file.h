@@ -1,7 +1,7 @@
 // All that there is to find in one file, as `check` prints it and `play` warns of it.
 //
 //   Findings found;
-//   if (const int status = FindInOpened(session, false, found); status != kExitDone) return status;
+//   if (const int status = FindInOpened(session, {.isDeep = true}, found); status != kExitDone) return status;
 #pragma once
 
 #include "tools/findings.h"
@@ -9,10 +9,14 @@
 
 namespace vantor::tools {
 
-// Of a session that was opened. With `isDeep` its graph is played first, for the only time. kExitDone, or the status of
-// what was said: then the findings are not all.
-int FindInOpened(Session& session, bool isDeep, Findings& findings);
+struct CheckDepth {
+  bool isDeep = false;        // the session's graph is played first, for the only time
+  bool asksComplete = false;  // of each error, what the complete component makes of it
+};
+
+// Of a session that was opened. kExitDone, or the status of what was said: then the findings are not all.
+int FindInOpened(Session& session, const CheckDepth& depth, Findings& findings);
 // Of one whose file was refused.
-void FindInRefused(Session& session, Findings& findings);
+void FindInRefused(Session& session, const CheckDepth& depth, Findings& findings);
 
 }  // namespace vantor::tools

@@ -21,8 +21,9 @@ class DeliveryModel {
  public:
   struct Settings {
     bool hasPin = false;
-    bool sendsHeaders = false;  // codec headers go out first, and nothing waits for a key frame then
-    std::int64_t stop = 0;      // where playing ends, 100 ns
+    bool sendsHeaders = false;      // codec headers go out first, and nothing waits for a key frame then
+    bool hasOnlyKeyFrames = false;  // whatever the blocks say
+    std::int64_t stop = 0;          // where playing ends, 100 ns
   };
   enum class Fate { kDelivered, kNoPin, kBeforeKeyFrame, kBehindEnd };
 
@@ -30,16 +31,17 @@ class DeliveryModel {
 
   // How many frames of the track's next record go out, from the first on; LastFate() says what becomes of the others.
   std::size_t Take(const FilterBlock& block) {
+    const bool isKey = block.isKey || settings_.hasOnlyKeyFrames;
     fate_ = Fate::kDelivered;
     if (!settings_.hasPin) {
       fate_ = Fate::kNoPin;
     } else if (hasEnded_) {
       fate_ = Fate::kBehindEnd;
-    } else if (isWaiting_ && !block.isKey) {
+    } else if (isWaiting_ && !isKey) {
       fate_ = Fate::kBeforeKeyFrame;
     }
     if (fate_ != Fate::kDelivered || block.frames == 0) return 0;
-    if (!block.isKey) return block.frames;
+    if (!isKey) return block.frames;
     isWaiting_ = false;
     // The end is looked at behind the first frame of a key frame's record, and nowhere else.
     hasEnded_ = block.start >= settings_.stop;

@@ -52,6 +52,7 @@ class FactsReader {
       DeliveryModel::Settings& ofNumber = settings[track.entry->TrackNumber.value];
       ofNumber.hasPin = ofNumber.hasPin || track.pin != 0;
       ofNumber.sendsHeaders = ofNumber.sendsHeaders || (track.pin != 0 && track.sendsHeaders);
+      ofNumber.hasOnlyKeyFrames = ofNumber.hasOnlyKeyFrames || (track.pin != 0 && track.hasOnlyKeyFrames);
       ofNumber.stop = stop;
     }
     for (const auto& [number, ofNumber] : settings) {

@@ -150,11 +150,11 @@ FileShape ShapeOf(const std::shared_ptr<ByteStore>& bytes) {
   return ShapeOf(file);
 }
 
-FileShape ShapeOfRefused(const std::shared_ptr<ByteStore>& bytes) {
+FileShape ShapeOfRefused(const std::shared_ptr<ByteStore>& bytes, const PlaybackPolicy& policy) {
   FileShape shape = ShapeOf(bytes);
   if (shape.kind == ShapeKind::kWhole || shape.kind == ShapeKind::kTruncated) {
     const ComPtr<FileSourceFilter> source = SourceOf(bytes);
-    CMkvFileRoot file(source->OutputPin(), true);
+    CMkvFileRoot file(source->OutputPin(), true, policy);
     FindCause(file, shape);
   }
   return shape;

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "host/byte_store.h"
+#include "parser/playback_policy.h"
 
 namespace vantor::tools {
 
@@ -36,8 +37,8 @@ struct FileShape {
 
 // Reads the EBML header and the top-level element headers up to the Segment, nothing more.
 FileShape ShapeOf(const std::shared_ptr<ByteStore>& bytes);
-// The same for a file that was refused: one whose outer shape is sound is opened as the filter does it.
-FileShape ShapeOfRefused(const std::shared_ptr<ByteStore>& bytes);
+// The same for a file that was refused: one whose outer shape is sound is opened as a filter of that policy does it.
+FileShape ShapeOfRefused(const std::shared_ptr<ByteStore>& bytes, const PlaybackPolicy& policy = {});
 
 // What is wrong with a file that was refused; empty when its outer shape is sound.
 std::string WhyRefused(const FileShape& shape);

@@ -130,6 +130,18 @@ const char* SeverityName(Severity severity) {
   return "note";
 }
 
+const char* CompleteName(CompleteSays says) {
+  switch (says) {
+    case CompleteSays::kDelivers:
+      return "delivered";
+    case CompleteSays::kDeliversSome:
+      return "in part";
+    case CompleteSays::kDoesNot:
+      break;
+  }
+  return "not delivered";
+}
+
 const FindingRow& RowOf(FindingKind kind) { return kRows[static_cast<std::size_t>(kind)]; }
 
 std::string CountText(std::uint64_t count, const char* one, const char* many, bool isAll) {

@@ -25,6 +25,10 @@ enum class Severity {
 };
 const char* SeverityName(Severity severity);
 
+// What the complete component delivers of what an error says is lost.
+enum class CompleteSays { kDelivers, kDeliversSome, kDoesNot };
+const char* CompleteName(CompleteSays says);  // "delivered", "in part", "not delivered"
+
 enum class FindingKind {
   // The file is refused.
   kEmpty,
@@ -109,6 +113,7 @@ struct Finding {
   std::optional<std::uint64_t> position;  // bytes from the file's beginning
   std::optional<std::uint64_t> track;     // its number in the file
   std::string text;
+  std::optional<CompleteSays> complete = {};  // nothing: nothing is lost, or it cannot be told
 
   const char* Id() const { return RowOf(kind).id; }
   const char* Advice() const { return RowOf(kind).advice; }

@@ -17,12 +17,25 @@ std::string Place(const Finding& finding) {
   return place;
 }
 
+const char* CompleteWords(const Finding& finding) {
+  if (!finding.complete) return "";
+  switch (*finding.complete) {
+    case CompleteSays::kDelivers:
+      return "; the complete component delivers it";
+    case CompleteSays::kDeliversSome:
+      return "; the complete component delivers a part of it";
+    case CompleteSays::kDoesNot:
+      break;
+  }
+  return "; the complete component does not deliver it either";
+}
+
 std::string Lines(const Findings& findings) {
   std::string text;
   for (const Finding& finding : findings) {
     text += fmt::format("  {:<7}  {}: {}{}\n", SeverityName(finding.severity), finding.Id(), Place(finding),
                         Printable(finding.text));
-    text += fmt::format("           {}\n", finding.Advice());
+    text += fmt::format("           {}{}\n", finding.Advice(), CompleteWords(finding));
   }
   return text;
 }
@@ -70,6 +83,12 @@ std::string FindingsJson(const std::string& file, const Findings& findings) {
     AppendNumber(out, "track", finding.track);
     AppendText(out, "text", finding.text);
     AppendText(out, "advice", finding.Advice());
+    out.append(std::string_view(R"(,"complete":)"));
+    if (finding.complete) {
+      AppendJsonString(out, std::string_view(CompleteName(*finding.complete)));
+    } else {
+      out.append(std::string_view("null"));
+    }
     out.push_back('}');
   }
   out.append(std::string_view("]}\n"));

@@ -287,7 +287,7 @@ int ShowFile(const Options& options, std::FILE* out, std::FILE* messages) {
   session.WarnOfDamage();
   Graph& graph = session.OpenedGraph();
   const FilterSummary summary = Summarize(graph, session.ConnectResult());
-  OpenedFile file(session.Bytes(), session.FullFileName());
+  OpenedFile file(session.Bytes(), session.FullFileName(), session.Policy());
   const TrackPins tracks = MatchTracks(file.Root(), file.Upstream(), graph.Pins());
   const TrackLabels labels = ReadTrackLabels(file.Root());
   Findings findings;

@@ -17,8 +17,8 @@ namespace vantor::tools {
 
 class OpenedFile {
  public:
-  // Opens it as the filter does and notes what was tolerated. The name is the file's whole path. Raises running out of
-  // memory. The policy is that of the component whose pins are looked at.
+  // Opens it as a filter of that policy does and notes what was tolerated. The name is the file's whole path. Raises
+  // running out of memory.
   OpenedFile(const std::shared_ptr<ByteStore>& bytes, WideString name, const PlaybackPolicy& policy = {});
 
   // False for a file that is no Matroska or WebM file: there are no records then.

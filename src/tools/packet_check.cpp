@@ -30,6 +30,7 @@ PacketCheck::PacketCheck(CMkvFileRoot& root, std::shared_ptr<ByteStore> bytes, c
       bytes_(std::move(bytes)),
       prefix_(PrefixOf(*track.entry)),
       convertsStartCodes_(track.convertsStartCodes),
+      addsFrameHeaders_(track.addsFrameHeaders && prefix_.empty()),
       work_(root.AllowanceOf(4, kSlackForLooking)),
       piece_(kComparedPiece) {}
 
@@ -101,6 +102,12 @@ bool PacketCheck::IsAhead(std::size_t index) {
 
 // Byte by byte; what a conversion makes of start codes counts as the same.
 bool PacketCheck::IsSame(const Packet& packet, const std::uint8_t* data, std::size_t size) {
+  // What the filter put in front of the frame, its size and a mark: the frame does not bring them.
+  constexpr std::size_t kFrameHeader = 8;
+  if (addsFrameHeaders_ && packet.size + kFrameHeader == size && std::memcmp(data + 4, "icpf", 4) == 0) {
+    data += kFrameHeader;
+    size = packet.size;
+  }
   if (packet.size + prefix_.size() != size || !std::equal(prefix_.begin(), prefix_.end(), data)) return false;
   data += prefix_.size();
   std::uint64_t position = packet.position;

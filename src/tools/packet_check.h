@@ -54,6 +54,7 @@ class PacketCheck final : public SampleListener {
   const std::shared_ptr<ByteStore> bytes_;
   const std::vector<std::uint8_t> prefix_;  // the header that was stripped off each frame
   const bool convertsStartCodes_;
+  const bool addsFrameHeaders_;
   std::deque<Packet> ahead_;
   // Times of samples that were, and were not, those that their blocks tell.
   std::uint64_t rightTimes_ = 0;

@@ -85,7 +85,7 @@ std::string SpeedLine(std::int64_t played, std::uint64_t bytesRead, double secon
 // Empty for a file of which neither is so.
 std::string GravestOfEnds(Session& session) {
   Findings findings;
-  if (FindInOpened(session, false, findings) != kExitDone) return {};
+  if (FindInOpened(session, {}, findings) != kExitDone) return {};
   SortFindings(findings);
   const auto gravest = std::find_if(findings.begin(), findings.end(), [](const Finding& finding) {
     return finding.severity == Severity::kError || finding.kind == FindingKind::kEndBeforeLastBlock;

@@ -107,7 +107,7 @@ int Session::Open() {
   }
   std::string why = WhyRefused(refusal_);
   if (why.empty()) {
-    OpenedFile file(bytes_, FullFileName());
+    OpenedFile file(bytes_, FullFileName(), Policy());
     if (file.IsOpen()) why = BrokenTrackText(MatchTracks(file.Root(), file.Upstream(), graph_.Pins()));
   }
   return Failed(why.empty() ? "the filter refuses the file" : why, connectResult_);
@@ -138,7 +138,7 @@ int Session::TryOpen() {
   if (SUCCEEDED(connectResult_)) {
     return kExitDone;
   }
-  refusal_ = ShapeOfRefused(bytes_);
+  refusal_ = ShapeOfRefused(bytes_, Policy());
   if (connectResult_ == E_OUTOFMEMORY || !Trouble().empty()) {
     return Failed("the filter refuses the file", connectResult_);
   }

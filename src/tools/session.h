@@ -13,6 +13,7 @@
 
 #include "host/component.h"
 #include "host/graph.h"
+#include "parser/playback_policy.h"
 #include "tools/command_line.h"
 #include "tools/file_shape.h"
 #include "tools/messages.h"
@@ -42,6 +43,7 @@ class Session {
 
   // Who the component is.
   const ComponentIdentity& Identity() const noexcept { return options_.complete ? kMkvDmxComplete : kMkvDmx; }
+  PlaybackPolicy Policy() const noexcept { return options_.complete ? kCompletePolicy : PlaybackPolicy(); }
   HRESULT ConnectResult() const noexcept { return connectResult_; }
   // The graph that Open opens: empty before, and there also when Open failed.
   Graph& OpenedGraph() noexcept { return graph_; }

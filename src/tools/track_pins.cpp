@@ -41,12 +41,12 @@ Bytes WithoutZeroEnd(Bytes id) {
 }
 
 // Whether the codec would be known, but for the zero bytes.
-bool EndsInZeroes(const MkvTrackEntry& track, const AvcConfigSources& sources) {
+bool EndsInZeroes(const MkvTrackEntry& track, const AvcConfigSources& sources, const PlaybackPolicy& policy) {
   if (track.CodecID.empty() || track.CodecID.back() != 0) return false;
   MkvTrackEntry other = track;
   other.CodecID = WithoutZeroEnd(track.CodecID);
   TrackMediaType type;
-  const HRESULT built = Guarded([&] { return BuildTrackMediaType(other, sources, type); });
+  const HRESULT built = Guarded([&] { return BuildTrackMediaType(other, sources, type, policy); });
   return built != S_FALSE || type.noPin != NoPinReason::kCodec;
 }
 
@@ -107,7 +107,7 @@ class TrackMatcher {
     if (hasFailed_) track.failure = built;
     if (built == S_FALSE) {
       track.noPin = type.noPin;
-      track.isIdZeroEnded = type.noPin == NoPinReason::kCodec && EndsInZeroes(*track.entry, sources_);
+      track.isIdZeroEnded = type.noPin == NoPinReason::kCodec && EndsInZeroes(*track.entry, sources_, file_.policy);
     }
     if (built != S_OK) return;
     if (next_ >= pins_.size() || !IsSameType(type.mediaType, pins_[next_])) {
@@ -116,6 +116,8 @@ class TrackMatcher {
     }
     track.pin = pins_[next_++].number;
     track.convertsStartCodes = type.convertStartCodes;
+    track.addsFrameHeaders = type.addFrameHeaders;
+    track.hasOnlyKeyFrames = file_.policy.audioKeyFrames && track.entry->TrackType.value != MkvTrackEntry::kTypeVideo;
     track.sendsHeaders = file_.startTime == 0 && SameGuid(type.mediaType.subtype, kSubtypeVorbis);
   }
 

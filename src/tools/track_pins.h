@@ -32,6 +32,8 @@ struct TrackPin {
   HRESULT failure = S_OK;      // of a builder: the connection ends with it
   bool sendsHeaders = false;   // codec headers go out before the first frame
   bool convertsStartCodes = false;
+  bool addsFrameHeaders = false;  // in front of frames that do not bring theirs
+  bool hasOnlyKeyFrames = false;  // whatever its blocks say
   FrameState frames = FrameState::kPlain;
 };
 
