@@ -1,10 +1,12 @@
 #include "tools/block_findings.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <set>
 #include <string>
 
+#include "platform/wrapping.h"
 #include "tools/header_findings.h"
 #include "tools/time_text.h"
 
@@ -61,32 +63,50 @@ class BlockFindings {
     AppendUnreadTracks();
   }
 
-  // One by one where packets are lost, the others in one note: a file can have any number of them.
+  // One by one where packets are lost, the others in a note for each cause: a file can have any number of them.
   void AppendUnreadTracks() {
-    std::uint64_t idle = facts_.moreUnreadTracks;
-    std::optional<std::uint64_t> lastIdle;
-    for (const std::uint64_t number : facts_.unreadTracks) {
+    std::array<Repeats, 2> lost;
+    std::array<IdleTracks, 2> idle;
+    for (std::size_t cause = 0; cause < idle.size(); ++cause) idle[cause].count = facts_.moreUnreadTracks[cause];
+    for (const auto& [number, track] : facts_.unreadTracks) {
+      const auto cause = static_cast<std::size_t>(track.cause);
       const auto found = facts_.numbers.find(number);
       if (found != facts_.numbers.end() && found->second.packets > 0) {
         const std::uint64_t packets = found->second.packets;
-        Add(FindingKind::kTracksUnread, facts_.unreadTracksPosition, number, Lost(packets, packets));
+        lost[cause].Add(MakeFinding(kUnreadKinds[cause], track.position, number, Lost(packets, packets)));
       } else {
-        ++idle;
-        lastIdle = number;
+        idle[cause].Add(number, track.position);
       }
     }
-    if (idle > 0) {
-      Add(FindingKind::kTracksUnread, facts_.unreadTracksPosition, idle == 1 ? lastIdle : std::nullopt, "");
-      Finding& note = findings_.back();
-      note.severity = Severity::kNote;
-      if (!note.track) {
-        note.text =
-            fmt::format("no pins: the entries of {} tracks without packets stand where the filter does not look", idle);
-      }
+    for (std::size_t cause = 0; cause < idle.size(); ++cause) {
+      lost[cause].AppendTo(findings_);
+      AppendIdle(kUnreadKinds[cause], idle[cause]);
     }
-    if (facts_.moreUnreadTracks > 0) {
-      Add(FindingKind::kLimit, facts_.unreadTracksPosition, {}, ToleratedText(Tolerated::kTrackOverLimit));
+  }
+
+  static constexpr std::array<FindingKind, 2> kUnreadKinds = {FindingKind::kTracksUnread, FindingKind::kTrackOverLimit};
+  struct IdleTracks {
+    std::uint64_t count = 0;
+    std::uint64_t number = 0;  // of the last one
+    std::optional<std::uint64_t> position;
+    void Add(std::uint64_t ofTrack, std::uint64_t at) {
+      ++count;
+      number = ofTrack;
+      position = std::min(position.value_or(at), at);
     }
+  };
+
+  void AppendIdle(FindingKind kind, const IdleTracks& idle) {
+    if (idle.count == 0) return;
+    Add(kind, idle.position, idle.count == 1 ? std::optional(idle.number) : std::nullopt, "");
+    Finding& note = findings_.back();
+    note.severity = Severity::kNote;
+    if (note.track) return;
+    note.text =
+        kind == FindingKind::kTracksUnread
+            ? fmt::format("no pins: the entries of {} tracks without packets stand where the filter does not look",
+                          idle.count)
+            : fmt::format("no pins: {} tracks without packets are more than are read", idle.count);
   }
 
   void AppendLosses(std::uint64_t number, const NumberFacts& facts) {
@@ -112,8 +132,12 @@ class BlockFindings {
       told += loss.packets;
       Add(kind, loss.position, number, values..., Lost(loss.packets, facts.packets));
     };
-    add(facts.isWaiting ? FindingKind::kNoKeyFrame : FindingKind::kKeyFrameLate, facts.beforeKeyFrame);
-    add(FindingKind::kEndEarly, facts.behindEnd, TimeText(checked_.summary.stop));
+    if (facts.isWaiting) {
+      add(FindingKind::kNoKeyFrame, facts.beforeKeyFrame);
+    } else {
+      add(FindingKind::kKeyFrameLate, facts.beforeKeyFrame, SaneTimeText(facts.firstKey));
+    }
+    add(FindingKind::kEndEarly, facts.behindEnd, SaneTimeText(checked_.summary.stop));
     add(FindingKind::kBlockUnread, facts.rejected);
     add(FindingKind::kFrameTooLarge, facts.tooLarge);
     add(FindingKind::kClustersSkipped, facts.hidden[static_cast<std::size_t>(Hidden::kBeforeStart)]);
@@ -131,6 +155,35 @@ class BlockFindings {
     } else if (const std::uint64_t wrong = facts_.index.wrongPlaces + facts_.index.wrongTimes; wrong > 0) {
       Add(FindingKind::kIndexWrong, facts_.index.position, {}, wrong,
           CountText(facts_.index.entries, "index entry", "index entries"), wrong == 1 ? "s" : "");
+    }
+    AppendIndexRange();
+  }
+
+  // Where it ends, against the blocks and against the duration in the file. An index that ends before the last key
+  // frames leads back to where it ends from all behind it.
+  void AppendIndexRange() {
+    constexpr std::int64_t kLongGap = 600000000;  // a minute: more than writers leave between two entries
+    if (!facts_.index.lastTime) return;
+    const MkvSegment& segment = checked_.file.Root().segment;
+    const std::int64_t tick = segment.TicksToTime(1);
+    const std::int64_t last =
+        WrappingSubtract(segment.TicksToTime(*facts_.index.lastTime), checked_.file.Root().startTime);
+    std::optional<std::int64_t> end;
+    std::optional<std::int64_t> key;
+    for (const auto& [number, facts] : facts_.numbers) {
+      if (facts.packets == 0) continue;
+      end = std::max(end.value_or(facts.lastStart), facts.lastStart);
+      if (facts.lastKey && facts_.index.tracks.contains(number)) key = std::max(key.value_or(0), *facts.lastKey);
+    }
+    const auto add = [&](const char* what, std::int64_t time) {
+      Add(FindingKind::kIndexRange, {}, {}, SaneTimeText(last), what, SaneTimeText(time));
+    };
+    if (end && last > WrappingAdd(*end, tick)) {
+      add("the last block is", *end);
+    } else if (checked_.file.HasDuration() && last > WrappingAdd(checked_.file.Duration(), tick)) {
+      add("the file's duration", checked_.file.Duration());
+    } else if (key && *key > last && *key - last > std::max(kLongGap, *key / 10)) {
+      add("the last key frame is", *key);
     }
   }
 
@@ -151,7 +204,7 @@ class BlockFindings {
     }
     if (!isAny) return;
     if (!isCutOff && last != nullptr && last->lastStart > stop) {
-      Add(FindingKind::kEndBeforeLastBlock, {}, {}, TimeText(stop), TimeText(last->lastStart));
+      Add(FindingKind::kEndBeforeLastBlock, {}, {}, SaneTimeText(stop), SaneTimeText(last->lastStart));
     }
     AppendDuration(end);
   }
@@ -164,7 +217,7 @@ class BlockFindings {
   }
 
   void AppendDuration(std::int64_t end) {
-    if (!checked_.file.Root().segment.info.Duration.present) return;
+    if (!checked_.file.HasDuration()) return;
     const std::int64_t told = checked_.file.Duration();
     const std::int64_t announced = checked_.summary.duration;
     const auto differs = [](std::int64_t left, std::int64_t right) {
@@ -173,7 +226,7 @@ class BlockFindings {
       return std::abs(static_cast<double>(left) - static_cast<double>(right)) > std::max(kSecond, larger / 100);
     };
     if (!differs(told, end) && !differs(told, announced)) return;
-    Add(FindingKind::kDurationDiffers, {}, {}, TimeText(told), TimeText(end), TimeText(announced));
+    Add(FindingKind::kDurationDiffers, {}, {}, SaneTimeText(told), SaneTimeText(end), SaneTimeText(announced));
   }
 
   // ---- Structure ----
@@ -203,9 +256,14 @@ class BlockFindings {
     if (checked_.played == nullptr) {
       if ((!facts_.isPathKnown || !facts_.isComplete) && checked_.tracks.isAsExpected) {
         Add(FindingKind::kNotChecked, {}, {});
+        return;
       }
-      return;
     }
+    if (!facts_.hasAllNumbers) {
+      Add(FindingKind::kNotChecked, {}, {});
+      findings_.back().text = "there are blocks of more tracks than are counted";
+    }
+    if (checked_.played == nullptr) return;
     const bool isAll = std::all_of(checked_.played->begin(), checked_.played->end(),
                                    [](const auto& played) { return played.second.isComplete; });
     if (isAll && facts_.isComplete) return;
@@ -235,8 +293,9 @@ class BlockFindings {
     std::uint64_t bytes = 0;
     std::uint64_t first = 0;
     std::uint64_t timeless = 0;
+    std::uint64_t firstTimeless = 0;
     for (const Tolerance& note : facts_.notes) {
-      if (note.kind == Tolerated::kUnusableClusterTime) ++timeless;
+      if (note.kind == Tolerated::kUnusableClusterTime && timeless++ == 0) firstTimeless = note.position;
       if (note.kind != Tolerated::kDamageSkipped && note.kind != Tolerated::kUnreadableHeader &&
           note.kind != Tolerated::kChildPastParent) {
         continue;
@@ -263,7 +322,8 @@ class BlockFindings {
           CountText(facts_.damagedBlocks, "block is", "blocks are"));
     }
     if (timeless > 0) {
-      Add(FindingKind::kClusterWithoutTime, {}, {}, CountText(timeless, "Cluster has", "Clusters have", hasAll));
+      Add(FindingKind::kClusterWithoutTime, firstTimeless, {},
+          CountText(timeless, "Cluster has", "Clusters have", hasAll));
     }
   }
 

@@ -13,11 +13,10 @@ namespace {
 // kExitDone, or the status of what was said: then there are no findings.
 int Find(Session& session, const CheckDepth& depth, Findings& findings) {
   const int opened = session.TryOpen();
-  if (opened == kExitRefused) {
-    FindInRefused(session, depth, findings);
-    return kExitDone;
-  }
-  return opened == kExitDone ? FindInOpened(session, depth, findings) : opened;
+  if (opened != kExitDone && opened != kExitRefused) return opened;
+  if (opened == kExitRefused) FindInRefused(session, depth, findings);
+  const int found = opened == kExitDone ? FindInOpened(session, depth, findings) : kExitDone;
+  return found == kExitDone && session.SayTrouble() ? kExitUsage : found;
 }
 
 int StatusOf(const Findings& findings, bool isStrict) {
@@ -56,14 +55,17 @@ int RunCheck(const Options& options, std::FILE* out, std::FILE* messages) {
     Findings findings;
     ++sums.files;
     const int found = Find(session, {options.deep, !options.complete}, findings);
-    if (found != kExitDone || session.SayTrouble()) {
+    if (found != kExitDone) {
       ++sums.unchecked;
       status = kExitUsage;
-      continue;
+      // For people it has been said.
+      if (!options.json) continue;
+      findings = {MakeFinding(FindingKind::kUnreadable, {}, {}, session.LastSaid())};
+    } else {
+      SortFindings(findings);
+      sums.Add(findings);
+      status = std::max(status, StatusOf(findings, options.strict));
     }
-    SortFindings(findings);
-    sums.Add(findings);
-    status = std::max(status, StatusOf(findings, options.strict));
     if (!Print(out, options.json ? FindingsJson(name, findings) : FindingsText(name, findings))) {
       session.Say(CannotWrite("the answer"));
       return kExitUsage;

@@ -30,6 +30,11 @@ void FindInRefused(Session& session, const CheckDepth& depth, Findings& findings
   OpenedFile file(session.Bytes(), session.FullFileName(), session.Policy());
   if (file.IsOpen()) {
     NameBrokenTrack(MatchTracks(file.Root(), file.Upstream(), session.OpenedGraph().Pins()), findings.front());
+    // What another component makes of a sound file is not the file's fault.
+    if (session.IsOtherComponent() && findings.front().kind == FindingKind::kRefused) {
+      findings.front() = MakeFinding(FindingKind::kRefusedByOther, {}, {},
+                                     "the component gives " + ResultText(session.ConnectResult()));
+    }
     AppendFileFindings(file, session.Shape(), findings);
   }
   if (depth.asksComplete) {

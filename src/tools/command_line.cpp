@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <charconv>
 #include <cmath>
+#include <iterator>
 #include <string_view>
 #include <tuple>
 #include <utility>
@@ -145,7 +146,9 @@ ParseResult ParseCommandLine(int argc, const char* const* argv) {
   app.add_flag("--complete", options.complete, "Use the complete component, which plays more of what files hold");
   app.fallthrough();
   app.require_subcommand(1);
-  app.add_subcommand("help", "Show this");
+  std::string helpWanted;
+  CLI::App* helpCommand = app.add_subcommand("help", "Show this, or what there is to a command");
+  helpCommand->add_option("COMMAND", helpWanted, "The command")->type_name("");
 
   CLI::App* info =
       app.add_subcommand("info", "What is in the file and what the filter makes of it: tracks, pins, durations");
@@ -187,11 +190,20 @@ ParseResult ParseCommandLine(int argc, const char* const* argv) {
                           ? "a command is wanted: info, check, samples, extract or play"
                           : "there is no \"" + unknown.front() + "\": info, check, samples, extract or play is wanted");
     }
+    const CLI::App* const given = app.get_subcommands().front();
+    const std::vector<std::string> left = app.remaining(true);
+    if (!left.empty() && !left.front().starts_with('-') && given->get_option_no_throw("FILE") != nullptr) {
+      return WrongUse(given->get_name() + " takes one file at a time, and \"" + left.front() + "\" is one more");
+    }
     return WrongUse(error.what());
   }
 
   if (app.got_subcommand("help")) {
-    return Stop(kExitDone, help);
+    if (helpWanted.empty()) return Stop(kExitDone, help);
+    const auto isAsked = [&](const CLI::App* command) { return command->get_name() == helpWanted; };
+    if (std::as_const(app).get_subcommands(isAsked).empty()) return WrongUse("there is no \"" + helpWanted + "\"");
+    const char* const asked[] = {argv[0], helpWanted.c_str(), "--help"};
+    return ParseCommandLine(static_cast<int>(std::size(asked)), asked);
   }
   options.command = info->parsed()      ? Command::kInfo
                     : check->parsed()   ? Command::kCheck

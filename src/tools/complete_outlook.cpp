@@ -87,9 +87,10 @@ bool HasError(const Findings& findings) { return Worst(findings) == Severity::kE
 
 FileLosses LossesOf(const TrackPins& tracks, const FileFacts& facts, const PlayedPackets* played) {
   FileLosses losses;
-  losses.isKnown = facts.isComplete && (played != nullptr || facts.isPathKnown);
+  losses.isKnown = facts.isComplete && facts.hasAllNumbers && (played != nullptr || facts.isPathKnown);
   std::set<std::uint64_t> comesOut;
-  std::set<std::uint64_t> withEntry = facts.unreadTracks;
+  std::set<std::uint64_t> withEntry;
+  for (const auto& [number, track] : facts.unreadTracks) withEntry.insert(number);
   for (const TrackPin& track : tracks.tracks) {
     const std::uint64_t number = track.entry->TrackNumber.value;
     withEntry.insert(number);

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <set>
 
 #include "parser/block.h"
 #include "parser/element_ids.h"
@@ -23,8 +24,10 @@ constexpr std::uint64_t kTimesForFacts = 4;
 constexpr std::uint64_t kSlackForFacts = 65536;
 // Track numbers without an entry that are counted.
 constexpr std::size_t kMostNumbers = 1024;
-// Entries that the filter does not read: their numbers that are kept, and those that are searched for damage.
+// Entries that the filter does not read: those that are kept and searched for damage, and the others whose numbers are
+// kept until it is known whether there are packets of them.
 constexpr std::size_t kMostUnread = 1024;
+constexpr std::size_t kMostLater = std::size_t{1} << 18;
 
 // What is kept of a Block until its group has been read.
 struct KeptBlock {
@@ -136,18 +139,44 @@ class FactsReader {
     ReadRecord(element, {{0xAE, [&](const MkvElement& entry) {
                             CMkvUInt number;
                             ReadRecord(entry, {{0xD7, number}});
-                            OnEntry(element, number.value);
+                            OnEntry(entry.start, number.value);
                           }}});
   }
 
-  void OnEntry(const MkvElement& tracks, std::uint64_t number) {
+  void OnEntry(std::uint64_t position, std::uint64_t number) {
     if (withEntry_.contains(number) || facts_.unreadTracks.contains(number)) return;
-    if (!facts_.unreadTracksPosition) facts_.unreadTracksPosition = tracks.start;
-    // Those of blocks are bounded by themselves, and matter more.
-    if (facts_.unreadTracks.size() < kMostUnread || tracks_.contains(number)) {
-      facts_.unreadTracks.insert(number);
+    const UnreadTrack track{CauseOf(position), position};
+    if (facts_.unreadTracks.size() < kMostUnread) {
+      facts_.unreadTracks.emplace(number, track);
+    } else if (later_.size() < kMostLater) {
+      later_.emplace_back(number, track);
     } else {
-      ++facts_.moreUnreadTracks;
+      facts_.hasAllNumbers = false;
+    }
+  }
+
+  UnreadCause CauseOf(std::uint64_t entry) const {
+    const auto& notes = root_.tolerated.Notes();
+    const bool isOver = std::any_of(notes.begin(), notes.end(), [&](const Tolerance& note) {
+      return note.kind == Tolerated::kTrackOverLimit && note.position <= entry && entry < note.position + note.bytes;
+    });
+    return isOver ? UnreadCause::kOverLimit : UnreadCause::kElsewhere;
+  }
+
+  // Of the entries that were too many to be kept, those of which there are packets matter.
+  void SettleLaterEntries() {
+    std::stable_sort(later_.begin(), later_.end(),
+                     [](const auto& left, const auto& right) { return left.first < right.first; });
+    later_.erase(std::unique(later_.begin(), later_.end(),
+                             [](const auto& left, const auto& right) { return left.first == right.first; }),
+                 later_.end());
+    for (const auto& [ofTrack, track] : later_) {
+      const auto tracked = tracks_.find(ofTrack);
+      if (tracked != tracks_.end() && tracked->second.facts.packets > 0) {
+        facts_.unreadTracks.emplace(ofTrack, track);
+      } else {
+        ++facts_.moreUnreadTracks[static_cast<std::size_t>(track.cause)];
+      }
     }
   }
 
@@ -222,7 +251,9 @@ class FactsReader {
     Loss NumberFacts::*fate = &NumberFacts::rejected;
     if (isFollowed_ && isKnown_ && !isRejected_) {
       if (Tracked* const tracked = Find(owner)) {
+        const bool wasWaiting = tracked->model.IsWaiting();
         delivered = tracked->model.Take({StartOf(last_), isKey_, filterFrames_});
+        if (wasWaiting && !tracked->model.IsWaiting()) tracked->facts.firstKey = StartOf(last_);
         fate = LossOf(tracked->model.LastFate());
       }
     }
@@ -264,6 +295,7 @@ class FactsReader {
     facts.lastStart = facts.packets == 0 ? start : std::max(facts.lastStart, start);
     facts.lastEnd = facts.packets == 0 ? end : std::max(facts.lastEnd, end);
     if (facts.packets == 0) facts.position = block.start;
+    if (isKey_) facts.lastKey = std::max(facts.lastKey.value_or(start), start);
     facts.packets += packets;
     facts.bytes += block.bytes;
     if (isIndexed_) index_.OnBlock(block.track, WrappingAdd(time_, block.relativeTime));
@@ -279,11 +311,15 @@ class FactsReader {
   Tracked* Find(std::uint64_t number) {
     const auto found = tracks_.find(number);
     if (found != tracks_.end()) return &found->second;
-    if (tracks_.size() >= entries_ + kMostNumbers) return nullptr;
+    if (tracks_.size() >= entries_ + kMostNumbers) {
+      facts_.hasAllNumbers = false;
+      return nullptr;
+    }
     return &tracks_.emplace(number, Tracked{{}, DeliveryModel({})}).first->second;
   }
 
   FileFacts Finish() {
+    SettleLaterEntries();
     for (auto& [number, tracked] : tracks_) {
       tracked.facts.isWaiting = tracked.model.IsWaiting();
       facts_.numbers.emplace(number, tracked.facts);
@@ -308,6 +344,7 @@ class FactsReader {
   std::size_t entries_ = 0;            // of the tracks, those with an entry
   std::set<std::uint64_t> withEntry_;  // their numbers
   std::size_t entryRoom_ = kMostUnread;
+  std::vector<std::pair<std::uint64_t, UnreadTrack>> later_;
 
   bool isFollowed_ = false;  // the filter walks the current element
   bool isKnown_ = true;

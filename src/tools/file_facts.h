@@ -11,7 +11,6 @@
 #include <cstdint>
 #include <map>
 #include <optional>
-#include <set>
 #include <vector>
 
 #include "parser/file_root.h"
@@ -39,14 +38,25 @@ struct NumberFacts {
   std::uint64_t bytes = 0;
   std::uint64_t position = 0;  // of the first block
   std::int64_t lastStart = 0;
-  std::int64_t lastEnd = 0;  // as far as blocks tell their durations
-  bool isWaiting = false;    // for a key frame, still at the end
-  Loss noPin;                // of a track that has none, told with the track
+  std::int64_t lastEnd = 0;             // as far as blocks tell their durations
+  bool isWaiting = false;               // for a key frame, still at the end
+  std::int64_t firstKey = 0;            // where waiting ended
+  std::optional<std::int64_t> lastKey;  // the latest key frame, as the blocks have it
+  Loss noPin;                           // of a track that has none, told with the track
   Loss beforeKeyFrame;
   Loss behindEnd;
   Loss rejected;  // in laces or groups that the filter does not read
   Loss tooLarge;
   std::array<Loss, 3> hidden;  // by Hidden
+};
+
+enum class UnreadCause {
+  kElsewhere,  // its Tracks element stands where the filter does not look
+  kOverLimit,  // there are more entries than the filter reads
+};
+struct UnreadTrack {
+  UnreadCause cause;
+  std::uint64_t position;  // of its entry
 };
 
 struct FileFacts {
@@ -57,12 +67,13 @@ struct FileFacts {
   std::optional<std::uint64_t> secondSegment;
   std::optional<std::uint64_t> cues;  // the first that stands in the file, whether the filter finds it or not
   std::optional<std::uint64_t> attachments;
-  std::set<std::uint64_t> unreadTracks;  // numbers of entries that the filter does not read, the first ones
-  std::uint64_t moreUnreadTracks = 0;    // entries with other numbers
-  std::optional<std::uint64_t> unreadTracksPosition;
-  std::optional<std::uint64_t> cut;  // an element that lasts longer than the file
-  std::uint64_t damagedBlocks = 0;   // whose frames nobody can tell
-  std::uint64_t damagedBlock = 0;    // the first
+  // Numbers of entries that the filter does not read: the first ones, and all that have packets.
+  std::map<std::uint64_t, UnreadTrack> unreadTracks;
+  std::array<std::uint64_t, 2> moreUnreadTracks{};  // entries with other numbers, by UnreadCause
+  bool hasAllNumbers = true;                        // false: there were blocks of more track numbers than are counted
+  std::optional<std::uint64_t> cut;                 // an element that lasts longer than the file
+  std::uint64_t damagedBlocks = 0;                  // whose frames nobody can tell
+  std::uint64_t damagedBlock = 0;                   // the first
   IndexFacts index;
   std::vector<Tolerance> notes;  // of this pass
   bool hasAllNotes = true;       // false: there were more than are kept

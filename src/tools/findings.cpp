@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 namespace vantor::tools {
 namespace {
@@ -19,6 +20,9 @@ constexpr auto kNote = Severity::kNote;
 
 // In the order of the kinds.
 constexpr std::array<FindingRow, kFindingKinds> kRows = {{
+    {kUnreadable, "unreadable", kError, "the file is not checked: {}",
+     "see to what keeps it from being read, and check it again"},
+
     {kEmpty, "file-empty", kError, "the file is refused: {}", kFetchAgain},
     {kNotMatroska, "not-matroska", kError, "the file is refused: {}", kOtherFile},
     {kHeaderDamaged, "header-damaged", kError, "the file is refused: {}", kFetchAgain},
@@ -30,6 +34,8 @@ constexpr std::array<FindingRow, kFindingKinds> kRows = {{
     {kClusterEntryWrong, "cluster-entry-wrong", kError, "the file is refused: {}", kRemux},
     {kPrivateDataBroken, "private-data-broken", kError, "the file is refused: {}", kRemux},
     {kRefused, "refused", kError, "the file is refused: {}", kRemux},
+    {kRefusedByOther, "component-refuses", kError, "the file is refused: {}, and the file tells no reason",
+     "take the component that lies beside the tool, without --component"},
 
     {kCodec, "codec-unsupported", kError, "no pin: its codec {} is not supported for a track of {}{}", kConvert},
     {kCodecIdZeroes, "codec-id-zeroes", kError,
@@ -52,12 +58,14 @@ constexpr std::array<FindingRow, kFindingKinds> kRows = {{
      "the file has to be decrypted by whoever has the key"},
     {kTracksUnread, "tracks-unread", kError, "no pin: its entry stands where the filter does not look for it{}",
      kRemux},
+    {kTrackOverLimit, "track-over-limit", kError, "no pin: there are more tracks in front of it than are read{}",
+     "write the file anew with fewer tracks (mkvmerge --audio-tracks, --subtitle-tracks)"},
     {kPinsDiffer, "pins-differ", kWarning,
      "the component's pins are not those that the file's tracks give: {}, and not the same types",
      "tool and component may be of different versions; take both from one package"},
 
     {kNoKeyFrame, "no-key-frame", kError, "no block has a key flag, so that nothing is delivered{}", kRemux},
-    {kKeyFrameLate, "key-frame-late", kError, "nothing is delivered before the first key frame{}", kRemux},
+    {kKeyFrameLate, "key-frame-late", kError, "nothing is delivered before the first key frame at {}{}", kRemux},
     {kEndEarly, "end-early", kError, "playing ends at {}, before the track does{}", kRemux},
     {kClusterEndless, "cluster-endless", kError, "a Cluster does not say where it ends, and hides those behind it{}",
      kRemux},
@@ -76,6 +84,7 @@ constexpr std::array<FindingRow, kFindingKinds> kRows = {{
     {kIndexUnreachable, "index-unreachable", kWarning,
      "the index is not found by the seek index: opening walks through the whole file", kRemux},
     {kIndexWrong, "index-wrong", kWarning, "{} of {} lead{} where there is nothing of that time", kRemux},
+    {kIndexRange, "index-range", kWarning, "the index ends at {}, {} at {}", kRemux},
     {kSeekEntryWrong, "seek-entry-wrong", kWarning, "a seek entry for {} leads to something else", kRemux},
 
     {kEndBeforeLastBlock, "end-before-last-block", kWarning,
@@ -85,6 +94,7 @@ constexpr std::array<FindingRow, kFindingKinds> kRows = {{
      "announced",
      kRemux},
     {kDurationMissing, "duration-missing", kWarning, "the file does not say how long it lasts", kRemux},
+    {kDurationUnusable, "duration-unusable", kWarning, "the duration in the file is {}", kRemux},
     {kStartNotZero, "start-not-zero", kNote, "the first Cluster is at {}, which counts as the beginning", kNothing},
     {kHeadersHeldBack, "headers-held-back", kWarning,
      "since the file does not begin at 0, the codec's headers are not delivered before its packets", kRemux},
@@ -146,6 +156,27 @@ const FindingRow& RowOf(FindingKind kind) { return kRows[static_cast<std::size_t
 
 std::string CountText(std::uint64_t count, const char* one, const char* many, bool isAll) {
   return fmt::format("{}{} {}", isAll ? "" : "at least ", count, count == 1 ? one : many);
+}
+
+void Repeats::Add(Finding finding) {
+  constexpr std::size_t kMost = 8;
+  const auto same = std::find_if(counted_.begin(), counted_.end(), [&](const Counted& counted) {
+    return counted.finding.text == finding.text && counted.finding.track == finding.track;
+  });
+  if (same != counted_.end()) {
+    ++same->more;
+  } else if (counted_.size() == kMost) {
+    ++counted_.back().more;
+  } else {
+    counted_.push_back({std::move(finding), 0});
+  }
+}
+
+void Repeats::AppendTo(Findings& findings) const {
+  for (const Counted& counted : counted_) {
+    findings.push_back(counted.finding);
+    if (counted.more > 0) findings.back().text += fmt::format("; and {} more", counted.more);
+  }
 }
 
 std::optional<Severity> Worst(const Findings& findings) {

@@ -30,6 +30,7 @@ enum class CompleteSays { kDelivers, kDeliversSome, kDoesNot };
 const char* CompleteName(CompleteSays says);  // "delivered", "in part", "not delivered"
 
 enum class FindingKind {
+  kUnreadable,
   // The file is refused.
   kEmpty,
   kNotMatroska,
@@ -41,6 +42,7 @@ enum class FindingKind {
   kClusterEntryWrong,
   kPrivateDataBroken,
   kRefused,
+  kRefusedByOther,
   // A track without a pin, or whose packets come out as something else.
   kCodec,
   kCodecIdZeroes,
@@ -52,6 +54,7 @@ enum class FindingKind {
   kFramesCompressed,
   kFramesEncrypted,
   kTracksUnread,
+  kTrackOverLimit,
   kPinsDiffer,
   // Packets that do not come out.
   kNoKeyFrame,
@@ -69,11 +72,13 @@ enum class FindingKind {
   kIndexMissing,
   kIndexUnreachable,
   kIndexWrong,
+  kIndexRange,
   kSeekEntryWrong,
   // Times.
   kEndBeforeLastBlock,
   kDurationDiffers,
   kDurationMissing,
+  kDurationUnusable,
   kStartNotZero,
   kHeadersHeldBack,
   kNoFrameTime,
@@ -131,6 +136,21 @@ Finding MakeFinding(FindingKind kind, std::optional<std::uint64_t> position, std
 // A number with the word that fits it: CountText(1, "block is", "blocks are") is "1 block is". Where more may have come
 // than were counted, it is said that there are at least so many.
 std::string CountText(std::uint64_t count, const char* one, const char* many, bool isAll = true);
+
+// Findings of one kind, of which a file can have any number. Those with the same text are one, and so are all behind
+// the first few of them: how many more there are is said behind the text.
+class Repeats {
+ public:
+  void Add(Finding finding);
+  void AppendTo(Findings& findings) const;
+
+ private:
+  struct Counted {
+    Finding finding;
+    std::uint64_t more;
+  };
+  std::vector<Counted> counted_;
+};
 
 // Nothing for no findings.
 std::optional<Severity> Worst(const Findings& findings);

@@ -18,7 +18,6 @@
 namespace vantor::tools {
 namespace {
 
-constexpr std::size_t kMostOfAKind = 8;
 constexpr std::size_t kLongestName = 80;
 
 FindingKind KindOf(ShapeKind shape) {
@@ -65,17 +64,17 @@ std::string ElementName(std::uint32_t id) {
 void AppendSeekEntries(CMkvFileRoot& root, Findings& findings) {
   const MkvElement wholeFile = MkvElement::WholeFile(root);
   const MkvElement segment = wholeFile.FirstChild(ids::kSegment);
-  std::size_t found = 0;
+  Repeats found;
   for (const auto& seekHead : root.segment.seekHeads) {
     for (const MkvSeekEntry& entry : seekHead) {
-      if (found == kMostOfAKind || !entry.SeekID.present) continue;
+      if (!entry.SeekID.present) continue;
       const std::uint64_t target = root.segment.SeekTarget(entry);
       const MkvElement element = MkvElement::At(root, &segment, target);
       if (element && element.id.value == entry.SeekID.value) continue;
-      ++found;
-      findings.push_back(MakeFinding(FindingKind::kSeekEntryWrong, target, {}, ElementName(entry.SeekID.value)));
+      found.Add(MakeFinding(FindingKind::kSeekEntryWrong, target, {}, ElementName(entry.SeekID.value)));
     }
   }
+  found.AppendTo(findings);
 }
 
 bool HasOrderedChapters(CMkvFileRoot& root) {
@@ -100,15 +99,16 @@ bool IsFont(const MkvAttachedFile& file) {
 
 void AppendFonts(const MkvSegment& segment, Findings& findings) {
   constexpr std::string_view kInstalled = "application/x-truetype-font";
-  std::size_t found = 0;
+  Repeats found;
   for (const MkvAttachmentList& list : segment.attachments) {
     for (const MkvAttachedFile& file : list) {
-      if (!IsFont(file) || file.FileMimeType == kInstalled || found++ >= kMostOfAKind) continue;
-      findings.push_back(MakeFinding(FindingKind::kFontIgnored, file.dataPosition, {},
-                                     WideToUtf8(file.FileName.substr(0, kLongestName)),
-                                     file.FileMimeType.substr(0, kLongestName)));
+      if (!IsFont(file) || file.FileMimeType == kInstalled) continue;
+      found.Add(MakeFinding(FindingKind::kFontIgnored, file.dataPosition, {},
+                            WideToUtf8(file.FileName.substr(0, kLongestName)),
+                            file.FileMimeType.substr(0, kLongestName)));
     }
   }
+  found.AppendTo(findings);
 }
 
 struct Counted {
@@ -220,9 +220,12 @@ void AppendFileFindings(OpenedFile& file, const FileShape& shape, Findings& find
   }
   AppendSeekEntries(root, findings);
   if (root.startTime != 0) {
-    findings.push_back(MakeFinding(FindingKind::kStartNotZero, {}, {}, TimeText(root.startTime)));
+    findings.push_back(MakeFinding(FindingKind::kStartNotZero, {}, {}, SaneTimeText(root.startTime)));
   }
   if (!info.Duration.present) findings.push_back(MakeFinding(FindingKind::kDurationMissing, {}, {}));
+  if (const std::string trouble = file.DurationTrouble(); !trouble.empty()) {
+    findings.push_back(MakeFinding(FindingKind::kDurationUnusable, {}, {}, trouble));
+  }
   if (!info.PrevUID.empty() || !info.NextUID.empty()) findings.push_back(MakeFinding(FindingKind::kLinked, {}, {}));
   if (HasOrderedChapters(root)) findings.push_back(MakeFinding(FindingKind::kOrderedChapters, {}, {}));
   AppendFonts(root.segment, findings);

@@ -8,6 +8,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
+#include <set>
 #include <vector>
 
 #include "parser/segment.h"
@@ -16,9 +18,11 @@ namespace vantor::tools {
 
 struct IndexFacts {
   std::uint64_t entries = 0;
-  std::uint64_t wrongPlaces = 0;  // where no Cluster begins
-  std::uint64_t wrongTimes = 0;   // Clusters that have no block of the track at the time
-  std::uint64_t position = 0;     // where the first wrong one leads
+  std::uint64_t wrongPlaces = 0;         // where no Cluster begins
+  std::uint64_t wrongTimes = 0;          // Clusters that have no block of the track at the time
+  std::uint64_t position = 0;            // where the first wrong one leads
+  std::optional<std::int64_t> lastTime;  // the latest, ticks
+  std::set<std::uint64_t> tracks;        // that have an entry
 };
 
 class IndexCheck {
@@ -34,11 +38,13 @@ class IndexCheck {
     std::uint64_t position;
     std::int64_t time;
     std::uint64_t track;
+    std::uint64_t count;  // of equal ones
     bool isFound;
   };
 
+  void MergeEqual();
   void Leave(bool isCluster);
-  void Wrong(std::uint64_t& count, std::uint64_t position);
+  void Wrong(std::uint64_t& count, const Entry& entry);
 
   std::vector<Entry> entries_;  // by position, track and time
   std::size_t first_ = 0;       // of the current Cluster's

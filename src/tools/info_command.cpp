@@ -27,8 +27,11 @@
 namespace vantor::tools {
 namespace {
 
-StreamWords WordsOf(const GraphPin& pin) {
-  return DescribeMediaType(pin.types.empty() ? CMediaType() : pin.types.front());
+StreamWords WordsOf(const GraphPin& pin, const TrackPins& tracks) {
+  const auto track = std::find_if(tracks.tracks.begin(), tracks.tracks.end(),
+                                  [&](const TrackPin& candidate) { return candidate.pin == pin.number; });
+  return DescribeMediaType(pin.types.empty() ? CMediaType() : pin.types.front(),
+                           track == tracks.tracks.end() ? std::string() : CodecText(*track->entry));
 }
 
 // File names and what a type holds as bytes need not be valid UTF-8.
@@ -100,8 +103,8 @@ void AppendType(Buffer& out, std::size_t depth, const AM_MEDIA_TYPE& type) {
   object.Close();
 }
 
-void AppendPin(Buffer& out, std::size_t depth, const GraphPin& pin) {
-  const StreamWords words = WordsOf(pin);
+void AppendPin(Buffer& out, std::size_t depth, const GraphPin& pin, const TrackPins& tracks) {
+  const StreamWords words = WordsOf(pin, tracks);
   JsonObject object(out, depth);
   object.Value("pin", pin.number);
   object.Text("name", WideToUtf8(pin.name));
@@ -208,7 +211,8 @@ std::string InfoObject(const std::string& file, const FilterSummary& summary, Gr
   object.Value("attachments", words.Attachments());
   object.Array("tracks", words.tracks.tracks,
                [&](std::size_t below, const TrackPin& track) { AppendTrack(out, below, words, track); });
-  object.Array("pins", graph.Pins(), [&](std::size_t below, const GraphPin& pin) { AppendPin(out, below, pin); });
+  object.Array("pins", graph.Pins(),
+               [&](std::size_t below, const GraphPin& pin) { AppendPin(out, below, pin, words.tracks); });
   object.Array("findings", words.findings,
                [&](std::size_t below, const Finding& finding) { AppendFinding(out, below, finding); });
   object.Close();
@@ -273,7 +277,7 @@ std::string InfoText(const std::string& file, const FilterSummary& summary, Grap
   }
   TextTable table({{"Pin", Align::kRight}, {"Kind"}, {"Codec"}, {"Details"}, {"Name"}});
   for (const GraphPin& pin : graph.Pins()) {
-    const StreamWords stream = WordsOf(pin);
+    const StreamWords stream = WordsOf(pin, words.tracks);
     table.Add({std::to_string(pin.number), stream.kind, stream.codec, stream.Details(), WideToUtf8(pin.name)});
   }
   return text + "\n" + table.Text() + FindingLines(words.findings);

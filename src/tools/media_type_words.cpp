@@ -54,20 +54,29 @@ void ReadVideo(const AM_MEDIA_TYPE& type, StreamWords& words) {
   }
 }
 
+// Of packets that stand for any number of samples, the field says nothing; writers fill it in all the same.
+bool HasSampleBits(const AM_MEDIA_TYPE& type) {
+  constexpr std::uint32_t kWithBits[] = {format_tags::kPcm,  format_tags::kFloat, format_tags::kTta,
+                                         format_tags::kFlac, format_tags::kAlac,  format_tags::kWavPack,
+                                         FourCc("twos"),     FourCc("in24"),      FourCc("in32")};
+  const std::optional<std::uint32_t> code = CodeOf(type.subtype);
+  return SameGuid(type.subtype, kSubtypeFlac) ||
+         (code && std::find(std::begin(kWithBits), std::end(kWithBits), *code) != std::end(kWithBits));
+}
+
 void ReadAudio(const AM_MEDIA_TYPE& type, StreamWords& words) {
   if (SameGuid(type.formattype, FORMAT_WaveFormatEx)) {
     WAVEFORMATEX wave;
     if (ReadBlock(type, wave)) {
       words.sampleRate = wave.nSamplesPerSec;
       words.channels = wave.nChannels;
-      words.bitsPerSample = wave.wBitsPerSample;
+      if (HasSampleBits(type)) words.bitsPerSample = wave.wBitsPerSample;
     }
   } else if (SameGuid(type.formattype, kFormatVorbis) || SameGuid(type.formattype, kFormatVorbis2)) {
     VorbisFormat vorbis;
     if (ReadBlock(type, vorbis)) {
       words.sampleRate = vorbis.samplesPerSecond;
       words.channels = vorbis.channels;
-      words.bitsPerSample = vorbis.bitsPerSample;
     }
   }
 }
@@ -94,7 +103,26 @@ std::string TagText(std::uint32_t tag) {
   return fmt::format("\"{}\"", text);
 }
 
-std::string CodecName(const GUID& subtype) {
+struct IdName {
+  std::string_view id;
+  const char* name;
+};
+constexpr IdName kOpenIds[] = {
+    {"A_MPEG/L1", "MPEG audio layer I"},      {"A_MPEG/L2", "MPEG audio layer II"}, {"S_HDMV/PGS", "PGS"},
+    {"S_HDMV/TEXTST", "HDMV text subtitles"}, {"S_DVBSUB", "DVB subtitles"},        {"S_TEXT/WEBVTT", "WebVTT"},
+    {"D_WEBVTT/SUBTITLES", "WebVTT"},         {"D_WEBVTT/CAPTIONS", "WebVTT"},      {"S_KATE", "Kate"},
+    {"S_ARIBSUB", "ARIB subtitles"},
+};
+
+// Subtypes that several codecs share, and the one that stands for none.
+bool IsOpen(const GUID& subtype) {
+  return SameGuid(subtype, GUID{}) || SameGuid(subtype, SubtypeOf(format_tags::kMpeg));
+}
+
+std::string CodecName(const GUID& subtype, std::string_view codecId) {
+  for (const IdName& row : kOpenIds) {
+    if (row.id == codecId && IsOpen(subtype)) return row.name;
+  }
   if (const char* const name = CodecNameOf(subtype); name != nullptr) {
     return name;
   }
@@ -144,9 +172,9 @@ std::string StreamWords::Details() const {
   return fmt::format("{}", fmt::join(parts, ", "));
 }
 
-StreamWords DescribeMediaType(const AM_MEDIA_TYPE& type) {
+StreamWords DescribeMediaType(const AM_MEDIA_TYPE& type, std::string_view codecId) {
   StreamWords words;
-  words.codec = CodecName(type.subtype);
+  words.codec = CodecName(type.subtype, codecId);
   if (SameGuid(type.majortype, MEDIATYPE_Video)) {
     words.kind = "video";
     ReadVideo(type, words);

@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "platform/com.h"
 
@@ -34,6 +35,7 @@ struct StreamWords {
   std::string Details() const;
 };
 
-StreamWords DescribeMediaType(const AM_MEDIA_TYPE& type);
+// The codec identifier of the track, if it is known, tells the codec where the type leaves it open.
+StreamWords DescribeMediaType(const AM_MEDIA_TYPE& type, std::string_view codecId = {});
 
 }  // namespace vantor::tools

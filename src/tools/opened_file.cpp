@@ -1,9 +1,11 @@
 #include "tools/opened_file.h"
 
+#include <cmath>
 #include <new>
 #include <utility>
 
 #include "platform/conversions.h"
+#include "tools/time_text.h"
 
 namespace vantor::tools {
 
@@ -20,6 +22,20 @@ OpenedFile::OpenedFile(const std::shared_ptr<ByteStore>& bytes, WideString name,
 std::int64_t OpenedFile::Duration() const {
   const MkvSegmentInfo& info = root_->segment.info;
   return TruncateToInt64(info.Duration.value * static_cast<double>(info.TimecodeScale.value) / 100);
+}
+
+bool OpenedFile::HasDuration() const { return root_->segment.info.Duration.present && DurationTrouble().empty(); }
+
+std::string OpenedFile::DurationTrouble() const {
+  const MkvSegmentInfo& info = root_->segment.info;
+  if (!info.Duration.present) return {};
+  const double ticks = info.Duration.value;
+  if (std::isnan(ticks)) return "not a number";
+  if (std::isinf(ticks)) return "infinite";
+  if (ticks < 0) return "negative";
+  return ticks * static_cast<double>(info.TimecodeScale.value) / 100 > static_cast<double>(kLongestSaneTime)
+             ? "longer than a year"
+             : "";
 }
 
 }  // namespace vantor::tools

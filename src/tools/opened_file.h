@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <string>
 
 #include "host/byte_store.h"
 #include "host/file_source_filter.h"
@@ -26,6 +27,10 @@ class OpenedFile {
   CMkvFileRoot& Root() { return *root_; }
   // What the file itself says of its length, 100 ns; 0 where it says nothing.
   std::int64_t Duration() const;
+  // Whether it says a time at all: it may be no number, or one that is none of a film.
+  bool HasDuration() const;
+  // What is wrong with a duration that is there and of no use; empty for others.
+  std::string DurationTrouble() const;
   // What the filter would be connected behind.
   IPin* Upstream() const { return source_->OutputPin(); }
 

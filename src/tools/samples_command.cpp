@@ -109,6 +109,9 @@ int RunSamples(const Options& options, std::FILE* out, std::FILE* messages) {
   if (const int prepared = Prepare(session, options, spill, logs, text); prepared != kExitDone) {
     return prepared;
   }
+  if (graph.Pins().empty()) {
+    session.SayOfFile("warning: there is no output pin, and so no samples; vantor-mkv check tells why");
+  }
   const HRESULT running = graph.Run();
   if (FAILED(running)) {
     return session.Failed("the filter does not run", running);

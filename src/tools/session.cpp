@@ -58,7 +58,10 @@ std::string FullName(const std::string& path) {
 
 }  // namespace
 
-void Session::SayOfFile(const std::string& message) const { Say(options_.file + ": " + message); }
+void Session::SayOfFile(const std::string& message) const {
+  Say(options_.file + ": " + message);
+  lastSaid_ = message;
+}
 
 std::string Session::Trouble() const {
   const std::optional<ReadFailure> failure = bytes_ ? bytes_->FirstFailure() : std::nullopt;

@@ -44,10 +44,17 @@ class Session {
   // Who the component is.
   const ComponentIdentity& Identity() const noexcept { return options_.complete ? kMkvDmxComplete : kMkvDmx; }
   PlaybackPolicy Policy() const noexcept { return options_.complete ? kCompletePolicy : PlaybackPolicy(); }
+  // Whether a component was named that may be anyone's.
+  bool IsOtherComponent() const noexcept { return !options_.component.empty(); }
   HRESULT ConnectResult() const noexcept { return connectResult_; }
   // The graph that Open opens: empty before, and there also when Open failed.
   Graph& OpenedGraph() noexcept { return graph_; }
-  void Say(const std::string& message) const { tools::Say(messages_, message); }
+  void Say(const std::string& message) const {
+    lastSaid_ = message;
+    tools::Say(messages_, message);
+  }
+  // What was said last, without the file's name.
+  const std::string& LastSaid() const noexcept { return lastSaid_; }
   // The same, about the file.
   void SayOfFile(const std::string& message) const;
   // Says what failed with which result, or what the environment failed at before; gives the exit status.
@@ -66,6 +73,7 @@ class Session {
   FileShape shape_;
   FileShape refusal_;
   HRESULT connectResult_ = E_UNEXPECTED;
+  mutable std::string lastSaid_;
   // Unloaded after everything that came from it has gone.
   std::unique_ptr<Component> component_;
   Graph graph_;

@@ -61,6 +61,11 @@ std::string TimeText(std::int64_t hundredNanoseconds) {
                      milliseconds / 1000 % 60, milliseconds % 1000);
 }
 
+std::string SaneTimeText(std::int64_t hundredNanoseconds) {
+  if (hundredNanoseconds > kLongestSaneTime) return "over a year";
+  return hundredNanoseconds < -kLongestSaneTime ? "over a year before 0" : TimeText(hundredNanoseconds);
+}
+
 std::optional<std::int64_t> ParseTime(std::string_view text) {
   std::int64_t fraction = 0;
   if (const std::size_t point = text.find('.'); point != std::string_view::npos) {

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <map>
 
 #include "host/fake_splitter.h"
@@ -54,8 +55,9 @@ TEST(Check, TellsWhatAnotherComponentDoes) {
   const Raw file = Plan().File();
   const auto path = folder.Write("real.mkv", {reinterpret_cast<const char*>(file.data()), file.size()});
   const Checked refused = CheckPath(folder, path.string(), {"--component", VANTOR_TOY_COMPONENT});
-  ASSERT_TRUE(refused.Has("refused")) << refused.out;
-  EXPECT_THAT(refused.Find("refused")->at("text").get<std::string>(), HasSubstr("0x80040ABC"));
+  ASSERT_TRUE(refused.Has("component-refuses")) << refused.out;
+  EXPECT_THAT(refused.Find("component-refuses")->at("text").get<std::string>(), HasSubstr("0x80040ABC"));
+  EXPECT_THAT(refused.out, testing::Not(HasSubstr("write the file anew")));
 }
 
 TEST(Check, SaysHowMuchIsLostAndWhere) {
@@ -197,7 +199,92 @@ TEST(Check, TellsOfUnreadTracksOneByOneOnlyWherePacketsAreLost) {
   EXPECT_EQ(unread[1].at("severity"), "note");
   EXPECT_TRUE(unread[1].at("track").is_null());
   EXPECT_THAT(unread[1].at("text").get<std::string>(), HasSubstr(" 2999 tracks"));
-  EXPECT_EQ(checked.Find("limit")->at("text"), "there are more records than are kept: too many tracks");
+  EXPECT_FALSE(checked.Has("limit"));
+}
+
+TEST(Check, ALostPacketOfOneOfVeryManyUnreadTracksIsAnError) {
+  for (const bool isOverLimit : {false, true}) {
+    std::vector<Raw> entries;
+    for (std::uint64_t number = 2; number < 3000; ++number) entries.push_back(Plan::Mp3(number));
+    Plan plan;
+    if (isOverLimit) {
+      plan.tracks.insert(plan.tracks.end(), entries.begin(), entries.end());
+    } else {
+      plan.more.emplace_back(Tracks(entries));
+    }
+    plan.second.push_back(SimpleBlock(2500, 0, kKey, Ramp(9)));
+    for (const std::vector<std::string>& options : {std::vector<std::string>{}, {"--deep"}}) {
+      const Checked checked = Check(plan.File(), options);
+      const std::string id = isOverLimit ? "track-over-limit" : "tracks-unread";
+      EXPECT_EQ(checked.Ids("error"), std::vector<std::string>{id}) << checked.out.substr(0, 1000);
+      EXPECT_EQ(checked.Find(id)->at("track"), 2500);
+      EXPECT_FALSE(checked.Has("blocks-without-track"));
+    }
+  }
+}
+
+TEST(Check, SaysHowManyMoreThereAreOfOneKind) {
+  Plan plan;
+  plan.seekEntries.assign(20, SeekEntry(0x1254C367, 7));
+  for (std::uint32_t id = 0; id < 20; ++id) plan.seekEntries.push_back(SeekEntry(0x1A000000 + id, 7));
+  std::vector<std::string> texts;
+  for (const json& finding : Check(plan.File()).Findings()) {
+    if (finding.at("id") == "seek-entry-wrong") texts.push_back(finding.at("text"));
+  }
+  ASSERT_EQ(texts.size(), 8U);
+  EXPECT_EQ(texts.front(), "a seek entry for the tags leads to something else; and 19 more");
+  EXPECT_THAT(texts.back(), testing::EndsWith("; and 13 more"));
+}
+
+TEST(Check, TellsADurationThatIsNone) {
+  const auto text = [](double duration) {
+    Plan plan;
+    plan.duration = -1;
+    plan.info = {Float8(0x4489, duration)};
+    const Checked checked = Check(plan.File());
+    EXPECT_EQ(checked.out.find("inf\""), std::string::npos);
+    EXPECT_EQ(checked.out.find("nan"), std::string::npos);
+    EXPECT_EQ(checked.out.find("256204778"), std::string::npos) << checked.out;
+    EXPECT_FALSE(checked.Has("duration-differs"));
+    const auto finding = checked.Find("duration-unusable");
+    return finding ? finding->at("text").get<std::string>() : checked.out;
+  };
+  EXPECT_EQ(text(std::numeric_limits<double>::quiet_NaN()), "the duration in the file is not a number");
+  EXPECT_EQ(text(std::numeric_limits<double>::infinity()), "the duration in the file is infinite");
+  EXPECT_EQ(text(-5), "the duration in the file is negative");
+  EXPECT_EQ(text(1e300), "the duration in the file is longer than a year");
+}
+
+TEST(Check, HoldsTheEndOfTheIndexAgainstBlocksAndDuration) {
+  const auto text = [](const std::function<void(Plan&)>& change) {
+    const auto finding = Check(With(change)).Find("index-range");
+    return finding ? finding->at("text").get<std::string>() : "";
+  };
+  EXPECT_EQ(text([](Plan&) {}), "");
+  EXPECT_EQ(text([](Plan& plan) { plan.indexedTime = 900; }),
+            "the index ends at 0:00:00.900, the last block is at 0:00:00.440");
+  EXPECT_EQ(text([](Plan& plan) { plan.duration = 300; }),
+            "the index ends at 0:00:00.400, the file's duration at 0:00:00.300");
+  EXPECT_EQ(text([](Plan& plan) {
+              plan.more.emplace_back(Cluster(100000, {SimpleBlock(1, 0, kKey, Ramp(9))}));
+              plan.duration = 101000;
+            }),
+            "the index ends at 0:00:00.400, the last key frame is at 0:01:40.000");
+}
+
+TEST(Check, SaysWhenTheFirstKeyFrameComesAndWhereAClusterHasNoTime) {
+  Plan plan;
+  plan.tracks.push_back(Plan::Mp3(2));
+  plan.first.push_back(SimpleBlock(2, 0, 0, Ramp(9)));
+  plan.second.push_back(SimpleBlock(2, 20, kKey, Ramp(8)));
+  plan.more.emplace_back(Master(0x1F43B675, {SimpleBlock(1, 60, kKey, Ramp(5))}));
+  const Raw file = plan.File();
+  const Checked checked = Check(file);
+  EXPECT_EQ(checked.Find("key-frame-late")->at("text"),
+            "nothing is delivered before the first key frame at 0:00:00.420; 1 of 2 packets is lost");
+  const Raw timeless = Master(0x1F43B675, {SimpleBlock(1, 60, kKey, Ramp(5))});
+  const auto place = std::search(file.begin(), file.end(), timeless.begin(), timeless.end()) - file.begin();
+  EXPECT_EQ(checked.Find("cluster-without-time")->at("position"), place);
 }
 
 TEST(Check, AnUnreadTrackWithoutPacketsIsNamedInItsNote) {

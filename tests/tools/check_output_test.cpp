@@ -29,6 +29,17 @@ TEST(CheckOutput, IsOneObjectALineForEachFile) {
   EXPECT_EQ(checked.status, 1);
 }
 
+TEST(CheckOutput, IsAnObjectOfAFileThatCannotBeReadToo) {
+  const TemporaryFolder folder;
+  const std::string missing = (folder / "missing.mkv").string();
+  const Checked checked = CheckPath(folder, missing);
+  EXPECT_EQ(checked.status, 2);
+  EXPECT_EQ(checked.messages, "vantor-mkv: " + missing + ": no such file\n");
+  ASSERT_EQ(checked.Ids("error"), std::vector<std::string>{"unreadable"}) << checked.out;
+  EXPECT_EQ(checked.Find("unreadable")->at("text"), "the file is not checked: no such file");
+  EXPECT_EQ(json::parse(checked.out).at("file"), missing);
+}
+
 TEST(CheckOutput, EndsWithTheSumsOfSeveralFiles) {
   const TemporaryFolder folder;
   const std::string media = VANTOR_TEST_MEDIA "/";

@@ -87,6 +87,22 @@ TEST(CommandLine, TakesHelpAsAWord) {
   EXPECT_EQ(help.message, Parse({"--help"}).message);
 }
 
+TEST(CommandLine, TakesACommandToHelpWith) {
+  for (const char* command : {"info", "check", "samples", "play"}) {
+    const ParseResult help = Parse({"help", command});
+    EXPECT_EQ(help.exitStatus, kExitDone);
+    EXPECT_EQ(help.message, Parse({command, "--help"}).message);
+    EXPECT_NE(help.message, Parse({"help"}).message);
+  }
+  ExpectWrongUse({"help", "dance"}, "there is no \"dance\"");
+}
+
+TEST(CommandLine, SaysPlainlyWhichCommandsTakeOneFile) {
+  ExpectWrongUse({"samples", "a.mkv", "b.mkv"}, "samples takes one file at a time, and \"b.mkv\" is one more");
+  ExpectWrongUse({"play", "a.mkv", "b.mkv"}, "play takes one file at a time, and \"b.mkv\" is one more");
+  ExpectWrongUse({"samples", "--loudly", "a.mkv"}, "--loudly");
+}
+
 TEST(CommandLine, TakesARate) { EXPECT_EQ(Parse({"samples", "a.mkv", "--rate", "2.5"}).options->rate, 2.5); }
 
 TEST(CommandLine, RefusesSeeksThatAreNoNumbers) {

@@ -114,6 +114,13 @@ std::vector<FindingCase> FindingCases() {
                          Tracks({Plan::Vp8(1)}),
                          {"first", Cluster(0, Plan().first)}});
        }},
+      {"track-over-limit", kErrorOnly,
+       [] {
+         return With([](Plan& plan) {
+           for (std::uint64_t number = 2; number <= 129; ++number) plan.tracks.push_back(Plan::Mp3(number));
+           plan.second.push_back(SimpleBlock(129, 0, kKey, Ramp(9)));
+         });
+       }},
       // ---- Packets ----
       {"no-key-frame", kErrorOnly,
        [] {
@@ -167,6 +174,7 @@ std::vector<FindingCase> FindingCases() {
          });
        }},
       {"index-wrong", kWarningOnly, [] { return With([](Plan& plan) { plan.indexedTime = 300; }); }},
+      {"index-range", kWarningOnly, [] { return With([](Plan& plan) { plan.indexedTime = 900; }); }},
       {"seek-entry-wrong", kWarningOnly,
        [] { return With([](Plan& plan) { plan.seekEntries = {SeekEntry(0x1254C367, 7)}; }); }},
       // ---- Times ----
@@ -180,6 +188,7 @@ std::vector<FindingCase> FindingCases() {
            plan.second.resize(1);
          });
        }},
+      {"duration-unusable", kWarningOnly, [] { return With([](Plan& plan) { plan.duration = 4e10; }); }},
       {"start-not-zero", kNoteOnly,
        [] {
          return With([](Plan& plan) {

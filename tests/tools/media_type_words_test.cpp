@@ -54,9 +54,30 @@ TEST(MediaTypeWords, AVideoWithoutAspectTellsWhatItKnows) {
   EXPECT_EQ(words.Details(), "320x240, 25 fps");
 }
 
-TEST(MediaTypeWords, AudioTellsRateChannelsAndBits) {
+TEST(MediaTypeWords, AudioTellsRateAndChannels) {
   EXPECT_EQ(DescribeMediaType(Wave(0x2000)).codec, "AC-3");
-  EXPECT_EQ(DescribeMediaType(Wave(0x2000)).Details(), "48000 Hz, 2 channels, 16 bits");
+  EXPECT_EQ(DescribeMediaType(Wave(0x2000)).Details(), "48000 Hz, 2 channels");
+}
+
+TEST(MediaTypeWords, BitsAreToldWhereASampleHasThem) {
+  for (const std::uint32_t tag : {0x0001U, 0x0003U, 0x77A1U, 0xF1ACU, 0x5756U, 0x6C61U}) {
+    EXPECT_EQ(DescribeMediaType(Wave(tag)).bitsPerSample, 16U) << tag;
+  }
+  for (const std::uint32_t tag : {0x0050U, 0x0055U, 0x00FFU, 0x2000U, 0x2001U, 0x704FU}) {
+    EXPECT_EQ(DescribeMediaType(Wave(tag)).bitsPerSample, 0U) << tag;
+  }
+}
+
+TEST(MediaTypeWords, WhatTheTypeLeavesOpenTheIdentifierTells) {
+  EXPECT_EQ(DescribeMediaType(Wave(0x0050)).codec, "MPEG audio");
+  EXPECT_EQ(DescribeMediaType(Wave(0x0050), "A_MPEG/L1").codec, "MPEG audio layer I");
+  EXPECT_EQ(DescribeMediaType(Wave(0x0050), "A_MPEG/L2").codec, "MPEG audio layer II");
+  EXPECT_EQ(DescribeMediaType(Wave(0x0055), "A_MPEG/L3").codec, "MP3");
+  EXPECT_EQ(DescribeMediaType(Wave(0x2000), "A_MPEG/L1").codec, "AC-3") << "a type that says it is believed";
+  CMediaType unnamed;
+  EXPECT_EQ(DescribeMediaType(unnamed).codec, "unnamed");
+  EXPECT_EQ(DescribeMediaType(unnamed, "S_HDMV/PGS").codec, "PGS");
+  EXPECT_EQ(DescribeMediaType(unnamed, "S_OTHER").codec, "unnamed");
 }
 
 TEST(MediaTypeWords, VorbisTellsRateAndChannels) {

@@ -24,6 +24,15 @@ TEST(TimeTextTest, TimesBelowZeroHaveASign) {
   EXPECT_EQ(TimeText(INT64_MIN).front(), '-');
 }
 
+TEST(TimeTextTest, TimesOfNoFilmAreShownInWords) {
+  EXPECT_EQ(SaneTimeText(15000000), "0:00:01.500");
+  EXPECT_EQ(SaneTimeText(-15000000), "-0:00:01.500");
+  EXPECT_EQ(SaneTimeText(kLongestSaneTime), "8784:00:00.000");
+  EXPECT_EQ(SaneTimeText(kLongestSaneTime + 1), "over a year");
+  EXPECT_EQ(SaneTimeText(INT64_MAX), "over a year");
+  EXPECT_EQ(SaneTimeText(INT64_MIN), "over a year before 0");
+}
+
 TEST(ParseTimeTest, ReadsSecondsMinutesAndHours) {
   EXPECT_EQ(ParseTime("0"), 0);
   EXPECT_EQ(ParseTime("90"), 900000000);

@@ -253,6 +253,27 @@ TEST_F(Tool, DoesNotWaitForAPipe) {
   ExpectOneMessage(outcome, "pipe");
 }
 
+TEST_F(Tool, TakesNoDeviceForAFile) {
+  for (const char* command : {"info ", "check ", "play ", "samples "}) {
+    for (const char* device : {"/dev/zero", "/dev/null"}) {
+      const Outcome outcome = Run(std::string(command) + device);
+      EXPECT_EQ(outcome.status, 2);
+      ExpectOneMessage(outcome, "is a pipe or a device");
+    }
+  }
+}
+
+TEST_F(Tool, AFileWithoutAnOutputPinIsListedByItsFilterLine) {
+  using test::Raw;
+  const Raw bytes = test::MkvFile({test::Info(), test::Tracks({test::Track(1, 18, "B_VOBBTN")}),
+                                   test::Cluster(0, {test::SimpleBlock(1, 0, test::kKey, test::Ramp(9))})});
+  const Outcome outcome = Run("samples " + Write("pinless.mkv", std::string(bytes.begin(), bytes.end())));
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.Lines().size(), 1u);
+  EXPECT_EQ(outcome.Lines("filter").size(), 1u);
+  ExpectOneMessage(outcome, "there is no output pin, and so no samples");
+}
+
 TEST_F(Tool, WarnsOfATruncatedFileAndPlaysWhatIsThere) {
   const std::string whole = Content(Media("avc_aac.mkv"));
   const std::string file = Write("cut.mkv", whole.substr(0, whole.size() * 3 / 4));

@@ -138,7 +138,7 @@ FileError KindError(int descriptor) noexcept {
   if (S_ISDIR(status.st_mode)) {
     return FileError::kDirectory;
   }
-  return lseek(descriptor, 0, SEEK_CUR) < 0 ? FileError::kPipe : FileError::kNone;
+  return S_ISREG(status.st_mode) ? FileError::kNone : FileError::kPipe;
 }
 
 }  // namespace
