@@ -46,7 +46,7 @@ bool WaitDrawing(Graph& graph, const Counters& counters, const PlayRange& range,
   return true;
 }
 
-std::string Table(const std::vector<GraphPin>& pins, const Counters& counters) {
+std::string Table(const std::vector<GraphPin>& pins, const Counters& counters, std::size_t width) {
   TextTable table({{"Pin", Align::kRight},
                    {"Name"},
                    {"Samples", Align::kRight},
@@ -65,7 +65,7 @@ std::string Table(const std::vector<GraphPin>& pins, const Counters& counters) {
                totals.samples < 2 ? "-" : BitRateText(totals.bytes, totals.duration),
                totals.ended ? "reached" : "not reached"});
   }
-  return table.Text();
+  return table.Text(width);
 }
 
 std::string SpeedLine(std::int64_t played, std::uint64_t bytesRead, double seconds, std::uint64_t lostFrames) {
@@ -135,8 +135,8 @@ int RunPlay(const Options& options, std::FILE* out, std::FILE* messages) {
   for (const auto& counter : counters) {
     played = std::max(played, counter->Totals().duration);
   }
-  if (!Print(out,
-             Table(graph.Pins(), counters) + SpeedLine(played, graph.Totals().bytes, seconds, LostFrames(graph)))) {
+  if (!Print(out, Table(graph.Pins(), counters, TableWidth(out)) +
+                      SpeedLine(played, graph.Totals().bytes, seconds, LostFrames(graph)))) {
     session.Say(CannotWrite("the table"));
     return kExitUsage;
   }

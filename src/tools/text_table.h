@@ -1,11 +1,14 @@
-// TextTable: rows of cells in columns as wide as their widest cell.
+// TextTable: rows of cells in columns as wide as their widest cell, fitted to a terminal's line where there is one.
 //
 //   TextTable table({{"Pin", Align::kRight}, {"Name", Align::kLeft}});
 //   table.Add({"1", "AVC video 1"});
-//   out += table.Text();
+//   out += table.Text(TableWidth(stdout));
 #pragma once
 
+#include <cstddef>
+#include <cstdio>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace vantor::tools {
@@ -22,15 +25,20 @@ class TextTable {
   explicit TextTable(std::vector<Column> columns) : columns_(std::move(columns)) {}
   // As many cells as there are columns. What is not printable in them is escaped.
   void Add(std::vector<std::string> cells);
-  // Title line and rows, each ended by a line feed, without trailing blanks.
-  std::string Text() const;
+  bool IsEmpty() const { return rows_.empty(); }
+  // Title line and rows, each ended by a line feed, without trailing blanks. Lines that would be longer than the width,
+  // in cells of display, have their texts cut with an ellipsis, the widest columns first; 0 cuts nothing.
+  std::string Text(std::size_t width = 0) const;
 
  private:
+  std::vector<std::size_t> Widths(std::size_t width) const;
+  std::string Line(const std::vector<std::string>& row, const std::vector<std::size_t>& widths, bool isCut) const;
+
   std::vector<Column> columns_;
   std::vector<std::vector<std::string>> rows_;
 };
 
-// The number of characters in UTF-8 text.
-std::size_t CharacterCount(const std::string& utf8);
+// The width for a table that goes to the stream: of its terminal's line, and 0 where it is none.
+std::size_t TableWidth(std::FILE* out);
 
 }  // namespace vantor::tools

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <string>
 
+#include "tools/cell_width.h"
 #include "tools/progress_bar.h"
 #include "tools/text_table.h"
 #include "tools/time_text.h"
@@ -138,6 +139,58 @@ TEST(ProgressBarTest, PrintsNothingWhereThereIsNoTerminal) {
   bar.Clear();
   EXPECT_EQ(std::ftell(file), 0);
   std::fclose(file);
+}
+
+TEST(CellWidthTest, WideCharactersTakeTwoCellsAndJoiningOnesNone) {
+  EXPECT_EQ(CellWidth('a'), 1u);
+  EXPECT_EQ(CellWidth(0xE9), 1u);
+  EXPECT_EQ(CellWidth(0x301), 0u) << "combining acute accent";
+  EXPECT_EQ(CellWidth(0x200D), 0u) << "joiner";
+  EXPECT_EQ(CellWidth(0x4E16), 2u);
+  EXPECT_EQ(CellWidth(0xFF21), 2u) << "fullwidth A";
+  EXPECT_EQ(CellWidth(0x1F600), 2u) << "emoji";
+  EXPECT_EQ(CellWidth(0x10FFFF), 1u);
+  EXPECT_EQ(CellCount("e\xcc\x81\xe4\xb8\x96\xf0\x9f\x98\x80"), 5u);
+  EXPECT_EQ(CellCount("\xff\xe4\xb8"), 3u) << "bytes that are no characters";
+}
+
+TEST(CellWidthTest, FittedTextEndsInAnEllipsisAndNeverInHalfACharacter) {
+  EXPECT_EQ(FitCells("abcdef", 6), "abcdef");
+  EXPECT_EQ(FitCells("abcdef", 5), "abcd\xe2\x80\xa6");
+  EXPECT_EQ(FitCells("\xe4\xb8\x96\xe4\xb8\x96\xe4\xb8\x96", 5), "\xe4\xb8\x96\xe4\xb8\x96\xe2\x80\xa6");
+  EXPECT_EQ(FitCells("\xe4\xb8\x96\xe4\xb8\x96\xe4\xb8\x96", 4), "\xe4\xb8\x96\xe2\x80\xa6");
+  EXPECT_EQ(FitCells("ae\xcc\x81xy", 3), "ae\xcc\x81\xe2\x80\xa6") << "the accent stays with its letter";
+  EXPECT_EQ(FitCells("ab", 0), "");
+}
+
+TEST(TextTableTest, WideCharactersDoNotPushColumnsAside) {
+  TextTable table({{"Name"}, {"End"}});
+  table.Add({"\xe4\xb8\x96\xe7\x95\x8c", "x"});
+  table.Add({"abcd", "y"});
+  EXPECT_EQ(table.Text(),
+            "Name  End\n"
+            "\xe4\xb8\x96\xe7\x95\x8c  x\n"
+            "abcd  y\n");
+}
+
+TEST(TextTableTest, TextsAreCutToTheLineTheWidestFirstAndNumbersNever) {
+  TextTable table({{"Number", Align::kRight}, {"First"}, {"Second"}});
+  table.Add({"1234567890", std::string(30, 'a'), std::string(12, 'b')});
+  EXPECT_EQ(table.Text(40),
+            "    Number  First           Second\n"
+            "1234567890  aaaaaaaaaaaaa\xe2\x80\xa6  bbbbbbbbbbbb\n");
+  EXPECT_EQ(table.Text(10),
+            "    Number  First     Second\n"
+            "1234567890  aaaaaaa\xe2\x80\xa6  bbbbbbb\xe2\x80\xa6\n")
+      << "no line is that narrow";
+  EXPECT_EQ(table.Text(0), table.Text(1000));
+}
+
+TEST(TextTableTest, ALongTextDoesNotMakeEveryLineLong) {
+  TextTable table({{"First"}, {"Second"}});
+  table.Add({std::string(5000, 'a'), "x"});
+  table.Add({"b", "y"});
+  EXPECT_LT(table.Text().size(), 5500u);
 }
 
 }  // namespace
