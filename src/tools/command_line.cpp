@@ -1,5 +1,7 @@
 #include "tools/command_line.h"
 
+#include <fmt/format.h>
+
 #include <CLI/CLI.hpp>
 #include <charconv>
 #include <cmath>
@@ -27,6 +29,8 @@ constexpr const char* kAbout =
     "  vantor-mkv play --from 1:30 --to 2:00 a.mkv  half a minute of it\n"
     "  vantor-mkv extract --pin 2 movie.mkv         one stream, as a file that players open\n"
     "  vantor-mkv extract --all -d parts movie.mkv  all streams, each a file in that folder\n"
+    "  vantor-mkv chapters --format xml movie.mkv   the chapters as mkvmerge reads them\n"
+    "  vantor-mkv attachments --extract -d fonts movie.mkv   the files within the file\n"
     "  vantor-mkv samples movie.mkv                 every sample, as JSON Lines\n"
     "  vantor-mkv samples --seek 50000000 a.mkv     from 5 seconds on (100 ns units)\n"
     "  vantor-mkv samples --seek 0:20000000 a.mkv   the first 2 seconds\n"
@@ -51,6 +55,13 @@ std::optional<double> ParseRate(std::string_view text) {
     return std::nullopt;
   }
   return value;
+}
+
+std::optional<ChapterFormat> ParseChapterFormat(std::string_view text) {
+  if (text == "text") return ChapterFormat::kText;
+  if (text == "xml") return ChapterFormat::kXml;
+  if (text == "ffmetadata") return ChapterFormat::kMetadata;
+  return std::nullopt;
 }
 
 void AddFile(CLI::App* command, Options& options) {
@@ -89,6 +100,55 @@ CLI::App* AddExtract(CLI::App& app, Options& options, RangeTexts& range) {
   command->add_flag("--raw", request.raw, "Write what has no form of its own as samples and a JSON index of them");
   AddRange(command, range);
   return command;
+}
+
+void AddInfo(CLI::App& app, Options& options) {
+  CLI::App* info =
+      app.add_subcommand("info", "What is in the file and what the filter makes of it: tracks, pins, durations");
+  info->add_option("FILE", options.files, "The media files")->required()->type_name("");
+  info->add_flag("--chapters", options.wanted.chapters, "Show the chapters, too");
+  info->add_flag("--tags", options.wanted.tags, "Show the tags, too");
+  info->add_flag("--attachments", options.wanted.attachments, "Show the attached files, too");
+  info->add_flag("--json", options.json, "Print one JSON object for each file");
+  info->parse_complete_callback([&options] { options.command = Command::kInfo; });
+}
+
+void AddAttachments(CLI::App& app, Options& options) {
+  CLI::App* attachments = app.add_subcommand("attachments", "The files within the file, and their bytes");
+  AddFile(attachments, options);
+  CLI::Option* extract = attachments->add_flag("--extract", options.attachments.extract, "Write them");
+  attachments->add_option("-d,--folder", options.attachments.folder, "Where to; the current folder without it")
+      ->type_name("FOLDER")
+      ->needs(extract);
+  attachments->add_flag("--force", options.attachments.force, "Overwrite files of the same names")->needs(extract);
+  attachments->add_flag("--json", options.json, "Print one JSON object");
+  attachments->parse_complete_callback([&options] { options.command = Command::kAttachments; });
+}
+
+void AddChapters(CLI::App& app, Options& options) {
+  CLI::App* chapters = app.add_subcommand("chapters", "The chapters, for people and for other programs");
+  AddFile(chapters, options);
+  const auto take = [&options](const std::string& text) {
+    const std::optional<ChapterFormat> format = ParseChapterFormat(text);
+    if (!format) {
+      throw CLI::ValidationError("--format wants text, xml or ffmetadata, not \"" + text + "\"");
+    }
+    options.chapterFormat = *format;
+  };
+  chapters->add_option_function<std::string>("--format", take, "text, xml (for mkvmerge) or ffmetadata (for ffmpeg)")
+      ->type_name("FORMAT");
+  chapters->parse_complete_callback([&options] { options.command = Command::kChapters; });
+}
+
+// "info, check or play"
+std::string CommandsText(const CLI::App& app) {
+  std::vector<std::string> names;
+  for (const CLI::App* command : app.get_subcommands(nullptr)) {
+    if (command->get_name() != "help") names.push_back(command->get_name());
+  }
+  const std::string last = names.back();
+  names.pop_back();
+  return fmt::format("{} or {}", fmt::join(names, ", "), last);
 }
 
 ParseResult Stop(int status, std::string message) {
@@ -150,10 +210,7 @@ ParseResult ParseCommandLine(int argc, const char* const* argv) {
   CLI::App* helpCommand = app.add_subcommand("help", "Show this, or what there is to a command");
   helpCommand->add_option("COMMAND", helpWanted, "The command")->type_name("");
 
-  CLI::App* info =
-      app.add_subcommand("info", "What is in the file and what the filter makes of it: tracks, pins, durations");
-  info->add_option("FILE", options.files, "The media files")->required()->type_name("");
-  info->add_flag("--json", options.json, "Print one JSON object for each file");
+  AddInfo(app, options);
 
   CLI::App* check = app.add_subcommand("check", "What does not play as it should, why, and what to do");
   check->add_option("FILE", options.files, "The media files")->required()->type_name("");
@@ -174,6 +231,9 @@ ParseResult ParseCommandLine(int argc, const char* const* argv) {
   AddFile(play, options);
   AddRange(play, range);
 
+  AddAttachments(app, options);
+  AddChapters(app, options);
+
   const std::string help = app.help();  // later it would be that of the command given
   try {
     app.parse(argc, argv);
@@ -186,9 +246,9 @@ ParseResult ParseCommandLine(int argc, const char* const* argv) {
   } catch (const CLI::ParseError& error) {
     if (app.get_subcommands().empty()) {
       const std::vector<std::string> unknown = app.remaining();
-      return WrongUse(unknown.empty()
-                          ? "a command is wanted: info, check, samples, extract or play"
-                          : "there is no \"" + unknown.front() + "\": info, check, samples, extract or play is wanted");
+      const std::string commands = CommandsText(app);
+      return WrongUse(unknown.empty() ? "a command is wanted: " + commands
+                                      : "there is no \"" + unknown.front() + "\": " + commands + " is wanted");
     }
     const CLI::App* const given = app.get_subcommands().front();
     const std::vector<std::string> left = app.remaining(true);
@@ -205,11 +265,10 @@ ParseResult ParseCommandLine(int argc, const char* const* argv) {
     const char* const asked[] = {argv[0], helpWanted.c_str(), "--help"};
     return ParseCommandLine(static_cast<int>(std::size(asked)), asked);
   }
-  options.command = info->parsed()      ? Command::kInfo
-                    : check->parsed()   ? Command::kCheck
-                    : samples->parsed() ? Command::kSamples
-                    : extract->parsed() ? Command::kExtract
-                                        : Command::kPlay;
+  if (check->parsed()) options.command = Command::kCheck;
+  if (samples->parsed()) options.command = Command::kSamples;
+  if (extract->parsed()) options.command = Command::kExtract;
+  if (play->parsed()) options.command = Command::kPlay;
   if (seekOption->count() > 0) {
     options.seek = ParseSeek(seek);
     if (!options.seek) {

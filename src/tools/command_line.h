@@ -12,6 +12,8 @@
 #include <string>
 #include <vector>
 
+#include "tools/file_extras.h"
+
 namespace vantor::tools {
 
 // Exit statuses of the tool.
@@ -21,7 +23,9 @@ inline constexpr int kExitRefused =
 inline constexpr int kExitUsage = 2;          // bad options, an unreadable path, no component, a fault of the system
 inline constexpr int kExitInterrupted = 130;  // as shells say it
 
-enum class Command { kInfo, kCheck, kSamples, kPlay, kExtract };
+enum class Command { kInfo, kCheck, kSamples, kPlay, kExtract, kAttachments, kChapters };
+
+enum class ChapterFormat { kText, kXml, kMetadata };
 
 struct SeekRequest {
   std::int64_t start = 0;  // 100 ns, absolute
@@ -40,6 +44,12 @@ struct ExtractRequest {
   bool raw = false;  // what has no form of its own goes out as it is
 };
 
+struct AttachmentsOptions {
+  bool extract = false;
+  std::string folder;  // empty: the current one
+  bool force = false;
+};
+
 struct Options {
   Command command = Command::kInfo;
   std::string file;
@@ -54,6 +64,9 @@ struct Options {
   std::optional<std::int64_t> to;    // play, extract; not before from
   std::optional<double> rate;        // samples
   ExtractRequest extract;
+  ExtrasWanted wanted;  // info
+  AttachmentsOptions attachments;
+  ChapterFormat chapterFormat = ChapterFormat::kText;
 };
 
 struct ParseResult {

@@ -133,7 +133,7 @@ bool IsOfPackets(FindingKind kind) {
 // What is in the file and not in the files that were made of it.
 void WarnOfMissing(Session& session, const Extractions& extractions) {
   Findings findings;
-  if (FindInOpened(session, false, findings) != kExitDone) return;
+  if (FindInOpened(session, {}, findings) != kExitDone) return;
   SortFindings(findings);
   for (const Finding& finding : findings) {
     const bool isChosen = !finding.track || std::any_of(extractions.begin(), extractions.end(), [&](const auto& one) {

@@ -1,10 +1,8 @@
 #include "tools/findings_text.h"
 
-#include <iterator>
 #include <vector>
 
-#include "platform/text.h"
-#include "tools/json_text.h"
+#include "tools/json_object.h"
 #include "tools/messages.h"
 
 namespace vantor::tools {
@@ -40,16 +38,6 @@ std::string Lines(const Findings& findings) {
   return text;
 }
 
-void AppendNumber(Buffer& out, const char* key, const std::optional<std::uint64_t>& number) {
-  fmt::format_to(std::back_inserter(out), R"(,"{}":{})", key, number ? std::to_string(*number) : "null");
-}
-
-void AppendText(Buffer& out, std::string_view key, std::string_view text) {
-  fmt::format_to(std::back_inserter(out), R"(,"{}":)", key);
-  // Names in it need not be valid UTF-8.
-  AppendJsonString(out, WideToUtf8(Utf8ToWide(std::string(text))));
-}
-
 }  // namespace
 
 std::string SumsText(const Findings& findings) {
@@ -68,30 +56,27 @@ std::string FindingsText(const std::string& file, const Findings& findings) {
   return Printable(file) + ": " + SumsText(findings) + "\n" + Lines(findings);
 }
 
+void AppendFinding(Buffer& out, std::size_t depth, const Finding& finding) {
+  JsonObject object(out, depth);
+  object.Text("id", finding.Id());
+  object.Text("severity", SeverityName(finding.severity));
+  object.Optional("position", finding.position);
+  object.Optional("track", finding.track);
+  object.Text("text", finding.text);
+  object.Text("advice", finding.Advice());
+  object.OptionalText("complete", finding.complete ? CompleteName(*finding.complete) : nullptr);
+  object.Close();
+}
+
 std::string FindingsJson(const std::string& file, const Findings& findings) {
   Buffer out;
-  out.append(std::string_view(R"({"schema_version":1)"));
-  AppendText(out, "file", file);
-  out.append(std::string_view(R"(,"findings":[)"));
-  bool isFirst = true;
-  for (const Finding& finding : findings) {
-    out.append(std::string_view(isFirst ? R"({"id":)" : R"(,{"id":)"));
-    isFirst = false;
-    AppendJsonString(out, std::string_view(finding.Id()));
-    AppendText(out, "severity", SeverityName(finding.severity));
-    AppendNumber(out, "position", finding.position);
-    AppendNumber(out, "track", finding.track);
-    AppendText(out, "text", finding.text);
-    AppendText(out, "advice", finding.Advice());
-    out.append(std::string_view(R"(,"complete":)"));
-    if (finding.complete) {
-      AppendJsonString(out, std::string_view(CompleteName(*finding.complete)));
-    } else {
-      out.append(std::string_view("null"));
-    }
-    out.push_back('}');
-  }
-  out.append(std::string_view("]}\n"));
+  JsonObject object(out, JsonObject::kOneLine);
+  object.Value("schema_version", 1);
+  object.Text("file", file);
+  object.Array("findings", findings,
+               [&](std::size_t depth, const Finding& finding) { AppendFinding(out, depth, finding); });
+  object.Close();
+  out.push_back('\n');
   return fmt::to_string(out);
 }
 

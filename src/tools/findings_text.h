@@ -3,9 +3,11 @@
 //   Print(options.json ? FindingsJson(name, findings) : FindingsText(name, findings));
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 #include "tools/findings.h"
+#include "tools/json_text.h"
 
 namespace vantor::tools {
 
@@ -13,6 +15,9 @@ namespace vantor::tools {
 std::string FindingsText(const std::string& file, const Findings& findings);
 // Those lines alone, an empty one above them; nothing without findings.
 std::string FindingLines(const Findings& findings);
+// One finding as an object of JSON, with a depth as JsonObject's.
+void AppendFinding(Buffer& out, std::size_t depth, const Finding& finding);
+// All of them, on one line.
 std::string FindingsJson(const std::string& file, const Findings& findings);
 
 // "2 errors, 1 warning"; "healthy" without either.

@@ -51,6 +51,8 @@ void AppendReal(Buffer& out, double value) {
   }
 }
 
+std::string ValidUtf8(std::string_view text) { return WideToUtf8(Utf8ToWide(text)); }
+
 std::string ResultText(HRESULT result) { return fmt::format("0x{:08X}", static_cast<std::uint32_t>(result)); }
 
 }  // namespace vantor::tools

@@ -26,6 +26,9 @@ void AppendHex(Buffer& out, const unsigned char* bytes, std::size_t size);
 // that JSON has not got.
 void AppendReal(Buffer& out, double value);
 
+// File names and what a file holds as bytes: what is not valid in them becomes U+FFFD.
+std::string ValidUtf8(std::string_view text);
+
 // The result code as "0x%08X".
 std::string ResultText(HRESULT result);
 

@@ -22,6 +22,10 @@ int RunCommand(const Options& options, std::FILE* out, std::FILE* messages) {
       return RunExtract(options, out, messages);
     case Command::kPlay:
       return RunPlay(options, out, messages);
+    case Command::kAttachments:
+      return RunAttachments(options, out, messages);
+    case Command::kChapters:
+      return RunChapters(options, out, messages);
   }
   return kExitUsage;
 }

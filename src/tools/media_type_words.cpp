@@ -15,6 +15,7 @@
 #include "published/format_blocks.h"
 #include "published/media_guids.h"
 #include "published/subtype_codes.h"
+#include "tools/track_words.h"
 
 namespace vantor::tools {
 namespace {
@@ -132,15 +133,6 @@ std::string CodecName(const GUID& subtype, std::string_view codecId) {
   return SameGuid(subtype, GUID{}) ? "unnamed" : "unknown";
 }
 
-std::string FrameRate(std::int64_t frameDuration) {
-  std::string text = fmt::format("{:.3f}", 1e7 / static_cast<double>(frameDuration));
-  text.erase(text.find_last_not_of('0') + 1);
-  if (text.back() == '.') {
-    text.pop_back();
-  }
-  return text + " fps";
-}
-
 }  // namespace
 
 std::string StreamWords::Details() const {
@@ -152,7 +144,7 @@ std::string StreamWords::Details() const {
     parts.push_back(fmt::format("{}:{}", aspectX / divisor, aspectY / divisor));
   }
   if (frameDuration > 0) {
-    parts.push_back(FrameRate(frameDuration));
+    parts.push_back(FrameRateText(1e7 / static_cast<double>(frameDuration), 3));
   }
   if (sampleRate != 0) {
     parts.push_back(fmt::format("{} Hz", sampleRate));

@@ -35,6 +35,8 @@ const char* Words(FileError error) {
   return "cannot be read";
 }
 
+constexpr const char* kStandardInput =
+    "standard input cannot be read from any position, as a media file has to be; save it as a file first";
 constexpr const char* kOutOfMemory = "out of memory";
 
 std::string Words(const ReadFailure& failure) {
@@ -116,13 +118,23 @@ int Session::Open() {
   return Failed(why.empty() ? "the filter refuses the file" : why, connectResult_);
 }
 
-int Session::TryOpen() {
+int Session::OpenBytes() {
   FileError fileError = FileError::kNone;
   bytes_ = OpenStore(options_.file, StoreKind::kFastest, fileError);
-  if (!bytes_) {
-    SayOfFile(Words(fileError));
-    return kExitUsage;
-  }
+  if (bytes_) return kExitDone;
+  SayOfFile(options_.file == "-" ? kStandardInput : Words(fileError));
+  return kExitUsage;
+}
+
+int Session::FailedToOpen() {
+  const std::string why = WhyRefused(ShapeOfRefused(bytes_));
+  if (SayTrouble()) return kExitUsage;
+  SayOfFile(why.empty() ? "is no Matroska or WebM file" : why);
+  return kExitRefused;
+}
+
+int Session::TryOpen() {
+  if (const int opened = OpenBytes(); opened != kExitDone) return opened;
   std::string error;
   component_ = options_.component.empty() ? Component::LoadBesideProgram(error, Identity())
                                           : Component::Load(FullName(options_.component), error);

@@ -28,10 +28,15 @@ class Session {
   // Opens the file, loads the component and connects the filter. Anything but kExitDone has been said on the message
   // stream; after kExitRefused, ConnectResult() is the filter's.
   int Open();
-  // The same, but that a refusal by the file itself is not said: Refusal() gives its cause.
+  // Opens the file alone, which then has Bytes(), for what reads it without the component. Says what keeps it from
+  // that.
+  int OpenBytes();
+  // The same as Open, but that a refusal by the file itself is not said: Refusal() gives its cause.
   int TryOpen();
   const FileShape& Refusal() const noexcept { return refusal_; }
   const FileShape& Shape() const noexcept { return shape_; }
+  // After OpenBytes: says why the file is none that can be read, and gives the exit status.
+  int FailedToOpen();
   // Says that the file is truncated, if it is.
   void WarnOfDamage();
 
