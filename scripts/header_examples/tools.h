@@ -3,6 +3,7 @@
 #include "tools/block_findings.h"
 #include "tools/block_walk.h"
 #include "tools/command_line.h"
+#include "tools/file_extras.h"
 #include "tools/file_facts.h"
 #include "tools/opened_file.h"
 #include "tools/play_counter.h"
@@ -30,6 +31,7 @@ extern CMkvFileRoot& root;
 extern OpenedFile& opened;
 extern MkvElement& element;
 extern BlockWalk& walk;
+extern const FileExtras& extras;
 extern const TrackPins& tracks;
 extern const TrackPin& track;
 extern const FileFacts& facts;

@@ -1,8 +1,8 @@
 // Chapters in the forms that other programs read.
 //
-//   std::string xml = ChaptersXml(editions);   // mkvmerge --chapters
-//   MetadataChapters flat = ChaptersMetadata(editions, duration);
-//   if (flat.leftOut > 0) Say(...);            // ffmpeg -i chapters.txt -map_metadata 1
+//   Print(ChaptersXml(extras.editions));       // mkvmerge --chapters
+//   MetadataChapters flat = ChaptersMetadata(extras.editions, 0);
+//   Print(flat.text);                          // ffmpeg -i chapters.txt -map_chapters 1
 #pragma once
 
 #include <cstddef>

@@ -1,7 +1,7 @@
 // Chapters, tags and attached files as members of a JSON object; docs/vantor-mkv.schema.json tells their form.
 //
-//   JsonObject object(out, 0);
-//   AppendExtras(object, extras, wanted, root.segment, out);
+//   JsonObject object(buffer, 0);
+//   AppendExtras(object, buffer, extras, {.tags = true}, root.segment);
 #pragma once
 
 #include "parser/segment.h"

@@ -1,7 +1,7 @@
 // Chapters, tags and attached files as tables for people.
 //
-//   text += ChaptersText(extras.editions, width);
-//   text += TagsText(extras.tags, root.segment, width);
+//   out += ChaptersText(extras.editions, 80);
+//   out += TagsText(extras.tags, root.segment, 80);
 //
 // A width is that of a terminal's line, in cells; 0 cuts nothing off. Without any there is no table: the text is empty.
 #pragma once

@@ -1,7 +1,7 @@
 // A file's tags: what they are about, and their names and values, with those within them.
 //
 //   FileTags tags;
-//   if (!AppendTags(element, tags)) SayThatThereAreMore();
+//   if (!AppendTags(element, tags)) return Incomplete();
 //   for (const FileTag& tag : tags) for (const SimpleTag& simple : tag.simple) Use(simple.name, simple.value);
 //
 // Texts are the file's bytes: they need not be valid UTF-8.

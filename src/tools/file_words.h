@@ -1,7 +1,7 @@
 // What `info` tells of a file, gathered: what the file says of itself, what became of its tracks, what was found.
 //
-//   const FileWords words{file, tracks, labels, rates, findings, extras, wanted};
-//   Print(out, InfoText(name, summary, graph, words, width));
+//   const FileWords words{opened, tracks, ReadTrackLabels(root), MeasureFrameRates(root), findings, extras, {}};
+//   Print(InfoText(name, summary, graph.Pins(), words, 80));
 #pragma once
 
 #include <cstddef>

@@ -1,7 +1,7 @@
 // The frame rates of video tracks that do not tell theirs, measured from the times of their first blocks.
 //
 //   const FrameRates rates = MeasureFrameRates(root);
-//   if (const auto rate = rates.find(number); rate != rates.end()) Use(rate->second);   // 24.999
+//   if (const auto rate = rates.find(1); rate != rates.end()) Use(rate->second);   // 24.999
 #pragma once
 
 #include <cstdint>

@@ -1,9 +1,9 @@
 // JsonObject: an object written member by member, over several lines with two blanks a level, or on one line.
 //
-//   JsonObject object(out, 0);                    // JsonObject::kOneLine: {"id":1}
+//   JsonObject object(buffer, 0);                 // JsonObject::kOneLine: {"id":1}
 //   object.Value("schema_version", 1);
 //   object.Text("file", name);
-//   object.Array("tracks", tracks, [&](std::size_t depth, const Track& track) { AppendTrack(out, depth, track); });
+//   object.Array("findings", findings, [&](std::size_t depth, const Finding& finding) { ... });
 //   object.Close();
 #pragma once
 
