@@ -20,7 +20,8 @@ std::size_t PeerWidth(char32_t character) {
 // terminal.
 bool IsComparable(char32_t character) {
   const utf8proc_category_t category = utf8proc_category(static_cast<utf8proc_int32_t>(character));
-  return category != UTF8PROC_CATEGORY_MC && category != UTF8PROC_CATEGORY_CN && category != UTF8PROC_CATEGORY_CO && category != UTF8PROC_CATEGORY_CS;
+  return category != UTF8PROC_CATEGORY_MC && category != UTF8PROC_CATEGORY_CN && category != UTF8PROC_CATEGORY_CO &&
+         category != UTF8PROC_CATEGORY_CS;
 }
 
 TEST(CellWidthPeerTest, AgreesWithUtf8proc) {
