@@ -16,7 +16,7 @@
 namespace vantor::tools {
 namespace {
 
-constexpr std::size_t kHeaderSize = 7;
+constexpr std::size_t kAdtsHeaderSize = 7;
 constexpr std::size_t kLargestFrame = (1U << 13) - 1;  // header included
 
 constexpr std::array<unsigned, 13> kFrequencies = {96000, 88200, 64000, 48000, 44100, 32000, 24000,
@@ -81,7 +81,7 @@ std::optional<AdtsSettings> ReadAdtsSettings(std::span<const std::uint8_t> confi
 }
 
 void AdtsWriter::Write(const TrackSample& sample) {
-  const std::size_t size = kHeaderSize + sample.payload.size();
+  const std::size_t size = kAdtsHeaderSize + sample.payload.size();
   if (size > kLargestFrame) {
     throw std::runtime_error(fmt::format("a frame of {} bytes is more than ADTS can hold", sample.payload.size()));
   }
@@ -93,7 +93,7 @@ void AdtsWriter::Write(const TrackSample& sample) {
                                std::uint64_t{settings_.frequencyIndex} << 34 | std::uint64_t{settings_.channels} << 30 |
                                std::uint64_t{size} << 13 | kUnknownFullness << 2;
   FormBytes bytes;
-  out_.Append(bytes.Big(kHeaderSize, header).Bytes());
+  out_.Append(bytes.Big(kAdtsHeaderSize, header).Bytes());
   out_.Append(sample.payload);
 }
 

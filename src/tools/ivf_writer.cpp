@@ -12,7 +12,7 @@
 namespace vantor::tools {
 namespace {
 
-constexpr std::uint64_t kHeaderSize = 32;
+constexpr std::uint64_t kIvfHeaderSize = 32;
 constexpr std::uint64_t kFrameCountAt = 24;
 constexpr std::uint64_t kTimesASecond = 1000;
 constexpr std::int64_t kTime = 10'000;  // one of them, in 100 ns
@@ -24,7 +24,7 @@ constexpr std::size_t kAv1RecordHeader = 4;
 
 IvfWriter::IvfWriter(OutputBytes& out, const IvfSettings& settings) : out_(out), settings_(settings) {
   FormBytes header;
-  header.Text("DKIF").Little(2, 0).Little(2, kHeaderSize).Little(4, settings.fourCc);
+  header.Text("DKIF").Little(2, 0).Little(2, kIvfHeaderSize).Little(4, settings.fourCc);
   header.Little(2, settings.width).Little(2, settings.height).Little(4, kTimesASecond).Little(4, 1);
   header.Little(4, 0).Little(4, 0);
   out_.Append(header.Bytes());

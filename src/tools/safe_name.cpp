@@ -10,7 +10,7 @@
 namespace vantor::tools {
 namespace {
 
-constexpr std::size_t kLongestName = 200;
+constexpr std::size_t kLongestSafeName = 200;
 constexpr std::size_t kLongestExtension = 20;  // longer ones are no extensions
 constexpr std::size_t kLongestPart = 60;
 
@@ -83,7 +83,7 @@ std::string Shortened(const std::string& name, std::size_t size) {
 std::string SafeName(std::string_view name, std::string_view otherwise) {
   const std::size_t separator = name.find_last_of("/\\");
   if (separator != std::string_view::npos) name.remove_prefix(separator + 1);
-  std::string safe = Shortened(Trimmed(Letters(name)), kLongestName);
+  std::string safe = Shortened(Trimmed(Letters(name)), kLongestSafeName);
   if (safe.empty()) return std::string(otherwise);
   // A name that begins like an option is taken for one.
   if (safe.front() == '-') safe.front() = '_';
