@@ -144,6 +144,9 @@ TEST_F(ControlSideTest, ASeekLeavesALateWorkerBehindAndRestartsTheOtherPins) {
   EXPECT_EQ(Sink(2).Played().back(), file_.frames[1].back());
   EXPECT_EQ(State(), State_Running);
   EXPECT_EQ(reader_->Held(), 1);
+  EXPECT_EQ(Filter().Pause(), VFW_E_TIMEOUT);
+  EXPECT_EQ(Filter().Run(0), S_OK) << "what runs goes on, with a worker that is late";
+  EXPECT_EQ(State(), State_Running);
 
   // The pin of the late worker plays from the same place, once the worker is home and the filter starts anew.
   reader_->Behave();

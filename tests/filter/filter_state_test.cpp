@@ -1,4 +1,5 @@
 // Stop, Pause and Run, and what they do to the pins.
+#include <atomic>
 #include <condition_variable>
 #include <mutex>
 #include <string>
@@ -207,6 +208,55 @@ TEST_F(FilterStateTest, AWorkerLeftOverInReceiveEndsWithTheConnection) {
   const auto pin = left.demux.Pin(1);
   EXPECT_EQ(left.demux.DisconnectInput(), S_OK);
   EXPECT_FALSE(pin->ThreadExists());
+}
+
+TEST_F(FilterStateTest, AWorkerLeftOverInReceiveEndsWithItsPinsConnection) {
+  HeldWorker left;
+  const auto pin = left.demux.Pin(1);
+  EXPECT_EQ(pin->Disconnect(), S_OK);
+  EXPECT_FALSE(pin->ThreadExists());
+  const std::lock_guard hold(left.mutex);
+  EXPECT_FALSE(left.isFlushing) << "the flush that freed it has ended";
+}
+
+TEST_F(FilterStateTest, AWorkerLeftOverLeavesItsAllocatorDecommitted) {
+  Demux demux(ThreeTrackFile());
+  ASSERT_EQ(demux.Connect(), S_OK);
+  SpoiltSink first;
+  demux.AddSink(1, first.sink);
+  SpoiltSink second;
+  demux.AddSink(2, second.sink);
+  second.allocator->onCommit = [] { return E_OUTOFMEMORY; };
+  EXPECT_EQ(demux.Pause(), E_OUTOFMEMORY);
+  first.sink->WaitForEnds(1);
+  EXPECT_TRUE(first.allocator->Committed());
+  EXPECT_EQ(demux.Seek(50 * kMillisecond), S_OK);
+  EXPECT_FALSE(first.allocator->Committed());
+}
+
+TEST_F(FilterStateTest, AStopIsToldToAllWorkersBeforeTheFirstIsWaitedFor) {
+  Demux demux(ThreeTrackFile());
+  ASSERT_EQ(demux.Connect(), S_OK);
+  // The second finds no buffer, and leaves its run for the stop alone. The first comes back after that.
+  SpoiltSink second;
+  second.allocator->onGetBuffer = [] { return E_FAIL; };
+  std::atomic<bool> isStopping{false};
+  std::atomic<bool> isStopped{false};
+  ComPtr<CVXMkvDmxOutputPin> pin;
+  const auto first = FakeSink::Create();
+  first->onReceive = [&](IMediaSample*) {
+    while (!isStopped && (!isStopping || pin->IsStreaming())) SleepMilliseconds(1);
+    return S_OK;
+  };
+  demux.AddSink(1, first);
+  demux.AddSink(2, second.sink);
+  pin = demux.Pin(2);
+  ASSERT_EQ(demux.Pause(), S_OK);
+  first->WaitForSamples(1);
+  isStopping = true;
+  EXPECT_EQ(demux.Filter().Stop(), S_OK);
+  isStopped = true;
+  EXPECT_EQ(demux.Stop(), S_OK);
 }
 
 TEST_F(FilterStateTest, AWorkerLeftOverByAFailedPauseEndsWithTheConnection) {

@@ -51,7 +51,9 @@ TEST_F(HeldSearchTest, ASearchThatNothingFreesIsLeftToItselfAndPlayingBeginsAtTh
   EXPECT_EQ(State(), State_Stopped);
   EXPECT_EQ(demux_->Input()->Disconnect(), VFW_E_TIMEOUT);
   EXPECT_EQ(Filter().GetPinCount(), 3);
-  EXPECT_EQ(SeekTo(&Filter(), file_.seekTarget), VFW_E_TIMEOUT) << "nor is there another search";
+  settled = -1;
+  EXPECT_EQ(SeekTo(&Filter(), file_.seekTarget, &settled), VFW_E_TIMEOUT) << "nor is there another search";
+  EXPECT_EQ(settled, 0) << "it says where the pins are";
   EXPECT_EQ(reader_->Flushes(), 1);
   while (reader_->Held() == 0) SleepMilliseconds(1);
 

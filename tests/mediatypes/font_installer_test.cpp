@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <new>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "mediatypes/font_attachments.h"
@@ -166,6 +169,37 @@ TEST_F(FontInstaller, MemoryNeedsAHandleAndACount) {
   TakeCalls();
   installer.RemoveAll();
   EXPECT_EQ(TakeCalls(), Calls{});
+}
+
+TEST_F(FontInstaller, MemoryThatRunsOutLeavesNoFontBehind) {
+  if (!WatchesAllocations()) GTEST_SKIP();
+  const auto begins = [](const char* with) {
+    return [with](const std::string& call) { return call.rfind(with, 0) == 0; };
+  };
+  for (const bool asFile : {true, false}) {
+    g_system.calls.reserve(50);
+    g_system.memoryData.reserve(50);
+    {
+      platform::FontFunctions functions = All();
+      if (!asFile) functions.AddFontResourceExA = nullptr;
+      CFontInstaller installer(functions, files_);
+      const Raw font = Ramp(5);
+      for (std::uint64_t n = 1;; ++n) {
+        FailAllocation(n);
+        bool isInstalled = true;
+        try {
+          EXPECT_TRUE(Install(installer, font));
+        } catch (const std::bad_alloc&) {
+          isInstalled = false;
+        }
+        FailAllocation(0);
+        if (isInstalled) break;
+      }
+    }
+    const Calls calls = TakeCalls();
+    EXPECT_EQ(std::count_if(calls.begin(), calls.end(), begins("add ")),
+              std::count_if(calls.begin(), calls.end(), begins("remove ")));
+  }
 }
 
 TEST_F(FontInstaller, WithoutTheMemoryFunctionARefusedFileIsAFailure) {

@@ -49,6 +49,13 @@ TEST(Cues, PointsAndPositionsKeepFileOrder) {
   EXPECT_EQ(list[1].CueTime.value, 4u);
 }
 
+TEST(Cues, ListHoldsNoMoreMemoryThanItsPointsTake) {
+  const MkvCueList list = ReadCues(
+      Cues({CuePoint(1, 1, 10), CuePoint(2, 1, 20), CuePoint(3, 1, 30), CuePoint(4, 1, 40), CuePoint(5, 1, 50)}));
+  EXPECT_EQ(list.size(), 5u);
+  EXPECT_EQ(list.capacity(), 5u);
+}
+
 TEST(Cues, EmptyPointIsKeptWithDefaults) {
   const MkvCueList list = ReadCues(Cues({Master(0xBB, {}), CuePoint(4, 1, 30)}));
   ASSERT_EQ(list.size(), 2u);

@@ -125,6 +125,16 @@ TEST(FrameList, CountsLargeRecordsUntilTheyAreCleared) {
   EXPECT_EQ(memory->records.Taken(), 0u);
 }
 
+TEST(FrameList, KeepsBuffersOfNoMoreThan16MiB) {
+  FrameList frames;
+  frames.Append(16 * kMebibyte);
+  frames.Clear();
+  EXPECT_EQ(frames.Capacity(), 16 * kMebibyte);
+  frames.Append(16 * kMebibyte + 1);
+  frames.Clear();
+  EXPECT_EQ(frames.Capacity(), 0u);
+}
+
 TEST(FrameList, BuffersThatAreKeptCountUntilTheListEnds) {
   const auto memory = std::make_shared<FrameMemory>(0);
   {

@@ -57,6 +57,17 @@ TEST(ReadBuffer, WhereTheWalkLeapsLittleIsRead) {
   EXPECT_LE(reader.BytesRead(), 105u * 4096);
 }
 
+TEST(ReadBuffer, TwoPlacesAreKept) {
+  MemoryReader reader(Ramp(1 << 20));
+  ReadBuffer buffer(1 << 20);
+  ReadThrough(buffer, reader, 0, 16);
+  ReadThrough(buffer, reader, 500000, 16);
+  reader.ResetCounters();
+  ReadThrough(buffer, reader, 16, 16);
+  ReadThrough(buffer, reader, 500016, 16);
+  EXPECT_EQ(reader.Reads(), 0u);
+}
+
 TEST(ReadBuffer, NothingBehindTheEndIsAskedFor) {
   MemoryReader reader(Ramp(5000));
   reader.OnRead([](std::int64_t position, std::int32_t size) { EXPECT_LE(position + size, 5000); });

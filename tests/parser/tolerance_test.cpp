@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <functional>
 #include <memory>
+#include <new>
 #include <ostream>
 #include <set>
 #include <string>
@@ -308,6 +309,19 @@ TEST(Tolerance, ReadThatAFlushLetGoTellsNothingOfTheFile) {
             (Notes{{Tolerated::kReadFailed, 0, 1}, {Tolerated::kUnreadableHeader, 0, source.file.length}}));
 }
 
+TEST(Tolerance, ReadThatFailsAsTheFlushItBeganInEndsTellsNothingOfTheFile) {
+  Source source(MkvFile({Info()}));
+  source.file.tolerated.Collect();
+  source.file.flushes = std::make_shared<SourceFlushes>();
+  source.file.flushes->Begin();
+  source.file.WatchFlushes();
+  source.reader.OnRead([&](std::int64_t, std::int32_t) { source.file.flushes->End(); });
+  source.reader.FailRead(1);
+  EXPECT_FALSE(MkvElement::WholeFile(source.file).FirstChild());
+  EXPECT_TRUE(source.file.wasLetGo);
+  EXPECT_EQ(source.file.tolerated.Notes(), Notes());
+}
+
 TEST(Tolerance, EveryKindHasATextOfItsOwn) {
   std::set<std::string> texts;
   for (std::size_t kind = 0; kind < kToleratedKinds; ++kind) texts.insert(ToleratedText(static_cast<Tolerated>(kind)));
@@ -315,6 +329,15 @@ TEST(Tolerance, EveryKindHasATextOfItsOwn) {
   EXPECT_EQ(texts.count(""), 0U);
   EXPECT_STREQ(ToleratedText(Tolerated::kDamageSkipped), "damaged header skipped");
   EXPECT_STREQ(ToleratedText(Tolerated::kSegmentPassedOver), "further Segment passed over");
+}
+
+TEST(Tolerance, WithoutMemoryForTheNotesNothingIsCollected) {
+  if (!WatchesAllocations()) GTEST_SKIP();
+  ToleranceList notes;
+  FailAllocation(1);
+  EXPECT_THROW(notes.Collect(), std::bad_alloc);
+  FailAllocation(0);
+  EXPECT_FALSE(notes.IsCollecting());
 }
 
 TEST(Tolerance, NothingIsKeptUnlessAskedFor) {

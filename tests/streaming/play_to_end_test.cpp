@@ -150,6 +150,25 @@ TEST_F(PlayToEndTest, OfTheLastClusterHeadersAloneAreRead) {
   EXPECT_LT(demux.Reader().BytesRead(), 1000u);
 }
 
+TEST_F(PlayToEndTest, OfAnIndexedFileOnlyTheLastClusterIsWalked) {
+  std::vector<TimedCluster> clusters;
+  for (std::uint64_t i = 0; i < 50; ++i) {
+    clusters.push_back({300 * i, {SimpleBlock(1, 0, kKey, Fill(1000)), SimpleBlock(1, 100, kKey, Fill(1000))}});
+  }
+  const Raw file = MediaFile(-1, {AudioTrack(1)}, clusters);
+  // Reads in the middle half of the file, which opening does to find the index.
+  const auto readsBetween = [&](const PlaybackPolicy& policy) {
+    const auto quarter = static_cast<std::int64_t>(file.size()) / 4;
+    int reads = 0;
+    Demux demux(file, Demux::NewFilter(policy));
+    demux.Reader().OnRead([&](std::int64_t at, std::int32_t) { reads += at > quarter && at < 3 * quarter ? 1 : 0; });
+    EXPECT_EQ(demux.Connect(), S_OK);
+    demux.Reader().OnRead(nullptr);
+    return reads;
+  };
+  EXPECT_EQ(readsBetween(kToEnd), readsBetween({}));
+}
+
 // As live streams are written.
 Raw UnknownSizes() {
   std::vector<Part> parts{Part(Info()), Part(Tracks({AudioTrack(1)}))};
