@@ -83,6 +83,36 @@ TEST(DistrustSeekIndex, AChainOfSeekHeadsGoesOnBehindAWrongEntry) {
   EXPECT_EQ(Opened(file).root.segment.seekHeads.size(), 1u) << "without the switch";
 }
 
+TEST(DistrustSeekIndex, ASeekHeadInFrontOfAWrongEntrysTargetIsReadToo) {
+  const Raw file =
+      MkvFile({{"index",
+                [](const Positions& at) {
+                  return SeekHead({SeekEntry(ids::kSeekHead, at["late"]), SeekEntry(ids::kSeekHead, at["more"])});
+                }},
+               Info(),
+               OneTrack(),
+               Cluster(0, {}),
+               {"more", SeekHead({SeekEntry(ids::kTags, 5)})},
+               {"late", Cluster(10, {})}});
+  EXPECT_EQ(Opened(file, true, kDistrusts).root.segment.seekHeads.size(), 2u);
+}
+
+TEST(DistrustSeekIndex, WhatTheIndexIsWrongAboutIsFoundByWalking) {
+  const Raw bytes = MkvFile({IndexOf(ids::kTags, "cluster"),
+                             Info(),
+                             OneTrack(),
+                             {"cluster", Cluster(0, {})},
+                             Master(ids::kTags, {UInt(0x63C0, 1)})});
+  const auto hasTags = [&](const PlaybackPolicy& policy) {
+    Opened file(bytes, true, policy);
+    const MkvElement whole = MkvElement::WholeFile(file.root);
+    const MkvElement segment = whole.FirstChild(ids::kSegment);
+    return static_cast<bool>(segment.FirstChild(ids::kTags));
+  };
+  EXPECT_TRUE(hasTags(kDistrusts));
+  EXPECT_FALSE(hasTags({})) << "without the switch";
+}
+
 Raw FileWithCue(std::uint64_t track, std::int64_t astray) {
   return MkvFile({IndexOf(ids::kCues, "cues"),
                   Info(1000000, 9000),

@@ -81,6 +81,20 @@ TEST(Element, ChildOfUnknownSizeIsTheLast) {
   EXPECT_EQ(ChildIdsOfFirst(Master(0xAE, {UnknownSize(0xE0, {UInt(0xB0, 1)}), UInt(0x83, 1)})), Ids{0xE0});
 }
 
+TEST(Element, ClusterOfUnknownSizeEndsWhereTheNextBeginsWhenThereIsTimeToLook) {
+  const auto clustersOf = [](const PlaybackPolicy& policy) {
+    const Raw cluster = UnknownSize(ids::kCluster, {UInt(0xE7, 1), SimpleBlock(1, 0, kKey, {1, 2})}, 8);
+    Opened file(MkvFile({Info(), Tracks({Track(1, 1, "V_VP8", {})}), cluster, cluster, cluster}), true, policy);
+    const MkvElement whole = MkvElement::WholeFile(file.root);
+    const MkvElement segment = whole.FirstChild(ids::kSegment);
+    int clusters = 0;
+    for (MkvElement child = segment.FirstChild(); child; child.MoveNext()) clusters += child.id.value == ids::kCluster;
+    return clusters;
+  };
+  EXPECT_EQ(clustersOf({.playToEnd = true}), 3);
+  EXPECT_EQ(clustersOf({}), 1) << "without the switch";
+}
+
 TEST(Element, ChildThatOverrunsItsParentIsTheLast) {
   EXPECT_EQ(ChildIdsOfFirst(Join({Master(0xAE, {EbmlWithSize(0x86, 3, {'a'})}), UInt(0x9C, 0)})), Ids{0x86});
 }

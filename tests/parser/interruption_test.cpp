@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <vector>
+
 #include "fixture.h"
+#include "parser/element_table.h"
 
 namespace vantor::test {
 namespace {
@@ -31,6 +34,13 @@ TEST(InterruptionPoll, GoesOnWhenThereIsNobodyToAsk) {
   Source source({});
   InterruptionPoll poll(source.file, InterruptionPoll::First::kAtOnce);
   EXPECT_FALSE(poll.Interrupted());
+}
+
+TEST(InterruptionPoll, EndsTheWalkOverARecordsChildren) {
+  Source source(Master(0xAE, std::vector<Raw>(InterruptionPoll::kSteps, Void(2))));
+  EXPECT_EQ(ReadChildren(source.First(), {}), S_OK);
+  source.file.interrupted = [] { return true; };
+  EXPECT_EQ(ReadChildren(source.First(), {}), E_ABORT);
 }
 
 }  // namespace

@@ -125,6 +125,23 @@ TEST(FrameList, CountsLargeRecordsUntilTheyAreCleared) {
   EXPECT_EQ(memory->records.Taken(), 0u);
 }
 
+TEST(FrameList, MovesWithItsFramesAndWhichAreLost) {
+  FrameList from;
+  from.Append(1)[0] = 7;
+  from.AppendLost();
+  FrameList to(std::move(from));
+  ASSERT_EQ(to.size(), 2u);
+  EXPECT_EQ(to[0], (FrameBytes{7}));
+  EXPECT_FALSE(to.IsLost(0));
+  EXPECT_TRUE(to.IsLost(1));
+  FrameList last;
+  last.AppendLost();
+  last = std::move(to);
+  ASSERT_EQ(last.size(), 2u);
+  EXPECT_EQ(last[0], (FrameBytes{7}));
+  EXPECT_FALSE(last.IsLost(0));
+}
+
 TEST(FrameList, KeepsBuffersOfNoMoreThan16MiB) {
   FrameList frames;
   frames.Append(16 * kMebibyte);

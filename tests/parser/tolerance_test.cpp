@@ -340,6 +340,17 @@ TEST(Tolerance, WithoutMemoryForTheNotesNothingIsCollected) {
   EXPECT_FALSE(notes.IsCollecting());
 }
 
+TEST(Tolerance, CollectingAnewForgetsWhatWasMet) {
+  Source source(Ramp(1));
+  ToleranceList& list = source.file.tolerated;
+  list.Collect();
+  source.file.Tolerate(Tolerated::kReadFailed, 1, 1);
+  EXPECT_TRUE(list.WasMet(Tolerated::kReadFailed));
+  list.Collect();
+  EXPECT_TRUE(list.Notes().empty());
+  for (std::size_t kind = 0; kind < kToleratedKinds; ++kind) EXPECT_FALSE(list.WasMet(static_cast<Tolerated>(kind)));
+}
+
 TEST(Tolerance, NothingIsKeptUnlessAskedFor) {
   for (const ToleranceCase& one : ElementCases()) {
     MemoryReader reader(one.bytes);

@@ -355,6 +355,12 @@ TEST_F(LargeFrameTest, ARunEndsWithAnErrorWhenNotEvenTheOldBuffersComeBack) {
   EXPECT_EQ(events[0].code, EC_ERRORABORT);
   EXPECT_EQ(events[0].param1, E_OUTOFMEMORY);
   EXPECT_EQ(commits, 3) << "larger, then as before";
+
+  allocator->onCommit = nullptr;
+  ASSERT_EQ(demux.Seek(1), S_OK);
+  ASSERT_EQ(demux.Seek(0), S_OK);
+  demux.PlayToEnd();
+  EXPECT_EQ(SizesOf(*sink), (std::vector<std::size_t>{10, 10, 5000, 20})) << "the next run knows nothing of it";
 }
 
 TEST_F(LargeFrameTest, ALostFirstKeyFrameLeavesTheDiscontinuityToTheNext) {

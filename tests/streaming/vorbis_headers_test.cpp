@@ -44,6 +44,7 @@ TEST_F(VorbisHeadersTest, AreTheFirstThreeSamples) {
   }
   EXPECT_FALSE(samples[3].discontinuity) << "the first header carried the mark";
   EXPECT_EQ(samples[3].start, 0);
+  EXPECT_TRUE(demux.Events().empty()) << "nothing is lost";
 }
 
 TEST_F(VorbisHeadersTest, AreNotSentWhenTheFirstClusterIsNotAtZero) {
