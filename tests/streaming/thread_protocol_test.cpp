@@ -7,6 +7,7 @@
 #include "platform/result.h"
 #include "streaming/worker_harness.h"
 #include "support/allocation_monitor.h"
+#include "support/watchdog.h"
 
 namespace vantor::test {
 namespace {
@@ -161,6 +162,57 @@ TEST_F(ThreadProtocolTest, AfterTheEndOfTheDataTheThreadIsIdleUntilTheNextRun) {
   EXPECT_EQ(at.worker->Command(77), E_NOTIMPL) << "idle, not streaming";
   EXPECT_EQ(at.sink->SampleCount(), 2u);
   EXPECT_TRUE(at.playback.Events().empty());
+}
+
+TEST_F(ThreadProtocolTest, ARequestThatComesAsTheRunEndsIsAnsweredByTheIdleThread) {
+  const Watchdog watchdog("a request while the end of the data is delivered");
+  WorkerHarness at(SmallFile());
+  CAMEvent reached(TRUE);
+  at.sink->onCall = [&](const std::string& entry) {
+    if (entry != "end") return;
+    reached.Set();
+    while (!at.worker->IsAsked()) std::this_thread::yield();
+  };
+  ASSERT_EQ(at.worker->StartWorker(), S_OK);
+  reached.Wait();
+  EXPECT_EQ(at.worker->Command(77), E_NOTIMPL);
+}
+
+TEST_F(ThreadProtocolTest, AWorkerThatIsLeftToItselfHoldsUntilItComesBackAndEndsIfItIsTo) {
+  for (const bool ends : {false, true}) {
+    const Watchdog watchdog("a worker that is left to itself");
+    WorkerHarness at(SmallFile());
+    CAMEvent reached(TRUE);
+    std::atomic<bool> isHeld{true};
+    at.worker->onDeliver = [&] {
+      reached.Set();
+      while (isHeld) std::this_thread::yield();
+      return S_OK;
+    };
+    std::atomic<bool> hasEnded{false};
+    at.worker->onDestroy = [&] {
+      hasEnded = true;
+      return S_OK;
+    };
+    ASSERT_EQ(at.worker->StartWorker(), S_OK);
+    reached.Wait();
+    EXPECT_EQ(at.worker->StopRun(0), VFW_E_TIMEOUT);
+    EXPECT_EQ(at.worker->LeaveToItself(ends), VFW_E_TIMEOUT);
+    EXPECT_EQ(at.worker->LeaveToItself(ends), VFW_E_TIMEOUT);
+    EXPECT_TRUE(at.worker->IsLate());
+    EXPECT_EQ(at.worker->holds, 1);
+    isHeld = false;
+    while (at.worker->holds != 0) std::this_thread::yield();
+    EXPECT_FALSE(at.worker->IsLate());
+    if (ends) {
+      while (!hasEnded) std::this_thread::yield();
+    } else {
+      EXPECT_EQ(at.worker->RunAgain(), S_OK);
+      EXPECT_TRUE(at.worker->IsStreaming());
+    }
+    EXPECT_EQ(at.worker->StopWorker(), S_OK);
+    EXPECT_TRUE(hasEnded);
+  }
 }
 
 TEST_F(ThreadProtocolTest, AStopWhileTheNextBlockIsLookedForIsNoEndOfTheData) {

@@ -1,6 +1,7 @@
 // A TrackWorker on a plain output pin, for what the component's own pin never does.
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <list>
 #include <memory>
@@ -77,6 +78,7 @@ class HookedWorker final : public TrackWorker {
   std::function<HRESULT()> onDeliver;
   std::function<HRESULT()> onCreate;
   std::function<HRESULT()> onDestroy;
+  std::atomic<int> holds{0};  // by the worker, on what it stands on
 
   // Whether a command waits for its answer. Any thread.
   bool IsAsked() const { return CheckRequest(nullptr) != FALSE; }
@@ -87,6 +89,8 @@ class HookedWorker final : public TrackWorker {
   HRESULT DeliverNextBlock() override { return onDeliver ? onDeliver() : TrackWorker::DeliverNextBlock(); }
   HRESULT OnThreadCreate() override { return onCreate ? onCreate() : S_OK; }
   HRESULT OnThreadDestroy() override { return onDestroy ? onDestroy() : S_OK; }
+  void HoldForWorker() override { ++holds; }
+  void ReleaseForWorker() override { --holds; }
 
  private:
   static inline const Patience patience_;
