@@ -13,8 +13,6 @@
 namespace vantor::tools {
 namespace {
 
-constexpr std::size_t kMostScriptBytes = std::size_t{64} << 20;
-
 bool IsSection(std::string_view line, std::string_view name) {
   return line.size() >= name.size() && std::equal(name.begin(), name.end(), line.begin(), [](char lower, char letter) {
            return lower == (letter >= 'A' && letter <= 'Z' ? letter - 'A' + 'a' : letter);
@@ -56,7 +54,8 @@ struct ScriptLine {
 
 class SubStationWriter final : public TrackWriter {
  public:
-  SubStationWriter(OutputBytes& out, const std::string& header, bool isAdvanced) : out_(out), isAdvanced_(isAdvanced) {
+  SubStationWriter(OutputBytes& out, const std::string& header, bool isAdvanced, std::size_t mostBytes)
+      : out_(out), isAdvanced_(isAdvanced), mostBytes_(mostBytes) {
     AppendText(out_, fmt::format("{}\n\n[Events]\nFormat: {}, Start, End, Style, Name, MarginL, MarginR, MarginV, "
                                  "Effect, Text\n",
                                  header, isAdvanced ? "Layer" : "Marked"));
@@ -74,7 +73,7 @@ class SubStationWriter final : public TrackWriter {
                             ScriptTime(shown->start), ScriptTime(shown->stop), OneLine(fields.substr(layerEnd)));
     bytes_ += sizeof(ScriptLine) + line.text.size();
     lines_.push_back(std::move(line));
-    if (bytes_ >= kMostScriptBytes) WriteLines();
+    if (bytes_ >= mostBytes_) WriteLines();
   }
 
   void Finish() override { WriteLines(); }
@@ -100,20 +99,21 @@ class SubStationWriter final : public TrackWriter {
 
   OutputBytes& out_;
   const bool isAdvanced_;
+  const std::size_t mostBytes_;
   std::vector<ScriptLine> lines_;
   std::size_t bytes_ = 0;
 };
 
 }  // namespace
 
-std::optional<TrackForm> SubStationForm(std::string_view privateData, bool isAdvanced) {
+std::optional<TrackForm> SubStationForm(std::string_view privateData, bool isAdvanced, std::size_t mostBytes) {
   std::string header = ScriptHeader(privateData);
   if (header.empty()) return std::nullopt;
   return TrackForm{.name = isAdvanced ? "Advanced SubStation Alpha" : "SubStation Alpha",
                    .extension = isAdvanced ? "ass" : "ssa",
                    .companion = {},
-                   .make = [kept = std::move(header), isAdvanced](OutputBytes& out, OutputBytes*) {
-                     return std::make_unique<SubStationWriter>(out, kept, isAdvanced);
+                   .make = [kept = std::move(header), isAdvanced, mostBytes](OutputBytes& out, OutputBytes*) {
+                     return std::make_unique<SubStationWriter>(out, kept, isAdvanced, mostBytes);
                    }};
 }
 

@@ -4,6 +4,7 @@
 //   std::unique_ptr<TrackWriter> writer = form->make(output, nullptr);
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -17,8 +18,10 @@ TrackForm SubRipForm();
 // Of private data that begins with "WEBVTT", or of none: then each sample brings the identifier and the settings of its
 // cue in two lines before the text.
 TrackForm WebVttForm(std::string_view privateData);
-// The private data: all of the script but its lines.
-std::optional<TrackForm> SubStationForm(std::string_view privateData, bool isAdvanced);
+// The private data: all of the script but its lines, which are sorted, so many bytes of them at a time.
+inline constexpr std::size_t kMostScriptBytes = std::size_t{64} << 20;
+std::optional<TrackForm> SubStationForm(std::string_view privateData, bool isAdvanced,
+                                        std::size_t mostBytes = kMostScriptBytes);
 // The private data: the index file's lines on size and palette. The language has three letters, or none.
 std::optional<TrackForm> VobSubForm(std::string_view privateData, std::string_view language);
 TrackForm PgsForm();

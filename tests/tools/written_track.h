@@ -1,0 +1,90 @@
+// Media types as pins have them, and what writers make of samples of them, in memory.
+//
+//   const CMediaType type = SoundType(SubtypeOf(format_tags::kOpus), 2, 48'000, 16, head);
+//   const MemoryOutput file = WriteTrack(*PackagedAudioFormOf(type), {packet});
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "baseclasses/media_type.h"
+#include "mediatypes/format_block.h"
+#include "published/format_blocks.h"
+#include "published/media_guids.h"
+#include "tools/header_bytes.h"
+#include "tools/track_writer.h"
+
+namespace vantor::tools::test {
+
+using Payload = std::vector<std::uint8_t>;
+
+class MemoryOutput final : public OutputBytes {
+ public:
+  void Append(std::span<const std::uint8_t> bytes) override { bytes_.insert(bytes_.end(), bytes.begin(), bytes.end()); }
+  void Replace(std::uint64_t offset, std::span<const std::uint8_t> bytes) override {
+    ASSERT_LE(offset + bytes.size(), bytes_.size());
+    std::copy(bytes.begin(), bytes.end(), bytes_.begin() + static_cast<std::ptrdiff_t>(offset));
+  }
+  std::uint64_t Size() const override { return bytes_.size(); }
+
+  const Payload& Bytes() const noexcept { return bytes_; }
+  std::string Text() const { return {bytes_.begin(), bytes_.end()}; }
+  Payload From(std::size_t offset) const {
+    return {bytes_.begin() + static_cast<std::ptrdiff_t>(offset), bytes_.end()};
+  }
+
+ private:
+  Payload bytes_;
+};
+
+struct TimedPayload {
+  Payload bytes;
+  std::int64_t start = 0;
+  std::int64_t stop = 0;
+};
+
+inline Payload Letters(std::string_view text) { return {text.begin(), text.end()}; }
+
+inline MemoryOutput WriteTrack(const TrackForm& form, const std::vector<TimedPayload>& samples,
+                               MemoryOutput* companion = nullptr) {
+  MemoryOutput out;
+  const std::unique_ptr<TrackWriter> writer = form.make(out, companion);
+  for (const TimedPayload& sample : samples) {
+    writer->Write({.payload = sample.bytes, .start = sample.start, .stop = sample.stop});
+  }
+  writer->Finish();
+  return out;
+}
+
+inline CMediaType SoundType(const GUID& subtype, std::uint16_t channels, std::uint32_t rate, std::uint16_t bits,
+                            const Payload& privateData) {
+  CMediaType type(&MEDIATYPE_Audio);
+  type.SetSubtype(&subtype);
+  EXPECT_EQ(MakeFormatBlock(type, FORMAT_WaveFormatEx, sizeof(WAVEFORMATEX) + privateData.size()), S_OK);
+  WAVEFORMATEX header{};
+  header.nChannels = channels;
+  header.nSamplesPerSec = rate;
+  header.wBitsPerSample = bits;
+  StoreHeader(type, header);
+  StoreBytes(type, sizeof header, privateData);
+  return type;
+}
+
+inline CMediaType SubtitleType(const GUID& subtype, std::string_view privateData, const char* language = "eng") {
+  CMediaType type(&kTypeSubtitle);
+  type.SetSubtype(&subtype);
+  EXPECT_EQ(MakeFormatBlock(type, kFormatSubtitle, sizeof(SubtitleInfo) + privateData.size()), S_OK);
+  SubtitleInfo info{};
+  info.dwOffset = sizeof info;
+  std::copy_n(language, std::min<std::size_t>(std::strlen(language), 3), info.IsoLang);
+  StoreHeader(type, info);
+  StoreBytes(type, sizeof info, privateData.data(), privateData.size());
+  return type;
+}
+
+}  // namespace vantor::tools::test
