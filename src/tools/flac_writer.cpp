@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "platform/big_endian.h"
-#include "tools/header_bytes.h"
+#include "tools/form_bytes.h"
 #include "tools/packaged_audio.h"
 
 namespace vantor::tools {
@@ -26,9 +26,9 @@ enum FlacBlock : std::uint8_t { kStreamInfo = 0, kPadding = 1, kSeekTable = 3 };
 // The headers up to the last whole one, which is marked so; empty when the first is not what it must be. A bare first
 // block without its own header is taken for one.
 std::vector<std::uint8_t> FlacHeaders(std::span<const std::uint8_t> stored) {
-  HeaderBytes bare;
+  FormBytes bare;
   if (stored.size() == kStreamInfoSize) {
-    bare.Text(kFlacMarker).Big(kFlacBlockHeader, kStreamInfoSize).Raw(stored);
+    bare.Text(kFlacMarker).Big(kFlacBlockHeader, kStreamInfoSize).Append(stored);
     stored = bare.Bytes();
   }
   if (!std::ranges::equal(stored.first(std::min(stored.size(), kFlacMarker.size())), kFlacMarker)) return {};

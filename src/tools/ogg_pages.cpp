@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-#include "tools/header_bytes.h"
+#include "tools/form_bytes.h"
 
 namespace vantor::tools {
 namespace {
@@ -61,11 +61,11 @@ void OggPages::End(std::optional<std::int64_t> lastPosition) {
 void OggPages::WritePage(bool isLast) {
   const std::uint8_t flags = static_cast<std::uint8_t>((isContinued_ ? kContinuedPage : 0) |
                                                        (number_ == 0 ? kFirstPage : 0) | (isLast ? kLastPage : 0));
-  HeaderBytes page;
+  FormBytes page;
   page.Text("OggS").Little(1, 0).Little(1, flags).Little(8, static_cast<std::uint64_t>(position_));
   page.Little(4, serial_).Little(4, number_++).Little(4, 0).Little(1, segmentCount_);
-  page.Raw(std::span(segments_).first(segmentCount_)).Raw(body_);
-  std::vector<std::uint8_t>& bytes = page.Bytes();
+  page.Append(std::span(segments_).first(segmentCount_)).Append(body_);
+  std::vector<std::uint8_t> bytes = page.Take();
   std::uint32_t checksum = OggChecksum(0, bytes);
   for (std::size_t i = 0; i < sizeof checksum; ++i, checksum >>= 8) {
     bytes[kChecksumAt + i] = static_cast<std::uint8_t>(checksum);

@@ -1,10 +1,10 @@
 // OggPages: the packets of one logical stream as an Ogg file (RFC 3533).
 //
-//   OggPages pages(out);
-//   pages.Packet(header, 0);
-//   pages.EndPage();             // header packets have pages of their own
-//   pages.Packet(sound, 960);
-//   pages.End();                 // the page that is the last says so
+//   OggPages pages(output);
+//   pages.Packet(sequenceHeader, 0);
+//   pages.EndPage();              // header packets have pages of their own
+//   pages.Packet(payload, 960);
+//   pages.End();                  // the page that is the last says so
 //
 // A page is kept until it is full or the next packet is known to begin another: no more than one is ever in memory.
 #pragma once

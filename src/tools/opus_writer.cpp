@@ -4,7 +4,7 @@
 #include <string_view>
 #include <vector>
 
-#include "tools/header_bytes.h"
+#include "tools/form_bytes.h"
 #include "tools/ogg_pages.h"
 #include "tools/packaged_audio.h"
 #include "tools/sample_span.h"
@@ -53,7 +53,7 @@ class OpusWriter final : public TrackWriter {
     constexpr std::string_view kVendor = "vantor-mkv";
     pages_.Packet(head, 0);
     pages_.EndPage();
-    HeaderBytes tags;
+    FormBytes tags;
     tags.Text("OpusTags").Little(4, kVendor.size()).Text(kVendor).Little(4, 0);
     pages_.Packet(tags.Bytes(), 0);
     pages_.EndPage();

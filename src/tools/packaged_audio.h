@@ -1,7 +1,7 @@
 // The forms of sound whose packets need a file around them, each by what its format block holds: nothing when the block
 // does not hold what the file takes.
 //
-//   std::optional<TrackForm> form = OpusForm(codecData);
+//   std::optional<TrackForm> opus = OpusForm(payload);
 #pragma once
 
 #include <cstdint>

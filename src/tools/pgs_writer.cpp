@@ -1,7 +1,7 @@
 // PGS as a .sup file: every segment of a sample behind a header with its time. Segments have a type and a size of
 // themselves; what is cut off at a sample's end is left out.
 #include "platform/big_endian.h"
-#include "tools/header_bytes.h"
+#include "tools/form_bytes.h"
 #include "tools/subtitle_forms.h"
 
 namespace vantor::tools {
@@ -17,9 +17,9 @@ class PgsWriter final : public TrackWriter {
     for (std::span<const std::uint8_t> rest = sample.payload; rest.size() >= kSegmentHeader;) {
       const std::size_t size = kSegmentHeader + BigEndian<std::size_t>(&rest[1], 2);
       if (size > rest.size()) return;
-      HeaderBytes segment;
+      FormBytes segment;
       // The second time, of decoding, is not in the file: 0 says so.
-      segment.Text("PG").Big(4, MpegTime(*sample.start)).Big(4, 0).Raw(rest.first(size));
+      segment.Text("PG").Big(4, MpegTime(*sample.start)).Big(4, 0).Append(rest.first(size));
       out_.Append(segment.Bytes());
       rest = rest.subspan(size);
     }

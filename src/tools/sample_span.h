@@ -1,7 +1,7 @@
 // SampleSpan: how long the samples of a stream last by their times, for forms that count what the times only measure.
 //
 //   SampleSpan span;
-//   span.Add(sample);
+//   span.Add({.payload = payload, .start = 0, .stop = 400'000});
 //   std::optional<std::int64_t> sounds = span.At(48'000);   // of so many a second
 #pragma once
 

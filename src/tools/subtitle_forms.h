@@ -1,7 +1,7 @@
 // The forms of subtitles, each by what its format block holds: nothing when that is not what the file takes.
 //
-//   std::optional<TrackForm> form = PgsForm();
-//   std::unique_ptr<TrackWriter> writer = form->make(output, nullptr);
+//   const TrackForm pgs = PgsForm();
+//   std::unique_ptr<TrackWriter> pictures = pgs.make(output, nullptr);
 #pragma once
 
 #include <cstddef>

@@ -27,6 +27,8 @@ std::optional<TrackForm> PlainAudioFormOf(const AM_MEDIA_TYPE& type) {
   return FirstForm(type, AdtsFormOf, PlainFormOf, WaveFormOf);
 }
 
-std::optional<TrackForm> FormOf(const AM_MEDIA_TYPE& type) { return FirstForm(type, VideoFormOf, PlainAudioFormOf); }
+std::optional<TrackForm> FormOf(const AM_MEDIA_TYPE& type) {
+  return FirstForm(type, VideoFormOf, PlainAudioFormOf, PackagedAudioFormOf, SubtitleFormOf);
+}
 
 }  // namespace vantor::tools

@@ -1,7 +1,7 @@
 // How many sounds a frame of True Audio holds, from its bits alone.
 //
-//   const TtaFrameLength length = CountTtaFrame(frame, 2, 46'080);
-//   length.most;   // a frame that ends in silence may have filling bits that look like more of it
+//   const TtaFrameLength length = CountTtaFrame(payload, 2, 46'080);
+//   length.most;   // at least `least`: a frame that ends in silence may have filling bits that look like more of it
 #pragma once
 
 #include <cstdint>

@@ -7,11 +7,12 @@
 #include <algorithm>
 #include <limits>
 #include <optional>
+#include <stdexcept>
 #include <string_view>
 #include <vector>
 
-#include "platform/result.h"
-#include "tools/header_bytes.h"
+#include "tools/form_bytes.h"
+#include "tools/little_endian.h"
 #include "tools/packaged_audio.h"
 #include "tools/sample_span.h"
 #include "tools/spill_file.h"
@@ -50,9 +51,8 @@ TtaStream StreamOf(const SoundFormat& format) {
 }
 
 // Its own CRC follows every part of a file.
-void AppendWithChecksum(OutputBytes& out, HeaderBytes& part) {
-  const auto size = static_cast<uInt>(part.Size());
-  part.Little(4, crc32(0, part.Bytes().data(), size));
+void AppendWithChecksum(OutputBytes& out, FormBytes& part) {
+  part.Little(4, crc32(0, part.Bytes().data(), static_cast<uInt>(part.Bytes().size())));
   out.Append(part.Bytes());
 }
 
@@ -63,18 +63,18 @@ class TtaWriter final : public TrackWriter {
   void Write(const TrackSample& sample) override {
     const bool hasRoom = (sizes_.size() + 1) * std::uint64_t{stream_.FrameLength()} <= kMostTtaSounds;
     if (sample.payload.empty() || !hasRoom) return;
-    if (frames_.Append(sample.payload.data(), sample.payload.size()) < 0) throw ResultError(STG_E_MEDIUMFULL);
+    if (frames_.Append(sample.payload.data(), sample.payload.size()) < 0) throw std::runtime_error(frames_.Trouble());
     sizes_.push_back(static_cast<std::uint32_t>(sample.payload.size()));
     last_.assign(sample.payload.begin(), sample.payload.end());
     span_.Add(sample);
   }
 
   void Finish() override {
-    HeaderBytes header;
+    FormBytes header;
     header.Text("TTA1").Little(2, 1).Little(2, stream_.channels).Little(2, stream_.bits);
     header.Little(4, stream_.rate).Little(4, Sounds());
     AppendWithChecksum(out_, header);
-    HeaderBytes table;
+    FormBytes table;
     for (const std::uint32_t size : sizes_) table.Little(4, size);
     AppendWithChecksum(out_, table);
     CopyFrames();
@@ -99,7 +99,7 @@ class TtaWriter final : public TrackWriter {
     std::vector<std::uint8_t> piece(kTtaPiece);
     for (std::int64_t place = 0; left > 0;) {
       const std::size_t size = static_cast<std::size_t>(std::min<std::uint64_t>(left, piece.size()));
-      if (!frames_.Read(place, piece.data(), size)) throw ResultError(STG_E_READFAULT);
+      if (!frames_.Read(place, piece.data(), size)) throw std::runtime_error(frames_.Trouble());
       out_.Append(std::span(piece).first(size));
       place += static_cast<std::int64_t>(size);
       left -= size;

@@ -8,7 +8,7 @@
 #include <array>
 
 #include "platform/big_endian.h"
-#include "tools/header_bytes.h"
+#include "tools/form_bytes.h"
 #include "tools/subtitle_forms.h"
 
 namespace vantor::tools {
@@ -67,13 +67,22 @@ std::array<std::uint8_t, 5> MpegTimeFields(std::uint8_t prefix, std::uint64_t ti
           static_cast<std::uint8_t>((time & 0x7F) << 1 | 1)};
 }
 
-void AppendPackHeader(HeaderBytes& pack, std::uint64_t time) {
+void AppendPackHeader(FormBytes& pack, std::uint64_t time) {
   // The clock in 33 and 9 bits, with a bit that is set behind each part, then the rate and no filling bytes.
   const std::uint64_t clock = (std::uint64_t{1} << 46) | (time >> 30 & 7) << 43 | std::uint64_t{1} << 42 |
                               (time >> 15 & 0x7FFF) << 27 | std::uint64_t{1} << 26 | (time & 0x7FFF) << 11 |
                               std::uint64_t{1} << 10 | 1;
   constexpr std::uint32_t kRate = 25'200;  // of 50 bytes a second: a disc's
   pack.Big(4, 0x1BA).Big(6, clock).Big(3, kRate << 2 | 3).Big(1, 0xF8);
+}
+
+std::span<const std::uint8_t> Filling(std::size_t size) {
+  static constexpr auto kFilling = [] {
+    std::array<std::uint8_t, kSector> bytes{};
+    bytes.fill(0xFF);
+    return bytes;
+  }();
+  return std::span(kFilling).first(size);
 }
 
 // One sector with as much of the picture as it holds; gives what is left.
@@ -87,13 +96,13 @@ std::span<const std::uint8_t> AppendSector(OutputBytes& out, std::span<const std
   const std::size_t stuffing = left < kPacketHeader ? left : 0;
   left -= stuffing;
 
-  HeaderBytes pack;
+  FormBytes pack;
   AppendPackHeader(pack, time);
   pack.Big(4, 0x1BD).Big(2, 3 + timeSize + stuffing + 1 + part.size());
   pack.Big(1, 0x81).Big(1, isFirst ? 0x80 : 0).Big(1, timeSize + stuffing);
-  if (isFirst) pack.Raw(MpegTimeFields(2, time));
-  pack.Fill(stuffing, 0xFF).Big(1, kSubtitleStream).Raw(part);
-  if (left > 0) pack.Big(4, 0x1BE).Big(2, left - kPacketHeader).Fill(left - kPacketHeader, 0xFF);
+  if (isFirst) pack.Append(MpegTimeFields(2, time));
+  pack.Append(Filling(stuffing)).Big(1, kSubtitleStream).Append(part);
+  if (left > 0) pack.Big(4, 0x1BE).Big(2, left - kPacketHeader).Append(Filling(left - kPacketHeader));
   out.Append(pack.Bytes());
   return picture.subspan(part.size());
 }

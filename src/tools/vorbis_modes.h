@@ -1,7 +1,7 @@
 // VorbisModes: how many sounds a packet of Vorbis brings, from its first bits and what the headers say.
 //
-//   std::optional<VorbisModes> modes = VorbisModes::Read(identification, setup);
-//   modes->Sounds(packet);   // 0 for the first, which only begins the overlap
+//   std::optional<VorbisModes> modes = VorbisModes::Read(sequenceHeader, payload);
+//   modes->Sounds(payload);   // 0 for the first, which only begins the overlap
 #pragma once
 
 #include <array>

@@ -3,7 +3,7 @@
 #include <string_view>
 #include <vector>
 
-#include "tools/header_bytes.h"
+#include "tools/little_endian.h"
 #include "tools/ogg_pages.h"
 #include "tools/packaged_audio.h"
 #include "tools/sample_span.h"

@@ -5,7 +5,8 @@
 #include <algorithm>
 #include <vector>
 
-#include "tools/header_bytes.h"
+#include "tools/form_bytes.h"
+#include "tools/little_endian.h"
 #include "tools/packaged_audio.h"
 
 namespace vantor::tools {
@@ -29,11 +30,11 @@ std::vector<std::uint8_t> WavPackBlock(const WavPackFrame& frame, std::uint32_t 
                                        std::span<const std::uint8_t> data) {
   // 40 bits, of which the low 32 leave out the value that means an unknown length.
   const std::uint64_t total = frame.total == kUnknownTotal ? frame.total : frame.total + frame.total / kUnknownTotal;
-  HeaderBytes block;
+  FormBytes block;
   block.Text("wvpk").Little(4, kWavPackHeader - 8 + data.size()).Little(2, frame.version);
   block.Little(1, frame.index >> 32).Little(1, total >> 32).Little(4, total).Little(4, frame.index);
-  block.Little(4, frame.sounds).Little(4, flags).Little(4, checksum).Raw(data);
-  return std::move(block.Bytes());
+  block.Little(4, frame.sounds).Little(4, flags).Little(4, checksum).Append(data);
+  return block.Take();
 }
 
 // Makes the checksum over a whole block fit it, where it has one: the number of 2 or 4 bytes in a part of its own.

@@ -16,6 +16,7 @@ extracted with the complete component, which delivers every packet, and:
 The last line sums up; the exit status is 0 when all rows passed. Without ffmpeg there is one line that says so, and
 status 0.
 """
+import base64
 import concurrent.futures
 import hashlib
 import json
@@ -28,6 +29,34 @@ from dataclasses import dataclass
 
 PICTURE = ["-f", "lavfi", "-i", "testsrc2=size=176x144:rate=25:duration=1"]
 TONE = ["-f", "lavfi", "-i", "sine=frequency=440:sample_rate=48000:duration=1", "-ac", "2"]
+SUBRIP = """1
+00:00:00,000 --> 00:00:00,400
+The first <i>line</i>
+and a second
+
+2
+00:00:00,400 --> 00:00:00,700
+Grün, größer, Ωmega
+
+3
+00:00:00,800 --> 00:00:01,000
+The last line
+
+"""
+SCRIPT = """[Script Info]
+ScriptType: v4.00+
+
+[V4+ Styles]
+Format: Name, Fontname, Fontsize, PrimaryColour, SecondaryColour, OutlineColour, BackColour, Bold, Italic, Underline, \
+StrikeOut, ScaleX, ScaleY, Spacing, Angle, BorderStyle, Outline, Shadow, Alignment, MarginL, MarginR, MarginV, Encoding
+Style: Default,Sans,20,&H00FFFFFF,&H000000FF,&H00000000,&H00000000,0,0,0,0,100,100,0,0,1,2,2,2,10,10,10,1
+
+[Events]
+Format: Layer, Start, End, Style, Name, MarginL, MarginR, MarginV, Effect, Text
+Dialogue: 3,0:00:00.50,0:00:00.80,Default,,0,0,0,,first in the script, shown second
+Dialogue: 0,0:00:00.00,0:00:00.40,Default,,0,0,0,,{\\i1}shown{\\i0}\\Nfirst
+Dialogue: 0,0:00:00.80,0:00:01.00,Default,Name,1,2,3,,third
+"""
 LOW_TONE = ["-f", "lavfi", "-i", "sine=frequency=440:sample_rate=16000:duration=1"]
 
 
@@ -44,10 +73,20 @@ class Row:
     only_complete: bool = False  # the component as it is has no pin for it
     forms: tuple = ()  # options of ffmpeg before the extracted file is read
     through: str = ""  # a container that it is muxed into first: its reader finds what the encoder keeps to itself
+    original: bool = False  # decoded is that container: ffmpeg does not read the end of the codec in Matroska
+    text: str = ""  # compared as text, in this form
 
 
 def video(name, encode, extension, **more):
     return Row(name, f"-c:v {encode}", extension, PICTURE, **more)
+
+
+def subtitles(name, text, encode, extension, **more):
+    """Beside a picture, so that the file begins at 0."""
+    data = "data:text/plain;base64," + base64.b64encode(text.encode()).decode()
+    form = "ass" if text is SCRIPT else "srt"
+    return Row(name, f"-c:v libvpx -cpu-used 8 -deadline realtime -c:s {encode}", extension,
+               [*PICTURE, "-f", form, "-i", data], text="ass" if extension == "ass" else "srt", **more)
 
 
 def sound(name, encode, extension, source=None, **more):
@@ -89,6 +128,21 @@ ROWS = [
     sound("pcm_mulaw", "pcm_mulaw", "wav"),
     sound("adpcm_ms", "adpcm_ms", "wav"),
     sound("adpcm_ima", "adpcm_ima_wav", "wav"),
+    sound("opus", "libopus", "opus", packets=True),
+    sound("opus_six", "libopus -ac 6", "opus", packets=True),
+    sound("opus_short", "libopus -frame_duration 2.5", "opus", LOW_TONE, packets=True),
+    sound("vorbis", "libvorbis", "ogg", packets=True),
+    sound("vorbis_mono", "libvorbis", "ogg", LOW_TONE, packets=True),
+    sound("vorbis_six", "libvorbis -ac 6", "ogg", packets=True),
+    sound("flac", "flac", "flac", packets=True),
+    sound("flac_24", "flac -sample_fmt s32 -bits_per_raw_sample 24", "flac", packets=True),
+    sound("tta", "tta", "tta", packets=True, through="tta", original=True),
+    sound("tta_mono", "tta", "tta", LOW_TONE, packets=True, through="tta", original=True),
+    sound("wavpack", "wavpack", "wv"),
+    sound("wavpack_six", "wavpack -ac 6", "wv"),
+    subtitles("subrip", SUBRIP, "srt", "srt"),
+    subtitles("substation", SCRIPT, "ass", "ass"),
+    subtitles("webvtt", SUBRIP, "webvtt", "vtt", only_complete=True),
 ]
 
 
@@ -136,6 +190,11 @@ def raw_packets(path):
     return [(str(len(piece)), hashlib.md5(piece).hexdigest()) for piece in pieces]
 
 
+def texts(path, row, what):
+    """What ffmpeg makes of subtitles, with the times of each."""
+    return ffmpeg("-i", str(path), "-map", "0:s:0", "-f", row.text, "-", what=what)
+
+
 def differing(what, source, extracted):
     if source == extracted and len(source) > 0:
         return
@@ -150,7 +209,7 @@ def compare(row, tool, folder):
     shutil.rmtree(folder, ignore_errors=True)
     (folder / "plain").mkdir(parents=True)
     source = folder / f"{row.name}.mkv"
-    made = source.with_suffix("." + row.through) if row.through else source
+    made = folder / "plain" / f"first.{row.through}" if row.through else source
     ffmpeg(*row.source, *row.encode.split(), "-strict", "-2", str(made), what="encoding")
     if row.through:
         ffmpeg("-i", str(made), "-c", "copy", str(source), what="muxing")
@@ -161,8 +220,10 @@ def compare(row, tool, folder):
     path = extracted[0]
     if row.extension == "bin":
         differing("samples", packets(source, "reading the source"), raw_packets(path))
+    elif row.text:
+        differing("texts", texts(source, row, "reading the source"), texts(path, row, "reading the extracted file"))
     else:
-        differing("decoded frames", decoded(source, row, "decoding the source"),
+        differing("decoded frames", decoded(made if row.original else source, row, "decoding the source"),
                   decoded(path, row, "decoding the extracted file", row.forms))
         if row.packets:
             differing("packets", packets(source, "reading the source"),
@@ -170,9 +231,13 @@ def compare(row, tool, folder):
     if row.only_complete:
         return
     run([tool, "extract", "--all", "--raw", "-d", str(folder / "plain"), str(source)], "extract")
-    plain, whole = (folder / "plain" / path.name).read_bytes(), path.read_bytes()
-    header = 128 if row.extension in ("wav", "ivf") else 0  # whose sizes differ with the length
-    if not plain or len(plain) <= header or not whole[header:].startswith(plain[header:]):
+    again = folder / "plain" / path.name
+    header = 128 if row.extension in ("wav", "ivf", "flac", "wv") else 0  # whose sizes differ with the length
+    if row.extension in ("opus", "ogg", "tta"):  # whose pages and tables do
+        plain, whole = packets(again, "reading what is cut off"), packets(path, "reading the extracted file")
+    else:
+        plain, whole = again.read_bytes(), path.read_bytes()
+    if len(plain) <= header or whole[header:len(plain)] != plain[header:]:
         raise Failure("what the component delivers as it is, is no beginning of that")
 
 

@@ -29,7 +29,7 @@ constexpr std::int64_t kMillisecond = 10'000;
 // ---- Opus.
 
 Payload OpusHead(std::uint8_t channels = 2, std::uint8_t family = 0) {
-  HeaderBytes head;
+  FormBytes head;
   head.Text("OpusHead")
       .Little(1, 1)
       .Little(1, channels)
@@ -37,7 +37,7 @@ Payload OpusHead(std::uint8_t channels = 2, std::uint8_t family = 0) {
       .Little(4, 48'000)
       .Little(2, 0)
       .Little(1, family);
-  return head.Bytes();
+  return head.Take();
 }
 
 CMediaType OpusType(const Payload& head) { return SoundType(SubtypeOf(format_tags::kOpus), 2, 48'000, 16, head); }
@@ -155,10 +155,10 @@ TEST(OpusWriterTest, HeadThatIsNoneHasNoForm) {
 // ---- Vorbis.
 
 Payload VorbisIdentification(std::uint8_t blockSizes = 0xB8, std::uint32_t rate = 44'100) {
-  HeaderBytes header;
-  header.Little(1, 1).Text("vorbis").Little(4, 0).Little(1, 2).Little(4, rate).Fill(12, 0);
+  FormBytes header;
+  header.Little(1, 1).Text("vorbis").Little(4, 0).Little(1, 2).Little(4, rate).Append(Payload(12));
   header.Little(1, blockSizes).Little(1, 1);
-  return header.Bytes();
+  return header.Take();
 }
 
 // A setup that ends, behind some bits that mean nothing here, in these modes.
@@ -174,9 +174,9 @@ Payload VorbisSetup(const std::vector<bool>& isLong) {
     put(8, mode % 2);
   }
   put(1, 1);
-  HeaderBytes header;
+  FormBytes header;
   header.Little(1, 5).Text("vorbis");
-  Payload bytes = header.Bytes();
+  Payload bytes = header.Take();
   for (std::size_t i = 0; i < bits.size(); ++i) {
     if (i % 8 == 0) bytes.push_back(0);
     bytes.back() |= static_cast<std::uint8_t>(bits[i] ? 1U << i % 8 : 0);
@@ -284,16 +284,16 @@ TEST(VorbisWriterTest, HeadersThatAreNoneHaveNoForm) {
 // ---- FLAC.
 
 Payload StreamInfo(std::uint64_t length) {
-  HeaderBytes block;
+  FormBytes block;
   block.Big(2, 4096).Big(2, 4096).Big(6, 0).Big(
       8, std::uint64_t{44'100} << 44 | std::uint64_t{1} << 41 | std::uint64_t{15} << 36 | length);
-  return block.Fill(16, 0xAB).Bytes();
+  return block.Append(Payload(16, 0xAB)).Take();
 }
 
 Payload FlacHeader(std::uint64_t length, std::uint8_t seekTable = 0x83) {
-  HeaderBytes header;
-  header.Text("fLaC").Big(1, 0).Big(3, 34).Raw(StreamInfo(length));
-  return header.Big(1, seekTable).Big(3, 18).Fill(18, 0x11).Bytes();
+  FormBytes header;
+  header.Text("fLaC").Big(1, 0).Big(3, 34).Append(StreamInfo(length));
+  return header.Big(1, seekTable).Big(3, 18).Append(Payload(18, 0x11)).Take();
 }
 
 CMediaType FlacType(const Payload& header) { return SoundType(kSubtypeFlac, 2, 44'100, 16, header); }
@@ -304,18 +304,18 @@ const Payload kShortFlacFrame = {0xFF, 0xF8, 0x69, 0x18, 0xC4, 0x80, 0x63};  // 
 TEST(FlacWriterTest, WholeStreamKeepsItsHeaders) {
   const MemoryOutput file =
       WriteTrack(*PackagedAudioFormOf(FlacType(FlacHeader(4196))), {{kFlacFrame, 0, 1}, {kShortFlacFrame, 1, 2}});
-  HeaderBytes expected;
-  expected.Raw(FlacHeader(4196)).Raw(kFlacFrame).Raw(kShortFlacFrame);
-  EXPECT_EQ(file.Bytes(), expected.Bytes());
+  FormBytes expected;
+  expected.Append(FlacHeader(4196)).Append(kFlacFrame).Append(kShortFlacFrame);
+  EXPECT_EQ(file.Bytes(), expected.Take());
 }
 
 TEST(FlacWriterTest, PartOfAStreamSaysItsOwnLengthAndNoChecksum) {
   const MemoryOutput file = WriteTrack(*PackagedAudioFormOf(FlacType(FlacHeader(9000))), {{kFlacFrame, 0, 1}});
-  HeaderBytes expected;
+  FormBytes expected;
   const Payload info = StreamInfo(4096);
-  expected.Text("fLaC").Big(1, 0).Big(3, 34).Raw(std::span(info).first(18)).Fill(16, 0);
-  expected.Big(1, 0x81).Big(3, 18).Fill(18, 0).Raw(kFlacFrame);
-  EXPECT_EQ(file.Bytes(), expected.Bytes());
+  expected.Text("fLaC").Big(1, 0).Big(3, 34).Append(std::span(info).first(18)).Append(Payload(16));
+  expected.Big(1, 0x81).Big(3, 18).Append(Payload(18)).Append(kFlacFrame);
+  EXPECT_EQ(file.Bytes(), expected.Take());
 }
 
 TEST(FlacWriterTest, FrameThatCannotBeCountedLeavesTheLengthUnknown) {
@@ -399,13 +399,13 @@ TEST(TtaWriterTest, HeaderAndTableComeBeforeTheFrames) {
   const Payload first(1000, 0x55);
   const Payload last = {0x01, 0x00, 1, 2, 3, 4};  // one sound
   const MemoryOutput file = WriteTrack(*PackagedAudioFormOf(TtaType()), {{first, 0, 1}, {last, 1, 2}});
-  HeaderBytes expected;
+  FormBytes expected;
   expected.Text("TTA1").Little(2, 1).Little(2, 1).Little(2, 16).Little(4, 48'000).Little(4, kTtaLength + 1);
   expected.Little(4, crc32(0, expected.Bytes().data(), 18));
-  HeaderBytes table;
+  FormBytes table;
   table.Little(4, 1000).Little(4, 6);
-  expected.Raw(table.Bytes()).Little(4, crc32(0, table.Bytes().data(), 8)).Raw(first).Raw(last);
-  EXPECT_EQ(file.Bytes(), expected.Bytes());
+  expected.Append(table.Bytes()).Little(4, crc32(0, table.Bytes().data(), 8)).Append(first).Append(last);
+  EXPECT_EQ(file.Bytes(), expected.Take());
 }
 
 TEST(TtaWriterTest, TimesTellTheLengthWithinTheFilling) {
@@ -427,12 +427,12 @@ TEST(TtaWriterTest, EmptyStreamIsAHeaderAndAnEmptyTable) {
 }
 
 TEST(TtaWriterTest, HeaderOfTheFileGoesBeforeTheTrack) {
-  HeaderBytes header;
-  header.Text("TTA1").Little(2, 1).Little(2, 6).Little(2, 24).Little(4, 96'000).Little(8, 0);
-  const Payload bytes = WriteTrack(*PackagedAudioFormOf(TtaType(header.Bytes())), {}).Bytes();
-  EXPECT_EQ(Payload(bytes.begin(), bytes.begin() + 14), Payload(header.Bytes().begin(), header.Bytes().begin() + 14));
-  header.Bytes()[4] = 2;  // encrypted
-  EXPECT_FALSE(PackagedAudioFormOf(TtaType(header.Bytes())));
+  FormBytes fields;
+  Payload header = fields.Text("TTA1").Little(2, 1).Little(2, 6).Little(2, 24).Little(4, 96'000).Little(8, 0).Take();
+  const Payload bytes = WriteTrack(*PackagedAudioFormOf(TtaType(header)), {}).Bytes();
+  EXPECT_EQ(Payload(bytes.begin(), bytes.begin() + 14), Payload(header.begin(), header.begin() + 14));
+  header[4] = 2;  // encrypted
+  EXPECT_FALSE(PackagedAudioFormOf(TtaType(header)));
 }
 
 TEST(TtaWriterTest, NumbersThatNobodyPlaysHaveNoForm) {
@@ -452,33 +452,34 @@ CMediaType WavPackType(const Payload& version = {0x10, 0x04}) {
 
 Payload WavPackBlock(std::uint64_t total, std::uint64_t index, std::uint32_t sounds, std::uint32_t flags,
                      const Payload& data) {
-  HeaderBytes block;
+  FormBytes block;
   block.Text("wvpk").Little(4, 24 + data.size()).Little(2, 0x410).Little(1, index >> 32).Little(1, 0).Little(4, total);
-  return block.Little(4, index).Little(4, sounds).Little(4, flags).Little(4, 0xC0FFEE).Raw(data).Bytes();
+  return block.Little(4, index).Little(4, sounds).Little(4, flags).Little(4, 0xC0FFEE).Append(data).Take();
 }
 
 Payload StrippedBlock(std::uint32_t sounds, const Payload& data) {
-  return HeaderBytes().Little(4, sounds).Little(4, kOneBlock).Little(4, 0xC0FFEE).Raw(data).Bytes();
+  return FormBytes().Little(4, sounds).Little(4, kOneBlock).Little(4, 0xC0FFEE).Append(data).Take();
 }
 
 TEST(WavPackWriterTest, HeadersArePutBackWithTheWholeLengthInTheFirst) {
   const MemoryOutput file =
       WriteTrack(*PackagedAudioFormOf(WavPackType()),
                  {{StrippedBlock(1000, {0x0A, 1, 2, 3}), 0, 1}, {StrippedBlock(500, {0x0A, 0}), 1, 2}});
-  HeaderBytes expected;
-  expected.Raw(WavPackBlock(1500, 0, 1000, kOneBlock, {0x0A, 1, 2, 3}));
-  expected.Raw(WavPackBlock(0xFFFFFFFF, 1000, 500, kOneBlock, {0x0A, 0}));
-  EXPECT_EQ(file.Bytes(), expected.Bytes());
+  FormBytes expected;
+  expected.Append(WavPackBlock(1500, 0, 1000, kOneBlock, {0x0A, 1, 2, 3}));
+  expected.Append(WavPackBlock(0xFFFFFFFF, 1000, 500, kOneBlock, {0x0A, 0}));
+  EXPECT_EQ(file.Bytes(), expected.Take());
 }
 
 TEST(WavPackWriterTest, FrameOfSeveralBlocksIsTakenApart) {
-  HeaderBytes frame;
-  frame.Little(4, 700).Little(4, 0x800).Little(4, 0xC0FFEE).Little(4, 2).Raw(Payload{0x0A, 0});
-  frame.Little(4, 0x1000).Little(4, 0xC0FFEE).Little(4, 4).Raw(Payload{0x0A, 1, 5, 6});
-  const MemoryOutput file = WriteTrack(*PackagedAudioFormOf(WavPackType()), {{frame.Bytes(), 0, 1}});
-  HeaderBytes expected;
-  expected.Raw(WavPackBlock(700, 0, 700, 0x800, {0x0A, 0})).Raw(WavPackBlock(700, 0, 700, 0x1000, {0x0A, 1, 5, 6}));
-  EXPECT_EQ(file.Bytes(), expected.Bytes());
+  FormBytes frame;
+  frame.Little(4, 700).Little(4, 0x800).Little(4, 0xC0FFEE).Little(4, 2).Append(Payload{0x0A, 0});
+  frame.Little(4, 0x1000).Little(4, 0xC0FFEE).Little(4, 4).Append(Payload{0x0A, 1, 5, 6});
+  const MemoryOutput file = WriteTrack(*PackagedAudioFormOf(WavPackType()), {{frame.Take(), 0, 1}});
+  FormBytes expected;
+  expected.Append(WavPackBlock(700, 0, 700, 0x800, {0x0A, 0}))
+      .Append(WavPackBlock(700, 0, 700, 0x1000, {0x0A, 1, 5, 6}));
+  EXPECT_EQ(file.Bytes(), expected.Take());
 }
 
 TEST(WavPackWriterTest, ChecksumOverABlockIsMadeAnew) {
@@ -494,10 +495,10 @@ TEST(WavPackWriterTest, ChecksumOverABlockIsMadeAnew) {
 }
 
 TEST(WavPackWriterTest, BlocksThatAreCutOffAreLeftOut) {
-  HeaderBytes frame;
-  frame.Little(4, 700).Little(4, 0x800).Little(4, 0xC0FFEE).Little(4, 3).Raw(Payload{0x0A, 0});
+  FormBytes frame;
+  frame.Little(4, 700).Little(4, 0x800).Little(4, 0xC0FFEE).Little(4, 3).Append(Payload{0x0A, 0});
   const std::vector<TimedPayload> samples = {
-      {{}, 0, 1}, {{1, 2, 3}, 0, 1}, {Payload(11), 0, 1}, {Payload(15), 0, 1}, {frame.Bytes(), 0, 1}};
+      {{}, 0, 1}, {{1, 2, 3}, 0, 1}, {Payload(11), 0, 1}, {Payload(15), 0, 1}, {frame.Take(), 0, 1}};
   EXPECT_EQ(WriteTrack(*PackagedAudioFormOf(WavPackType()), samples).Size(), 0U);
 }
 

@@ -268,10 +268,10 @@ TEST(VobSubWriterTest, FormHasTwoFilesAndNeedsItsLines) {
 TEST(PgsWriterTest, EverySegmentHasAHeaderWithItsTime) {
   const MemoryOutput file = WriteTrack(*SubtitleFormOf(SubtitleType(kSubtypePgs, "")),
                                        {{{0x16, 0, 2, 1, 2, 0x80, 0, 0}, 2 * kSecond, 3 * kSecond}});
-  HeaderBytes expected;
-  expected.Text("PG").Big(4, 180'000).Big(4, 0).Raw(Payload{0x16, 0, 2, 1, 2});
-  expected.Text("PG").Big(4, 180'000).Big(4, 0).Raw(Payload{0x80, 0, 0});
-  EXPECT_EQ(file.Bytes(), expected.Bytes());
+  FormBytes expected;
+  expected.Text("PG").Big(4, 180'000).Big(4, 0).Append(Payload{0x16, 0, 2, 1, 2});
+  expected.Text("PG").Big(4, 180'000).Big(4, 0).Append(Payload{0x80, 0, 0});
+  EXPECT_EQ(file.Bytes(), expected.Take());
 }
 
 TEST(PgsWriterTest, SegmentThatIsCutOffIsLeftOut) {

@@ -16,7 +16,8 @@
 #include "mediatypes/format_block.h"
 #include "published/format_blocks.h"
 #include "published/media_guids.h"
-#include "tools/header_bytes.h"
+#include "tools/form_bytes.h"
+#include "tools/little_endian.h"
 #include "tools/track_writer.h"
 
 namespace vantor::tools::test {
