@@ -56,11 +56,11 @@ std::optional<VorbisModes> VorbisModes::Read(std::span<const std::uint8_t> ident
                                              std::span<const std::uint8_t> setup) {
   constexpr std::size_t kBlockSizesAt = 28;
   if (identification.size() <= kBlockSizesAt) return std::nullopt;
-  const unsigned small = identification[kBlockSizesAt] % 16;
-  const unsigned large = identification[kBlockSizesAt] / 16;
+  const unsigned shortSize = identification[kBlockSizesAt] % 16;
+  const unsigned longSize = identification[kBlockSizesAt] / 16;
   std::vector<bool> isLong = ReadModes(setup);
-  if (small < 6 || large < small || large > 13 || isLong.empty()) return std::nullopt;
-  return VorbisModes({std::int64_t{1} << small, std::int64_t{1} << large}, std::move(isLong));
+  if (shortSize < 6 || longSize < shortSize || longSize > 13 || isLong.empty()) return std::nullopt;
+  return VorbisModes({std::int64_t{1} << shortSize, std::int64_t{1} << longSize}, std::move(isLong));
 }
 
 // A block overlaps the one before by half of the smaller: what is finished is a quarter of each.

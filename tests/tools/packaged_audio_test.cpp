@@ -16,19 +16,11 @@
 namespace vantor::tools {
 namespace {
 
-using test::Letters;
-using test::MemoryOutput;
-using test::OggPage;
-using test::Payload;
-using test::SoundType;
-using test::TimedPayload;
-using test::WriteTrack;
-
 constexpr std::int64_t kMillisecond = 10'000;
 
 // ---- Opus.
 
-Payload OpusHead(std::uint8_t channels = 2, std::uint8_t family = 0) {
+ByteList OpusHead(std::uint8_t channels = 2, std::uint8_t family = 0) {
   FormBytes head;
   head.Text("OpusHead")
       .Little(1, 1)
@@ -40,10 +32,10 @@ Payload OpusHead(std::uint8_t channels = 2, std::uint8_t family = 0) {
   return head.Take();
 }
 
-CMediaType OpusType(const Payload& head) { return SoundType(SubtypeOf(format_tags::kOpus), 2, 48'000, 16, head); }
+CMediaType OpusType(const ByteList& head) { return SoundType(SubtypeOf(format_tags::kOpus), 2, 48'000, 16, head); }
 
 // One frame of 20 ms.
-Payload OpusPacket(std::uint8_t filling) { return {0xFC, filling, filling}; }
+ByteList OpusPacket(std::uint8_t filling) { return {0xFC, filling, filling}; }
 
 std::vector<TimedPayload> OpusPackets(std::int64_t count) {
   std::vector<TimedPayload> samples;
@@ -55,7 +47,7 @@ std::vector<TimedPayload> OpusPackets(std::int64_t count) {
 
 TEST(OpusWriterTest, HeadersHavePagesOfTheirOwnAndPositionsCountSamples) {
   const MemoryOutput file = WriteTrack(*PackagedAudioFormOf(OpusType(OpusHead())), OpusPackets(3));
-  const std::vector<OggPage> pages = test::ReadOggPages(file.Bytes());
+  const std::vector<OggPage> pages = ReadOggPages(file.bytes);
   ASSERT_EQ(pages.size(), 3U);
   EXPECT_EQ(pages[0].flags, 2U);
   EXPECT_EQ(pages[0].position, 0);
@@ -63,7 +55,7 @@ TEST(OpusWriterTest, HeadersHavePagesOfTheirOwnAndPositionsCountSamples) {
   EXPECT_EQ(pages[1].position, 0);
   EXPECT_EQ(pages[2].flags, 4U);
   EXPECT_EQ(pages[2].position, 3 * 960);
-  const std::vector<Payload> packets = test::PacketsOf(pages);
+  const std::vector<ByteList> packets = PacketsOf(pages);
   ASSERT_EQ(packets.size(), 5U);
   EXPECT_EQ(packets[0], OpusHead());
   EXPECT_EQ(packets[1], Letters(std::string("OpusTags\x0A\0\0\0vantor-mkv\0\0\0\0", 26)));
@@ -72,7 +64,7 @@ TEST(OpusWriterTest, HeadersHavePagesOfTheirOwnAndPositionsCountSamples) {
 
 TEST(OpusWriterTest, PagesEndAfterASecond) {
   const MemoryOutput file = WriteTrack(*PackagedAudioFormOf(OpusType(OpusHead())), OpusPackets(120));
-  const std::vector<OggPage> pages = test::ReadOggPages(file.Bytes());
+  const std::vector<OggPage> pages = ReadOggPages(file.bytes);
   ASSERT_EQ(pages.size(), 5U);
   EXPECT_EQ(pages[2].position, 48'000);
   EXPECT_EQ(pages[3].position, 96'000);
@@ -83,7 +75,7 @@ TEST(OpusWriterTest, PagesEndAfterASecond) {
 TEST(OpusWriterTest, LastPacketThatIsShownShorterIsCutOff) {
   std::vector<TimedPayload> samples = OpusPackets(3);
   samples.back().stop -= 7 * kMillisecond;
-  const auto pages = test::ReadOggPages(WriteTrack(*PackagedAudioFormOf(OpusType(OpusHead())), samples).Bytes());
+  const auto pages = ReadOggPages(WriteTrack(*PackagedAudioFormOf(OpusType(OpusHead())), samples).bytes);
   EXPECT_EQ(pages.back().position, 3 * 960 - 7 * 48);
 }
 
@@ -91,7 +83,7 @@ TEST(OpusWriterTest, EndThatIsNotKnownOrNotExactCutsNothing) {
   for (const std::int64_t stop : {40 * kMillisecond + 1, 59 * kMillisecond, 61 * kMillisecond}) {
     std::vector<TimedPayload> samples = OpusPackets(3);
     samples.back().stop = stop;
-    const auto pages = test::ReadOggPages(WriteTrack(*PackagedAudioFormOf(OpusType(OpusHead())), samples).Bytes());
+    const auto pages = ReadOggPages(WriteTrack(*PackagedAudioFormOf(OpusType(OpusHead())), samples).bytes);
     EXPECT_EQ(pages.back().position, 3 * 960) << stop;
   }
 }
@@ -103,14 +95,14 @@ TEST(OpusWriterTest, TimesThatCannotBeCutNothing) {
     std::vector<TimedPayload> samples = OpusPackets(1);
     samples.back().start = start;
     samples.back().stop = stop;
-    const auto pages = test::ReadOggPages(WriteTrack(*PackagedAudioFormOf(OpusType(OpusHead())), samples).Bytes());
+    const auto pages = ReadOggPages(WriteTrack(*PackagedAudioFormOf(OpusType(OpusHead())), samples).bytes);
     EXPECT_EQ(pages.back().position, 960);
   }
 }
 
 TEST(OpusWriterTest, EveryConfigurationHasItsLength) {
   struct Case {
-    Payload packet;
+    ByteList packet;
     std::int64_t length;
   };
   const Case cases[] = {
@@ -120,49 +112,49 @@ TEST(OpusWriterTest, EveryConfigurationHasItsLength) {
   };
   for (const Case& one : cases) {
     const MemoryOutput file = WriteTrack(*PackagedAudioFormOf(OpusType(OpusHead())), {{one.packet, 0, 1}});
-    EXPECT_EQ(test::ReadOggPages(file.Bytes()).back().position, one.length) << int{one.packet[0]};
+    EXPECT_EQ(ReadOggPages(file.bytes).back().position, one.length) << int{one.packet[0]};
   }
 }
 
 TEST(OpusWriterTest, WhatIsNoPacketIsLeftOut) {
   const std::vector<TimedPayload> samples = {{{}, 0, 1}, {{0x9B}, 0, 1}, {{0x9B, 0}, 0, 1}, {{0x9B, 7}, 0, 1}};
   const MemoryOutput file = WriteTrack(*PackagedAudioFormOf(OpusType(OpusHead())), samples);
-  EXPECT_EQ(test::PacketsOf(test::ReadOggPages(file.Bytes())).size(), 2U);
+  EXPECT_EQ(PacketsOf(ReadOggPages(file.bytes)).size(), 2U);
 }
 
 TEST(OpusWriterTest, EmptyStreamEndsWithItsHeaders) {
-  const auto pages = test::ReadOggPages(WriteTrack(*PackagedAudioFormOf(OpusType(OpusHead())), {}).Bytes());
+  const auto pages = ReadOggPages(WriteTrack(*PackagedAudioFormOf(OpusType(OpusHead())), {}).bytes);
   ASSERT_EQ(pages.size(), 2U);
   EXPECT_EQ(pages[1].flags, 4U);
   EXPECT_EQ(pages[1].position, 0);
 }
 
 TEST(OpusWriterTest, HeadThatIsNoneHasNoForm) {
-  Payload cut = OpusHead();
+  ByteList cut = OpusHead();
   cut.pop_back();
-  Payload later = OpusHead();
+  ByteList later = OpusHead();
   later[8] = 0x10;
-  Payload misspelt = OpusHead();
+  ByteList misspelt = OpusHead();
   misspelt[0] = 'o';
-  for (const Payload& head : {Payload(), cut, later, misspelt, OpusHead(0), OpusHead(3), OpusHead(2, 1)}) {
+  for (const ByteList& head : {ByteList(), cut, later, misspelt, OpusHead(0), OpusHead(3), OpusHead(2, 1)}) {
     EXPECT_FALSE(PackagedAudioFormOf(OpusType(head)));
   }
-  Payload surround = OpusHead(2, 1);
+  ByteList surround = OpusHead(2, 1);
   surround.resize(surround.size() + 4);
   EXPECT_TRUE(PackagedAudioFormOf(OpusType(surround)));
 }
 
 // ---- Vorbis.
 
-Payload VorbisIdentification(std::uint8_t blockSizes = 0xB8, std::uint32_t rate = 44'100) {
+ByteList VorbisIdentification(std::uint8_t blockSizes = 0xB8, std::uint32_t rate = 44'100) {
   FormBytes header;
-  header.Little(1, 1).Text("vorbis").Little(4, 0).Little(1, 2).Little(4, rate).Append(Payload(12));
+  header.Little(1, 1).Text("vorbis").Little(4, 0).Little(1, 2).Little(4, rate).Append(ByteList(12));
   header.Little(1, blockSizes).Little(1, 1);
   return header.Take();
 }
 
 // A setup that ends, behind some bits that mean nothing here, in these modes.
-Payload VorbisSetup(const std::vector<bool>& isLong) {
+ByteList VorbisSetup(const std::vector<bool>& isLong) {
   std::vector<bool> bits(40, true);
   const auto put = [&](std::size_t count, std::uint64_t value) {
     for (; count > 0; --count, value >>= 1) bits.push_back(value % 2 != 0);
@@ -176,7 +168,7 @@ Payload VorbisSetup(const std::vector<bool>& isLong) {
   put(1, 1);
   FormBytes header;
   header.Little(1, 5).Text("vorbis");
-  Payload bytes = header.Take();
+  ByteList bytes = header.Take();
   for (std::size_t i = 0; i < bits.size(); ++i) {
     if (i % 8 == 0) bytes.push_back(0);
     bytes.back() |= static_cast<std::uint8_t>(bits[i] ? 1U << i % 8 : 0);
@@ -184,15 +176,15 @@ Payload VorbisSetup(const std::vector<bool>& isLong) {
   return bytes;
 }
 
-const Payload& VorbisComments() {
-  static const Payload comments = Letters(std::string("\x03vorbis\0\0\0\0\0\0\0\0\x01", 16));
+const ByteList& VorbisComments() {
+  static const ByteList comments = Letters(std::string("\x03vorbis\0\0\0\0\0\0\0\0\x01", 16));
   return comments;
 }
 
-CMediaType VorbisType(const std::vector<Payload>& headers, const GUID& subtype = kSubtypeVorbis) {
+CMediaType VorbisType(const std::vector<ByteList>& headers, const GUID& subtype = kSubtypeVorbis) {
   CMediaType type(&MEDIATYPE_Audio);
   type.SetSubtype(&subtype);
-  Payload all;
+  ByteList all;
   VorbisFormat format{2, 44'100, 0, {}};
   for (std::size_t i = 0; i < headers.size(); ++i) {
     format.headerSizes[i] = static_cast<std::uint32_t>(headers[i].size());
@@ -215,34 +207,34 @@ TEST(VorbisModesTest, NumbersOfModesAreFoundFromTheEnd) {
     std::int64_t before = 0;
     for (std::size_t mode = 0; mode < count; ++mode) {
       const std::int64_t size = isLong[mode] ? 2048 : 256;
-      EXPECT_EQ(modes->Sounds(Payload{static_cast<std::uint8_t>(mode << 1)}), before == 0 ? 0 : (before + size) / 4);
+      EXPECT_EQ(modes->Sounds(ByteList{static_cast<std::uint8_t>(mode << 1)}), before == 0 ? 0 : (before + size) / 4);
       before = size;
     }
   }
 }
 
 TEST(VorbisModesTest, WhatHoldsNoModesIsRefused) {
-  const Payload zeros(100);
+  const ByteList zeros(100);
   EXPECT_FALSE(VorbisModes::Read(VorbisIdentification(), {}));
   EXPECT_FALSE(VorbisModes::Read(VorbisIdentification(), zeros));
-  EXPECT_FALSE(VorbisModes::Read(VorbisIdentification(), Payload(100, 0xFF)));
+  EXPECT_FALSE(VorbisModes::Read(VorbisIdentification(), ByteList(100, 0xFF)));
   EXPECT_FALSE(VorbisModes::Read(VorbisIdentification(0x8B), VorbisSetup({false})));
   EXPECT_FALSE(VorbisModes::Read(VorbisIdentification(0xE8), VorbisSetup({false})));
   EXPECT_FALSE(VorbisModes::Read(VorbisIdentification(0x55), VorbisSetup({false})));
-  EXPECT_FALSE(VorbisModes::Read(Payload(28), VorbisSetup({false})));
+  EXPECT_FALSE(VorbisModes::Read(ByteList(28), VorbisSetup({false})));
 }
 
 TEST(VorbisWriterTest, PositionsCountHalvesOfBlocks) {
   const std::vector<TimedPayload> samples = {{{0x00, 1}, 0, 1}, {{0x00, 2}, 1, 2}, {{0x02, 3}, 2, 3}, {{0x02}, 3, 4}};
   const MemoryOutput file = WriteTrack(*PackagedAudioFormOf(VorbisType()), samples);
-  const std::vector<OggPage> pages = test::ReadOggPages(file.Bytes());
+  const std::vector<OggPage> pages = ReadOggPages(file.bytes);
   ASSERT_EQ(pages.size(), 3U);
   EXPECT_EQ(pages[0].flags, 2U);
   EXPECT_EQ(pages[0].body, VorbisIdentification());
   EXPECT_EQ(pages[1].position, 0);
   EXPECT_EQ(pages[2].flags, 4U);
   EXPECT_EQ(pages[2].position, 128 + 576 + 1024);
-  const std::vector<Payload> packets = test::PacketsOf(pages);
+  const std::vector<ByteList> packets = PacketsOf(pages);
   ASSERT_EQ(packets.size(), 7U);
   EXPECT_EQ(packets[1], VorbisComments());
   EXPECT_EQ(packets[2], VorbisSetup({false, true}));
@@ -255,23 +247,23 @@ TEST(VorbisWriterTest, HeadersThatTheFilterSendsAreNotWrittenAgain) {
                                              {{}, 3, 4},
                                              {{0x02}, 0, 4}};
   const MemoryOutput file = WriteTrack(*PackagedAudioFormOf(VorbisType()), samples);
-  EXPECT_EQ(test::PacketsOf(test::ReadOggPages(file.Bytes())).size(), 4U);
+  EXPECT_EQ(PacketsOf(ReadOggPages(file.bytes)).size(), 4U);
 }
 
 TEST(VorbisWriterTest, WithoutModesTheTimesCount) {
-  Payload setup = Letters("\x05vorbis");
+  ByteList setup = Letters("\x05vorbis");
   setup.resize(60, 0xFF);
   const CMediaType type = VorbisType({VorbisIdentification(), VorbisComments(), setup});
   const std::vector<TimedPayload> samples = {{{0}, 0, 100 * kMillisecond},
                                              {{0}, 100 * kMillisecond, 200 * kMillisecond}};
-  EXPECT_EQ(test::ReadOggPages(WriteTrack(*PackagedAudioFormOf(type), samples).Bytes()).back().position, 8820);
+  EXPECT_EQ(ReadOggPages(WriteTrack(*PackagedAudioFormOf(type), samples).bytes).back().position, 8820);
 }
 
 TEST(VorbisWriterTest, HeadersThatAreNoneHaveNoForm) {
-  const Payload setup = VorbisSetup({true});
+  const ByteList setup = VorbisSetup({true});
   EXPECT_TRUE(PackagedAudioFormOf(VorbisType({VorbisIdentification(), VorbisComments(), setup}, kSubtypeVorbis2)));
   EXPECT_FALSE(PackagedAudioFormOf(VorbisType({VorbisIdentification(0xB8, 0), VorbisComments(), setup})));
-  EXPECT_FALSE(PackagedAudioFormOf(VorbisType({Payload(30), VorbisComments(), setup})));
+  EXPECT_FALSE(PackagedAudioFormOf(VorbisType({ByteList(30), VorbisComments(), setup})));
   EXPECT_FALSE(PackagedAudioFormOf(VorbisType({VorbisIdentification(), setup, VorbisComments()})));
   EXPECT_FALSE(PackagedAudioFormOf(VorbisType({{}, {}, {}})));
   CMediaType cut = VorbisType();
@@ -283,52 +275,52 @@ TEST(VorbisWriterTest, HeadersThatAreNoneHaveNoForm) {
 
 // ---- FLAC.
 
-Payload StreamInfo(std::uint64_t length) {
+ByteList StreamInfo(std::uint64_t length) {
   FormBytes block;
   block.Big(2, 4096).Big(2, 4096).Big(6, 0).Big(
       8, std::uint64_t{44'100} << 44 | std::uint64_t{1} << 41 | std::uint64_t{15} << 36 | length);
-  return block.Append(Payload(16, 0xAB)).Take();
+  return block.Append(ByteList(16, 0xAB)).Take();
 }
 
-Payload FlacHeader(std::uint64_t length, std::uint8_t seekTable = 0x83) {
+ByteList FlacHeader(std::uint64_t length, std::uint8_t seekTable = 0x83) {
   FormBytes header;
   header.Text("fLaC").Big(1, 0).Big(3, 34).Append(StreamInfo(length));
-  return header.Big(1, seekTable).Big(3, 18).Append(Payload(18, 0x11)).Take();
+  return header.Big(1, seekTable).Big(3, 18).Append(ByteList(18, 0x11)).Take();
 }
 
-CMediaType FlacType(const Payload& header) { return SoundType(kSubtypeFlac, 2, 44'100, 16, header); }
+CMediaType FlacType(const ByteList& header) { return SoundType(kSubtypeFlac, 2, 44'100, 16, header); }
 
-const Payload kFlacFrame = {0xFF, 0xF8, 0xC9, 0x18, 0x00, 0xC2};             // 4096
-const Payload kShortFlacFrame = {0xFF, 0xF8, 0x69, 0x18, 0xC4, 0x80, 0x63};  // 99 + 1, number of two bytes
+const ByteList kFlacFrame = {0xFF, 0xF8, 0xC9, 0x18, 0x00, 0xC2};             // 4096
+const ByteList kShortFlacFrame = {0xFF, 0xF8, 0x69, 0x18, 0xC4, 0x80, 0x63};  // 99 + 1, number of two bytes
 
 TEST(FlacWriterTest, WholeStreamKeepsItsHeaders) {
   const MemoryOutput file =
       WriteTrack(*PackagedAudioFormOf(FlacType(FlacHeader(4196))), {{kFlacFrame, 0, 1}, {kShortFlacFrame, 1, 2}});
   FormBytes expected;
   expected.Append(FlacHeader(4196)).Append(kFlacFrame).Append(kShortFlacFrame);
-  EXPECT_EQ(file.Bytes(), expected.Take());
+  EXPECT_EQ(file.bytes, expected.Take());
 }
 
 TEST(FlacWriterTest, PartOfAStreamSaysItsOwnLengthAndNoChecksum) {
   const MemoryOutput file = WriteTrack(*PackagedAudioFormOf(FlacType(FlacHeader(9000))), {{kFlacFrame, 0, 1}});
   FormBytes expected;
-  const Payload info = StreamInfo(4096);
-  expected.Text("fLaC").Big(1, 0).Big(3, 34).Append(std::span(info).first(18)).Append(Payload(16));
-  expected.Big(1, 0x81).Big(3, 18).Append(Payload(18)).Append(kFlacFrame);
-  EXPECT_EQ(file.Bytes(), expected.Take());
+  const ByteList info = StreamInfo(4096);
+  expected.Text("fLaC").Big(1, 0).Big(3, 34).Append(std::span(info).first(18)).Append(ByteList(16));
+  expected.Big(1, 0x81).Big(3, 18).Append(ByteList(18)).Append(kFlacFrame);
+  EXPECT_EQ(file.bytes, expected.Take());
 }
 
 TEST(FlacWriterTest, FrameThatCannotBeCountedLeavesTheLengthUnknown) {
-  for (const Payload& frame : {Payload{}, Payload{1, 2, 3, 4, 5}, Payload{0xFF, 0xF8, 0x09, 0x18, 0, 0},
-                               Payload{0xFF, 0xF8, 0x79, 0x18, 0, 0}, Payload{0xFF, 0xF8, 0x69, 0x18, 0xFF, 0}}) {
-    const Payload bytes = WriteTrack(*PackagedAudioFormOf(FlacType(FlacHeader(4096))), {{frame, 0, 1}}).Bytes();
+  for (const ByteList& frame : {ByteList{}, ByteList{1, 2, 3, 4, 5}, ByteList{0xFF, 0xF8, 0x09, 0x18, 0, 0},
+                                ByteList{0xFF, 0xF8, 0x79, 0x18, 0, 0}, ByteList{0xFF, 0xF8, 0x69, 0x18, 0xFF, 0}}) {
+    const ByteList bytes = WriteTrack(*PackagedAudioFormOf(FlacType(FlacHeader(4096))), {{frame, 0, 1}}).bytes;
     EXPECT_EQ(BigEndian(&bytes[18], 8) & 0xFFFFFFFFF, 0U);
   }
 }
 
 TEST(FlacWriterTest, EveryCodeOfALengthCounts) {
   struct Case {
-    Payload frame;
+    ByteList frame;
     std::uint64_t length;
   };
   const Case cases[] = {{{0xFF, 0xF8, 0x10, 0, 0}, 192},
@@ -339,42 +331,42 @@ TEST(FlacWriterTest, EveryCodeOfALengthCounts) {
                         {{0xFF, 0xF8, 0x80, 0, 0}, 256},
                         {{0xFF, 0xF8, 0xF0, 0, 0}, 32768}};
   for (const Case& one : cases) {
-    const Payload bytes = WriteTrack(*PackagedAudioFormOf(FlacType(FlacHeader(1))), {{one.frame, 0, 1}}).Bytes();
+    const ByteList bytes = WriteTrack(*PackagedAudioFormOf(FlacType(FlacHeader(1))), {{one.frame, 0, 1}}).bytes;
     EXPECT_EQ(BigEndian(&bytes[18], 8) & 0xFFFFFFFFF, one.length);
   }
 }
 
 TEST(FlacWriterTest, LastWholeHeaderIsMarkedAsTheLast) {
-  Payload cut = FlacHeader(0, 0x03);
+  ByteList cut = FlacHeader(0, 0x03);
   cut.pop_back();
-  const Payload bytes = WriteTrack(*PackagedAudioFormOf(FlacType(cut)), {}).Bytes();
+  const ByteList bytes = WriteTrack(*PackagedAudioFormOf(FlacType(cut)), {}).bytes;
   EXPECT_EQ(bytes.size(), 42U);
   EXPECT_EQ(bytes[4], 0x80);
-  EXPECT_EQ(WriteTrack(*PackagedAudioFormOf(FlacType(StreamInfo(0))), {}).Bytes(), bytes);
+  EXPECT_EQ(WriteTrack(*PackagedAudioFormOf(FlacType(StreamInfo(0))), {}).bytes, bytes);
 }
 
 TEST(FlacWriterTest, HeaderThatIsNoneHasNoForm) {
-  Payload other = FlacHeader(0);
+  ByteList other = FlacHeader(0);
   other[4] = 4;
-  Payload longer = FlacHeader(0);
+  ByteList longer = FlacHeader(0);
   longer[7] = 35;
-  Payload shorter = FlacHeader(0);
+  ByteList shorter = FlacHeader(0);
   shorter.resize(41);
-  for (const Payload& header : {Payload(), Payload(33), Letters("fLaC"), other, longer, shorter}) {
+  for (const ByteList& header : {ByteList(), ByteList(33), Letters("fLaC"), other, longer, shorter}) {
     EXPECT_FALSE(PackagedAudioFormOf(FlacType(header)));
   }
 }
 
 // ---- True Audio.
 
-CMediaType TtaType(const Payload& header = {}, std::uint32_t rate = 48'000, std::uint16_t bits = 16) {
+CMediaType TtaType(const ByteList& header = {}, std::uint32_t rate = 48'000, std::uint16_t bits = 16) {
   return SoundType(SubtypeOf(format_tags::kTta), 1, rate, bits, header);
 }
 
 constexpr std::uint32_t kTtaLength = 50'155;  // 256/245 of 48,000
 
 // Zeros are of 11 bits each at first, then of ever fewer, down to one.
-Payload SilentTtaFrame(std::size_t bytes) { return Payload(bytes + 4); }
+ByteList SilentTtaFrame(std::size_t bytes) { return ByteList(bytes + 4); }
 
 TEST(TtaFrameTest, SilenceIsCountedUpToItsFilling) {
   // The sum of the first parameter shrinks by a sixteenth a value; the bits follow it.
@@ -386,18 +378,18 @@ TEST(TtaFrameTest, SilenceIsCountedUpToItsFilling) {
 
 TEST(TtaFrameTest, FirstValueOfEachKindHasItsBits) {
   // A zero, then ten bits; a one and a zero, then ten bits.
-  EXPECT_EQ(CountTtaFrame(Payload{0xFE, 0x07, 0, 0, 0, 0}, 1, 9).most, 1U);
-  EXPECT_EQ(CountTtaFrame(Payload{0x01, 0x00, 0, 0, 0, 0}, 1, 9).most, 1U);
-  EXPECT_EQ(CountTtaFrame(Payload{0xFE, 0, 0, 0, 0}, 1, 9).most, 0U);
-  EXPECT_EQ(CountTtaFrame(Payload{0xFF, 0xFF, 0, 0, 0, 0}, 1, 9).most, 0U);
-  EXPECT_EQ(CountTtaFrame(Payload{0, 0, 0, 0}, 1, 9).most, 0U);
-  EXPECT_EQ(CountTtaFrame(Payload{0, 0, 0, 0, 0, 0}, 2, 9).most, 0U);
-  EXPECT_EQ(CountTtaFrame(Payload{0, 0, 0, 0, 0, 0, 0}, 2, 9).most, 1U);
+  EXPECT_EQ(CountTtaFrame(ByteList{0xFE, 0x07, 0, 0, 0, 0}, 1, 9).most, 1U);
+  EXPECT_EQ(CountTtaFrame(ByteList{0x01, 0x00, 0, 0, 0, 0}, 1, 9).most, 1U);
+  EXPECT_EQ(CountTtaFrame(ByteList{0xFE, 0, 0, 0, 0}, 1, 9).most, 0U);
+  EXPECT_EQ(CountTtaFrame(ByteList{0xFF, 0xFF, 0, 0, 0, 0}, 1, 9).most, 0U);
+  EXPECT_EQ(CountTtaFrame(ByteList{0, 0, 0, 0}, 1, 9).most, 0U);
+  EXPECT_EQ(CountTtaFrame(ByteList{0, 0, 0, 0, 0, 0}, 2, 9).most, 0U);
+  EXPECT_EQ(CountTtaFrame(ByteList{0, 0, 0, 0, 0, 0, 0}, 2, 9).most, 1U);
 }
 
 TEST(TtaWriterTest, HeaderAndTableComeBeforeTheFrames) {
-  const Payload first(1000, 0x55);
-  const Payload last = {0x01, 0x00, 1, 2, 3, 4};  // one sound
+  const ByteList first(1000, 0x55);
+  const ByteList last = {0x01, 0x00, 1, 2, 3, 4};  // one sound
   const MemoryOutput file = WriteTrack(*PackagedAudioFormOf(TtaType()), {{first, 0, 1}, {last, 1, 2}});
   FormBytes expected;
   expected.Text("TTA1").Little(2, 1).Little(2, 1).Little(2, 16).Little(4, 48'000).Little(4, kTtaLength + 1);
@@ -405,15 +397,15 @@ TEST(TtaWriterTest, HeaderAndTableComeBeforeTheFrames) {
   FormBytes table;
   table.Little(4, 1000).Little(4, 6);
   expected.Append(table.Bytes()).Little(4, crc32(0, table.Bytes().data(), 8)).Append(first).Append(last);
-  EXPECT_EQ(file.Bytes(), expected.Take());
+  EXPECT_EQ(file.bytes, expected.Take());
 }
 
 TEST(TtaWriterTest, TimesTellTheLengthWithinTheFilling) {
-  const Payload frame = SilentTtaFrame(100);
+  const ByteList frame = SilentTtaFrame(100);
   const TtaFrameLength length = CountTtaFrame(frame, 1, kTtaLength);
   const auto sounds = [&](std::int64_t stop) {
-    return LittleEndian(
-        std::span(WriteTrack(*PackagedAudioFormOf(TtaType()), {{frame, 0, stop}}).Bytes()).subspan(14, 4));
+    const MemoryOutput file = WriteTrack(*PackagedAudioFormOf(TtaType()), {{frame, 0, stop}});
+    return LittleEndian(std::span(file.bytes).subspan(14, 4));
   };
   const auto timeOf = [](std::uint32_t count) { return std::int64_t{count} * 10'000'000 / 48'000 + 1; };
   EXPECT_EQ(sounds(timeOf(length.least + 3)), length.least + 3);
@@ -428,9 +420,9 @@ TEST(TtaWriterTest, EmptyStreamIsAHeaderAndAnEmptyTable) {
 
 TEST(TtaWriterTest, HeaderOfTheFileGoesBeforeTheTrack) {
   FormBytes fields;
-  Payload header = fields.Text("TTA1").Little(2, 1).Little(2, 6).Little(2, 24).Little(4, 96'000).Little(8, 0).Take();
-  const Payload bytes = WriteTrack(*PackagedAudioFormOf(TtaType(header)), {}).Bytes();
-  EXPECT_EQ(Payload(bytes.begin(), bytes.begin() + 14), Payload(header.begin(), header.begin() + 14));
+  ByteList header = fields.Text("TTA1").Little(2, 1).Little(2, 6).Little(2, 24).Little(4, 96'000).Little(8, 0).Take();
+  const ByteList bytes = WriteTrack(*PackagedAudioFormOf(TtaType(header)), {}).bytes;
+  EXPECT_EQ(ByteList(bytes.begin(), bytes.begin() + 14), ByteList(header.begin(), header.begin() + 14));
   header[4] = 2;  // encrypted
   EXPECT_FALSE(PackagedAudioFormOf(TtaType(header)));
 }
@@ -446,18 +438,18 @@ TEST(TtaWriterTest, NumbersThatNobodyPlaysHaveNoForm) {
 
 constexpr std::uint32_t kOneBlock = 0x1800;
 
-CMediaType WavPackType(const Payload& version = {0x10, 0x04}) {
+CMediaType WavPackType(const ByteList& version = {0x10, 0x04}) {
   return SoundType(SubtypeOf(format_tags::kWavPack), 2, 48'000, 16, version);
 }
 
-Payload WavPackBlock(std::uint64_t total, std::uint64_t index, std::uint32_t sounds, std::uint32_t flags,
-                     const Payload& data) {
+ByteList WavPackBlock(std::uint64_t total, std::uint64_t index, std::uint32_t sounds, std::uint32_t flags,
+                      const ByteList& data) {
   FormBytes block;
   block.Text("wvpk").Little(4, 24 + data.size()).Little(2, 0x410).Little(1, index >> 32).Little(1, 0).Little(4, total);
   return block.Little(4, index).Little(4, sounds).Little(4, flags).Little(4, 0xC0FFEE).Append(data).Take();
 }
 
-Payload StrippedBlock(std::uint32_t sounds, const Payload& data) {
+ByteList StrippedBlock(std::uint32_t sounds, const ByteList& data) {
   return FormBytes().Little(4, sounds).Little(4, kOneBlock).Little(4, 0xC0FFEE).Append(data).Take();
 }
 
@@ -468,25 +460,25 @@ TEST(WavPackWriterTest, HeadersArePutBackWithTheWholeLengthInTheFirst) {
   FormBytes expected;
   expected.Append(WavPackBlock(1500, 0, 1000, kOneBlock, {0x0A, 1, 2, 3}));
   expected.Append(WavPackBlock(0xFFFFFFFF, 1000, 500, kOneBlock, {0x0A, 0}));
-  EXPECT_EQ(file.Bytes(), expected.Take());
+  EXPECT_EQ(file.bytes, expected.Take());
 }
 
 TEST(WavPackWriterTest, FrameOfSeveralBlocksIsTakenApart) {
   FormBytes frame;
-  frame.Little(4, 700).Little(4, 0x800).Little(4, 0xC0FFEE).Little(4, 2).Append(Payload{0x0A, 0});
-  frame.Little(4, 0x1000).Little(4, 0xC0FFEE).Little(4, 4).Append(Payload{0x0A, 1, 5, 6});
+  frame.Little(4, 700).Little(4, 0x800).Little(4, 0xC0FFEE).Little(4, 2).Append(ByteList{0x0A, 0});
+  frame.Little(4, 0x1000).Little(4, 0xC0FFEE).Little(4, 4).Append(ByteList{0x0A, 1, 5, 6});
   const MemoryOutput file = WriteTrack(*PackagedAudioFormOf(WavPackType()), {{frame.Take(), 0, 1}});
   FormBytes expected;
   expected.Append(WavPackBlock(700, 0, 700, 0x800, {0x0A, 0}))
       .Append(WavPackBlock(700, 0, 700, 0x1000, {0x0A, 1, 5, 6}));
-  EXPECT_EQ(file.Bytes(), expected.Take());
+  EXPECT_EQ(file.bytes, expected.Take());
 }
 
 TEST(WavPackWriterTest, ChecksumOverABlockIsMadeAnew) {
   for (const std::size_t size : {2, 4}) {
-    Payload data = {0x0A, 1, 5, 6, 0x2F, static_cast<std::uint8_t>(size / 2)};
+    ByteList data = {0x0A, 1, 5, 6, 0x2F, static_cast<std::uint8_t>(size / 2)};
     data.resize(data.size() + size);
-    const Payload bytes = WriteTrack(*PackagedAudioFormOf(WavPackType()), {{StrippedBlock(1000, data), 0, 1}}).Bytes();
+    const ByteList bytes = WriteTrack(*PackagedAudioFormOf(WavPackType()), {{StrippedBlock(1000, data), 0, 1}}).bytes;
     std::uint32_t sum = 0xFFFFFFFF;
     for (std::size_t i = 0; i < 36; i += 2) sum = sum * 3 + bytes[i] + bytes[i + 1] * 256U;
     if (size == 2) sum = (sum ^ sum >> 16) & 0xFFFF;
@@ -496,22 +488,22 @@ TEST(WavPackWriterTest, ChecksumOverABlockIsMadeAnew) {
 
 TEST(WavPackWriterTest, BlocksThatAreCutOffAreLeftOut) {
   FormBytes frame;
-  frame.Little(4, 700).Little(4, 0x800).Little(4, 0xC0FFEE).Little(4, 3).Append(Payload{0x0A, 0});
+  frame.Little(4, 700).Little(4, 0x800).Little(4, 0xC0FFEE).Little(4, 3).Append(ByteList{0x0A, 0});
   const std::vector<TimedPayload> samples = {
-      {{}, 0, 1}, {{1, 2, 3}, 0, 1}, {Payload(11), 0, 1}, {Payload(15), 0, 1}, {frame.Take(), 0, 1}};
+      {{}, 0, 1}, {{1, 2, 3}, 0, 1}, {ByteList(11), 0, 1}, {ByteList(15), 0, 1}, {frame.Take(), 0, 1}};
   EXPECT_EQ(WriteTrack(*PackagedAudioFormOf(WavPackType()), samples).Size(), 0U);
 }
 
 TEST(WavPackWriterTest, PartsThatRunPastABlockChangeNothing) {
-  for (const Payload& data :
-       {Payload{0x2F}, Payload{0x2F, 3, 0, 0}, Payload{0xAF, 2, 0}, Payload{0xAF, 2, 0, 9, 1, 1}}) {
+  for (const ByteList& data :
+       {ByteList{0x2F}, ByteList{0x2F, 3, 0, 0}, ByteList{0xAF, 2, 0}, ByteList{0xAF, 2, 0, 9, 1, 1}}) {
     const MemoryOutput file = WriteTrack(*PackagedAudioFormOf(WavPackType()), {{StrippedBlock(8, data), 0, 1}});
-    EXPECT_EQ(file.From(32), data);
+    EXPECT_EQ(ByteList(file.bytes.begin() + 32, file.bytes.end()), data);
   }
 }
 
 TEST(WavPackWriterTest, VersionThatIsNoneHasNoForm) {
-  for (const Payload& version : {Payload(), Payload{0x10}, Payload{0x01, 0x04}, Payload{0x11, 0x04}}) {
+  for (const ByteList& version : {ByteList(), ByteList{0x10}, ByteList{0x01, 0x04}, ByteList{0x11, 0x04}}) {
     EXPECT_FALSE(PackagedAudioFormOf(WavPackType(version)));
   }
 }

@@ -12,13 +12,6 @@
 namespace vantor::tools {
 namespace {
 
-using test::Letters;
-using test::MemoryOutput;
-using test::Payload;
-using test::SubtitleType;
-using test::TimedPayload;
-using test::WriteTrack;
-
 constexpr std::int64_t kSecond = 10'000'000;
 
 TimedPayload Shown(std::string_view text, std::int64_t start, std::int64_t stop) {
@@ -66,7 +59,7 @@ TEST(SubRipWriterTest, TimesOutsideOfAllFilesStayNumbers) {
 TEST(SubRipWriterTest, SampleWithoutATimeIsLeftOut) {
   MemoryOutput out;
   const std::unique_ptr<TrackWriter> writer = SubtitleFormOf(SubtitleType(kSubtypeUtf8, ""))->make(out, nullptr);
-  const Payload text = Letters("a");
+  const ByteList text = Letters("a");
   writer->Write({.payload = text, .start = std::nullopt, .stop = std::nullopt});
   writer->Finish();
   EXPECT_EQ(out.Size(), 0U);
@@ -156,8 +149,8 @@ TEST(SubStationWriterTest, ScriptWithoutInformationHasNoForm) {
 
 constexpr std::string_view kIndexLines = "size: 720x576\npalette: 000000, ffffff\n";
 
-Payload Picture(std::size_t size) {
-  Payload picture(size);
+ByteList Picture(std::size_t size) {
+  ByteList picture(size);
   for (std::size_t i = 0; i < size; ++i) picture[i] = static_cast<std::uint8_t>(i * 7);
   StoreBigEndian(picture.data(), 2, size);
   StoreBigEndian(&picture[2], 2, size / 2);
@@ -165,7 +158,7 @@ Payload Picture(std::size_t size) {
 }
 
 struct ReadSector {
-  Payload picture;
+  ByteList picture;
   std::int64_t time = -1;
 };
 
@@ -214,9 +207,9 @@ TEST(VobSubWriterTest, PicturesOfEverySizeFillWholeSectors) {
     WriteTrack(*SubtitleFormOf(SubtitleType(kSubtypeVobSub, kIndexLines)), {{Picture(size), 5 * kSecond, 0}},
                &pictures);
     ASSERT_EQ(pictures.Size() % 2048, 0U) << size;
-    Payload whole;
+    ByteList whole;
     for (std::size_t at = 0; at < pictures.Size(); at += 2048) {
-      const ReadSector read = ReadPack(std::span(pictures.Bytes()).subspan(at, 2048));
+      const ReadSector read = ReadPack(std::span(pictures.bytes).subspan(at, 2048));
       EXPECT_EQ(read.time, at == 0 ? 5 * 90'000 : -1) << size;
       whole.insert(whole.end(), read.picture.begin(), read.picture.end());
     }
@@ -228,13 +221,13 @@ TEST(VobSubWriterTest, TimesOfManyHoursKeepTheirBits) {
   MemoryOutput pictures;
   WriteTrack(*SubtitleFormOf(SubtitleType(kSubtypeVobSub, kIndexLines)), {{Picture(9), 80'000 * kSecond, 0}},
              &pictures);
-  EXPECT_EQ(ReadPack(pictures.Bytes()).time, std::int64_t{80'000} * 90'000);
+  EXPECT_EQ(ReadPack(pictures.bytes).time, std::int64_t{80'000} * 90'000);
 }
 
 TEST(VobSubWriterTest, SamplesThatAreNoPictureAreLeftOut) {
-  Payload shorter = Picture(100);
+  ByteList shorter = Picture(100);
   shorter.pop_back();
-  Payload outside = Picture(100);
+  ByteList outside = Picture(100);
   outside[3] = 100;
   MemoryOutput pictures;
   WriteTrack(*SubtitleFormOf(SubtitleType(kSubtypeVobSub, kIndexLines)),
@@ -269,9 +262,9 @@ TEST(PgsWriterTest, EverySegmentHasAHeaderWithItsTime) {
   const MemoryOutput file = WriteTrack(*SubtitleFormOf(SubtitleType(kSubtypePgs, "")),
                                        {{{0x16, 0, 2, 1, 2, 0x80, 0, 0}, 2 * kSecond, 3 * kSecond}});
   FormBytes expected;
-  expected.Text("PG").Big(4, 180'000).Big(4, 0).Append(Payload{0x16, 0, 2, 1, 2});
-  expected.Text("PG").Big(4, 180'000).Big(4, 0).Append(Payload{0x80, 0, 0});
-  EXPECT_EQ(file.Bytes(), expected.Take());
+  expected.Text("PG").Big(4, 180'000).Big(4, 0).Append(ByteList{0x16, 0, 2, 1, 2});
+  expected.Text("PG").Big(4, 180'000).Big(4, 0).Append(ByteList{0x80, 0, 0});
+  EXPECT_EQ(file.bytes, expected.Take());
 }
 
 TEST(PgsWriterTest, SegmentThatIsCutOffIsLeftOut) {

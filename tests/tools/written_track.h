@@ -18,38 +18,18 @@
 #include "published/media_guids.h"
 #include "tools/form_bytes.h"
 #include "tools/little_endian.h"
+#include "tools/track_form_types.h"
 #include "tools/track_writer.h"
 
-namespace vantor::tools::test {
-
-using Payload = std::vector<std::uint8_t>;
-
-class MemoryOutput final : public OutputBytes {
- public:
-  void Append(std::span<const std::uint8_t> bytes) override { bytes_.insert(bytes_.end(), bytes.begin(), bytes.end()); }
-  void Replace(std::uint64_t offset, std::span<const std::uint8_t> bytes) override {
-    ASSERT_LE(offset + bytes.size(), bytes_.size());
-    std::copy(bytes.begin(), bytes.end(), bytes_.begin() + static_cast<std::ptrdiff_t>(offset));
-  }
-  std::uint64_t Size() const override { return bytes_.size(); }
-
-  const Payload& Bytes() const noexcept { return bytes_; }
-  std::string Text() const { return {bytes_.begin(), bytes_.end()}; }
-  Payload From(std::size_t offset) const {
-    return {bytes_.begin() + static_cast<std::ptrdiff_t>(offset), bytes_.end()};
-  }
-
- private:
-  Payload bytes_;
-};
+namespace vantor::tools {
 
 struct TimedPayload {
-  Payload bytes;
+  ByteList bytes;
   std::int64_t start = 0;
   std::int64_t stop = 0;
 };
 
-inline Payload Letters(std::string_view text) { return {text.begin(), text.end()}; }
+inline ByteList Letters(std::string_view text) { return {text.begin(), text.end()}; }
 
 inline MemoryOutput WriteTrack(const TrackForm& form, const std::vector<TimedPayload>& samples,
                                MemoryOutput* companion = nullptr) {
@@ -63,7 +43,7 @@ inline MemoryOutput WriteTrack(const TrackForm& form, const std::vector<TimedPay
 }
 
 inline CMediaType SoundType(const GUID& subtype, std::uint16_t channels, std::uint32_t rate, std::uint16_t bits,
-                            const Payload& privateData) {
+                            const ByteList& privateData) {
   CMediaType type(&MEDIATYPE_Audio);
   type.SetSubtype(&subtype);
   EXPECT_EQ(MakeFormatBlock(type, FORMAT_WaveFormatEx, sizeof(WAVEFORMATEX) + privateData.size()), S_OK);
@@ -88,4 +68,4 @@ inline CMediaType SubtitleType(const GUID& subtype, std::string_view privateData
   return type;
 }
 
-}  // namespace vantor::tools::test
+}  // namespace vantor::tools

@@ -15,8 +15,8 @@ struct PagedPacket {
   bool endsPage = false;
 };
 
-test::Payload FilledPacket(std::size_t size) {
-  test::Payload packet(size);
+ByteList FilledPacket(std::size_t size) {
+  ByteList packet(size);
   for (std::size_t i = 0; i < size; ++i) packet[i] = static_cast<std::uint8_t>(i * 31 + size);
   return packet;
 }
@@ -28,7 +28,7 @@ class LibOggStream {
   LibOggStream(const LibOggStream&) = delete;
   LibOggStream& operator=(const LibOggStream&) = delete;
 
-  void Put(test::Payload packet, std::int64_t position, bool isLast) {
+  void Put(ByteList packet, std::int64_t position, bool isLast) {
     ogg_packet given{};
     given.packet = packet.data();
     given.bytes = static_cast<long>(packet.size());
@@ -36,7 +36,7 @@ class LibOggStream {
     given.granulepos = position;
     ogg_stream_packetin(&stream_, &given);
   }
-  void TakePages(test::Payload& file) {
+  void TakePages(ByteList& file) {
     constexpr int kNoSmallPages = 0x10000;
     ogg_page page;
     while (ogg_stream_flush_fill(&stream_, &page, kNoSmallPages) != 0) {
@@ -51,10 +51,10 @@ class LibOggStream {
 
 void ExpectSameFile(const std::vector<PagedPacket>& packets) {
   constexpr int kSerial = 0x12345678;
-  test::MemoryOutput file;
+  MemoryOutput file;
   OggPages pages(file, kSerial);
   LibOggStream theirs(kSerial);
-  test::Payload expected;
+  ByteList expected;
   std::int64_t position = 0;
   for (std::size_t i = 0; i < packets.size(); ++i) {
     const bool isLast = i + 1 == packets.size();
@@ -65,7 +65,7 @@ void ExpectSameFile(const std::vector<PagedPacket>& packets) {
     if (packets[i].endsPage || isLast) theirs.TakePages(expected);
   }
   pages.End();
-  EXPECT_EQ(file.Bytes(), expected);
+  EXPECT_EQ(file.bytes, expected);
 }
 
 TEST(LibOggTest, PacketsOfEverySizeAroundASegment) {
