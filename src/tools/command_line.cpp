@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "tools/command_words.h"
 #include "tools/time_text.h"
 
 namespace vantor::tools {
@@ -194,7 +195,7 @@ std::optional<SeekRequest> ParseSeek(const std::string& text) {
 }
 
 // Numbers with a form of their own are taken as text and read here, where the message can say what was wanted.
-ParseResult ParseCommandLine(int argc, const char* const* argv) {
+ParseResult ParseCommandLine(int argc, const char* const* argv, CommandWords* words) {
   CLI::App app(kAbout, "vantor-mkv");
   Options options;
   std::string seek;
@@ -234,6 +235,10 @@ ParseResult ParseCommandLine(int argc, const char* const* argv) {
   AddAttachments(app, options);
   AddChapters(app, options);
 
+  if (words != nullptr) {
+    *words = WordsOf(app);
+    return {};
+  }
   const std::string help = app.help();  // later it would be that of the command given
   try {
     app.parse(argc, argv);
@@ -288,6 +293,12 @@ ParseResult ParseCommandLine(int argc, const char* const* argv) {
   ParseResult result;
   result.options = std::move(options);
   return result;
+}
+
+CommandWords DescribeCommandLine() {
+  CommandWords words;
+  ParseCommandLine(0, nullptr, &words);
+  return words;
 }
 
 }  // namespace vantor::tools

@@ -76,7 +76,9 @@ struct ParseResult {
   std::string message;
 };
 
-ParseResult ParseCommandLine(int argc, const char* const* argv);
+// With words given, these are filled with what there is, and nothing is parsed (DescribeCommandLine).
+struct CommandWords;
+ParseResult ParseCommandLine(int argc, const char* const* argv, CommandWords* words = nullptr);
 
 // START or START:STOP, both whole numbers; nothing when the text is anything else.
 std::optional<SeekRequest> ParseSeek(const std::string& text);
