@@ -28,6 +28,7 @@ ARROWS = {
     "filter": ["streaming"],
     "component": ["filter"],
     "host": ["baseclasses", "published"],
+    "hosting": ["host", "diag"],
     "tools": ["host", "mediatypes"],
     "precompiled": ["platform"],
 }

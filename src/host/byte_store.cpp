@@ -102,6 +102,22 @@ std::shared_ptr<ByteStore> LoadIntoMemory(const std::string& path, FileError& er
 
 }  // namespace
 
+HRESULT ResultOf(FileError error) noexcept {
+  switch (error) {
+    case FileError::kNone:
+      return S_OK;
+    case FileError::kMissing:
+      return HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND);
+    case FileError::kDirectory:
+    case FileError::kDenied:
+      return HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED);
+    case FileError::kPipe:
+    case FileError::kOther:
+      break;
+  }
+  return HRESULT_FROM_WIN32(ERROR_OPEN_FAILED);
+}
+
 bool ByteStore::ReadFrom(const platform::ReadableFile& file, std::int64_t position, void* buffer,
                          std::size_t size) noexcept {
   ReadFailure failure;

@@ -25,12 +25,16 @@
 #include <vector>
 
 #include "platform/apart.h"
+#include "platform/com.h"
 #include "platform/lock.h"
 #include "platform/mapped_file.h"
 
 namespace vantor {
 
 using platform::FileError;
+
+// What a file that could not be opened gives as a result: the system's code for it (HRESULT_FROM_WIN32).
+HRESULT ResultOf(FileError error) noexcept;
 
 enum class ReadFault {
   kSystem,    // the system failed the read
@@ -54,6 +58,11 @@ class ByteStore {
   // Copies exactly size bytes from the position; the range must lie within Length(). False, with the buffer's content
   // unspecified, when the bytes cannot be had.
   virtual bool Read(std::int64_t position, void* buffer, std::size_t size) noexcept = 0;
+
+  // From BeginFlush to EndFlush reads that would wait for bytes fail instead, those that wait already included. For
+  // stores whose reads can wait.
+  virtual void BeginFlush() noexcept {}
+  virtual void EndFlush() noexcept {}
 
   // The bytes themselves, where they lie in memory. Copying out of them needs no call; what it does not do, Read does.
   const platform::ResidentBytes& Resident() const noexcept { return resident_; }

@@ -1,6 +1,7 @@
 #include "host/component.h"
 
 #include <array>
+#include <cstddef>
 #include <filesystem>
 #include <system_error>
 #include <type_traits>
@@ -15,6 +16,14 @@ namespace {
 using FileNames = std::array<const char*, 2>;
 constexpr FileNames kFileNames = {"libvantormkv.so", "vantormkv.ax"};
 constexpr FileNames kCompleteFileNames = {"libvantormkv-complete.so", "vantormkv-complete.ax"};
+
+// Where it lies, from the folder of the program or library: beside it, as it is built; installed, in a folder of its
+// own for which the build gives the ways from programs and from libraries.
+#if defined(VANTOR_INSTALLED_FOR_PROGRAMS)
+constexpr std::array<const char*, 3> kFolders = {"", VANTOR_INSTALLED_FOR_PROGRAMS, VANTOR_INSTALLED_FOR_LIBRARIES};
+#else
+constexpr std::array<const char*, 1> kFolders = {""};
+#endif
 
 }  // namespace
 
@@ -39,14 +48,20 @@ std::unique_ptr<Component> Component::Load(const std::string& path, std::string&
 
 std::unique_ptr<Component> Component::LoadBesideProgram(std::string& error, const ComponentIdentity& identity) {
   const FileNames& names = SameGuid(identity.classId, kMkvDmxComplete.classId) ? kCompleteFileNames : kFileNames;
-  const std::filesystem::path folder = platform::ToPath(ModulePath()).parent_path();
-  for (const char* name : names) {
-    std::error_code ignored;
-    if (std::filesystem::exists(folder / name, ignored)) {
-      return Load(platform::FromPath(folder / name), error);
+  const std::filesystem::path here = platform::ToPath(ModulePath()).parent_path();
+  for (const char* folder : kFolders) {
+    for (const char* name : names) {
+      const std::filesystem::path file = (here / folder).lexically_normal() / name;
+      std::error_code ignored;
+      if (std::filesystem::exists(file, ignored)) {
+        return Load(platform::FromPath(file), error);
+      }
     }
   }
-  error = "no component (" + std::string(names[0]) + " or " + names[1] + ") in " + platform::FromPath(folder);
+  error = "no component (" + std::string(names[0]) + " or " + names[1] + ") in " + platform::FromPath(here);
+  for (std::size_t number = 1; number < kFolders.size(); ++number) {
+    error += " or " + platform::FromPath((here / kFolders[number]).lexically_normal());
+  }
   return nullptr;
 }
 

@@ -27,7 +27,8 @@ class Component {
   // The path is a whole one; without a folder the system looks for it where it looks for libraries. Null, with one line
   // in words in error, when the library or one of its entry points cannot be had.
   static std::unique_ptr<Component> Load(const std::string& path, std::string& error);
-  // Loads the component of that identity that lies beside the running program, or beside the library this code is in.
+  // Loads the component of that identity that lies beside the running program or the library this code is in, or else
+  // where it is installed with them.
   static std::unique_ptr<Component> LoadBesideProgram(std::string& error, const ComponentIdentity& identity = kMkvDmx);
 
   Component(GetClassObjectFunction getClassObject, CanUnloadNowFunction canUnloadNow) noexcept;

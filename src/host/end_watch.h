@@ -10,11 +10,10 @@
 #include <optional>
 #include <vector>
 
+#include "host/wait_result.h"
 #include "platform/lock.h"
 
 namespace vantor {
-
-enum class WaitResult { kEnded, kFailed, kCancelled, kTimedOut };
 
 // All members may be called from any thread.
 class EndWatch {

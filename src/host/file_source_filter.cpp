@@ -13,22 +13,6 @@ namespace {
 // {6B1D2C60-52A5-4F0E-9C0B-3D5A3B0E7B41}
 constexpr GUID kFileSourceClassId = {0x6B1D2C60, 0x52A5, 0x4F0E, {0x9C, 0x0B, 0x3D, 0x5A, 0x3B, 0x0E, 0x7B, 0x41}};
 
-HRESULT ResultOf(FileError error) noexcept {
-  switch (error) {
-    case FileError::kNone:
-      return S_OK;
-    case FileError::kMissing:
-      return HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND);
-    case FileError::kDirectory:
-    case FileError::kDenied:
-      return HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED);
-    case FileError::kPipe:
-    case FileError::kOther:
-      break;
-  }
-  return HRESULT_FROM_WIN32(ERROR_OPEN_FAILED);
-}
-
 }  // namespace
 
 FileSourceFilter* FileSourceFilter::Create() noexcept {

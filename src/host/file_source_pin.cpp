@@ -53,6 +53,8 @@ HRESULT FileSourcePin::GetMediaType(int position, CMediaType* type) {
 }
 
 STDMETHODIMP FileSourcePin::BeginFlush() {
+  // First: a queued request is read without the lock, and what it waits for is let go here.
+  if (bytes_) bytes_->BeginFlush();
   const LockScope hold(requestLock_);
   flushing_ = true;
   requestReady_.NotifyAll();
@@ -62,6 +64,7 @@ STDMETHODIMP FileSourcePin::BeginFlush() {
 STDMETHODIMP FileSourcePin::EndFlush() {
   const LockScope hold(requestLock_);
   flushing_ = false;
+  if (bytes_) bytes_->EndFlush();
   return S_OK;
 }
 

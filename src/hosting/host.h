@@ -1,0 +1,94 @@
+// Host: the demultiplexer in a program of your own. It loads a component, gives it the bytes of a ByteSource and hands
+// what it delivers to SampleListeners.
+//
+//   std::string error;
+//   const std::unique_ptr<Host> host = Host::Load(kMkvDmx, "", error);
+//   if (!host || FAILED(host->Open(source, "movie.mkv"))) return false;
+//   for (std::size_t stream = 0; stream < host->StreamCount(); ++stream) host->Connect(stream, listener);
+//   host->Run();
+//   host->Wait();       // every connected stream has ended
+//   host->Stop();
+//
+// Samples come as fast as the listeners take them, unpaced, on threads of the component: the graph has no clock.
+//
+// One thread owns a Host; Wait, Cancel and EventCount may be called from any. No member throws. Everything taken from a
+// Host (pins, interfaces, samples) is released before the Host goes.
+//
+// What is stable, for as long as the library's file ends in .so.1: this class, ByteSource and SampleListener, as
+// compiled; more members may come behind the others, none goes or moves. The interfaces and identifiers in com.h,
+// component.h, media_guids.h, subtype_codes.h and format_blocks.h are published ones, and never change. Whatever else a
+// header declares, and what the component is like inside, may change with every version.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "host/sample_listener.h"
+#include "host/wait_result.h"
+#include "hosting/byte_source.h"
+#include "platform/com.h"
+#include "published/component.h"
+
+#define VANTOR_MKV_API __attribute__((visibility("default")))
+
+namespace vantor {
+
+class VANTOR_MKV_API Host {
+ public:
+  // Loads the component of that identity, kMkvDmx or kMkvDmxComplete: from the path, or without one that which is
+  // installed with this library. Null, with one line in words in error, when it cannot be had.
+  static std::unique_ptr<Host> Load(const ComponentIdentity& identity, const std::string& path,
+                                    std::string& error) noexcept;
+  ~Host();
+  Host(const Host&) = delete;
+  Host& operator=(const Host&) = delete;
+
+  // The component reads the headers here, on this thread, and has its streams afterwards. The name is the file's, as
+  // the component is told it; it looks beside a file for side files. Once for each Host.
+  HRESULT Open(std::shared_ptr<ByteSource> source, const std::string& name) noexcept;
+  HRESULT OpenFile(const std::string& path) noexcept;
+
+  // The streams, numbered from 0, and their media types, the first of which is the one that Connect takes. What is
+  // returned stays the Host's; a number that there is not gives null.
+  std::size_t StreamCount() const noexcept;
+  const char* StreamName(std::size_t stream) const noexcept;  // in UTF-8
+  std::size_t TypeCount(std::size_t stream) const noexcept;
+  const AM_MEDIA_TYPE* Type(std::size_t stream, std::size_t number = 0) const noexcept;
+
+  // Puts a sink behind the stream. A stream without one is not delivered.
+  HRESULT Connect(std::size_t stream, std::shared_ptr<SampleListener> listener) noexcept;
+
+  HRESULT Pause() noexcept;
+  HRESULT Run() noexcept;
+  // Returns when the component's threads have ended; everything that was delivered has then reached the listeners.
+  HRESULT Stop() noexcept;
+  // Waits until every connected stream has ended, also for an error, Cancel is called, or the time is over.
+  WaitResult Wait(std::optional<std::chrono::milliseconds> limit = std::nullopt) noexcept;
+  // Ends a Wait, now or the next one. Safe from any thread; not from a signal handler.
+  void Cancel() noexcept;
+  // How often the component has announced an event: EC_ERRORABORT, an error that ended a stream, or
+  // EC_STREAM_ERROR_STILLPLAYING, a frame that was lost. From any thread.
+  std::uint64_t EventCount(long code) const noexcept;
+
+  // The component's own interfaces, for what is not here: the filter, a stream's pin, seeking by the first stream. Null
+  // when there is none. No reference is added.
+  IBaseFilter* Filter() const noexcept;
+  IPin* Pin(std::size_t stream) const noexcept;
+  IMediaSeeking* Seeking() const noexcept;
+
+  // Names for people: of the codec that a subtype stands for, null when it has none; of a result, which the thread's
+  // next look-up overwrites.
+  static const char* CodecName(const GUID& subtype) noexcept;
+  static const char* ResultName(HRESULT result) noexcept;
+
+ private:
+  class Inside;
+  explicit Host(std::unique_ptr<Inside> inside) noexcept;
+  std::unique_ptr<Inside> inside_;
+};
+
+}  // namespace vantor
