@@ -120,7 +120,8 @@ bool Play(const std::shared_ptr<Download>& download) {
   for (std::size_t stream = 0; stream < counters.size(); ++stream) {
     std::printf("%s: %lu samples\n", host->StreamName(stream), counters[stream]->Samples());
   }
-  return host->EventCount(EC_ERRORABORT) == 0;
+  if (host->ReadFailed()) std::fprintf(stderr, "custom_source: the bytes ended early\n");
+  return !host->ReadFailed() && host->EventCount(EC_ERRORABORT) == 0;
 }
 
 }  // namespace

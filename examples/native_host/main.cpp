@@ -58,9 +58,10 @@ class Printer : public vantor::SampleListener {
     REFERENCE_TIME start = 0;
     REFERENCE_TIME stop = 0;
     const bool timed = SUCCEEDED(sample->GetTime(&start, &stop));
-    std::printf("%zu: %ld bytes", stream_, static_cast<long>(sample->GetActualDataLength()));
-    if (timed) std::printf(" at %.3f s", static_cast<double>(start) / 1e7);  // times are in units of 100 ns
-    std::printf("%s\n", sample->IsSyncPoint() == S_OK ? ", a key frame" : "");
+    const std::string at = timed ? " at " + std::to_string(start / 10000) + " ms" : "";  // times are in units of 100 ns
+    // One call, so that the lines of other streams do not come between.
+    std::printf("%zu: %ld bytes%s%s\n", stream_, static_cast<long>(sample->GetActualDataLength()), at.c_str(),
+                sample->IsSyncPoint() == S_OK ? ", a key frame" : "");
     ++samples_;
     return S_OK;
   }
@@ -108,5 +109,5 @@ int main(int argc, char** argv) {
   if (const HRESULT hr = host->Run(); FAILED(hr)) return Fail("running", hr);
   host->Wait();
   host->Stop();
-  return host->EventCount(EC_ERRORABORT) == 0 ? 0 : 1;
+  return host->ReadFailed() || host->EventCount(EC_ERRORABORT) > 0 ? 1 : 0;
 }

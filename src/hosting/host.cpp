@@ -1,5 +1,6 @@
 #include "hosting/host.h"
 
+#include <atomic>
 #include <filesystem>
 #include <new>
 #include <system_error>
@@ -26,12 +27,25 @@ class SourceStore final : public ByteStore {
       : source_(std::move(source)), length_(source_->Length()) {}
   std::int64_t Length() const noexcept override { return length_; }
   bool Read(std::int64_t position, void* buffer, std::size_t size) noexcept override {
-    return source_->Read(position, buffer, size) || Fail({ReadFault::kSystem, position, 0});
+    const unsigned before = flushChanges_;
+    if (source_->Read(position, buffer, size)) {
+      return true;
+    }
+    // Let go by a flush, now or a moment ago, it has told nothing of the bytes.
+    const bool flushed = before % 2 != 0 || before != flushChanges_;
+    return flushed ? false : Fail({ReadFault::kSystem, position, 0});
   }
-  void BeginFlush() noexcept override { source_->BeginFlush(); }
-  void EndFlush() noexcept override { source_->EndFlush(); }
+  void BeginFlush() noexcept override {
+    ++flushChanges_;
+    source_->BeginFlush();
+  }
+  void EndFlush() noexcept override {
+    source_->EndFlush();
+    ++flushChanges_;
+  }
 
  private:
+  std::atomic<unsigned> flushChanges_{0};  // odd during a flush
   const std::shared_ptr<ByteSource> source_;
   const std::int64_t length_;
 };
@@ -47,6 +61,7 @@ class Host::Inside {
       return VFW_E_WRONG_STATE;
     }
     opened = true;
+    store = bytes;
     const HRESULT hr = graph.ConnectInput(std::move(bytes), Utf8ToWide(name));
     if (FAILED(hr)) {
       return hr;
@@ -62,6 +77,7 @@ class Host::Inside {
 
   // In the order in which they are let go, from the last: the component when nothing of it is alive.
   std::unique_ptr<Component> component;
+  std::shared_ptr<ByteStore> store;
   Graph graph;
   ComPtr<IMediaSeeking> seeking;
   std::vector<std::string> names;
@@ -151,6 +167,8 @@ HRESULT Host::Stop() noexcept {
 WaitResult Host::Wait(std::optional<std::chrono::milliseconds> limit) noexcept { return inside_->graph.Wait(limit); }
 
 void Host::Cancel() noexcept { inside_->graph.Cancel(); }
+
+bool Host::ReadFailed() const noexcept { return inside_->store && inside_->store->FirstFailure(); }
 
 std::uint64_t Host::EventCount(long code) const noexcept {
   std::uint64_t count = 0;

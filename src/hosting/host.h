@@ -11,8 +11,8 @@
 //
 // Samples come as fast as the listeners take them, unpaced, on threads of the component: the graph has no clock.
 //
-// One thread owns a Host; Wait, Cancel and EventCount may be called from any. No member throws. Everything taken from a
-// Host (pins, interfaces, samples) is released before the Host goes.
+// One thread owns a Host; Wait, Cancel, ReadFailed and EventCount may be called from any. No member throws. Everything
+// taken from a Host (pins, interfaces, samples) is released before the Host goes.
 //
 // What is stable, for as long as the library's file ends in .so.1: this class, ByteSource and SampleListener, as
 // compiled; more members may come behind the others, none goes or moves. The interfaces and identifiers in com.h,
@@ -70,6 +70,9 @@ class VANTOR_MKV_API Host {
   WaitResult Wait(std::optional<std::chrono::milliseconds> limit = std::nullopt) noexcept;
   // Ends a Wait, now or the next one. Safe from any thread; not from a signal handler.
   void Cancel() noexcept;
+  // Whether a read has failed, other than in a flush. The streams then end early, like those of a file that was cut
+  // off, and need not end with an error.
+  bool ReadFailed() const noexcept;
   // How often the component has announced an event: EC_ERRORABORT, an error that ended a stream, or
   // EC_STREAM_ERROR_STILLPLAYING, a frame that was lost. From any thread.
   std::uint64_t EventCount(long code) const noexcept;
