@@ -37,3 +37,5 @@ build_packages=(cmake ninja-build g++ libwine-dev libfmt-dev nlohmann-json3-dev 
 # For the cross builds, and for packing what they gave.
 windows_packages=(g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix mingw-w64-tools libz-mingw-w64-dev)
 package_packages=(nsis zip binutils-mingw-w64-x86-64 binutils-mingw-w64-i686)
+# For packing the native build.
+native_package_packages=(binutils xz-utils dpkg-dev)
