@@ -1,6 +1,4 @@
 // WaitResult: what ended the waiting for a graph's streams.
-//
-//   if (graph.Wait() == WaitResult::kEnded) graph.Stop();
 #pragma once
 
 namespace vantor {

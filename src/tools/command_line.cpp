@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-#include "tools/command_words.h"
+#include "tools/command_walk.h"
 #include "tools/time_text.h"
 
 namespace vantor::tools {

@@ -2,15 +2,11 @@
 // are all made of, so that none of them can fall behind.
 //
 //   const CommandWords tool = DescribeCommandLine();
-//   for (const CommandWords& command : tool.commands) Use(command.name, command.about);
+//   for (const CommandWords& command : tool.commands) std::puts(command.name.c_str());
 #pragma once
 
 #include <string>
 #include <vector>
-
-namespace CLI {
-class App;
-}  // namespace CLI
 
 namespace vantor::tools {
 
@@ -36,7 +32,5 @@ struct CommandWords {
 
 // Of the whole tool.
 CommandWords DescribeCommandLine();
-// Of one command line as it is declared; what it hides is left out.
-CommandWords WordsOf(const CLI::App& app);
 
 }  // namespace vantor::tools

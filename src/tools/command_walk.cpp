@@ -1,6 +1,5 @@
-#include "tools/command_words.h"
+#include "tools/command_walk.h"
 
-#include <CLI/CLI.hpp>
 #include <string_view>
 
 namespace vantor::tools {
