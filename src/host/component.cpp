@@ -47,6 +47,11 @@ std::unique_ptr<Component> Component::Load(const std::string& path, std::string&
 }
 
 std::unique_ptr<Component> Component::LoadBesideProgram(std::string& error, const ComponentIdentity& identity) {
+  const std::string path = PathBesideProgram(error, identity);
+  return path.empty() ? nullptr : Load(path, error);
+}
+
+std::string Component::PathBesideProgram(std::string& error, const ComponentIdentity& identity) {
   const FileNames& names = SameGuid(identity.classId, kMkvDmxComplete.classId) ? kCompleteFileNames : kFileNames;
   const std::filesystem::path here = platform::ToPath(ModulePath()).parent_path();
   for (const char* folder : kFolders) {
@@ -54,7 +59,7 @@ std::unique_ptr<Component> Component::LoadBesideProgram(std::string& error, cons
       const std::filesystem::path file = (here / folder).lexically_normal() / name;
       std::error_code ignored;
       if (std::filesystem::exists(file, ignored)) {
-        return Load(platform::FromPath(file), error);
+        return platform::FromPath(file);
       }
     }
   }
@@ -62,7 +67,7 @@ std::unique_ptr<Component> Component::LoadBesideProgram(std::string& error, cons
   for (std::size_t number = 1; number < kFolders.size(); ++number) {
     error += " or " + platform::FromPath((here / kFolders[number]).lexically_normal());
   }
-  return nullptr;
+  return {};
 }
 
 Component::Component(GetClassObjectFunction getClassObject, CanUnloadNowFunction canUnloadNow) noexcept

@@ -31,6 +31,9 @@ class Component {
   // where it is installed with them.
   static std::unique_ptr<Component> LoadBesideProgram(std::string& error, const ComponentIdentity& identity = kMkvDmx);
 
+  // Where that one lies; empty, with one line in words in error, when there is none.
+  static std::string PathBesideProgram(std::string& error, const ComponentIdentity& identity = kMkvDmx);
+
   Component(GetClassObjectFunction getClassObject, CanUnloadNowFunction canUnloadNow) noexcept;
   ~Component();
   Component(const Component&) = delete;

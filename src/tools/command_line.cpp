@@ -35,6 +35,7 @@ constexpr const char* kAbout =
     "  vantor-mkv samples movie.mkv                 every sample, as JSON Lines\n"
     "  vantor-mkv samples --seek 50000000 a.mkv     from 5 seconds on (100 ns units)\n"
     "  vantor-mkv samples --seek 0:20000000 a.mkv   the first 2 seconds\n"
+    "  vantor-mkv doctor                            whether the component is there, works and is registered\n"
     "\n"
     "Exit status: 0 done, 1 the file was refused, or the filter announced an error or lost frames, or check found\n"
     "errors, 2 wrong use, no component, or a fault of the system: a read that failed, no memory, output that cannot\n"
@@ -152,6 +153,12 @@ std::string CommandsText(const CLI::App& app) {
   return fmt::format("{} or {}", fmt::join(names, ", "), last);
 }
 
+void AddDoctor(CLI::App& app, Options& options) {
+  CLI::App* doctor = app.add_subcommand("doctor", "Whether the component is there, works and is registered");
+  doctor->add_flag("--json", options.json, "Print one JSON object");
+  doctor->parse_complete_callback([&options] { options.command = Command::kDoctor; });
+}
+
 ParseResult Stop(int status, std::string message) {
   ParseResult result;
   result.exitStatus = status;
@@ -234,6 +241,7 @@ ParseResult ParseCommandLine(int argc, const char* const* argv, CommandWords* wo
 
   AddAttachments(app, options);
   AddChapters(app, options);
+  AddDoctor(app, options);
 
   if (words != nullptr) {
     *words = WordsOf(app);

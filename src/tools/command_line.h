@@ -23,7 +23,7 @@ inline constexpr int kExitRefused =
 inline constexpr int kExitUsage = 2;          // bad options, an unreadable path, no component, a fault of the system
 inline constexpr int kExitInterrupted = 130;  // as shells say it
 
-enum class Command { kInfo, kCheck, kSamples, kPlay, kExtract, kAttachments, kChapters };
+enum class Command { kInfo, kCheck, kSamples, kPlay, kExtract, kAttachments, kChapters, kDoctor };
 
 enum class ChapterFormat { kText, kXml, kMetadata };
 

@@ -26,6 +26,8 @@ int RunCommand(const Options& options, std::FILE* out, std::FILE* messages) {
       return RunAttachments(options, out, messages);
     case Command::kChapters:
       return RunChapters(options, out, messages);
+    case Command::kDoctor:
+      return RunDoctor(options, out, messages);
   }
   return kExitUsage;
 }

@@ -1,0 +1,7 @@
+#include "platform/installed_classes.h"
+
+namespace vantor::platform {
+
+InstalledClasses* SystemClasses() { return nullptr; }
+
+}  // namespace vantor::platform
