@@ -42,7 +42,7 @@ void FindInRefused(Session& session, const CheckDepth& depth, Findings& findings
   }
 }
 
-int FindInOpened(Session& session, const CheckDepth& depth, Findings& findings) {
+int FindInOpened(Session& session, const CheckDepth& depth, Findings& findings, FactsListener* listener) {
   OpenedFile file(session.Bytes(), session.FullFileName(), session.Policy());
   const std::vector<GraphPin>& pins = session.OpenedGraph().Pins();
   const FilterSummary summary = Summarize(session.OpenedGraph(), session.ConnectResult());
@@ -54,7 +54,7 @@ int FindInOpened(Session& session, const CheckDepth& depth, Findings& findings) 
   if (depth.isDeep) {
     if (const int status = Play(session, file, tracks, packets, findings); status != kExitDone) return status;
   }
-  const FileFacts facts = ReadFacts(file.Root(), tracks, summary.stop);
+  const FileFacts facts = ReadFacts(file.Root(), tracks, summary.stop, listener);
   AppendBlockFindings({file, tracks, facts, summary, played}, findings);
   if (depth.asksComplete) {
     AskComplete({session.Bytes(), session.FullFileName(), depth.isDeep}, LossesOf(tracks, facts, played), findings);

@@ -4,6 +4,7 @@
 //   if (const int status = FindInOpened(session, {.isDeep = true}, found); status != kExitDone) return status;
 #pragma once
 
+#include "tools/file_facts.h"
 #include "tools/findings.h"
 #include "tools/session.h"
 
@@ -14,8 +15,9 @@ struct CheckDepth {
   bool asksComplete = false;  // of each error, what the complete component makes of it
 };
 
-// Of a session that was opened. kExitDone, or the status of what was said: then the findings are not all.
-int FindInOpened(Session& session, const CheckDepth& depth, Findings& findings);
+// Of a session that was opened. kExitDone, or the status of what was said: then the findings are not all. The
+// listener, where there is one, is told of what the pass over the blocks meets.
+int FindInOpened(Session& session, const CheckDepth& depth, Findings& findings, FactsListener* listener = nullptr);
 // Of one whose file was refused.
 void FindInRefused(Session& session, const CheckDepth& depth, Findings& findings);
 

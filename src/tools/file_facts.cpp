@@ -42,8 +42,17 @@ struct KeptBlock {
 
 class FactsReader {
  public:
-  FactsReader(CMkvFileRoot& root, const TrackPins& tracks, std::int64_t stop)
-      : root_(root), file_(root), quiet_(root), records_(*root.GetSegment()), path_(root), index_(records_) {
+  FactsReader(CMkvFileRoot& root, const TrackPins& tracks, std::int64_t stop, FactsListener* listener)
+      : root_(root),
+        file_(root),
+        quiet_(root),
+        records_(*root.GetSegment()),
+        path_(root),
+        listener_(listener),
+        index_(
+            records_, listener == nullptr ? IndexCheck::Told() : [this](const IndexedPlace& place) {
+              listener_->OnIndexed(place, TimeOf(place.ticks));
+            }) {
     file_.allowance = root.AllowanceOf(kTimesForFacts, kSlackForFacts);
     quiet_.allowance = file_.allowance;
     file_.payloadRoom = KeepingRoom(root.AllowanceOf(1, CMkvFileRoot::kSlackForKeeping));
@@ -95,6 +104,7 @@ class FactsReader {
 
   void OnElement(const BlockWalk& walk) {
     const MkvElement& element = walk.Element();
+    if (listener_ != nullptr) listener_->OnElement(element, TimeOf(walk.ClusterTime()));
     isFollowed_ = path_.Arrive(element, walk.IsWithinPrevious());
     NoteCut(element);
     isKnown_ = facts_.isPathKnown && path_.IsKnown();
@@ -290,8 +300,9 @@ class FactsReader {
     if (tracked == nullptr) return;
     NumberFacts& facts = tracked->facts;
     const std::int64_t start = StartOf(block);
-    const std::int64_t end =
-        WrappingAdd(start, records_.TicksToTime(static_cast<std::int64_t>(duration_.present ? duration_.value : 0)));
+    const std::int64_t duration =
+        records_.TicksToTime(static_cast<std::int64_t>(duration_.present ? duration_.value : 0));
+    const std::int64_t end = WrappingAdd(start, duration);
     facts.lastStart = facts.packets == 0 ? start : std::max(facts.lastStart, start);
     facts.lastEnd = facts.packets == 0 ? end : std::max(facts.lastEnd, end);
     if (facts.packets == 0) facts.position = block.start;
@@ -299,13 +310,18 @@ class FactsReader {
     facts.packets += packets;
     facts.bytes += block.bytes;
     if (isIndexed_) index_.OnBlock(block.track, WrappingAdd(time_, block.relativeTime));
+    const std::uint64_t lost = isKnown_ ? packets - (isFollowed_ ? delivered : 0) : 0;
+    if (listener_ != nullptr) {
+      listener_->OnPackets({block.track, block.start, start, duration, packets, block.bytes, lost, isKey_});
+    }
     if (!isKnown_) return;
     Loss& loss = isFollowed_ ? facts.*fate : facts.hidden[hidden_];
-    loss.Add(packets - (isFollowed_ ? delivered : 0), block.start);
+    loss.Add(lost, block.start);
   }
 
-  std::int64_t StartOf(const KeptBlock& block) const {
-    return WrappingSubtract(records_.TicksToTime(WrappingAdd(time_, block.relativeTime)), root_.startTime);
+  std::int64_t StartOf(const KeptBlock& block) const { return TimeOf(WrappingAdd(time_, block.relativeTime)); }
+  std::int64_t TimeOf(std::int64_t ticks) const {
+    return WrappingSubtract(records_.TicksToTime(ticks), root_.startTime);
   }
 
   Tracked* Find(std::uint64_t number) {
@@ -338,6 +354,7 @@ class FactsReader {
   CMkvFileClone quiet_;  // for what is walked because the filter walks it
   const MkvSegment& records_;
   FilterPath path_;
+  FactsListener* const listener_;
   IndexCheck index_;
   FileFacts facts_;
   std::map<std::uint64_t, Tracked> tracks_;
@@ -365,8 +382,8 @@ class FactsReader {
 
 }  // namespace
 
-FileFacts ReadFacts(CMkvFileRoot& root, const TrackPins& tracks, std::int64_t stop) {
-  return FactsReader(root, tracks, stop).Read();
+FileFacts ReadFacts(CMkvFileRoot& root, const TrackPins& tracks, std::int64_t stop, FactsListener* listener) {
+  return FactsReader(root, tracks, stop, listener).Read();
 }
 
 }  // namespace vantor::tools

@@ -79,7 +79,32 @@ struct FileFacts {
   bool hasAllNotes = true;       // false: there were more than are kept
 };
 
+// The packets of one Block, as the pass meets them.
+struct MetPackets {
+  std::uint64_t track = 0;
+  std::uint64_t position = 0;
+  std::int64_t start = 0;     // 100 ns from the file's first Cluster
+  std::int64_t duration = 0;  // 0: the Block tells none
+  std::uint64_t packets = 0;
+  std::uint64_t bytes = 0;
+  std::uint64_t lost = 0;  // packets that do not come out; 0 where nobody knows
+  bool isKey = false;
+};
+
+// Told of what the pass meets, in the file's order.
+class FactsListener {
+ public:
+  // A child of a Segment; `time` is that of a Cluster.
+  virtual void OnElement(const MkvElement& element, std::int64_t time) = 0;
+  virtual void OnPackets(const MetPackets& met) = 0;
+  // `time` counts as that of packets.
+  virtual void OnIndexed(const IndexedPlace& place, std::int64_t time) = 0;
+
+ protected:
+  ~FactsListener() = default;
+};
+
 // The file has been opened and notes what it tolerates; `stop` is where the filter ends playing, 100 ns.
-FileFacts ReadFacts(CMkvFileRoot& root, const TrackPins& tracks, std::int64_t stop);
+FileFacts ReadFacts(CMkvFileRoot& root, const TrackPins& tracks, std::int64_t stop, FactsListener* listener = nullptr);
 
 }  // namespace vantor::tools

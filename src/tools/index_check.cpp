@@ -2,12 +2,13 @@
 
 #include <algorithm>
 #include <tuple>
+#include <utility>
 
 #include "platform/wrapping.h"
 
 namespace vantor::tools {
 
-IndexCheck::IndexCheck(const MkvSegment& segment) {
+IndexCheck::IndexCheck(const MkvSegment& segment, Told told) : told_(std::move(told)) {
   for (const MkvCueList& list : segment.cues) {
     for (const MkvCuePoint& point : list) {
       for (const MkvCueTrackPosition& place : point.trackPositions) {
@@ -72,12 +73,15 @@ IndexFacts IndexCheck::Finish() {
 void IndexCheck::Leave(bool isCluster) {
   for (; first_ < last_; ++first_) {
     const Entry& entry = entries_[first_];
-    if (!isCluster) {
-      Wrong(facts_.wrongPlaces, entry);
-    } else if (!entry.isFound) {
-      Wrong(facts_.wrongTimes, entry);
-    }
+    const IndexVerdict verdict = VerdictOf(entry, isCluster);
+    if (told_) told_({entry.position, entry.time, entry.track, entry.count, verdict});
   }
+}
+
+IndexVerdict IndexCheck::VerdictOf(const Entry& entry, bool isCluster) {
+  if (isCluster && entry.isFound) return IndexVerdict::kRight;
+  Wrong(isCluster ? facts_.wrongTimes : facts_.wrongPlaces, entry);
+  return isCluster ? IndexVerdict::kWrongTime : IndexVerdict::kWrongPlace;
 }
 
 void IndexCheck::Wrong(std::uint64_t& count, const Entry& entry) {

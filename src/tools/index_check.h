@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <set>
 #include <vector>
@@ -25,9 +26,22 @@ struct IndexFacts {
   std::set<std::uint64_t> tracks;        // that have an entry
 };
 
+enum class IndexVerdict { kRight, kWrongPlace, kWrongTime };
+
+struct IndexedPlace {
+  std::uint64_t position = 0;
+  std::int64_t ticks = 0;
+  std::uint64_t track = 0;
+  std::uint64_t count = 1;  // of entries that say the same
+  IndexVerdict verdict = IndexVerdict::kRight;
+};
+
 class IndexCheck {
  public:
-  explicit IndexCheck(const MkvSegment& segment);
+  using Told = std::function<void(const IndexedPlace& place)>;
+
+  // `told`, where there is one, learns of every place, in their order.
+  explicit IndexCheck(const MkvSegment& segment, Told told = nullptr);
 
   void OnCluster(std::uint64_t position);
   void OnBlock(std::uint64_t track, std::int64_t ticks);
@@ -44,8 +58,10 @@ class IndexCheck {
 
   void MergeEqual();
   void Leave(bool isCluster);
+  IndexVerdict VerdictOf(const Entry& entry, bool isCluster);
   void Wrong(std::uint64_t& count, const Entry& entry);
 
+  const Told told_;
   std::vector<Entry> entries_;  // by position, track and time
   std::size_t first_ = 0;       // of the current Cluster's
   std::size_t last_ = 0;        // behind them
