@@ -35,6 +35,7 @@ constexpr const char* kAbout =
     "  vantor-mkv samples movie.mkv                 every sample, as JSON Lines\n"
     "  vantor-mkv samples --seek 50000000 a.mkv     from 5 seconds on (100 ns units)\n"
     "  vantor-mkv samples --seek 0:20000000 a.mkv   the first 2 seconds\n"
+    "  vantor-mkv report movie.mkv -o movie.html    a picture of the file, as a page for a browser\n"
     "  vantor-mkv doctor                            whether the component is there, works and is registered\n"
     "\n"
     "Exit status: 0 done, 1 the file was refused, or the filter announced an error or lost frames, or check found\n"
@@ -159,6 +160,15 @@ void AddDoctor(CLI::App& app, Options& options) {
   doctor->parse_complete_callback([&options] { options.command = Command::kDoctor; });
 }
 
+void AddReport(CLI::App& app, Options& options) {
+  CLI::App* report = app.add_subcommand("report", "A picture of the file: a page for a browser");
+  AddFile(report, options);
+  report->add_option("-o", options.output, "The page to write; \"-\" is standard output")->type_name("PATH");
+  report->add_flag("--json", options.json, "Write the data as one JSON object, to standard output without -o");
+  report->add_flag("--force", options.force, "Overwrite a file that is there");
+  report->parse_complete_callback([&options] { options.command = Command::kReport; });
+}
+
 ParseResult Stop(int status, std::string message) {
   ParseResult result;
   result.exitStatus = status;
@@ -242,6 +252,7 @@ ParseResult ParseCommandLine(int argc, const char* const* argv, CommandWords* wo
   AddAttachments(app, options);
   AddChapters(app, options);
   AddDoctor(app, options);
+  AddReport(app, options);
 
   if (words != nullptr) {
     *words = WordsOf(app);
@@ -282,6 +293,9 @@ ParseResult ParseCommandLine(int argc, const char* const* argv, CommandWords* wo
   if (samples->parsed()) options.command = Command::kSamples;
   if (extract->parsed()) options.command = Command::kExtract;
   if (play->parsed()) options.command = Command::kPlay;
+  if (options.command == Command::kReport && options.output.empty() && !options.json) {
+    return WrongUse("report wants -o and the page to write, as in -o report.html");
+  }
   if (seekOption->count() > 0) {
     options.seek = ParseSeek(seek);
     if (!options.seek) {

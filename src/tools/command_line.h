@@ -23,7 +23,7 @@ inline constexpr int kExitRefused =
 inline constexpr int kExitUsage = 2;          // bad options, an unreadable path, no component, a fault of the system
 inline constexpr int kExitInterrupted = 130;  // as shells say it
 
-enum class Command { kInfo, kCheck, kSamples, kPlay, kExtract, kAttachments, kChapters, kDoctor };
+enum class Command { kInfo, kCheck, kSamples, kPlay, kExtract, kAttachments, kChapters, kDoctor, kReport };
 
 enum class ChapterFormat { kText, kXml, kMetadata };
 
@@ -59,6 +59,8 @@ struct Options {
   bool json = false;
   bool deep = false;                 // check
   bool strict = false;               // check
+  std::string output;                // report; empty: standard output
+  bool force = false;                // report
   std::optional<SeekRequest> seek;   // samples
   std::optional<std::int64_t> from;  // play, extract; 100 ns, not below 0
   std::optional<std::int64_t> to;    // play, extract; not before from

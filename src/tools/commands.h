@@ -18,6 +18,7 @@ int RunPlay(const Options& options, std::FILE* out, std::FILE* messages);
 int RunAttachments(const Options& options, std::FILE* out, std::FILE* messages);
 int RunChapters(const Options& options, std::FILE* out, std::FILE* messages);
 int RunDoctor(const Options& options, std::FILE* out, std::FILE* messages);
+int RunReport(const Options& options, std::FILE* out, std::FILE* messages);
 
 // The whole tool: the command line, the program's name first, and the command it asks for. Lets no exception out: what
 // has no exit status of its own has been said, and gives kExitUsage.

@@ -2,7 +2,7 @@
 //
 //   JsonWriter json;
 //   json.BeginObject().Key("file").Text(name).Key("sizes").BeginArray().Number(1).Number(2).End().End();
-//   Print(out, json.Line());   // {"file":"a.mkv","sizes":[1,2]}
+//   Print(json.Line());   // {"file":"a.mkv","sizes":[1,2]}
 #pragma once
 
 #include <cstdint>

@@ -28,6 +28,8 @@ int RunCommand(const Options& options, std::FILE* out, std::FILE* messages) {
       return RunChapters(options, out, messages);
     case Command::kDoctor:
       return RunDoctor(options, out, messages);
+    case Command::kReport:
+      return RunReport(options, out, messages);
   }
   return kExitUsage;
 }

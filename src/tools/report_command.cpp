@@ -1,0 +1,56 @@
+#include <cstdint>
+#include <span>
+#include <utility>
+
+#include "tools/check_file.h"
+#include "tools/commands.h"
+#include "tools/output.h"
+#include "tools/output_file.h"
+#include "tools/report_facts.h"
+#include "tools/report_text.h"
+#include "tools/session.h"
+#include "tools/track_labels.h"
+
+namespace vantor::tools {
+namespace {
+
+// kExitDone, or the status of what was said.
+int GatherReport(Session& session, ReportFacts& facts) {
+  OpenedFile file(session.Bytes(), session.FullFileName(), session.Policy());
+  if (!file.IsOpen()) return session.Failed("it is no Matroska or WebM file", session.ConnectResult());
+  const TrackPins tracks = MatchTracks(file.Root(), file.Upstream(), session.OpenedGraph().Pins());
+  const TrackLabels labels = ReadTrackLabels(file.Root());
+  ReportGatherer gatherer(file, tracks, labels);
+  Findings findings;
+  if (const int found = FindInOpened(session, {}, findings, &gatherer); found != kExitDone) return found;
+  SortFindings(findings);
+  facts = gatherer.Finish(Summarize(session.OpenedGraph(), session.ConnectResult()), std::move(findings));
+  return kExitDone;
+}
+
+int WriteReport(const Session& session, const Options& options, const std::string& text) {
+  OutputFile file;
+  if (file.Open(options.output, options.force ? Overwrite::kYes : Overwrite::kNo)) {
+    file.Append({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
+    if (file.Finish()) return kExitDone;
+  }
+  session.Say(file.Trouble());
+  return kExitUsage;
+}
+
+}  // namespace
+
+int RunReport(const Options& options, std::FILE* out, std::FILE* messages) {
+  Session session(options, messages);
+  if (const int opened = session.Open(); opened != kExitDone) return opened;
+  ReportFacts facts;
+  if (const int gathered = GatherReport(session, facts); gathered != kExitDone) return gathered;
+  if (session.SayTrouble()) return kExitUsage;
+  const std::string text = options.json ? ReportJson(options.file, facts) : ReportPage(options.file, facts);
+  if (!options.output.empty()) return WriteReport(session, options, text);
+  if (Print(out, text)) return kExitDone;
+  session.Say(CannotWrite("the answer"));
+  return kExitUsage;
+}
+
+}  // namespace vantor::tools
