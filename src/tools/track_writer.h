@@ -20,8 +20,8 @@ namespace vantor::tools {
 // A sample as the pin delivered it. Times in 100 ns from the file's start.
 struct TrackSample {
   std::span<const std::uint8_t> payload;
-  std::optional<std::int64_t> start;
-  std::optional<std::int64_t> stop;
+  std::optional<std::int64_t> start = std::nullopt;
+  std::optional<std::int64_t> stop = std::nullopt;
   bool sync = false;
   bool discontinuity = false;
   bool preroll = false;
