@@ -143,6 +143,25 @@ TEST(CommandLine, RefusesPartsThatAreNone) {
   ExpectWrongUse({"samples", "a.mkv", "--to", "2"}, "--to");
 }
 
+TEST(CommandLine, TakesWhatToExtractAndWhere) {
+  const Options pins = *Parse({"extract", "--pin", "2", "--pin", "3", "a.mkv", "-d", "parts", "--from", "1"}).options;
+  EXPECT_EQ(pins.command, Command::kExtract);
+  EXPECT_EQ(pins.file, "a.mkv");
+  EXPECT_EQ(pins.extract.pins, (std::vector<int>{2, 3}));
+  EXPECT_EQ(pins.extract.folder, "parts");
+  EXPECT_EQ(pins.from, 10000000);
+  EXPECT_FALSE(pins.extract.force || pins.extract.raw || pins.extract.all);
+  const Options track = *Parse({"extract", "a.mkv", "--track", "7", "-o", "-", "--force", "--raw"}).options;
+  EXPECT_EQ(track.extract.tracks, std::vector<std::uint64_t>{7});
+  EXPECT_EQ(track.extract.output, "-");
+  EXPECT_TRUE(track.extract.force && track.extract.raw);
+  ExpectWrongUse({"extract", "a.mkv", "--pin", "1", "--all"}, "--all");
+  ExpectWrongUse({"extract", "a.mkv", "--pin", "1", "--track", "1"}, "--track");
+  ExpectWrongUse({"extract", "a.mkv", "-o", "b", "-d", "c"}, "excludes");
+  ExpectWrongUse({"extract", "a.mkv", "--pin", "x"}, "x");
+  ExpectWrongUse({"extract", "a.mkv", "--from", "2", "--to", "1"}, "--to lies before --from");
+}
+
 TEST(CommandLine, RefusesWhatItDoesNotKnow) {
   ExpectWrongUse({}, "a command is wanted");
   ExpectWrongUse({"--bogus", "info", "a.mkv"}, "--bogus");
