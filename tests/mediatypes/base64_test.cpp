@@ -50,6 +50,10 @@ TEST(Base64, WholeAlphabetDecodes) {
   EXPECT_EQ(Encoded(expected), "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/");
 }
 
+TEST(Base64, NothingBehindTheLengthIsDecoded) {
+  EXPECT_EQ(Decoded(std::string_view("Zm9vYmFy").substr(0, 5)), Text("foo"));
+}
+
 TEST(Base64, CharactersOutsideTheAlphabetAreSkipped) {
   EXPECT_EQ(Decoded(" Zm\r\n9v-Y_m\tF?y\x80"), Text("foobar"));
   EXPECT_EQ(Decoded("!?.,"), Raw{});

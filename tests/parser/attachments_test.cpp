@@ -81,6 +81,14 @@ TEST(Attachments, FilesKeepFileOrderAndOtherChildrenAreSkipped) {
   EXPECT_EQ(list[1].FileName, OLESTR("two"));
 }
 
+TEST(Attachments, DataThatReachesToTheEndOfTheFileIsWithinIt) {
+  Source source(Attachments({Master(0x61A7, {Ebml(0x465C, {1, 2, 3})})}));
+  source.file.tolerated.Collect();
+  MkvAttachmentList list;
+  EXPECT_EQ(ReadAttachments(source.First(), list), S_OK);
+  EXPECT_TRUE(source.file.tolerated.Notes().empty());
+}
+
 TEST(Attachments, FilesBeyondTheLimitArePassedOver) {
   EXPECT_EQ(ReadAttachments(Attachments(std::vector<Raw>(kMaxAttachedFiles + 9, Master(0x61A7, {})))).size(),
             kMaxAttachedFiles);

@@ -178,6 +178,17 @@ TEST_F(ThreadProtocolTest, ARequestThatComesAsTheRunEndsIsAnsweredByTheIdleThrea
   EXPECT_EQ(at.worker->Command(77), E_NOTIMPL);
 }
 
+TEST_F(ThreadProtocolTest, AStopThatIsAnnouncedEndsTheRunAtItsNextBlock) {
+  const Watchdog watchdog("a stop that is announced");
+  WorkerHarness at(SmallFile());
+  at.worker->onDeliver = [] { return S_OK; };
+  ASSERT_EQ(at.worker->StartWorker(), S_OK);
+  at.worker->AnnounceStop();
+  while (at.worker->IsStreaming()) std::this_thread::yield();
+  EXPECT_EQ(at.worker->StopWorker(), S_OK);
+  EXPECT_EQ(at.sink->Ends(), 0);
+}
+
 TEST_F(ThreadProtocolTest, AWorkerThatIsLeftToItselfHoldsUntilItComesBackAndEndsIfItIsTo) {
   for (const bool ends : {false, true}) {
     const Watchdog watchdog("a worker that is left to itself");

@@ -87,8 +87,8 @@ class HookedWorker final : public TrackWorker {
  protected:
   IMemAllocator* DeliveryAllocator() override { return pin_.Allocator(); }
   HRESULT DeliverNextBlock() override { return onDeliver ? onDeliver() : TrackWorker::DeliverNextBlock(); }
-  HRESULT OnThreadCreate() override { return onCreate ? onCreate() : S_OK; }
-  HRESULT OnThreadDestroy() override { return onDestroy ? onDestroy() : S_OK; }
+  HRESULT OnThreadCreate() override { return onCreate ? onCreate() : TrackWorker::OnThreadCreate(); }
+  HRESULT OnThreadDestroy() override { return onDestroy ? onDestroy() : TrackWorker::OnThreadDestroy(); }
   void HoldForWorker() override { ++holds; }
   void ReleaseForWorker() override { --holds; }
 
