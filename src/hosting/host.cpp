@@ -52,9 +52,9 @@ class SourceStore final : public ByteStore {
 
 }  // namespace
 
-class Host::Inside {
+class HostInside {
  public:
-  explicit Inside(std::unique_ptr<Component> loaded) : component(std::move(loaded)) {}
+  explicit HostInside(std::unique_ptr<Component> loaded) : component(std::move(loaded)) {}
 
   HRESULT Open(std::shared_ptr<ByteStore> bytes, const std::string& name) {
     if (opened) {
@@ -93,7 +93,7 @@ std::unique_ptr<Host> Host::Load(const ComponentIdentity& identity, const std::s
     if (!component) {
       return S_OK;  // the error is told
     }
-    auto inside = std::make_unique<Inside>(std::move(component));
+    auto inside = std::make_unique<HostInside>(std::move(component));
     const HRESULT created = inside->graph.Create(*inside->component, identity.classId);
     if (SUCCEEDED(created)) host.reset(new Host(std::move(inside)));
     return created;
@@ -107,7 +107,7 @@ std::unique_ptr<Host> Host::Load(const ComponentIdentity& identity, const std::s
   return host;
 }
 
-Host::Host(std::unique_ptr<Inside> inside) noexcept : inside_(std::move(inside)) {}
+Host::Host(std::unique_ptr<HostInside> inside) noexcept : inside_(std::move(inside)) {}
 
 Host::~Host() = default;
 

@@ -37,6 +37,8 @@
 
 namespace vantor {
 
+class HostInside;  // what a Host is made of
+
 class VANTOR_MKV_API Host {
  public:
   // Loads the component of that identity, kMkvDmx or kMkvDmxComplete: from the path, or without one that which is
@@ -89,9 +91,8 @@ class VANTOR_MKV_API Host {
   static const char* ResultName(HRESULT result) noexcept;
 
  private:
-  class Inside;
-  explicit Host(std::unique_ptr<Inside> inside) noexcept;
-  std::unique_ptr<Inside> inside_;
+  explicit Host(std::unique_ptr<HostInside> inside) noexcept;
+  std::unique_ptr<HostInside> inside_;
 };
 
 }  // namespace vantor
