@@ -50,7 +50,9 @@ std::string SumsText(const Findings& findings) {
   return parts.empty() ? "healthy" : fmt::format("{}", fmt::join(parts, ", "));
 }
 
-std::string FindingLines(const Findings& findings) { return findings.empty() ? "" : "\n" + Lines(findings); }
+std::string FindingLines(const Findings& findings) {
+  return findings.empty() ? std::string() : fmt::format("\n{}", Lines(findings));
+}
 
 std::string FindingsText(const std::string& file, const Findings& findings) {
   return Printable(file) + ": " + SumsText(findings) + "\n" + Lines(findings);

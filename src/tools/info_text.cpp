@@ -39,7 +39,7 @@ std::string TracksText(const FileWords& words, std::size_t width) {
                TrackDetails(entry, words.MeasuredRate(track)), LanguageOf(entry, words.labels), FlagsText(words, track),
                track.pin != 0 ? std::to_string(track.pin) : "none", WideToUtf8(entry.Name)});
   }
-  return "\n" + table.Text(width);
+  return fmt::format("\n{}", table.Text(width));
 }
 
 // What stands above the streams.
@@ -72,12 +72,12 @@ std::string PinsText(const std::vector<GraphPin>& pins, const FileWords& words, 
     const StreamWords stream = words.WordsOf(pin);
     table.Add({std::to_string(pin.number), stream.kind, stream.codec, stream.Details(), WideToUtf8(pin.name)});
   }
-  return "\n" + table.Text(width);
+  return fmt::format("\n{}", table.Text(width));
 }
 
 // A part that was asked for, with a line in its place when there is nothing of it.
 std::string Section(const char* title, const std::string& table) {
-  return table.empty() ? fmt::format("\nno {}\n", title) : "\n" + table;
+  return fmt::format("\n{}", table.empty() ? fmt::format("no {}\n", title) : table);
 }
 
 std::string ExtrasText(const FileWords& words, std::size_t width) {
