@@ -67,6 +67,13 @@ double Run(const std::string& command) {
   return ended == 0 ? ProcessorSecondsOfChildren() - before : -1;
 }
 
+std::string Quoted(const std::string& text) {
+  std::string quoted = "'";
+  quoted += text;
+  quoted += "'";
+  return quoted;
+}
+
 // Where the program runs from.
 std::string ToolPath() {
   return (std::filesystem::read_symlink("/proc/self/exe").parent_path() / "vantor-mkv").string();
@@ -83,8 +90,8 @@ void CheckAgainst(benchmark::State& state, const std::string& lister) {
   double checking = 0;
   double listing = 0;
   for ([[maybe_unused]] auto iteration : state) {
-    const double checked = Run("'" + ToolPath() + "' check '" + file.Path() + "'");
-    const double listed = Run(lister + " '" + file.Path() + "'");
+    const double checked = Run(Quoted(ToolPath()) + " check " + Quoted(file.Path()));
+    const double listed = Run(lister + " " + Quoted(file.Path()));
     if (checked < 0) return state.SkipWithError("vantor-mkv is not beside this program, or finds an error");
     if (listed < 0) return state.SkipWithError("the lister is not there");
     state.SetIterationTime(checked);

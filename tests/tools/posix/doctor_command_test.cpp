@@ -20,8 +20,8 @@ TEST(DoctorCommand, IsDoneWhereTheComponentsWork) {
   EXPECT_EQ(text.status, kExitDone) << text.out;
   EXPECT_THAT(text.out, HasSubstr("This system has no registry"));
   EXPECT_LE(std::count(text.out.begin(), text.out.end(), '\n'), 24);
-  const Checked json = RunTool(folder, {"doctor", "--json"});
-  const nlohmann::json object = nlohmann::json::parse(json.out);
+  const Checked answer = RunTool(folder, {"doctor", "--json"});
+  const nlohmann::json object = nlohmann::json::parse(answer.out);
   EXPECT_EQ(object["graph"], nullptr);
   EXPECT_EQ(object["components"][0]["version"], object["version"]);
 }
