@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <new>
 #include <optional>
 
 #include "tools/check_file.h"
@@ -22,6 +23,15 @@ int Find(Session& session, const CheckDepth& depth, Findings& findings) {
 int StatusOf(const Findings& findings, bool isStrict) {
   const std::optional<Severity> worst = Worst(findings);
   return worst && *worst >= (isStrict ? Severity::kWarning : Severity::kError) ? kExitRefused : kExitDone;
+}
+
+// False when it cannot be written. Where memory has run out, as has been said then, there may be no object.
+bool PrintUnreadable(const std::string& name, const std::string& why, std::FILE* out) {
+  try {
+    return Print(out, FindingsJson(name, {MakeFinding(FindingKind::kUnreadable, {}, {}, why)}));
+  } catch (const std::bad_alloc&) {
+    return true;
+  }
 }
 
 struct Sums {
@@ -59,13 +69,13 @@ int RunCheck(const Options& options, std::FILE* out, std::FILE* messages) {
       ++sums.unchecked;
       status = kExitUsage;
       // For people it has been said.
-      if (!options.json) continue;
-      findings = {MakeFinding(FindingKind::kUnreadable, {}, {}, session.LastSaid())};
-    } else {
-      SortFindings(findings);
-      sums.Add(findings);
-      status = std::max(status, StatusOf(findings, options.strict));
+      if (!options.json || PrintUnreadable(name, session.LastSaid(), out)) continue;
+      session.Say(CannotWrite("the answer"));
+      return kExitUsage;
     }
+    SortFindings(findings);
+    sums.Add(findings);
+    status = std::max(status, StatusOf(findings, options.strict));
     if (!Print(out, options.json ? FindingsJson(name, findings) : FindingsText(name, findings))) {
       session.Say(CannotWrite("the answer"));
       return kExitUsage;

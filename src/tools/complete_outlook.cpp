@@ -35,12 +35,20 @@ struct Outcome {
   FileLosses losses;
 };
 
+// Null where it is not there. Loaded once: of a library that comes and goes beside another, the room that it takes in
+// every thread is not all given back, and there is little of it.
+const Component* CompleteComponent() {
+  static std::unique_ptr<Component> component;
+  std::string error;
+  if (!component) component = Component::LoadBesideProgram(error, kMkvDmxComplete);
+  return component.get();
+}
+
 // Nothing where it is not there, or cannot play the file as far as it goes.
 std::optional<Outcome> PlayComplete(const AskedFile& asked) {
-  std::string error;
-  const std::unique_ptr<Component> component = Component::LoadBesideProgram(error, kMkvDmxComplete);
-  if (!component) return std::nullopt;
-  Graph graph;  // goes before the component does
+  const Component* const component = CompleteComponent();
+  if (component == nullptr) return std::nullopt;
+  Graph graph;
   if (FAILED(graph.Create(*component, kMkvDmxComplete.classId))) return std::nullopt;
   const HRESULT connected = graph.ConnectInput(asked.bytes, asked.name);
   if (connected == E_OUTOFMEMORY) return std::nullopt;

@@ -61,8 +61,9 @@ std::string FullName(const std::string& path) {
 }  // namespace
 
 void Session::SayOfFile(const std::string& message) const {
-  Say(options_.file + ": " + message);
+  // Kept first: what runs out of memory when it has been said would be said once more.
   lastSaid_ = message;
+  tools::Say(messages_, options_.file + ": " + message);
 }
 
 std::string Session::Trouble() const {

@@ -134,6 +134,19 @@ TEST(CheckComplete, TellsWhatIsDeliveredInPartOnly) {
   EXPECT_TRUE(CheckWithComplete(file).Has("key-frame-late"));
 }
 
+TEST(CheckComplete, IsAskedOfEveryOneOfManyFiles) {
+  const Raw file = With([](Plan& plan) { plan.duration = 300; });
+  const TemporaryFolder folder;
+  const auto path = folder.Write("many.mkv", {reinterpret_cast<const char*>(file.data()), file.size()});
+  std::vector<std::string> arguments(41, path.string());
+  arguments.front() = "check";
+  const std::string text = RunTool(folder, arguments).out;
+  std::size_t told = 0;
+  const std::string words = "; the complete component delivers it\n";
+  for (std::size_t at = text.find(words); at != std::string::npos; at = text.find(words, at + 1)) ++told;
+  EXPECT_EQ(told, 40u);
+}
+
 TEST(CheckComplete, IsToldInTheLineOfAdvice) {
   const auto text = [](const std::function<void(Plan&)>& change) {
     const Raw file = With(change);
