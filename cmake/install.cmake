@@ -33,6 +33,7 @@ function(vantor_install)
   install(FILES ${pages}/fish/vantor-mkv.fish DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d
           COMPONENT tool)
   install(FILES CHANGELOG.md docs/tool.md docs/findings.md docs/behaviour.md docs/format.md docs/hosting.md
+          docs/vantor-mkv.schema.json
           DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT tool)
 
   install(TARGETS vantor_mkv_host EXPORT VantorMkvTargets

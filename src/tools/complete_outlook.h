@@ -1,6 +1,6 @@
 // What the complete component makes of the losses that a file has with the other one.
 //
-//   AskComplete({session.Bytes(), session.FullFileName(), isDeep}, LossesOf(tracks, facts, played), findings);
+//   AskComplete({session.Bytes(), session.FullFileName(), false}, LossesOf(tracks, facts, nullptr), findings);
 //   if (findings.front().complete == CompleteSays::kDelivers) ...
 //
 // It is loaded from beside the tool, if it is there, and shows its pins and where it ends. What becomes of the blocks
