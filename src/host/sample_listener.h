@@ -16,16 +16,21 @@
 
 namespace vantor {
 
+// What reaches a sink, call by call; without overriding it is taken and forgotten.
 class SampleListener {
  public:
   virtual ~SampleListener() = default;
 
+  // Samples that follow belong to this part of the file, in 100 ns, and are meant to be played at that rate.
   virtual void OnNewSegment([[maybe_unused]] REFERENCE_TIME start, [[maybe_unused]] REFERENCE_TIME stop,
                             [[maybe_unused]] double rate) noexcept {}
   // The result is what the delivering pin gets.
   virtual HRESULT OnSample([[maybe_unused]] IMediaSample* sample) noexcept { return S_OK; }
+  // No sample follows but after a flush or a new start.
   virtual void OnEndOfStream() noexcept {}
+  // Samples that are held are out of date: let go of them, and of the thread that delivers.
   virtual void OnBeginFlush() noexcept {}
+  // What comes from here on is new.
   virtual void OnEndFlush() noexcept {}
 };
 

@@ -15,6 +15,7 @@
 
 namespace vantor {
 
+// Bytes of a known number, read at positions by several threads at once.
 class ByteSource {
  public:
   virtual ~ByteSource() = default;
@@ -29,6 +30,7 @@ class ByteSource {
   // From BeginFlush to EndFlush reads that would wait fail instead, those that wait already included. Called from any
   // thread, when a stop or a seek has waited for a read for a second. Needed only where Read can wait for long.
   virtual void BeginFlush() noexcept {}
+  // Reads wait again.
   virtual void EndFlush() noexcept {}
 };
 

@@ -52,19 +52,24 @@ class VANTOR_MKV_API Host {
   // The component reads the headers here, on this thread, and has its streams afterwards. The name is the file's, as
   // the component is told it; it looks beside a file for side files. Once for each Host.
   HRESULT Open(std::shared_ptr<ByteSource> source, const std::string& name) noexcept;
+  // The same with the bytes of a file.
   HRESULT OpenFile(const std::string& path) noexcept;
 
-  // The streams, numbered from 0, and their media types, the first of which is the one that Connect takes. What is
-  // returned stays the Host's; a number that there is not gives null.
+  // How many streams there are; they are numbered from 0. What the next members return stays the Host's; a number that
+  // there is not gives null.
   std::size_t StreamCount() const noexcept;
   const char* StreamName(std::size_t stream) const noexcept;  // in UTF-8
+  // How many media types the stream offers.
   std::size_t TypeCount(std::size_t stream) const noexcept;
+  // One of them; the first is the one that Connect takes.
   const AM_MEDIA_TYPE* Type(std::size_t stream, std::size_t number = 0) const noexcept;
 
   // Puts a sink behind the stream. A stream without one is not delivered.
   HRESULT Connect(std::size_t stream, std::shared_ptr<SampleListener> listener) noexcept;
 
+  // Streams begin to deliver, without running.
   HRESULT Pause() noexcept;
+  // Streams deliver, to their ends where nobody stops them.
   HRESULT Run() noexcept;
   // Returns when the component's threads have ended; everything that was delivered has then reached the listeners.
   HRESULT Stop() noexcept;
@@ -79,15 +84,17 @@ class VANTOR_MKV_API Host {
   // EC_STREAM_ERROR_STILLPLAYING, a frame that was lost. From any thread.
   std::uint64_t EventCount(long code) const noexcept;
 
-  // The component's own interfaces, for what is not here: the filter, a stream's pin, seeking by the first stream. Null
-  // when there is none. No reference is added.
+  // The filter. The component's own interfaces are for what is not here: null when there is none, and no reference is
+  // added.
   IBaseFilter* Filter() const noexcept;
+  // A stream's pin.
   IPin* Pin(std::size_t stream) const noexcept;
+  // Seeking, by the first stream.
   IMediaSeeking* Seeking() const noexcept;
 
-  // Names for people: of the codec that a subtype stands for, null when it has none; of a result, which the thread's
-  // next look-up overwrites.
+  // The name of the codec that a subtype stands for, for people; null when it has none.
   static const char* CodecName(const GUID& subtype) noexcept;
+  // The name of a result, which the thread's next look-up overwrites.
   static const char* ResultName(HRESULT result) noexcept;
 
  private:

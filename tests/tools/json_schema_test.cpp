@@ -123,6 +123,40 @@ TEST(JsonSchemaTest, InfoAndCheckWriteAFindingAlike) {
   }
 }
 
+TEST(JsonSchemaTest, ReportsAreAsTheSchemaHasThem) {
+  const test::TemporaryFolder folder;
+  Plan plan;
+  plan.indexedTime = 300;
+  plan.duration = 300;
+  const Raw bytes = plan.File();
+  const auto path = folder.Write("media.mkv", {reinterpret_cast<const char*>(bytes.data()), bytes.size()}).string();
+  for (const std::string& file : {TestMedia("avc_no_cues.mkv"), TestMedia("languages.mkv"), path}) {
+    const json report = json::parse(RunTool(folder, {"report", "--json", file}).out);
+    EXPECT_THAT(SchemaErrors("report", report), IsEmpty()) << file;
+  }
+  const json wrong = json::parse(RunTool(folder, {"report", "--json", path}).out);
+  EXPECT_THAT(wrong.at("index").at("wrong_entries"), SizeIs(1));
+}
+
+TEST(JsonSchemaTest, WhatDoctorFindsIsAsTheSchemaHasIt) {
+  const test::TemporaryFolder folder;
+  EXPECT_THAT(SchemaErrors("doctor", json::parse(RunTool(folder, {"doctor", "--json"}).out)), IsEmpty());
+  const std::string none = (folder / "none").string();
+  const json missing = json::parse(RunTool(folder, {"doctor", "--json", "--component", none}).out);
+  EXPECT_THAT(SchemaErrors("doctor", missing), IsEmpty());
+  EXPECT_FALSE(missing.at("findings").empty());
+}
+
+TEST(JsonSchemaTest, TheIndexOfRawSamplesIsAsTheSchemaHasIt) {
+  const test::TemporaryFolder folder;
+  const std::string raw = (folder / "raw.bin").string();
+  const Checked run = RunTool(folder, {"extract", "--raw", "--pin", "1", "-o", raw, TestMedia("vfw_huffyuv.mkv")});
+  ASSERT_EQ(run.status, kExitDone) << run.messages;
+  const json index = json::parse(Slurp((folder / "raw.json").string()));
+  EXPECT_THAT(SchemaErrors("raw_index", index), IsEmpty());
+  EXPECT_FALSE(index.at("samples").empty());
+}
+
 TEST(JsonSchemaTest, TheLinesOfAListingAreAsTheSchemaHasThem) {
   const test::TemporaryFolder folder;
   const Checked whole = RunTool(folder, {"samples", "--seek", "0:5000000", TestMedia("avc_aac.mkv")});
