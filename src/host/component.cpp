@@ -74,10 +74,8 @@ Component::Component(GetClassObjectFunction getClassObject, CanUnloadNowFunction
     : getClassObject_(getClassObject), canUnloadNow_(canUnloadNow) {}
 
 Component::~Component() {
-  if (library_ && !CanUnloadNow()) {
-    // Objects are still alive whose code would go with the library.
-    static_cast<void>(library_.release());
-  }
+  // Objects may still be alive whose code would go with the library: others', or forgotten ones.
+  if (library_ && !CanUnloadNow()) library_->Keep();
 }
 
 HRESULT Component::CreateFilter(REFCLSID classId, IBaseFilter** filter) const noexcept {

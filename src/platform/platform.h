@@ -31,6 +31,8 @@ class SharedLibrary {
   // Null when it cannot be loaded; `error`, when given, then says why.
   static std::unique_ptr<SharedLibrary> Load(const std::string& path, std::string* error = nullptr);
   ~SharedLibrary();
+  // From here on the library stays in the process, also when this goes.
+  void Keep() noexcept { handle_ = nullptr; }
   SharedLibrary(const SharedLibrary&) = delete;
   SharedLibrary& operator=(const SharedLibrary&) = delete;
 

@@ -61,7 +61,9 @@ std::unique_ptr<SharedLibrary> SharedLibrary::Load(const std::string& path, std:
   return std::unique_ptr<SharedLibrary>(new SharedLibrary(handle));
 }
 
-SharedLibrary::~SharedLibrary() { dlclose(handle_); }
+SharedLibrary::~SharedLibrary() {
+  if (handle_ != nullptr) dlclose(handle_);
+}
 
 void* SharedLibrary::Find(const char* name) const { return dlsym(handle_, name); }
 

@@ -76,7 +76,9 @@ std::unique_ptr<SharedLibrary> SharedLibrary::Load(const std::string& path, std:
   return std::unique_ptr<SharedLibrary>(new SharedLibrary(module));
 }
 
-SharedLibrary::~SharedLibrary() { FreeLibrary(static_cast<HMODULE>(handle_)); }
+SharedLibrary::~SharedLibrary() {
+  if (handle_ != nullptr) FreeLibrary(static_cast<HMODULE>(handle_));
+}
 
 void* SharedLibrary::Find(const char* name) const {
   return reinterpret_cast<void*>(GetProcAddress(static_cast<HMODULE>(handle_), name));
