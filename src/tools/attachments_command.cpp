@@ -61,7 +61,17 @@ class AttachmentWriter {
       Fail(kExitRefused, "attachment " + std::to_string(number) + " is cut off at the end of the file; not written");
       return {};
     }
+    // Those of a sound file do not overlap.
+    claimed_ += attached.dataSize;
+    if (claimed_ > length) {
+      Fail(kExitRefused, "attachment " + std::to_string(number) + " claims bytes of others; not written");
+      return {};
+    }
     const std::string path = platform::FromPath(platform::ToPath(options_.attachments.folder) / platform::ToPath(name));
+    if (IsSameFile(options_.file, path)) {
+      Fail(kExitUsage, path + ": is the file that is read");
+      return {};
+    }
     OutputFile file;
     const Overwrite overwrite = options_.attachments.force ? Overwrite::kYes : Overwrite::kNo;
     if (file.Open(path, overwrite) && CopyAttachment(*session_.Bytes(), attached, file)) return path;
@@ -78,6 +88,7 @@ class AttachmentWriter {
   const Options& options_;
   Session& session_;
   std::set<std::string> taken_;
+  std::uint64_t claimed_ = 0;  // bytes of those before; each is within the file, so that the sum does not overflow
   std::vector<std::string> paths_;
   int status_ = kExitDone;
 };

@@ -1,5 +1,7 @@
 #include "tools/doctor_facts.h"
 
+#include <fmt/format.h>
+
 #include <charconv>
 #include <filesystem>
 #include <string_view>
@@ -106,7 +108,7 @@ bool FitsMatroska(const std::string& pattern) {
 void ReadStreamTypes(InstalledClasses& classes, ClassesView view, GraphFacts& facts) {
   const std::string streams = "Media Type\\" + GuidText(MEDIATYPE_Stream);
   for (const std::string& subtype : classes.Keys(view, streams)) {
-    const std::string key = streams + "\\" + subtype;
+    const std::string key = fmt::format("{}\\{}", streams, subtype);
     for (const std::string& name : classes.ValueNames(view, key)) {
       const std::string pattern = classes.ReadText(view, key, name).value_or("");
       if (!FitsMatroska(pattern)) continue;

@@ -103,6 +103,19 @@ std::string PathIn(const std::string& folder, const std::string& name) {
 
 std::string PinText(const GraphPin& pin) { return fmt::format("pin {} ({})", pin.number, WideToUtf8(pin.name)); }
 
+namespace {
+
+// Of a long name the source's part is shortened: what tells the pins apart stays.
+std::string NameOf(std::string stem, const std::string& tail) {
+  constexpr std::size_t kLongest = 200;
+  std::size_t size = std::min(stem.size(), kLongest - std::min(kLongest, tail.size()));
+  while (size < stem.size() && size > 0 && (static_cast<unsigned char>(stem[size]) & 0xC0) == 0x80) --size;
+  stem.resize(size);
+  return SafeName(stem + tail, "stream" + tail);
+}
+
+}  // namespace
+
 std::string ChoosePins(Session& session, const Options& options, std::vector<ChosenPin>& chosen) {
   const ExtractRequest& request = options.extract;
   std::vector<GraphPin>& pins = session.OpenedGraph().Pins();
@@ -127,8 +140,7 @@ std::string ChoosePins(Session& session, const Options& options, std::vector<Cho
     const std::string parts = track == nullptr ? std::string() : tracks.NameParts(*track);
     added.path =
         request.output.empty()
-            ? PathIn(request.folder, SafeName(fmt::format("{}.{}{}.{}", stem, number, parts, added.form->extension),
-                                              "stream." + added.form->extension))
+            ? PathIn(request.folder, NameOf(stem, fmt::format(".{}{}.{}", number, parts, added.form->extension)))
             : request.output;
     added.companionPath = CompanionOf(added.path, *added.form);
     if (!added.companionPath.empty() && (added.path == "-" || added.companionPath == added.path)) {

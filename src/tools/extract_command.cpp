@@ -4,13 +4,10 @@
 
 #include <algorithm>
 #include <chrono>
-#include <filesystem>
 #include <memory>
 #include <string>
-#include <system_error>
 #include <vector>
 
-#include "platform/file_path.h"
 #include "tools/check_file.h"
 #include "tools/commands.h"
 #include "tools/extract_choice.h"
@@ -46,11 +43,6 @@ struct Extraction {
   }
 };
 using Extractions = std::vector<std::unique_ptr<Extraction>>;
-
-bool IsSameFile(const std::string& one, const std::string& other) {
-  std::error_code error;
-  return std::filesystem::equivalent(platform::ToPath(one), platform::ToPath(other), error) && !error;
-}
 
 // Makes the files; otherwise why not.
 std::string Begin(const Options& options, ChosenPin chosen, Extractions& extractions) {
@@ -199,7 +191,8 @@ int End(Session& session, const Options& options, const Extractions& extractions
 
 int RunExtract(const Options& options, std::FILE* out, std::FILE* messages) {
   // Outlives the graph, whose sinks write into it.
-  Extractions extractions;
+  auto kept = std::make_unique<Extractions>();
+  Extractions& extractions = *kept;
   Session session(options, messages);
   if (const int opened = session.Open(); opened != kExitDone) return opened;
   session.WarnOfDamage();
@@ -214,8 +207,15 @@ int RunExtract(const Options& options, std::FILE* out, std::FILE* messages) {
   const HRESULT running = graph.Run();
   if (FAILED(running)) return session.Failed("the filter does not run", running);
   const RunEnd end = Wait(graph, extractions, range, bar);
-  graph.Stop();
+  const HRESULT stopped = graph.Stop();
   bar.Clear();
+  if (FAILED(stopped)) {
+    // A thread that was left to itself may write on: what it writes to stays until the program ends, and gets no name.
+    static_cast<void>(kept.release());
+    if (end != RunEnd::kInterrupted) return session.Failed("the filter does not stop", stopped);
+    session.Say("interrupted");
+    return kExitInterrupted;
+  }
   const int status = End(session, options, extractions, end, out);
   return status == kExitDone && !isComplete ? kExitRefused : status;
 }

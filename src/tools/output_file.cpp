@@ -73,4 +73,9 @@ void OutputFile::Fail(const std::string& reason) {
 
 void OutputFile::FailBySystem() { Fail(platform::SystemErrorText(platform::LastSystemError())); }
 
+bool IsSameFile(const std::string& one, const std::string& other) {
+  std::error_code error;
+  return std::filesystem::equivalent(platform::ToPath(one), platform::ToPath(other), error) && !error;
+}
+
 }  // namespace vantor::tools

@@ -52,4 +52,7 @@ class OutputFile final : public OutputBytes {
   std::string trouble_;
 };
 
+// Whether both paths lead to one file that is there: what is read is never written.
+bool IsSameFile(const std::string& one, const std::string& other);
+
 }  // namespace vantor::tools

@@ -29,6 +29,10 @@ int GatherReport(Session& session, ReportFacts& facts) {
 }
 
 int WriteReport(const Session& session, const Options& options, const std::string& text) {
+  if (IsSameFile(options.file, options.output)) {
+    session.Say(options.output + ": is the file that is read");
+    return kExitUsage;
+  }
   OutputFile file;
   if (file.Open(options.output, options.force ? Overwrite::kYes : Overwrite::kNo)) {
     file.Append({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});

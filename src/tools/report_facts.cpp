@@ -173,7 +173,7 @@ void ReportGatherer::OnPackets(const MetPackets& met) {
 // Packets of video come out of the order of their times; only what comes after all before it tells of a pause.
 void ReportGatherer::NotePace(ReportTrack& track, Pace& pace, const MetPackets& met) {
   const std::int64_t told =
-      met.duration > 0 ? met.duration : track.frameDuration * static_cast<std::int64_t>(met.packets);
+      met.duration > 0 ? met.duration : WrappingMultiply(track.frameDuration, static_cast<std::int64_t>(met.packets));
   const std::int64_t end = WrappingAdd(met.start, told);
   const bool isFirst = pace.count++ == 0;
   track.lastEnd = isFirst ? end : std::max(track.lastEnd, end);

@@ -69,7 +69,7 @@ class SubStationWriter final : public TrackWriter {
     const std::size_t layerAt = static_cast<std::size_t>(numberEnd - fields.data()) + 1;
     const std::size_t layerEnd = layerAt <= fields.size() ? fields.find(',', layerAt) : std::string::npos;
     if (!shown || layerAt == 1 || fields[layerAt - 1] != ',' || layerEnd == std::string::npos) return;
-    line.text = fmt::format("Dialogue: {},{},{}{}\n", Layer(fields.substr(layerAt, layerEnd - layerAt)),
+    line.text = fmt::format("Dialogue: {},{},{}{}\n", OneLine(Layer(fields.substr(layerAt, layerEnd - layerAt))),
                             ScriptTime(shown->start), ScriptTime(shown->stop), OneLine(fields.substr(layerEnd)));
     bytes_ += sizeof(ScriptLine) + line.text.size();
     lines_.push_back(std::move(line));

@@ -42,14 +42,18 @@ void RenewBlockChecksum(std::vector<std::uint8_t>& block) {
   constexpr std::uint8_t kPartMask = 0x3F;
   constexpr std::uint8_t kBlockChecksum = 0x2F;
   constexpr std::uint8_t kLargePart = 0x80;
+  std::uint32_t whole = 0xFFFFFFFF;  // of the bytes before
+  std::size_t summed = 0;
   for (std::size_t at = kWavPackHeader; block.size() - at >= 2;) {
     const std::size_t header = (block[at] & kLargePart) != 0 ? 4 : 2;
     if (block.size() - at < header) return;
     const std::size_t size = LittleEndian(std::span(block).subspan(at + 1, header - 1)) * 2;
     if (size > block.size() - at - header) return;
     if ((block[at] & kPartMask) == kBlockChecksum && (size == 2 || size == 4)) {
-      std::uint32_t sum = 0xFFFFFFFF;
-      for (std::size_t i = 0; i < at; i += 2) sum = sum * 3 + block[i] + (std::uint32_t{block[i + 1]} << 8);
+      for (; summed < at; summed += 2) {
+        whole = whole * 3 + block[summed] + (std::uint32_t{block[summed + 1]} << 8);
+      }
+      std::uint32_t sum = whole;
       if (size == 2) sum ^= sum >> 16;
       for (std::size_t i = 0; i < size; ++i, sum >>= 8) block[at + header + i] = static_cast<std::uint8_t>(sum);
     }

@@ -126,6 +126,13 @@ TEST_F(Extract, NeverOverwritesTheFileThatItReads) {
   EXPECT_TRUE(Part("a.mkv") == before);
 }
 
+TEST_F(Extract, LongNamesKeepWhatTellsThePinsApart) {
+  const std::string name = std::string(220, 'x') + ".mkv";
+  std::filesystem::copy_file(Media("avc_aac.mkv"), folder_ / name);
+  EXPECT_EQ(Run({"--all", Path(name)}).status, 0);
+  EXPECT_THAT(Parts(), ElementsAre(std::string(193, 'x') + ".1.h264", std::string(194, 'x') + ".2.aac"));
+}
+
 TEST_F(Extract, TakesThePartThatIsAskedFor) {
   const Checked whole = Run({"--pin", "2", Media("avc_aac.mkv")});
   const Checked outcome =

@@ -276,6 +276,31 @@ TEST_F(ExtrasTest, NoFileIsOverwrittenWithoutForce) {
   EXPECT_EQ(Slurp(old), "new");
 }
 
+TEST_F(ExtrasTest, AnAttachmentDoesNotReplaceTheFileThatItIsIn) {
+  const Raw file = FileWith({test::Attachments({test::Attachment("media.mkv", "text/plain", {'e', 'v', 'i', 'l'})})});
+  const Checked kept = Run(file, {"attachments", "--extract", "--force", "-d", Folder("")});
+  EXPECT_EQ(kept.status, 2);
+  EXPECT_THAT(kept.messages, HasSubstr("media.mkv: is the file that is read"));
+  EXPECT_EQ(Slurp(folder_ / "media.mkv").size(), file.size());
+}
+
+TEST_F(ExtrasTest, AttachmentsThatClaimEachOthersBytesAreNotAllWritten) {
+  // Each claims all that is behind it.
+  constexpr std::uint64_t kFile = 40'000;
+  std::vector<Raw> attached;
+  for (int i = 0; i < 20; ++i) {
+    attached.push_back(test::Master(0x61A7, {test::Str(0x466E, "a"), Raw{0x46, 0x5C, 0x10, 0x00, 0x75, 0x30}}));
+  }
+  Raw file = FileWith({test::Attachments(attached)});
+  file.resize(kFile);
+  const std::string to = Folder("claims");
+  const Checked shown = Run(file, {"attachments", "--extract", "-d", to});
+  EXPECT_EQ(shown.status, 1);
+  std::uint64_t written = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(to)) written += entry.file_size();
+  EXPECT_LE(written, kFile);
+}
+
 TEST_F(ExtrasTest, AnAttachmentThatIsCutOffIsNotWritten) {
   Raw file = FileWith({test::Attachments({test::Attachment("whole", "", {1}), test::Attachment("cut", "", Raw(100))})});
   file.resize(file.size() - 10);

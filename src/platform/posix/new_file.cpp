@@ -35,9 +35,10 @@ std::optional<std::string> MakeNamed(const std::string& path, Make&& make) {
   return std::nullopt;
 }
 
+std::string PathOfHandle(int file) { return "/proc/self/fd/" + std::to_string(file); }
+
 bool LinkNameless(int file, const std::string& to) {
-  const std::string self = "/proc/self/fd/" + std::to_string(file);
-  return linkat(AT_FDCWD, self.c_str(), AT_FDCWD, to.c_str(), AT_SYMLINK_FOLLOW) == 0;
+  return linkat(AT_FDCWD, PathOfHandle(file).c_str(), AT_FDCWD, to.c_str(), AT_SYMLINK_FOLLOW) == 0;
 }
 
 // Not every file system knows a renaming that replaces nothing, nor links.
@@ -76,7 +77,9 @@ bool NewFile::Open(const std::string& path) {
     return handle_ >= 0;
   }
   handle_ = open(FolderOf(path).c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, kUsualRights);
-  if (handle_ >= 0) return true;
+  // It gets its name by way of /proc, which is not there everywhere.
+  if (handle_ >= 0 && access(PathOfHandle(static_cast<int>(handle_)).c_str(), F_OK) == 0) return true;
+  Close();
   const std::optional<std::string> name = MakeNamed(path, [&](const std::string& tried) {
     handle_ = open(tried.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, kUsualRights);
     return handle_ >= 0;

@@ -12,7 +12,7 @@ namespace vantor::platform {
 namespace {
 
 constexpr std::size_t kLargestWrite = 0x40000000;
-constexpr int kNamesTried = 100;
+constexpr int kNamesTried = 1000;
 
 HANDLE FileHandle(std::intptr_t handle) noexcept { return reinterpret_cast<HANDLE>(handle); }
 
@@ -47,7 +47,9 @@ bool NewFile::Open(const std::string& path) {
       MarkDeleted(handle_, true);
       return true;
     }
-    if (GetLastError() != ERROR_FILE_EXISTS) break;
+    // A file that is marked as deleted refuses others of its name.
+    const DWORD error = GetLastError();
+    if (error != ERROR_FILE_EXISTS && error != ERROR_ACCESS_DENIED) break;
   }
   return false;
 }
