@@ -67,7 +67,7 @@ class AttachmentWriter {
       Fail(kExitRefused, "attachment " + std::to_string(number) + " claims bytes of others; not written");
       return {};
     }
-    const std::string path = platform::FromPath(platform::ToPath(options_.attachments.folder) / platform::ToPath(name));
+    std::string path = platform::FromPath(platform::ToPath(options_.attachments.folder) / platform::ToPath(name));
     if (IsSameFile(options_.file, path)) {
       Fail(kExitUsage, path + ": is the file that is read");
       return {};

@@ -2,6 +2,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 #include <iterator>
 #include <map>
 #include <optional>
@@ -101,7 +102,7 @@ class Page {
     for (std::size_t i = 0; i < facts_.findings.size(); ++i) {
       const std::optional<std::string> place = placeOf(facts_.findings[i]);
       if (!place) continue;
-      const int bucket = static_cast<int>(std::stod(*place) / 100 * (kFlagPlaces - 1) + 0.5);
+      const auto bucket = static_cast<int>(std::lround(std::stod(*place) / 100 * (kFlagPlaces - 1)));
       flags[bucket].push_back(i);
       places.emplace(bucket, *place);
     }

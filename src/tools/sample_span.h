@@ -24,12 +24,13 @@ class SampleSpan {
 
   // From the first start to the last stop, at so many a second; nothing when either is not known, or for years.
   std::optional<std::int64_t> At(std::uint32_t rate) const noexcept {
-    constexpr std::uint64_t kSecond = 10'000'000;
-    constexpr std::uint64_t kLongest = kSecond * 60 * 60 * 24 * 366;
+    constexpr std::uint64_t kTimeUnits = 10'000'000;  // in a second
+    constexpr std::uint64_t kLongest = kTimeUnits * 60 * 60 * 24 * 366;
     if (!start_ || !stop_ || *stop_ <= *start_) return std::nullopt;
     const std::uint64_t length = static_cast<std::uint64_t>(*stop_) - static_cast<std::uint64_t>(*start_);
     if (length > kLongest) return std::nullopt;
-    return static_cast<std::int64_t>(length / kSecond * rate + (length % kSecond * rate + kSecond / 2) / kSecond);
+    return static_cast<std::int64_t>(length / kTimeUnits * rate +
+                                     (length % kTimeUnits * rate + kTimeUnits / 2) / kTimeUnits);
   }
 
  private:
