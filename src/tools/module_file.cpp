@@ -74,15 +74,18 @@ std::string PeVersion(std::string_view bytes) {
   return word(4) == 0 ? version : fmt::format("{}.{}", version, word(4));
 }
 
+// The text up to that character, or all of it.
+std::string_view UpTo(std::string_view text, char end) {
+  return text.substr(0, static_cast<std::size_t>(std::find(text.begin(), text.end(), end) - text.begin()));
+}
+
 std::string ElfVersion(std::string_view bytes) {
   const std::size_t note = bytes.find(kPackageNote);
   if (note == std::string_view::npos) return {};
-  const std::string_view text = bytes.substr(note + kPackageNote.size(), kMostNote);
+  const std::string_view text = UpTo(bytes.substr(note + kPackageNote.size(), kMostNote), '\0');
   constexpr std::string_view kKey = "\"version\":\"";
-  const std::size_t key = text.substr(0, text.find('\0')).find(kKey);
-  if (key == std::string_view::npos) return {};
-  const std::string_view version = text.substr(key + kKey.size());
-  return std::string(version.substr(0, version.find('"')));
+  const std::size_t key = text.find(kKey);
+  return key == std::string_view::npos ? std::string() : std::string(UpTo(text.substr(key + kKey.size()), '"'));
 }
 
 }  // namespace
