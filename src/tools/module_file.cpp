@@ -95,9 +95,7 @@ std::optional<ModuleFile> ReadModuleFile(const std::string& path) {
   if (file.Open(path) != platform::FileError::kNone) return std::nullopt;
   const std::string bytes = ReadAll(file);
   if (bytes.starts_with("MZ")) return ModuleFile{PeBits(bytes), PeVersion(bytes)};
-  if (bytes.starts_with("\x7F"
-                        "ELF"))
-    return ModuleFile{ElfBits(bytes), ElfVersion(bytes)};
+  if (bytes.starts_with("\177ELF")) return ModuleFile{ElfBits(bytes), ElfVersion(bytes)};
   return ModuleFile();
 }
 

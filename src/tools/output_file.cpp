@@ -49,8 +49,9 @@ void OutputFile::Append(std::span<const std::uint8_t> bytes) {
 
 void OutputFile::Replace(std::uint64_t offset, std::span<const std::uint8_t> bytes) {
   if (HasFailed()) return;
-  if (file_.IsStream())
+  if (file_.IsStream()) {
     return Fail("what goes into a pipe or a device cannot be changed afterwards, as this form wants");
+  }
   Flush();
   if (!HasFailed() && !file_.WriteAt(static_cast<std::int64_t>(offset), bytes.data(), bytes.size())) FailBySystem();
 }
