@@ -31,7 +31,7 @@ std::string ContentOf(const std::filesystem::path& path) {
 
 class OutputFileTest : public testing::Test {
  protected:
-  std::string PathOf(const std::string& name) const { return platform::FromPath(folder_ / name); }
+  std::string PathOf(const std::string& name) const { return platform::FromPath(folder_ / platform::ToPath(name)); }
   std::vector<std::string> NamesInFolder() const {
     std::vector<std::string> names;
     for (const auto& entry : std::filesystem::directory_iterator(folder_.Path())) {
