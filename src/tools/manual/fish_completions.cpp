@@ -18,8 +18,9 @@ std::string FishQuoted(std::string_view text) {
 
 std::string FishValue(const OptionWords& option) {
   if (option.value.empty()) return {};
-  if (!option.choices.empty())
+  if (!option.choices.empty()) {
     return fmt::format(" -x -a {}", FishQuoted(fmt::format("{}", fmt::join(option.choices, " "))));
+  }
   return option.kind == ValueKind::kFile     ? " -r -F"
          : option.kind == ValueKind::kFolder ? " -x -a '(__fish_complete_directories)'"
                                              : " -x";

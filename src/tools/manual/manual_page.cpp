@@ -76,8 +76,9 @@ std::string Options(const CommandWords& command) {
   for (const OptionWords& option : command.options) {
     if (option.positional) continue;
     text += fmt::format(".TP\n{}\n{}.\n", Term(option), Escaped(option.about));
-    if (!option.choices.empty())
+    if (!option.choices.empty()) {
       text += fmt::format("One of {}.\n", Escaped(fmt::format("{}", fmt::join(option.choices, ", "))));
+    }
   }
   return text;
 }
