@@ -1,8 +1,7 @@
 // What the format block of a media type says, read with care: blocks are made of what a file says.
 //
-//   if (const std::optional<PictureFields> picture = PictureFieldsOf(type)) Use(picture->bitmap.biWidth,
-//   picture->codecData); if (const std::optional<SoundFields> sound = SoundFieldsOf(type)) Use(sound->header.nChannels,
-//   sound->codecData);
+//   if (const auto picture = PictureFieldsOf(type)) Use(picture->bitmap.biWidth, picture->codecData);
+//   if (const auto sound = SoundFieldsOf(type)) Use(sound->header.nChannels, sound->codecData);
 #pragma once
 
 #include <cstdint>

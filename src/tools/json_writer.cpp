@@ -2,8 +2,6 @@
 
 #include <iterator>
 
-#include "platform/text.h"
-
 namespace vantor::tools {
 
 void JsonWriter::Separate() {
@@ -36,7 +34,7 @@ JsonWriter& JsonWriter::Key(std::string_view key) {
 
 JsonWriter& JsonWriter::Text(std::string_view utf8) {
   Separate();
-  AppendJsonString(out_, WideToUtf8(Utf8ToWide(utf8)));
+  AppendJsonString(out_, ValidUtf8(utf8));
   return *this;
 }
 
