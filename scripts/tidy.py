@@ -66,8 +66,9 @@ def write_batch(file, sources):
     """Writes it where the checks of the sources' folder hold; returns where each line of the file comes from."""
     origins = []
     file.parent.mkdir(parents=True, exist_ok=True)
-    checks = Path(sources[0]).parent / ".clang-tidy"
-    if checks.exists():
+    folder = Path(sources[0]).parent
+    checks = next((up / ".clang-tidy" for up in (folder, *folder.parents) if (up / ".clang-tidy").exists()), None)
+    if checks and checks.parent != ROOT:
         shutil.copy(checks, file.parent)
     with open(file, "w", encoding="utf-8") as batch:
         for source in sources:

@@ -1,15 +1,15 @@
 // What the examples in the headers of src/tools take as given.
 #pragma once
-#include "tools/block_findings.h"
-#include "tools/block_walk.h"
+#include "tools/check/block_findings.h"
+#include "tools/check/block_walk.h"
 #include "tools/command_line.h"
 #include "tools/file_extras.h"
 #include "tools/file_facts.h"
+#include "tools/forms/track_writer.h"
 #include "tools/opened_file.h"
 #include "tools/play_counter.h"
 #include "tools/sample_log.h"
 #include "tools/session.h"
-#include "tools/track_writer.h"
 
 int Fail(const std::string& reason);
 extern const AM_MEDIA_TYPE& type;

@@ -3,9 +3,9 @@
 #include <string>
 
 #include "tools/chapter_formats.h"
+#include "tools/check/findings.h"
 #include "tools/commands.h"
 #include "tools/extras_text.h"
-#include "tools/findings.h"
 #include "tools/opened_file.h"
 #include "tools/output.h"
 #include "tools/session.h"

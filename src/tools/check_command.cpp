@@ -2,7 +2,7 @@
 #include <new>
 #include <optional>
 
-#include "tools/check_file.h"
+#include "tools/check/check_file.h"
 #include "tools/commands.h"
 #include "tools/findings_text.h"
 #include "tools/output.h"

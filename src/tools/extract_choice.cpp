@@ -9,8 +9,8 @@
 
 #include "platform/file_path.h"
 #include "platform/text.h"
+#include "tools/forms/raw_writer.h"
 #include "tools/opened_file.h"
-#include "tools/raw_writer.h"
 #include "tools/safe_name.h"
 #include "tools/track_labels.h"
 #include "tools/track_pins.h"

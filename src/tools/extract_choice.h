@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "tools/forms/track_writer.h"
 #include "tools/session.h"
-#include "tools/track_writer.h"
 
 namespace vantor::tools {
 

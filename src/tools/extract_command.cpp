@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/check_file.h"
+#include "tools/check/check_file.h"
 #include "tools/commands.h"
 #include "tools/extract_choice.h"
 #include "tools/extract_sink.h"

@@ -16,7 +16,7 @@
 #include <utility>
 
 #include "host/sample_listener.h"
-#include "tools/track_writer.h"
+#include "tools/forms/track_writer.h"
 
 namespace vantor::tools {
 

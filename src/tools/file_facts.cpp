@@ -12,9 +12,9 @@
 #include "parser/element_ids.h"
 #include "parser/element_table.h"
 #include "platform/wrapping.h"
-#include "tools/block_frames.h"
-#include "tools/block_walk.h"
-#include "tools/delivery_model.h"
+#include "tools/check/block_frames.h"
+#include "tools/check/block_walk.h"
+#include "tools/check/delivery_model.h"
 
 namespace vantor::tools {
 namespace {

@@ -15,8 +15,8 @@
 
 #include "parser/file_root.h"
 #include "parser/tolerance_notes.h"
-#include "tools/filter_path.h"
-#include "tools/index_check.h"
+#include "tools/check/filter_path.h"
+#include "tools/check/index_check.h"
 #include "tools/track_pins.h"
 
 namespace vantor::tools {

@@ -10,8 +10,8 @@
 #include <string>
 
 #include "host/graph.h"
+#include "tools/check/findings.h"
 #include "tools/file_extras.h"
-#include "tools/findings.h"
 #include "tools/frame_rates.h"
 #include "tools/listing.h"
 #include "tools/media_type_words.h"

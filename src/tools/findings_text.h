@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <string>
 
-#include "tools/findings.h"
+#include "tools/check/findings.h"
 #include "tools/json_text.h"
 
 namespace vantor::tools {

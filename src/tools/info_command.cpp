@@ -3,9 +3,9 @@
 #include <optional>
 #include <string>
 
+#include "tools/check/header_findings.h"
 #include "tools/commands.h"
 #include "tools/file_words.h"
-#include "tools/header_findings.h"
 #include "tools/messages.h"
 #include "tools/output.h"
 #include "tools/session.h"

@@ -16,7 +16,7 @@
 #include <vector>
 
 #include "platform/new_file.h"
-#include "tools/track_writer.h"
+#include "tools/forms/track_writer.h"
 
 namespace vantor::tools {
 

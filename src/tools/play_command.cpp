@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "platform/text.h"
-#include "tools/check_file.h"
+#include "tools/check/check_file.h"
 #include "tools/commands.h"
 #include "tools/interrupt_watch.h"
 #include "tools/listing.h"

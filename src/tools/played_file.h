@@ -11,7 +11,7 @@
 
 #include "host/byte_store.h"
 #include "host/graph.h"
-#include "tools/packet_check.h"
+#include "tools/check/packet_check.h"
 #include "tools/track_pins.h"
 
 namespace vantor::tools {

@@ -2,12 +2,12 @@
 #include <span>
 #include <utility>
 
-#include "tools/check_file.h"
+#include "tools/check/check_file.h"
 #include "tools/commands.h"
 #include "tools/output.h"
 #include "tools/output_file.h"
-#include "tools/report_facts.h"
-#include "tools/report_text.h"
+#include "tools/report/report_facts.h"
+#include "tools/report/report_text.h"
 #include "tools/session.h"
 #include "tools/track_labels.h"
 

@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "tools/track_writer.h"
+#include "tools/forms/track_writer.h"
 
 namespace vantor::tools {
 

@@ -11,7 +11,7 @@
 #include "platform/file_path.h"
 #include "platform/system_error.h"
 #include "platform/text.h"
-#include "tools/header_findings.h"
+#include "tools/check/header_findings.h"
 #include "tools/json_text.h"
 #include "tools/memory_watch.h"
 

@@ -3,7 +3,7 @@
 #include <stdexcept>
 
 #include "published/media_guids.h"
-#include "tools/adts_writer.h"
+#include "tools/forms/adts_writer.h"
 #include "tools/track_form_types.h"
 
 namespace vantor::tools {

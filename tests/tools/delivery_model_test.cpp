@@ -1,4 +1,4 @@
-#include "tools/delivery_model.h"
+#include "tools/check/delivery_model.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "tools/filter_path.h"
+#include "tools/check/filter_path.h"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +7,7 @@
 
 #include "parser/element_ids.h"
 #include "support/mkv_builder.h"
-#include "tools/block_walk.h"
+#include "tools/check/block_walk.h"
 #include "tools/opened_file.h"
 
 namespace vantor::tools {

@@ -4,8 +4,8 @@
 
 #include <set>
 
+#include "tools/check/findings.h"
 #include "tools/finding_cases.h"
-#include "tools/findings.h"
 
 namespace vantor::tools::checking {
 namespace {

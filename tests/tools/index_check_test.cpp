@@ -1,4 +1,4 @@
-#include "tools/index_check.h"
+#include "tools/check/index_check.h"
 
 #include <gtest/gtest.h>
 

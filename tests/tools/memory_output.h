@@ -14,7 +14,7 @@
 #include <string_view>
 #include <vector>
 
-#include "tools/track_writer.h"
+#include "tools/forms/track_writer.h"
 
 namespace vantor::tools {
 

@@ -8,9 +8,9 @@
 
 #include "platform/big_endian.h"
 #include "published/subtype_codes.h"
+#include "tools/forms/tta_frame.h"
+#include "tools/forms/vorbis_modes.h"
 #include "tools/ogg_reader.h"
-#include "tools/tta_frame.h"
-#include "tools/vorbis_modes.h"
 #include "tools/written_track.h"
 
 namespace vantor::tools {

@@ -1,4 +1,4 @@
-#include "tools/packet_check.h"
+#include "tools/check/packet_check.h"
 
 #include <gtest/gtest.h>
 

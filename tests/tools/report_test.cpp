@@ -13,7 +13,7 @@
 #include "support/temporary_folder.h"
 #include "tools/checked_file.h"
 #include "tools/column_lane.h"
-#include "tools/html_text.h"
+#include "tools/report/html_text.h"
 
 namespace vantor::tools {
 namespace {

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "platform/big_endian.h"
-#include "tools/subtitle_forms.h"
+#include "tools/forms/subtitle_forms.h"
 #include "tools/written_track.h"
 
 namespace vantor::tools {

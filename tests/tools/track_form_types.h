@@ -10,8 +10,8 @@
 #include "baseclasses/media_type.h"
 #include "platform/com.h"
 #include "published/subtype_codes.h"
+#include "tools/forms/track_writer.h"
 #include "tools/memory_output.h"
-#include "tools/track_writer.h"
 
 namespace vantor::tools {
 

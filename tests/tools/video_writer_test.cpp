@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "tools/av1_units.h"
-#include "tools/raw_writer.h"
+#include "tools/forms/av1_units.h"
+#include "tools/forms/raw_writer.h"
 #include "tools/track_form_types.h"
 
 namespace vantor::tools {

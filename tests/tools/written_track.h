@@ -16,10 +16,10 @@
 #include "mediatypes/format_block.h"
 #include "published/format_blocks.h"
 #include "published/media_guids.h"
-#include "tools/form_bytes.h"
+#include "tools/forms/form_bytes.h"
+#include "tools/forms/track_writer.h"
 #include "tools/little_endian.h"
 #include "tools/track_form_types.h"
-#include "tools/track_writer.h"
 
 namespace vantor::tools {
 

@@ -4,7 +4,7 @@
 
 #include <vector>
 
-#include "tools/ogg_pages.h"
+#include "tools/forms/ogg_pages.h"
 #include "tools/written_track.h"
 
 namespace vantor::tools {
