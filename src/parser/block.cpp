@@ -52,18 +52,20 @@ void MkvBlock::Reset() {
 }
 
 void MkvBlockHeader::ReadHeader(const MkvElement& element) {
+  HeaderCursor in(*element.file);
+  BlockFields fields;
+  fields.Read(in, element);
+  in.Store();
+  Take(fields);
+}
+
+void MkvBlockHeader::Take(const BlockFields& fields) {
   trackNumber = CMkvLength();
-  flags = CMkvByte();
-  element.SeekToData();
-  // No result of these ends anything: a field that cannot be read is 0, and the block is one of track 0 or at the
-  // Cluster's time. The reads are not bounded by the payload either; a block that ends within its header is found out
-  // when its frames are to be read.
-  const HRESULT trackRead = trackNumber.Read(element);
-  CMkvShort relative;
-  const HRESULT timeRead = relative.Read(element);
-  timecode = CMkvInt(relative.value);
-  const HRESULT flagsRead = flags.Read(element);
-  if ((trackRead | timeRead | flagsRead) != S_OK) element.NotePassedOver(Tolerated::kUnreadableBlockHeader);
+  trackNumber.value = fields.track.value;
+  trackNumber.isUnknown = fields.track.isUnknown;
+  trackNumber.present = fields.isTrackRead;
+  timecode = CMkvInt(fields.time);
+  flags = CMkvByte(fields.flags);
 }
 
 HRESULT MkvBlock::ReadFrames(const MkvElement& element, std::size_t mostFrames) {

@@ -12,10 +12,37 @@
 #include "parser/element.h"
 #include "parser/element_ids.h"
 #include "parser/frame_bytes.h"
+#include "parser/header_cursor.h"
+#include "platform/big_endian.h"
 
 namespace vantor {
 
-// What every Block and SimpleBlock begins with.
+// What every Block and SimpleBlock begins with, as it is read. A field that cannot be read is 0, whatever that says,
+// and the block is one of track 0 or at the Cluster's time: no result of these reads ends anything. They are not
+// bounded by the payload either; a block that ends within its header is found out when its frames are to be read.
+struct BlockFields {
+  EbmlLength track;
+  bool isTrackRead = false;
+  std::int16_t time = 0;
+  std::uint8_t flags = 0;
+
+  // From the payload's first byte on; notes with the source when not all could be read. Stores the cursor then.
+  void Read(HeaderCursor& in, const MkvElement& element) {
+    in.MoveTo(element.dataStart);
+    const HRESULT trackRead = in.ReadLength(track);
+    isTrackRead = trackRead == S_OK;
+    std::uint8_t bytes[2] = {};
+    const HRESULT timeRead = in.ReadFew(bytes, sizeof bytes);
+    if (timeRead == S_OK) time = static_cast<std::int16_t>(BigEndian(bytes, sizeof bytes));
+    const HRESULT flagsRead = in.ReadByte(flags);
+    if ((trackRead | timeRead | flagsRead) != S_OK) {
+      in.Store();
+      element.NotePassedOver(Tolerated::kUnreadableBlockHeader);
+    }
+  }
+};
+
+// The same in a block's record.
 struct MkvBlockHeader {
   CMkvLength trackNumber;
   CMkvInt timecode;  // relative to the cluster's, TimecodeScale ticks
@@ -23,6 +50,8 @@ struct MkvBlockHeader {
 
   // Reads it from the Block or SimpleBlock. The cursor stays behind the flags.
   void ReadHeader(const MkvElement& element);
+  // The same of fields that were read.
+  void Take(const BlockFields& fields);
 };
 
 struct MkvBlock : MkvBlockHeader {

@@ -122,6 +122,8 @@ class CMkvFileReader {
   }
 
  private:
+  friend class HeaderCursor;
+
   // One call of the reader, for no more bytes than the file holds and the call can ask for.
   HRESULT ReadPiece(void* buffer, std::uint64_t size) {
     auto* const to = static_cast<BYTE*>(buffer);

@@ -14,33 +14,13 @@
 #include <string_view>
 
 #include "parser/element.h"
+#include "parser/header_cursor.h"
 #include "platform/big_endian.h"
 #include "platform/text.h"
 
 namespace vantor {
 
 namespace {
-
-// Shifts `count` more bytes into the value, each by a read of its own.
-template <typename T>
-HRESULT ShiftIn(CMkvFile& file, int count, T& value) {
-  for (; count > 0; --count) {
-    std::uint8_t byte = 0;
-    if (const HRESULT result = file.ReadByte(byte); result != S_OK) return result;
-    value = static_cast<T>(value << 8 | byte);
-  }
-  return S_OK;
-}
-
-// A first byte with this bit is the only one: most identifiers and sizes in a Cluster are of one byte.
-constexpr std::uint8_t kOneByte = 0x80;
-
-// The number of zero bits before the marker: how many bytes follow the first one.
-int LeadingZeros(std::uint8_t byte) {
-  int count = 0;
-  for (int bit = 0x80; bit != 0 && (byte & bit) == 0; bit >>= 1) ++count;
-  return count;
-}
 
 template <typename Buffer>
 HRESULT ReadPayload(const MkvElement& element, Buffer& buffer) {
@@ -81,47 +61,24 @@ HRESULT CMkvShort::Read(const MkvElement& element) {
 
 HRESULT CMkvID::Read(const MkvElement& element) {
   if (element.file == nullptr) return E_POINTER;
-  std::uint8_t first = 0;
-  if (const HRESULT result = element.file->ReadByte(first); result != S_OK) return result;
-  if ((first & kOneByte) == 0) return ReadLonger(*element.file, first);
-  value = first;
-  present = true;
-  return S_OK;
-}
-
-HRESULT CMkvID::ReadLonger(CMkvFile& file, std::uint8_t first) {
-  const int more = LeadingZeros(first);
-  if (more > 3) return E_FAIL;
-  value = first;
-  const HRESULT result = ShiftIn(file, more, value);
+  HeaderCursor in(*element.file);
+  const HRESULT result = in.ReadId(value);
+  in.Store();
   if (result == S_OK) present = true;
   return result;
 }
 
 HRESULT CMkvLength::Read(const MkvElement& element) {
   if (element.file == nullptr) return E_POINTER;
-  CMkvFile& file = *element.file;
-  std::uint8_t first = 0;
-  if (const HRESULT result = file.ReadByte(first); result != S_OK) return result;
-  if ((first & kOneByte) != 0 && first != 0xFF && !isSigned) {
-    value = first & 0x7Fu;
-    present = true;
-    return S_OK;
-  }
-  return ReadLonger(file, first);
-}
-
-HRESULT CMkvLength::ReadLonger(CMkvFile& file, std::uint8_t first) {
-  const int more = LeadingZeros(first);
-  if (more > 7) return E_FAIL;
-  value = first & (0x7Fu >> more);
-  if (const HRESULT result = ShiftIn(file, more, value); result != S_OK) return result;
-  // All bits set mean the rest of the file, even in a lace or a track number, where that says nothing sensible: one
-  // reader for all, and what it makes of them is refused for its size.
-  const std::uint64_t allOnes = (std::uint64_t{1} << (7 * (more + 1))) - 1;
-  isUnknown = value == allOnes;
-  if (isUnknown) value = file.Remaining();
-  if (isSigned) value -= allOnes >> 1;
+  HeaderCursor in(*element.file);
+  EbmlLength length;
+  length.value = value;
+  const HRESULT result = in.ReadLength(length);
+  in.Store();
+  value = length.value;
+  if (result != S_OK) return result;
+  isUnknown = length.isUnknown;
+  if (isSigned) value -= length.LargestOfItsBytes() >> 1;
   present = true;
   return S_OK;
 }

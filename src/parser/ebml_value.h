@@ -10,7 +10,6 @@
 #include <string>
 #include <vector>
 
-#include "platform/apart.h"
 #include "platform/com.h"
 
 namespace vantor {
@@ -56,9 +55,6 @@ class CMkvID final : public CMkvVar<std::uint32_t, CMkvID> {
  public:
   using CMkvVar::CMkvVar;
   HRESULT Read(const MkvElement& element) override;
-
- private:
-  VANTOR_APART HRESULT ReadLonger(CMkvFile& file, std::uint8_t first);
 };
 
 // An element size, 1 to 8 bytes, marker removed. All value bits set mean the rest of the source.
@@ -72,9 +68,6 @@ class CMkvLength : public CMkvVar<std::uint64_t, CMkvLength> {
 
   bool isSigned = false;
   bool isUnknown = false;  // all value bits were set
-
- private:
-  VANTOR_APART HRESULT ReadLonger(CMkvFile& file, std::uint8_t first);
 };
 
 // The same with the bias of a signed value taken off: the deltas of EBML lacing. `value` holds the two's complement.

@@ -137,17 +137,18 @@ bool MkvElement::MoveNext() {
   return ReadHeader(next) || Resynchronise();
 }
 
+bool MkvElement::MoveOnFromDamage(std::uint64_t next) {
+  Clear();
+  start = next;
+  return Resynchronise();
+}
+
 bool MkvElement::MoveNextOfSameId() {
   const std::uint32_t wanted = id.value;
   while (MoveNext()) {
     if (id.value == wanted) return true;
   }
   return false;
-}
-
-std::uint64_t MkvElement::DataEnd() const {
-  const std::uint64_t end = dataStart + size.value;
-  return end < dataStart ? ~std::uint64_t{0} : end;
 }
 
 void MkvElement::Clear() {
@@ -157,21 +158,17 @@ void MkvElement::Clear() {
   isWholeFile = false;
 }
 
-// The header is the element's only once both parts are read: `id` alone must not match anything.
 bool MkvElement::ReadHeader(std::uint64_t at) {
+  HeaderCursor in(*file);
+  if (MoveOnto(in, at)) return true;
   Clear();
   start = at;
-  file->position = at;
-  if (id.Read(*this) == S_OK && size.Read(*this) == S_OK) {
-    dataStart = file->position;
-    // Among the children of a Segment alone: looking for the end meets the header of the next one as a child.
-    if (file->policy.playToEnd && size.isUnknown && id.value == ids::kCluster && IsSegment(parent)) {
-      EndAtNextTopLevel();
-    }
-    return true;
-  }
-  Clear();
   return false;
+}
+
+void MkvElement::EndWhereUnknown() {
+  // Among the children of a Segment alone: looking for the end meets the header of the next one as a child.
+  if (file->policy.playToEnd && id.value == ids::kCluster && IsSegment(parent)) EndAtNextTopLevel();
 }
 
 // A Cluster of unknown size, as live streams are written, reaches to the end of the file: it ends where a child has an

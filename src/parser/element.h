@@ -10,6 +10,7 @@
 
 #include "parser/byte_source.h"
 #include "parser/ebml_value.h"
+#include "parser/header_cursor.h"
 
 namespace vantor {
 
@@ -40,6 +41,13 @@ class MkvElement {
 
   // Moves to the next sibling, resynchronising after a damaged header inside a Segment. False, and empty, at the end.
   bool MoveNext();
+
+  // The two steps of it that are left to do at `next`, the end of this element's payload, where its parent goes on
+  // there. The first is short: it reads the header, stores the cursor, and is false where that could not be read, with
+  // this element as it was; the second then does the rest. Whoever moves through many small elements takes them one by
+  // one.
+  bool MoveOnto(HeaderCursor& in, std::uint64_t next);
+  bool MoveOnFromDamage(std::uint64_t next);
 
   // Moves to the next sibling with this element's own identifier, by walking only.
   bool MoveNextOfSameId();
@@ -72,6 +80,32 @@ class MkvElement {
   bool FindByDistrustedIndex(std::uint32_t wanted);
   void FindFromHere(std::uint32_t wanted, Search search);
   void Clear();
+  VANTOR_APART void EndWhereUnknown();
 };
+
+// The header is the element's only once both parts are read: `id` alone must not match anything.
+inline bool MkvElement::MoveOnto(HeaderCursor& in, std::uint64_t next) {
+  in.MoveTo(next);
+  std::uint32_t newId = 0;
+  EbmlLength newSize;
+  const bool isRead = in.ReadId(newId) == S_OK && in.ReadLength(newSize) == S_OK;
+  in.Store();
+  if (!isRead) return false;
+  id.value = newId;
+  id.present = true;
+  size.value = newSize.value;
+  size.isUnknown = newSize.isUnknown;
+  size.present = true;
+  start = next;
+  dataStart = in.Position();
+  isWholeFile = false;
+  if (newSize.isUnknown) EndWhereUnknown();
+  return true;
+}
+
+inline std::uint64_t MkvElement::DataEnd() const {
+  const std::uint64_t end = dataStart + size.value;
+  return end < dataStart ? ~std::uint64_t{0} : end;
+}
 
 }  // namespace vantor

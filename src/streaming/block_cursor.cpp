@@ -44,8 +44,36 @@ void BlockCursor::MoveTo(const PlaceInFile& place) {
 }
 
 bool BlockCursor::Step() {
+  if (place_.element.id.value == ids::kSimpleBlock) return StepOnFromSimpleBlock();
   if (!place_.element) return place_.isEntered ? StepToNextCluster() : StepIntoCluster();
-  if (IsBlock(place_.element) && !ReadCurrent()) return false;
+  if (IsBlock(place_.element) && !ReadGroup()) return false;
+  return MoveOn();
+}
+
+// Nearly all steps are of this kind, and most of those from a block of another track. It costs its header and the next
+// element's; no frame is read, and nothing of it is put into the record, which would have to be emptied for every
+// block.
+bool BlockCursor::StepOnFromSimpleBlock() {
+  MkvElement& element = place_.element;
+  HeaderCursor in(file_);
+  BlockFields fields;
+  fields.Read(in, element);
+  if (fields.track.value == track_.TrackNumber.value) {
+    in.Store();
+    return ReadFrames(fields) && MoveOn();
+  }
+  const std::uint64_t next = element.DataEnd();
+  if (file_.wasLetGo || next >= place_.cluster.DataEnd()) {
+    in.Store();
+    return !file_.wasLetGo && MoveOn();
+  }
+  const ElementHeader before = HeaderOf(element);
+  if (!element.MoveOnto(in, next) && !file_.wasLetGo) element.MoveOnFromDamage(next);
+  if (file_.wasLetGo) Restore(before, element);
+  return !file_.wasLetGo;
+}
+
+bool BlockCursor::MoveOn() {
   const ElementHeader before = HeaderOf(place_.element);
   place_.element.MoveNext();
   if (!file_.wasLetGo) return true;
@@ -76,26 +104,18 @@ bool BlockCursor::StepIntoCluster() {
 
 bool BlockCursor::IsGivenUp() const { return file_.wasLetGo || (file_.interrupted && file_.interrupted()); }
 
-// Reads the block under the cursor; false when it was given up half-way. A SimpleBlock of another track costs its
-// header, a BlockGroup also what stands beside the Block; no frame is read.
-bool BlockCursor::ReadCurrent() {
-  if (place_.element.id.value != ids::kSimpleBlock) return ReadGroup();
-  // Not into the record, which would have to be emptied for every block of the file.
-  MkvBlockHeader header;
-  header.ReadHeader(place_.element);
-  return header.trackNumber.value == track_.TrackNumber.value ? ReadFrames(header) : !file_.wasLetGo;
-}
-
-bool BlockCursor::ReadFrames(const MkvBlockHeader& header) {
+// Of the block under the cursor, whose header was just read; false when it was given up half-way.
+bool BlockCursor::ReadFrames(const BlockFields& fields) {
   MkvBlock& block = next_->record;
   block.Reset();
-  static_cast<MkvBlockHeader&>(block) = header;
+  block.Take(fields);
   const HRESULT result = block.ReadFrames(place_.element);
   if (file_.wasLetGo) return false;
   MarkUnlessKeyFrame(block);
   return KeepNext(result);
 }
 
+// What stands beside the Block of a group costs its reads too, whatever the track.
 bool BlockCursor::ReadGroup() {
   MkvBlock& block = next_->record;
   block.Reset();

@@ -85,11 +85,12 @@ class BlockCursor {
 
  private:
   bool Step();
+  bool StepOnFromSimpleBlock();
   bool StepToNextCluster();
   bool StepIntoCluster();
   bool IsGivenUp() const;
-  bool ReadCurrent();
-  VANTOR_APART bool ReadFrames(const MkvBlockHeader& header);
+  VANTOR_APART bool ReadFrames(const BlockFields& fields);
+  VANTOR_APART bool MoveOn();
   VANTOR_APART bool ReadGroup();
   bool KeepNext(HRESULT result);
 
