@@ -45,16 +45,19 @@ void CountWhole(const MkvElement& element, BlockFrames& frames) {
 void ReadBlockFrames(const MkvElement& element, BlockFrames& frames) {
   constexpr std::uint64_t kTimeAndFlags = 3;
   CMkvFile& file = *element.file;
-  MkvBlock header;
-  header.ReadHeader(element);
+  // Not into a block's record, which would have to be made and emptied for every block of the file.
+  HeaderCursor in(file);
+  BlockFields fields;
+  fields.Read(in, element);
+  in.Store();
   frames.start = element.start;
-  frames.track = header.trackNumber.value;
-  frames.relativeTime = header.timecode.value;
-  frames.flags = header.flags.value;
+  frames.track = fields.track.value;
+  frames.relativeTime = fields.time;
+  frames.flags = fields.flags;
   frames.whole = 0;
   frames.bytes = 0;
   const std::uint64_t behindHeader = file.position;
-  const bool hasHeader = header.trackNumber.present && behindHeader > element.dataStart + kTimeAndFlags;
+  const bool hasHeader = fields.isTrackRead && behindHeader > element.dataStart + kTimeAndFlags;
   frames.isReadByFilter = ReadLaceSizes(element, frames.flags, frames.sizes) == S_OK;
   frames.count = frames.isReadByFilter ? frames.sizes.count : 0;
   if (!frames.isReadByFilter) {
