@@ -26,7 +26,6 @@ SeekSearch::~SeekSearch() { End(); }
 void SeekSearch::End() {
   isEnded_ = true;
   ++number_;  // whoever still waits gets no answer of this one
-  isPosted_ = false;
   if (ThreadExists()) CallWorker(kExit);
   Close();
 }
