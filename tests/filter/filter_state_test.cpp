@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/platform.h"
 #include "support/allocation_monitor.h"
 #include "support/demux_harness.h"
 #include "support/fake_allocator.h"
