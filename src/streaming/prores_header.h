@@ -2,21 +2,29 @@
 // is told anyway; decoders look for them.
 //
 //   ProResHeader header{};
-//   if (!HasProResHeader(frame.data(), frame.size())) header = MakeProResHeader(frame.size());
+//   if (!HasProResHeader({}, frame)) header = MakeProResHeader(frame.size());
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <span>
 
 namespace vantor {
 
 using ProResHeader = std::array<std::uint8_t, 8>;
 
-// Whether the frame has it after all: not every writer leaves it out.
-inline bool HasProResHeader(const std::uint8_t* frame, std::size_t size) {
-  return size >= 8 && std::memcmp(frame + 4, "icpf", 4) == 0;
+// Whether the frame has it after all: not every writer leaves it out. The frame is what was stripped off all frames of
+// the track and what is left of this one.
+inline bool HasProResHeader(std::span<const std::uint8_t> stripped, std::span<const std::uint8_t> frame) {
+  ProResHeader first{};
+  const std::size_t before = std::min(stripped.size(), first.size());
+  const std::size_t behind = std::min(frame.size(), first.size() - before);
+  if (before != 0) std::memcpy(first.data(), stripped.data(), before);
+  if (behind != 0) std::memcpy(first.data() + before, frame.data(), behind);
+  return before + behind == first.size() && std::memcmp(first.data() + 4, "icpf", 4) == 0;
 }
 
 inline ProResHeader MakeProResHeader(std::size_t size) {

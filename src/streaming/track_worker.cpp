@@ -19,6 +19,8 @@
 // else, since the frames between refer to each other in any order.
 #include "streaming/track_worker.h"
 
+#include <algorithm>
+
 #include "parser/content_encoding.h"
 #include "platform/platform.h"
 #include "platform/result.h"
@@ -42,9 +44,11 @@ TrackWorker::TrackWorker(CBaseOutputPin& pin, Playback& playback, CMkvFile& root
       convertStartCodes_(convertStartCodes),
       strippedHeader_(StrippedHeader(track, MkvContentEncoding::kScopeFrames)),
       addFrameHeaders_(addFrameHeaders),
+      frameHeader_(addFrameHeaders ? sizeof(ProResHeader) : 0),
       cursor_(root, first, track),
       samples_(
           pin, patience, [this] { return StopPending(); }, root.frameMemory) {
+  if (addFrameHeaders_) frameHeader_.insert(frameHeader_.end(), strippedHeader_.begin(), strippedHeader_.end());
   cursor_.InterruptWith([this] { return StopPending(); });
 }
 
@@ -309,10 +313,9 @@ HRESULT TrackWorker::DeliverFrames(MkvBlock& block, const FrameTimes& times) {
 
 // What goes out in front of the frame's bytes.
 std::span<const std::uint8_t> TrackWorker::HeaderOf(const FrameBytes& frame) {
-  if (!addFrameHeaders_ || !strippedHeader_.empty() || HasProResHeader(frame.data(), frame.size())) {
-    return strippedHeader_;
-  }
-  frameHeader_ = MakeProResHeader(frame.size());
+  if (!addFrameHeaders_ || HasProResHeader(strippedHeader_, {frame.data(), frame.size()})) return strippedHeader_;
+  const ProResHeader header = MakeProResHeader(strippedHeader_.size() + frame.size());
+  std::copy(header.begin(), header.end(), frameHeader_.begin());
   return frameHeader_;
 }
 

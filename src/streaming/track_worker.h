@@ -131,7 +131,7 @@ class TrackWorker : public CAMThread {
   const bool convertStartCodes_;
   const std::span<const std::uint8_t> strippedHeader_;  // of every frame
   const bool addFrameHeaders_;
-  ProResHeader frameHeader_{};
+  Bytes frameHeader_;  // the made header of a frame, and the stripped one behind it
   BlockCursor cursor_;
   SampleSource samples_;
   bool isDiscontinuity_ = true;

@@ -124,5 +124,17 @@ TEST(PacketCheck, AFrameHeaderInFrontIsNoPartOfThePacketWhereItIsAdded) {
   EXPECT_EQ(other.Finish().lost, 1U);
 }
 
+TEST(PacketCheck, AFrameHeaderIsAddedInFrontOfTheHeaderThatWasStripped) {
+  const Raw encoding = test::Master(
+      0x6D80, {test::Master(0x6240, {test::UInt(0x5032, 1),
+                                     test::Master(0x5034, {test::UInt(0x4254, 3), test::Bin(0x4255, {0xAA, 0xBB})})})});
+  TrackPin added;
+  added.addsFrameHeaders = true;
+  CheckedTrack track({At(0, {1}), At(10, {2})}, {encoding}, added);
+  track.Deliver({0, 0, 0, 11, 'i', 'c', 'p', 'f', 0xAA, 0xBB, 1}, 0);
+  track.Deliver({0, 0, 0, 11, 'i', 'c', 'p', 'f', 2}, 10);
+  EXPECT_EQ(track.Finish().lost, 1U);
+}
+
 }  // namespace
 }  // namespace vantor::tools

@@ -30,7 +30,7 @@ PacketCheck::PacketCheck(CMkvFileRoot& root, std::shared_ptr<ByteStore> bytes, c
       bytes_(std::move(bytes)),
       prefix_(PrefixOf(*track.entry)),
       convertsStartCodes_(track.convertsStartCodes),
-      addsFrameHeaders_(track.addsFrameHeaders && prefix_.empty()),
+      addsFrameHeaders_(track.addsFrameHeaders),
       work_(root.AllowanceOf(4, kSlackForLooking)),
       piece_(kComparedPiece) {}
 
@@ -104,9 +104,10 @@ bool PacketCheck::IsAhead(std::size_t index) {
 bool PacketCheck::IsSame(const Packet& packet, const std::uint8_t* data, std::size_t size) {
   // What the filter put in front of the frame, its size and a mark: the frame does not bring them.
   constexpr std::size_t kFrameHeader = 8;
-  if (addsFrameHeaders_ && packet.size + kFrameHeader == size && std::memcmp(data + 4, "icpf", 4) == 0) {
+  if (addsFrameHeaders_ && packet.size + prefix_.size() + kFrameHeader == size &&
+      std::memcmp(data + 4, "icpf", 4) == 0) {
     data += kFrameHeader;
-    size = packet.size;
+    size -= kFrameHeader;
   }
   if (packet.size + prefix_.size() != size || !std::equal(prefix_.begin(), prefix_.end(), data)) return false;
   data += prefix_.size();
