@@ -68,8 +68,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   root.tolerated.Collect();
   if (FAILED(root.Open())) return 0;
   (void)SynthesiseCues(root);
-  // A buffer reads ahead, twice the length and a block of its own at the most.
-  const std::uint64_t ahead = policy.bufferReads ? 2 * size + ReadBuffer::kBlock : 0;
+  // A buffer reads ahead, twice the length and a block of its own at the most: for the records, for the first Cluster
+  // and for the index.
+  const std::uint64_t ahead = policy.bufferReads ? 3 * (2 * size + ReadBuffer::kBlock) : 0;
   // Where sizes are unknown, or Cues are tried, a Cluster is walked once more.
   const std::uint64_t again = policy.playToEnd || policy.distrustSeekIndex ? 4 * size : 0;
   fuzz::Expect(reader.BytesRead() <= fuzz::kOpeningReads * size + again + ahead + fuzz::kOpeningBase,

@@ -76,7 +76,7 @@ HRESULT OutputPinMaker::MakePinsFor(PinKind kind, Takes takes) {
     for (const auto& track : list) {
       if (!takes(*track)) continue;
       TrackMediaType type;
-      HRESULT result = BuildTrackMediaType(*track, avcConfigSources_, type, root_.policy);
+      HRESULT result = BuildTrackMediaType(*track, avcConfigSources_, type, root_.Policy());
       if (FAILED(result)) return result;
       if (result != S_OK) continue;
       result = MakePin(kind, *track, type);

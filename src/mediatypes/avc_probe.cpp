@@ -35,10 +35,10 @@ bool FindFirstBlock(CMkvFile& file, std::uint64_t track, MkvBlock& block) {
 
 bool ProbeAvcConfig(CMkvFile& file, const MkvTrackEntry& track, Bytes& codecPrivate) {
   CMkvFileClone clone(file);
-  clone.allowance = file.allowance;
+  clone.TakeAllowanceOf(file);
   MkvBlock block;
   const bool isFound = FindFirstBlock(clone, track.TrackNumber.value, block);
-  file.allowance = clone.allowance;
+  file.TakeAllowanceOf(clone);
   if (!isFound) return false;
 
   FrameBytes& frame = block.frames[0];

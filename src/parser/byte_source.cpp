@@ -49,10 +49,9 @@ HRESULT CMkvFileReader::Read(void* buffer, std::uint64_t size) {
   }
 }
 
-// A flush that was under way at the call is still, or has changed the count by ending. The read is made again then, and
-// tells nothing of the file.
+// Under a flush the read is made again, and tells nothing of the file.
 void CMkvFileReader::NoteFailedRead(std::uint64_t size) {
-  if (flushes && (flushes->IsUnderWay() || flushes->Changes() != knownFlushes)) {
+  if (flushes && flushes->LayBetween(knownFlushes)) {
     wasLetGo = true;
   } else {
     Tolerate(Tolerated::kReadFailed, position, size);
@@ -60,7 +59,24 @@ void CMkvFileReader::NoteFailedRead(std::uint64_t size) {
 }
 
 HRESULT CMkvFileReader::ReadBuffered(BYTE* to, std::uint64_t size) {
-  return readBuffer->Read(*reader, position, static_cast<std::size_t>(size), to);
+  return readBuffer_->Read(*reader, position, static_cast<std::size_t>(size), to, {flushes.get(), knownFlushes});
+}
+
+void CMkvFileReader::SetPolicy(const PlaybackPolicy& policy) {
+  policy_ = policy;
+  if (policy_.bufferReads) readBuffer_ = std::make_unique<ReadBuffer>(length);
+}
+
+void CMkvFileReader::RenewAllowance(std::uint64_t times, std::uint64_t slack) {
+  allowance = AllowanceOf(times, slack);
+  if (!readBuffer_) return;
+  readBuffer_->Forget();
+  readBuffer_->Renew();
+}
+
+void CMkvFileReader::TakeAllowanceOf(const CMkvFileReader& other) {
+  allowance = other.allowance;
+  if (readBuffer_ && other.readBuffer_) readBuffer_->TakeAheadOf(*other.readBuffer_);
 }
 
 std::uint64_t CMkvFileReader::AllowanceOf(std::uint64_t times, std::uint64_t slack) const {
@@ -69,10 +85,10 @@ std::uint64_t CMkvFileReader::AllowanceOf(std::uint64_t times, std::uint64_t sla
 
 // The cursor is where the root's is at this moment, and the length the root's: a reader that has grown since, as a
 // download does, would otherwise give each pin a file of its own length.
-CMkvFileClone::CMkvFileClone(CMkvFile& root) : CMkvFile(root.reader), source_(&root) {
+CMkvFileClone::CMkvFileClone(CMkvFile& root, const PlaybackPolicy& policy) : CMkvFile(root.reader), source_(&root) {
   position = root.position;
   length = root.length;
-  SetPolicy(root.policy);
+  SetPolicy(policy);
   flushes = root.flushes;
   frameMemory = root.frameMemory;
 }

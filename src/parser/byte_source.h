@@ -11,7 +11,6 @@
 // by assigning `position`. A source holds no lock; each thread uses its own.
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -20,6 +19,7 @@
 #include "parser/keeping_room.h"
 #include "parser/playback_policy.h"
 #include "parser/read_buffer.h"
+#include "parser/source_flushes.h"
 #include "parser/tolerance_notes.h"
 #include "platform/apart.h"
 #include "platform/com.h"
@@ -27,26 +27,6 @@
 namespace vantor {
 
 struct MkvSegment;
-
-// Counts the flushes of the upstream reader, so that a read can tell whether it failed because of one. Any thread.
-class SourceFlushes {
- public:
-  void Begin() {
-    ++underWay_;
-    ++changes_;
-  }
-  void End() {
-    ++changes_;
-    --underWay_;
-  }
-  bool IsUnderWay() const { return underWay_ != 0; }
-  // Differs when a flush began or ended between two readings.
-  std::uint32_t Changes() const { return changes_; }
-
- private:
-  std::atomic<std::uint32_t> underWay_{0};
-  std::atomic<std::uint32_t> changes_{0};
-};
 
 class CMkvFileReader {
  public:
@@ -75,19 +55,23 @@ class CMkvFileReader {
   std::uint64_t position = 0;      // absolute, bytes
   std::uint64_t length = 0;        // of the whole file, bytes
   IAsyncReader* reader = nullptr;  // a counted reference
-  PlaybackPolicy policy;           // of the filter that reads; a clone's is the root's
-  // Small reads go through it where there is one; of this cursor alone.
-  std::unique_ptr<ReadBuffer> readBuffer;
   // Bytes that may still be read; a larger Read fails with E_FAIL and reads nothing. Opening limits itself with it, so
   // that elements which claim each other's bytes cannot make its work grow beyond the file's length.
   std::uint64_t allowance = ~std::uint64_t{0};
   // An allowance of so many times the file's length and the slack, bytes.
   std::uint64_t AllowanceOf(std::uint64_t times, std::uint64_t slack) const;
-  // Sets it, and lets the buffer read ahead anew.
-  void RenewAllowance(std::uint64_t times, std::uint64_t slack) {
-    allowance = AllowanceOf(times, slack);
-    if (readBuffer) readBuffer->Renew();
+  // Sets it. A buffer forgets what it has, and may read ahead anew: the reads that follow are others than those before.
+  void RenewAllowance(std::uint64_t times, std::uint64_t slack);
+  // Goes on with what the other has left, of what may be read ahead as well.
+  void TakeAllowanceOf(const CMkvFileReader& other);
+  // Lets a buffer read ahead anew: at the beginning of one more walk over the file.
+  void RenewReadAhead() {
+    if (readBuffer_) readBuffer_->Renew();
   }
+
+  // Of the filter that reads; a clone's is the root's.
+  const PlaybackPolicy& Policy() const { return policy_; }
+
   // What may still be kept of the file: texts and payloads, and records. A source that is not told has no limit.
   KeepingRoom payloadRoom;
   KeepingRoom recordRoom;
@@ -115,11 +99,8 @@ class CMkvFileReader {
   }
 
  protected:
-  // The policy is set once, before the first read.
-  void SetPolicy(const PlaybackPolicy& ofFilter) {
-    policy = ofFilter;
-    if (policy.bufferReads) readBuffer = std::make_unique<ReadBuffer>(length);
-  }
+  // Once, before the first read and when the length is known.
+  void SetPolicy(const PlaybackPolicy& policy);
 
  private:
   friend class HeaderCursor;
@@ -127,8 +108,8 @@ class CMkvFileReader {
   // One call of the reader, for no more bytes than the file holds and the call can ask for.
   HRESULT ReadPiece(void* buffer, std::uint64_t size) {
     auto* const to = static_cast<BYTE*>(buffer);
-    const HRESULT result = readBuffer ? ReadBuffered(to, size)
-                                      : reader->SyncRead(static_cast<LONGLONG>(position), static_cast<LONG>(size), to);
+    const HRESULT result = readBuffer_ ? ReadBuffered(to, size)
+                                       : reader->SyncRead(static_cast<LONGLONG>(position), static_cast<LONG>(size), to);
     if (result == S_OK) {
       position += size;
     } else {
@@ -138,6 +119,10 @@ class CMkvFileReader {
   }
   VANTOR_APART HRESULT ReadBuffered(BYTE* to, std::uint64_t size);
   VANTOR_COLD void NoteFailedRead(std::uint64_t size);
+
+  PlaybackPolicy policy_;
+  // Small reads go through it where there is one; of this cursor alone.
+  std::unique_ptr<ReadBuffer> readBuffer_;
 };
 
 class CMkvFile : public CMkvFileReader {
@@ -155,7 +140,9 @@ class CMkvFile : public CMkvFileReader {
 // A cursor of its own over the file that `root` has opened. The root outlives every clone.
 class CMkvFileClone final : public CMkvFile {
  public:
-  explicit CMkvFileClone(CMkvFile& root);
+  explicit CMkvFileClone(CMkvFile& root) : CMkvFileClone(root, root.Policy()) {}
+  // Which reads by another policy.
+  CMkvFileClone(CMkvFile& root, const PlaybackPolicy& policy);
 
   bool CanSeek() override { return source_->CanSeek(); }
   const MkvSegment* GetSegment() override { return source_->GetSegment(); }

@@ -41,15 +41,16 @@ bool LeadsAnywhere(const MkvSegment& segment, CMkvFile& file, const MkvElement& 
 HRESULT SynthesiseCues(CMkvFileRoot& root) {
   MkvSegment& segment = root.segment;
   const bool hasCues = !segment.cues.empty();
-  if (!root.canSeek || (hasCues && !root.policy.distrustSeekIndex)) return S_OK;
+  if (!root.canSeek || (hasCues && !root.Policy().distrustSeekIndex)) return S_OK;
   const MkvElement file = MkvElement::WholeFile(root);
   const MkvElement first = file.FirstChild(ids::kSegment);
   if (hasCues && LeadsAnywhere(segment, root, first)) return S_OK;
+  root.RenewReadAhead();
   MkvElement cluster = first.FirstChild(ids::kCluster);
   if (!cluster) return hasCues ? S_OK : E_UNEXPECTED;
   segment.cues.clear();
   segment.isIndexMade = true;
-  segment.isDurationMade = !root.policy.playToEnd || !segment.info.Duration.present;
+  segment.isDurationMade = !root.Policy().playToEnd || !segment.info.Duration.present;
 
   // Not ReferenceTrackNumber: in a file without video and audio that gives 1, no cue made here is of that track, and
   // seeking goes to the start.

@@ -95,7 +95,7 @@ bool MkvElement::Find(std::uint32_t wanted, Search search) {
 
 // Moves onto what the seek index names for the identifier, whatever is there; false when it names nothing.
 bool MkvElement::FindByIndex(std::uint32_t wanted) {
-  if (file->policy.distrustSeekIndex) return IsSegment(parent) && FindByDistrustedIndex(wanted);
+  if (file->Policy().distrustSeekIndex) return IsSegment(parent) && FindByDistrustedIndex(wanted);
   std::uint64_t target = 0;
   if (!IsSegment(parent) || !LookUp(file->GetSegment(), wanted, target)) return false;
   // The index has the last word, also when it leads to nothing or to something else: a walk for what it denies would
@@ -168,7 +168,7 @@ bool MkvElement::ReadHeader(std::uint64_t at) {
 
 void MkvElement::EndWhereUnknown() {
   // Among the children of a Segment alone: looking for the end meets the header of the next one as a child.
-  if (file->policy.playToEnd && id.value == ids::kCluster && IsSegment(parent)) EndAtNextTopLevel();
+  if (file->Policy().playToEnd && id.value == ids::kCluster && IsSegment(parent)) EndAtNextTopLevel();
 }
 
 // A Cluster of unknown size, as live streams are written, reaches to the end of the file: it ends where a child has an

@@ -35,9 +35,9 @@ bool IsReadable(const MkvEbmlHeader& header) {
 
 }  // namespace
 
-CMkvFileRoot::CMkvFileRoot(IAsyncReader* source, bool mayFollowIndex, const PlaybackPolicy& ofFilter)
+CMkvFileRoot::CMkvFileRoot(IAsyncReader* source, bool mayFollowIndex, const PlaybackPolicy& policy)
     : CMkvFile(source), canSeek(mayFollowIndex) {
-  SetPolicy(ofFilter);
+  SetPolicy(policy);
   flushes = std::make_shared<SourceFlushes>();
   payloadRoom = KeepingRoom(AllowanceOf(1, kSlackForKeeping));
   recordRoom = KeepingRoom(AllowanceOf(kTimesForRecords, kSlackForKeeping));
@@ -57,6 +57,7 @@ HRESULT CMkvFileRoot::Open() {
   const HRESULT result = ReadRecords();
   allowance = unlimited;
   if (result != S_OK) return result;
+  RenewReadAhead();
 
   // The file's time begins with its first Cluster, which discovery mostly ends in front of. Like every search in a
   // Segment this one asks the seek index first: where that names a Cluster, be it a later one, time begins with that.

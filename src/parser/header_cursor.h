@@ -33,7 +33,7 @@ class HeaderCursor {
       : file_(file),
         reader_(file.reader),
         length_(file.length),
-        allowance_(file.readBuffer ? 0 : file.allowance),
+        allowance_(file.readBuffer_ ? 0 : file.allowance),
         position_(position) {}
   HeaderCursor(const HeaderCursor&) = delete;
   HeaderCursor& operator=(const HeaderCursor&) = delete;
@@ -44,7 +44,7 @@ class HeaderCursor {
   // Puts the source's cursor where this one is, and counts what was read.
   void Store() {
     file_.position = position_;
-    if (!file_.readBuffer) file_.allowance = allowance_;
+    if (!file_.readBuffer_) file_.allowance = allowance_;
   }
 
   HRESULT ReadByte(std::uint8_t& byte) { return ReadFew(&byte, 1); }
@@ -112,7 +112,7 @@ class HeaderCursor {
   }
   void Load() {
     position_ = file_.position;
-    if (!file_.readBuffer) allowance_ = file_.allowance;
+    if (!file_.readBuffer_) allowance_ = file_.allowance;
   }
 
   VANTOR_APART static HRESULT Read(CMkvFileReader& file, void* buffer, std::uint32_t size);

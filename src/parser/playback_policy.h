@@ -2,7 +2,7 @@
 // handed over by whoever creates the filter and never change; nothing reads them from anywhere else.
 //
 //   CMkvFileRoot root(reader, true, {.trimCodecIds = true});
-//   if (root.policy.trimCodecIds) Use(root.length);  // a clone has the root's
+//   if (root.Policy().trimCodecIds) Use(root.length);  // a clone has the root's
 //
 // With all of them off the filter is the demultiplexer as it always was, read by read; the complete one has all on.
 #pragma once

@@ -8,7 +8,8 @@
 //
 // Failures must not change. A read ahead that fails, or comes short, is forgotten, and what was asked for is read by
 // itself: the bytes in front of a place that cannot be read are still there, and those at it give what the reader says.
-// Until the walk has passed it, nothing is read ahead there any more.
+// Until the walk has passed it, nothing is read ahead there any more. Only under a flush of the source the failure of
+// the read ahead is the answer, since there is to be one call, and it is made again later.
 #include "parser/read_buffer.h"
 
 #include <algorithm>
@@ -41,7 +42,14 @@ void ReadBuffer::Renew() {
   ahead_ = std::min(length_, most / kTimesAhead) * kTimesAhead + kSlackAhead;
 }
 
-HRESULT ReadBuffer::Read(IAsyncReader& reader, std::uint64_t position, std::size_t size, BYTE* to) {
+void ReadBuffer::Forget() {
+  for (Block& block : blocks_) block.size = 0;
+  end_ = 0;
+  amount_ = 0;
+  failedAt_ = failedEnd_ = 0;
+}
+
+HRESULT ReadBuffer::Read(IAsyncReader& reader, std::uint64_t position, std::size_t size, BYTE* to, const Watch& watch) {
   for (std::size_t copied = CopyKept(position, size, to); copied != 0; copied = CopyKept(position, size, to)) {
     size -= copied;
     if (size == 0) return S_OK;
@@ -49,7 +57,14 @@ HRESULT ReadBuffer::Read(IAsyncReader& reader, std::uint64_t position, std::size
     to += copied;
   }
   const std::size_t amount = AmountAt(position, size);
-  const Block* const block = amount > size ? Fill(reader, position, amount) : nullptr;
+  HRESULT result = S_OK;
+  const Block* const block = amount > size ? Fill(reader, position, amount, result) : nullptr;
+  // Whoever flushes waits for the reader's thread: it is not to call once more.
+  if (result != S_OK && watch.flushes != nullptr && watch.flushes->LayBetween(watch.known)) {
+    failedAt_ = 0;
+    failedEnd_ = 0;
+    return result;
+  }
   if (block == nullptr) return ReadExactly(reader, position, size, to);
   std::memcpy(to, block->bytes.get(), size);
   return S_OK;
@@ -78,7 +93,8 @@ std::size_t ReadBuffer::AmountAt(std::uint64_t position, std::size_t size) {
 }
 
 // Reads them into the block that was filled the longest ago; null when they cannot be had.
-const ReadBuffer::Block* ReadBuffer::Fill(IAsyncReader& reader, std::uint64_t position, std::size_t amount) {
+const ReadBuffer::Block* ReadBuffer::Fill(IAsyncReader& reader, std::uint64_t position, std::size_t amount,
+                                          HRESULT& result) {
   Block& block = blocks_[oldest_];
   block.size = 0;
   if (block.room < amount) {
@@ -88,7 +104,8 @@ const ReadBuffer::Block* ReadBuffer::Fill(IAsyncReader& reader, std::uint64_t po
     if (!block.bytes) return nullptr;
   }
   ahead_ -= std::min<std::uint64_t>(ahead_, amount);
-  if (ReadExactly(reader, position, amount, block.bytes.get()) != S_OK) {
+  result = ReadExactly(reader, position, amount, block.bytes.get());
+  if (result != S_OK) {
     failedAt_ = position;
     failedEnd_ = position + amount;
     return nullptr;

@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "parser/source_flushes.h"
 #include "platform/com.h"
 
 namespace vantor {
@@ -29,11 +30,25 @@ class ReadBuffer {
   // Of a file of that length, bytes: nothing behind it is read.
   explicit ReadBuffer(std::uint64_t length);
 
+  // The flushes under which the reads are made, and how many there had been at a time before.
+  struct Watch {
+    const SourceFlushes* flushes = nullptr;
+    std::uint32_t known = 0;
+  };
+
   // The bytes lie within the file. A failure is the reader's own, to a read of what the buffer did not have.
-  HRESULT Read(IAsyncReader& reader, std::uint64_t position, std::size_t size, BYTE* to);
+  HRESULT Read(IAsyncReader& reader, std::uint64_t position, std::size_t size, BYTE* to) {
+    return Read(reader, position, size, to, Watch());
+  }
+  HRESULT Read(IAsyncReader& reader, std::uint64_t position, std::size_t size, BYTE* to, const Watch& watch);
 
   // Bytes may be read ahead anew, a multiple of the file's length; without, what is asked for is read and no more.
   void Renew();
+  // As many as the other may still read ahead.
+  void TakeAheadOf(const ReadBuffer& other) { ahead_ = other.ahead_; }
+
+  // What was read is asked for once more, and what failed may be there by now.
+  void Forget();
 
  private:
   struct Block {
@@ -45,7 +60,7 @@ class ReadBuffer {
 
   std::size_t CopyKept(std::uint64_t position, std::size_t size, BYTE* to) const;
   std::size_t AmountAt(std::uint64_t position, std::size_t size);
-  const Block* Fill(IAsyncReader& reader, std::uint64_t position, std::size_t amount);
+  const Block* Fill(IAsyncReader& reader, std::uint64_t position, std::size_t amount, HRESULT& result);
 
   const std::uint64_t length_;
   std::array<Block, kBlocks> blocks_;

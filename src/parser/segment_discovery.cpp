@@ -144,7 +144,7 @@ class SegmentDiscovery {
         if (!seekHead || seekHead.id.value != ids::kSeekHead) {
           // An index that is wrong once is not asked where the next one lies.
           file.Tolerate(Tolerated::kMisleadingSeekEntry, target, 0);
-          if (!file.policy.distrustSeekIndex) return;
+          if (!file.Policy().distrustSeekIndex) return;
           file.position = reached;
           continue;
         }
@@ -164,7 +164,7 @@ class SegmentDiscovery {
   }
 
   void ReadByIndex() {
-    if (segment_.file->policy.distrustSeekIndex) ReadMissedByIndex();
+    if (segment_.file->Policy().distrustSeekIndex) ReadMissedByIndex();
     if (record_.cues.empty()) {
       MkvElement cues = segment_.FirstChild(ids::kCues, Search::kIndexOnly);
       while (cues) {

@@ -91,7 +91,7 @@ HRESULT ReadTracks(const MkvElement& tracks, MkvTrackList& list, std::size_t lim
                             }
                             auto track = std::make_unique<MkvTrackEntry>();
                             ReadTrackEntry(child, *track);
-                            if (child.file->policy.trimCodecIds) TrimZeros(track->CodecID);
+                            if (child.file->Policy().trimCodecIds) TrimZeros(track->CodecID);
                             list.push_back(std::move(track));
                           }},
                      });

@@ -29,7 +29,7 @@ constexpr std::uint64_t kSlackForPlaying = 65536;
 BlockCursor::BlockCursor(CMkvFile& root, const FirstCluster& first, const MkvTrackEntry& track)
     : file_(root),
       track_(track),
-      everyBlockIsKeyFrame_(HasOnlyKeyFrames(track.TrackType.value, root.policy)),
+      everyBlockIsKeyFrame_(HasOnlyKeyFrames(track.TrackType.value, root.Policy())),
       records_(*root.GetSegment()),
       wholeFile_(MkvElement::WholeFile(file_)),
       segment_(ElementOf(first.segment, file_, &wholeFile_)),

@@ -52,6 +52,7 @@ void ClusterPlace::MoveTo(CMkvFile& file, const MkvElement& segment, const Place
 }
 
 FirstCluster FindFirstCluster(CMkvFile& root) {
+  root.RenewReadAhead();
   const MkvElement file = MkvElement::WholeFile(root);
   const MkvElement segment = file.FirstChild(ids::kSegment);
   if (!segment) return {};

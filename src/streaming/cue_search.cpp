@@ -100,7 +100,7 @@ std::optional<PlaceInFile> FindPlace(CMkvFile& file, const FirstCluster& first, 
   const MkvElement whole = MkvElement::WholeFile(file);
   const MkvElement segment = ElementOf(first.segment, file, &whole);
   const MkvSegment& records = *file.GetSegment();
-  const ReferenceTrack track = ReferenceTrackOf(records, file.policy);
+  const ReferenceTrack track = ReferenceTrackOf(records, file.Policy());
   const auto isGivenUp = [&file] { return file.wasLetGo || (file.interrupted && file.interrupted()); };
   TriedPlaces tried;
   ClusterPlace place;

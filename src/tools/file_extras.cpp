@@ -14,13 +14,14 @@ constexpr std::uint64_t kSlackForExtras = 65536;
 FileExtras ReadExtras(CMkvFileRoot& root, const ExtrasWanted& wanted) {
   FileExtras extras;
   // A source of its own, whose limits are not shared with the records.
-  CMkvFileClone file(root);
+  PlaybackPolicy policy = root.Policy();
+  // A Cluster of unknown size hides what stands behind it from whoever believes that it lasts to the end.
+  policy.playToEnd = true;
+  CMkvFileClone file(root, policy);
   file.allowance = root.AllowanceOf(kTimesForExtras, kSlackForExtras);
   file.payloadRoom = KeepingRoom(root.AllowanceOf(1, CMkvFileRoot::kSlackForKeeping));
   file.recordRoom = KeepingRoom(root.AllowanceOf(CMkvFileRoot::kTimesForRecords, CMkvFileRoot::kSlackForKeeping));
   file.tolerated.Collect(1);
-  // A Cluster of unknown size hides what stands behind it from whoever believes that it lasts to the end.
-  file.policy.playToEnd = true;
   const MkvElement wholeFile = MkvElement::WholeFile(file);
   const MkvElement segment = wholeFile.FirstChild(ids::kSegment);
   for (MkvElement child = segment.FirstChild(); child; child.MoveNext()) {

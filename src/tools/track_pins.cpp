@@ -101,13 +101,13 @@ class TrackMatcher {
   void MatchTrack(TrackPin& track) {
     TrackMediaType type;
     track.noPin = NoPinReason::kNone;
-    const HRESULT built = Guarded([&] { return BuildTrackMediaType(*track.entry, sources_, type, file_.policy); });
+    const HRESULT built = Guarded([&] { return BuildTrackMediaType(*track.entry, sources_, type, file_.Policy()); });
     if (built == E_OUTOFMEMORY) throw std::bad_alloc();
     hasFailed_ = FAILED(built);
     if (hasFailed_) track.failure = built;
     if (built == S_FALSE) {
       track.noPin = type.noPin;
-      track.isIdZeroEnded = type.noPin == NoPinReason::kCodec && EndsInZeroes(*track.entry, sources_, file_.policy);
+      track.isIdZeroEnded = type.noPin == NoPinReason::kCodec && EndsInZeroes(*track.entry, sources_, file_.Policy());
     }
     if (built != S_OK) return;
     if (next_ >= pins_.size() || !IsSameType(type.mediaType, pins_[next_])) {
@@ -117,7 +117,7 @@ class TrackMatcher {
     track.pin = pins_[next_++].number;
     track.convertsStartCodes = type.convertStartCodes;
     track.addsFrameHeaders = type.addFrameHeaders;
-    track.hasOnlyKeyFrames = file_.policy.audioKeyFrames && track.entry->TrackType.value != MkvTrackEntry::kTypeVideo;
+    track.hasOnlyKeyFrames = file_.Policy().audioKeyFrames && track.entry->TrackType.value != MkvTrackEntry::kTypeVideo;
     track.sendsHeaders = file_.startTime == 0 && SameGuid(type.mediaType.subtype, kSubtypeVorbis);
   }
 

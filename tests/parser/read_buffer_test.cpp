@@ -187,6 +187,61 @@ TEST(ReadBuffer, AReadAheadThatFailsIsNotMadeAgainAtThatPlace) {
   EXPECT_EQ(ReadThrough(buffer, reader, 3001, 10), Slice(file, 3001, 10));
 }
 
+TEST(ReadBuffer, WhatItForgetsIsAskedForAnew) {
+  MemoryReader reader(Ramp(100000));
+  ReadBuffer buffer(100000);
+  ReadThrough(buffer, reader, 0, 16);
+  reader.FailRead(1, E_ABORT, true);
+  ReadThrough(buffer, reader, 0, 16);
+  buffer.Forget();
+  Raw bytes(16);
+  EXPECT_EQ(buffer.Read(reader, 0, 16, bytes.data()), E_ABORT);
+}
+
+TEST(ReadBuffer, WherePlacesAreForgottenThatFailedThereIsReadAheadAgain) {
+  MemoryReader reader(Ramp(100000));
+  ReadBuffer buffer(100000);
+  reader.FailRead(1);
+  ReadThrough(buffer, reader, 0, 16);
+  EXPECT_EQ(reader.Reads(), 2u);
+  buffer.Forget();
+  for (std::uint64_t at = 0; at < 1600; at += 16) ReadThrough(buffer, reader, at, 16);
+  EXPECT_EQ(reader.Reads(), 3u);
+}
+
+// Who flushes the source to have its reader's thread back must not find it in one more call.
+TEST(ReadBuffer, UnderAFlushAReadThatFailedIsNotMadeOnceMore) {
+  MemoryReader reader(Ramp(100000));
+  ReadBuffer buffer(100000);
+  SourceFlushes flushes;
+  const ReadBuffer::Watch watch{&flushes, flushes.Changes()};
+  Raw bytes(16);
+  flushes.Begin();
+  reader.FailRead(1, E_ABORT);
+  EXPECT_EQ(buffer.Read(reader, 0, 16, bytes.data(), watch), E_ABORT);
+  EXPECT_EQ(reader.Reads(), 1u);
+  flushes.End();
+  reader.ShortenRead(1);
+  EXPECT_EQ(buffer.Read(reader, 0, 16, bytes.data(), watch), S_FALSE) << "it has been flushed meanwhile";
+  EXPECT_EQ(reader.Reads(), 2u);
+  const ReadBuffer::Watch later{&flushes, flushes.Changes()};
+  reader.FailRead(1, E_ABORT);
+  EXPECT_EQ(buffer.Read(reader, 0, 16, bytes.data(), later), S_OK) << "the failure of the read ahead tells nothing";
+  EXPECT_EQ(reader.Reads(), 4u);
+}
+
+TEST(ReadBuffer, OneThatGoesOnForAnotherReadsNoMoreAhead) {
+  const Raw file = Ramp(1 << 20);
+  MemoryReader reader(file);
+  ReadBuffer first(file.size());
+  for (std::uint64_t i = 0; i < 2000; ++i) ReadThrough(first, reader, i % 8 << 17, 1);
+  ReadBuffer second(file.size());
+  second.TakeAheadOf(first);
+  reader.ResetCounters();
+  ReadThrough(second, reader, 70000, 1);
+  EXPECT_EQ(reader.BytesRead(), 1u);
+}
+
 }  // namespace read_buffer
 }  // namespace
 }  // namespace vantor::test

@@ -105,6 +105,92 @@ TEST_F(BufferedReadsTest, PinsWithoutASinkReadNothing) {
   EXPECT_LT(demux.Reader().Reads(), 30u);
 }
 
+TEST_F(BufferedReadsTest, ASecondRunAsksTheSourceAnew) {
+  const Raw file = SmallSamples(100);
+  for (const PlaybackPolicy& policy : {PlaybackPolicy(), kBuffered}) {
+    Demux demux(file, Demux::NewFilter(policy));
+    ASSERT_EQ(demux.Connect(), S_OK);
+    const FakeSink& sink = demux.AddSink(1);
+    demux.PlayToEnd();
+    ASSERT_EQ(sink.SampleCount(), 100u);
+    demux.Reader().FailRead(1, E_FAIL, true);
+    demux.PlayToEnd();
+    EXPECT_EQ(sink.SampleCount(), 100u);
+  }
+}
+
+// Four tracks, an index of some 200 KiB behind the Clusters, fonts and tags, all of them told by a seek index.
+Raw FarPlaces() {
+  constexpr std::uint64_t kClusters = 8000;
+  std::vector<Part> parts;
+  parts.emplace_back("index", [](const Positions& at) {
+    std::vector<Raw> entries;
+    for (const auto& [id, part] :
+         {std::pair(0x1549A966u, "info"), std::pair(0x1654AE6Bu, "tracks"), std::pair(0x1C53BB6Bu, "cues"),
+          std::pair(0x1941A469u, "files"), std::pair(0x1043A770u, "chapters"), std::pair(0x114D9B74u, "more")}) {
+      entries.push_back(SeekEntry(id, at[part]));
+    }
+    return SeekHead(entries);
+  });
+  parts.emplace_back(Void(5000));
+  parts.emplace_back("info", Info(1000000, kClusters * 20));
+  parts.emplace_back("tracks", Tracks({AudioTrack(1), AudioTrack(2), AudioTrack(3), AudioTrack(4)}));
+  for (std::uint64_t i = 0; i < kClusters; ++i) {
+    std::vector<Raw> blocks;
+    for (const std::uint64_t track : {1, 2, 3, 4}) blocks.push_back(SimpleBlock(track, 0, kKey, Fill(80)));
+    parts.emplace_back("c" + std::to_string(i), Cluster(i * 20, blocks));
+  }
+  parts.emplace_back("files", Attachments({Attachment("a.ttf", "font/ttf", Fill(200000)),
+                                           Attachment("b.ttf", "font/ttf", Fill(200000))}));
+  parts.emplace_back("more", SeekHead({SeekEntry(0x1254C367, 0)}));
+  parts.emplace_back(Void(100000));
+  parts.emplace_back("cues", [](const Positions& at) {
+    std::vector<Raw> points;
+    for (std::uint64_t i = 0; i < kClusters; ++i) points.push_back(CuePoint(i * 20, 1, at["c" + std::to_string(i)]));
+    return Cues(points);
+  });
+  parts.emplace_back(Void(100000));
+  parts.emplace_back("chapters", Master(0x1043A770, {Void(30000)}));
+  return MkvFile(parts);
+}
+
+TEST_F(BufferedReadsTest, OpeningAFileWithAnIndexTakesFewCallsWhereverItsPartsLie) {
+  Demux demux(FarPlaces(), Demux::NewFilter(kCompletePolicy));
+  ASSERT_EQ(demux.Connect(), S_OK);
+  EXPECT_EQ(demux.OutputNames().size(), 4u);
+  EXPECT_LT(demux.Reader().Reads(), 30u);
+}
+
+// A Cluster of unknown size is walked through for its end whenever it is met, which is several times while a file
+// without an index is opened: each of the walks may read ahead.
+TEST_F(BufferedReadsTest, EachWalkOfOpeningReadsAhead) {
+  std::vector<Raw> blocks{UInt(0xE7, 0)};
+  for (int i = 0; i < 10000; ++i) blocks.push_back(SimpleBlock(1, i % 1000, kKey, Fill(90)));
+  const Raw file = Join({EbmlHeader(), UnknownSizeSegment({Info(1000000, 10000), Tracks({AudioTrack(1)}),
+                                                           UnknownSize(0x1F43B675, blocks, 8),
+                                                           UnknownSize(0x1F43B675, {UInt(0xE7, 9000)}, 8)})});
+  Demux demux(file, Demux::NewFilter({.playToEnd = true, .bufferReads = true}));
+  ASSERT_EQ(demux.Connect(), S_OK);
+  // Six times over the million bytes.
+  EXPECT_LT(demux.Reader().Reads(), 150u);
+  EXPECT_LT(demux.Reader().BytesRead(), 8 * file.size());
+}
+
+// Each is searched for a first frame, to the end of the file: what one has read ahead the others have not to read.
+TEST_F(BufferedReadsTest, ManyTracksThatAreSearchedShareWhatMayBeReadAhead) {
+  std::vector<Raw> tracks;
+  for (std::uint64_t track = 1; track <= 128; ++track) {
+    tracks.push_back(Track(track, 1, "V_MPEG4/ISO/AVC", {Video(16, 16)}));
+  }
+  std::vector<Raw> blocks;
+  for (int i = 0; i < 250; ++i) blocks.push_back(SimpleBlock(200, i, kKey, Fill(2000)));
+  const Raw file = MediaFile(1000, tracks, {{0, blocks}});
+  Demux demux(file, Demux::NewFilter(kBuffered));
+  ASSERT_EQ(demux.Connect(), S_OK);
+  EXPECT_TRUE(demux.OutputNames().empty());
+  EXPECT_LT(demux.Reader().BytesRead(), 8 * file.size());
+}
+
 }  // namespace buffered_reads
 }  // namespace
 }  // namespace vantor::test
