@@ -50,7 +50,8 @@ HRESULT SynthesiseCues(CMkvFileRoot& root) {
   if (!cluster) return hasCues ? S_OK : E_UNEXPECTED;
   segment.cues.clear();
   segment.isIndexMade = true;
-  segment.isDurationMade = !root.Policy().playToEnd || !segment.info.Duration.present;
+  // What an index that led nowhere says nothing of is as right as before.
+  segment.isDurationMade = (!root.Policy().playToEnd && !hasCues) || !segment.info.Duration.present;
 
   // Not ReferenceTrackNumber: in a file without video and audio that gives 1, no cue made here is of that track, and
   // seeking goes to the start.

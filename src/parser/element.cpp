@@ -14,6 +14,10 @@
 // Every walk ends, since a step never leads back: a payload ends behind its start, and sums stop at 2^64 - 1, where
 // nothing can be read. The parent's end is not trusted to lie within its own parent, nor within the file; reading
 // tells.
+//
+// Where the seek index is distrusted, Clusters are walked to. Still it may know better than a size that is wrong: a
+// child of the Segment that reaches over the Cluster that the index names, if one is there, ends in front of it for the
+// walk, and so does a walk that would end before.
 #include "parser/element.h"
 
 #include <algorithm>
@@ -32,6 +36,9 @@ namespace {
 constexpr std::array<std::uint32_t, 8> kResynchronisationIds = {
     ids::kTracks, ids::kChapters, ids::kSeekHead, ids::kTags, ids::kInfo, ids::kAttachments, ids::kCues, ids::kCluster,
 };
+
+// Behind every position at which something can lie.
+constexpr std::uint64_t kNowhere = ~std::uint64_t{0};
 
 bool IsSegment(const MkvElement* element) { return element != nullptr && element->id.value == ids::kSegment; }
 
@@ -71,7 +78,7 @@ MkvElement MkvElement::At(CMkvFile& file, const MkvElement* parent, std::uint64_
 MkvElement MkvElement::FirstChild() const {
   if (!*this || size.value == 0) return MkvElement();
   MkvElement child = At(*file, this, dataStart);
-  if (!child) (void)child.Resynchronise();  // in vain, it stays empty
+  if (!child) (void)(child.Resynchronise() || child.MoveToIndexedCluster(dataStart, kNowhere));  // in vain: empty
   return child;
 }
 
@@ -128,13 +135,28 @@ void MkvElement::FindFromHere(std::uint32_t wanted, Search search) {
 }
 
 bool MkvElement::MoveNext() {
+  const std::uint64_t from = start;
   const std::uint64_t next = DataEnd();
-  if (!*this || parent == nullptr || next >= parent->DataEnd()) {
+  const bool isLast = !*this || parent == nullptr || next >= parent->DataEnd();
+  if (*this && IsSegment(parent) && MoveToIndexedCluster(from, isLast ? kNowhere : next)) return true;
+  if (isLast) {
     NoteOverlap();
     Clear();
     return false;
   }
-  return ReadHeader(next) || Resynchronise();
+  return ReadHeader(next) || Resynchronise() || MoveToIndexedCluster(from, kNowhere);
+}
+
+// Onto the Cluster that a distrusted index names, where it lies behind the one position and in front of the other, and
+// is one.
+bool MkvElement::MoveToIndexedCluster(std::uint64_t behind, std::uint64_t before) {
+  if (!file->Policy().distrustSeekIndex || !IsSegment(parent)) return false;
+  const MkvSegment* const segment = file->GetSegment();
+  if (segment == nullptr || segment->indexedCluster <= behind || segment->indexedCluster >= before) return false;
+  const MkvElement here = *this;
+  if (ReadHeader(segment->indexedCluster) && id.value == ids::kCluster) return true;
+  *this = here;
+  return false;
 }
 
 bool MkvElement::MoveOnFromDamage(std::uint64_t next) {

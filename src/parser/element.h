@@ -73,6 +73,7 @@ class MkvElement {
   bool ReadHeader(std::uint64_t at);
   void EndAtNextTopLevel();
   bool Resynchronise();
+  bool MoveToIndexedCluster(std::uint64_t behind, std::uint64_t before);
   bool ScanForTopLevelId();
   void NoteEndOfWalk(std::uint64_t damage) const;
   void NoteOverlap() const;

@@ -65,8 +65,8 @@ class SegmentDiscovery {
     WalkChildren();
     if (!segment_.file->CanSeek()) return;
     FollowSeekHeads();
-    // With fewer, the walk has been over all children, and the index is not asked for more.
-    if (met_ == kEnough) ReadByIndex();
+    // With fewer, the walk has been over all children, and the index is not asked for more. Unless damage ended it.
+    if (met_ == kEnough || segment_.file->Policy().distrustSeekIndex) ReadByIndex();
   }
 
  private:
@@ -192,12 +192,23 @@ class SegmentDiscovery {
   bool hasInfo_ = false;
 };
 
+// Where the first entry for the identifier leads; 0 where there is none.
+std::uint64_t FirstTarget(const MkvSegment& record, std::uint32_t wanted) {
+  for (const auto& list : record.seekHeads) {
+    for (const MkvSeekEntry& entry : list) {
+      if (entry.SeekID.value == wanted) return record.SeekTarget(entry);
+    }
+  }
+  return 0;
+}
+
 }  // namespace
 
 void DiscoverSegment(const MkvElement& segment, MkvSegment& record) {
   record.dataStart = segment.dataStart;
   record.size = segment.size.value;
   if (record.size != 0) SegmentDiscovery(segment, record).Run();
+  if (segment.file->Policy().distrustSeekIndex) record.indexedCluster = FirstTarget(record, ids::kCluster);
 }
 
 }  // namespace vantor

@@ -18,7 +18,7 @@ sys.path.insert(0, str(MEDIA))
 import matroska as mkv  # noqa: E402
 
 DURATION, SEEK, SEEK_POSITION, CLUSTER_POSITION = 0x4489, 0x4DBB, 0x53AC, 0xF1
-SEEK_ID = 0x53AB
+SEEK_ID, VOID = 0x53AB, 0xEC
 
 
 class Copy:
@@ -78,6 +78,18 @@ def hidden_start(copy):
             copy.put(position, last.to_bytes(position.end - position.data_start, "big"))
 
 
+def covered_start(copy):
+    """DistrustSeekIndex: a Void reaches over all that follows, but the index names the first Cluster."""
+    first = copy.each(mkv.CLUSTER)[0].start - copy.segment.data_start
+    for seek in copy.each(mkv.SEEK_HEAD, SEEK):
+        if int.from_bytes(seek.find(SEEK_ID).payload(), "big") == mkv.CUES:
+            copy.put(seek.find(SEEK_ID), mkv.CLUSTER.to_bytes(4, "big"))
+            position = seek.find(SEEK_POSITION)
+            copy.put(position, first.to_bytes(position.end - position.data_start, "big"))
+    void = copy.each(VOID)[0]
+    copy.bytes[void.start + 1:void.data_start] = mkv_size(1 << 20, void.data_start - void.start - 1)
+
+
 def cues_astray(copy):
     """DistrustSeekIndex: no cue leads to a Cluster."""
     for position in copy.each(mkv.CUES, 0xBB, 0xB7, CLUSTER_POSITION):
@@ -113,6 +125,7 @@ COPIES = {
     "unknown_sizes.mkv": ("avc_aac.mkv", unknown_sizes),
     "unknown_sizes_no_cues.mkv": ("avc_no_cues.mkv", unknown_sizes),
     "hidden_start.mkv": ("avc_aac.mkv", hidden_start),
+    "covered_start.mkv": ("avc_aac.mkv", covered_start),
     "cues_astray.mkv": ("hevc_ac3.mkv", cues_astray),
     "padded_codecs.mkv": ("avc_aac.mkv", padded_codecs),
 }

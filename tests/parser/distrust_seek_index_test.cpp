@@ -142,6 +142,23 @@ TEST(DistrustSeekIndex, CuesThatLeadToAClusterStayAndSoDoesTheDuration) {
   EXPECT_EQ(file.root.segment.info.Duration.value, 9000);
 }
 
+TEST(DistrustSeekIndex, TheDurationBesideCuesThatLeadNowhereIsAsRightAsBefore) {
+  Opened file(FileWithCue(1, 3), true, kDistrusts);
+  ASSERT_EQ(SynthesiseCues(file.root), S_OK);
+  EXPECT_EQ(file.root.segment.info.Duration.value, 9000);
+  EXPECT_FALSE(file.root.segment.isDurationMade);
+}
+
+TEST(DistrustSeekIndex, TheDurationOfAFileWithoutCuesIsMadeAsEver) {
+  const Raw bytes = MkvFile({Info(1000000, 9000), OneTrack(), Cluster(0, {}), Cluster(5000, {})});
+  for (const PlaybackPolicy& policy : {PlaybackPolicy(), kDistrusts}) {
+    Opened file(bytes, true, policy);
+    ASSERT_EQ(SynthesiseCues(file.root), S_OK);
+    EXPECT_EQ(file.root.segment.info.Duration.value, 5000);
+    EXPECT_TRUE(file.root.segment.isDurationMade);
+  }
+}
+
 TEST(DistrustSeekIndex, WithoutTheSwitchCuesThatLeadNowhereStay) {
   Opened file(FileWithCue(1, 3));
   ASSERT_EQ(SynthesiseCues(file.root), S_OK);
@@ -159,6 +176,74 @@ TEST(DistrustSeekIndex, CuesOfAFileWithoutPicturesAndSoundStay) {
               kDistrusts);
   EXPECT_EQ(SynthesiseCues(file.root), S_OK);
   EXPECT_EQ(PointsOf(file), 1u);
+}
+
+// An element that claims so many bytes more than the one that it has.
+Raw OverlongVoid(std::uint64_t more) { return EbmlWithSize(0xEC, 1 + more, {0}, 8); }
+constexpr std::uint64_t kBehindAll = 1 << 20;
+
+TEST(DistrustSeekIndex, WhatTheWalkDidNotGetToIsFoundByTheIndex) {
+  const Raw file =
+      MkvFile({{"index",
+                [](const Positions& at) {
+                  return SeekHead({SeekEntry(ids::kTracks, at["tracks"]), SeekEntry(ids::kInfo, at["info"]),
+                                   SeekEntry(ids::kAttachments, at["files"])});
+                }},
+               OverlongVoid(kBehindAll),
+               {"info", Info(2000000)},
+               {"tracks", OneTrack()},
+               {"files", Attachments({Attachment("a.ttf", "font/ttf", {1})})}});
+  const Opened distrusting(file, true, kDistrusts);
+  EXPECT_EQ(distrusting.root.segment.tracks.size(), 1u);
+  EXPECT_EQ(distrusting.root.segment.info.TimecodeScale.value, 2000000u);
+  EXPECT_EQ(distrusting.root.segment.attachments.size(), 1u);
+  const Opened plain(file);
+  EXPECT_EQ(plain.root.segment.tracks.size(), 0u) << "without the switch";
+  EXPECT_EQ(plain.root.segment.attachments.size(), 0u) << "without the switch";
+}
+
+// The times of the Clusters that a walk comes to, in milliseconds.
+std::vector<std::int64_t> ClusterTimes(const Raw& bytes) {
+  Opened file(bytes, true, kDistrusts);
+  std::vector<std::int64_t> times;
+  if (FAILED(SynthesiseCues(file.root))) return times;
+  for (const MkvCueList& list : file.root.segment.cues) {
+    for (const MkvCuePoint& point : list) times.push_back(static_cast<std::int64_t>(point.CueTime.value));
+  }
+  return times;
+}
+
+Raw ClustersBehind(const Raw& wrong) {
+  return MkvFile({IndexOf(ids::kCluster, "named"),
+                  Info(),
+                  OneTrack(),
+                  wrong,
+                  {"named", Cluster(1000, {SimpleBlock(1, 0, kKey, Fill(50))})},
+                  Cluster(2000, {})});
+}
+
+using Times = std::vector<std::int64_t>;
+
+TEST(DistrustSeekIndex, AClusterThatTheWalkWouldPassOverIsFoundByTheIndex) {
+  EXPECT_EQ(ClusterTimes(ClustersBehind(OverlongVoid(20))), (Times{1000, 2000}));
+  EXPECT_EQ(ClusterTimes(ClustersBehind(OverlongVoid(kBehindAll))), (Times{1000, 2000}));
+}
+
+TEST(DistrustSeekIndex, AClusterBehindOneThatIsTooLongIsFoundByTheIndex) {
+  const Raw tooLong = EbmlWithSize(ids::kCluster, kBehindAll, UInt(ids::kTimecode, 500), 8);
+  EXPECT_EQ(ClusterTimes(ClustersBehind(tooLong)), (Times{500, 1000, 2000}));
+}
+
+TEST(DistrustSeekIndex, AnEntryIntoTheMiddleOfSomethingLeadsNoWalkAstray) {
+  const auto times = [](std::uint64_t offset) {
+    return ClusterTimes(MkvFile(
+        {{"index", [=](const Positions& at) { return SeekHead({SeekEntry(ids::kCluster, at["first"] + offset)}); }},
+         Info(),
+         OneTrack(),
+         {"first", Cluster(1000, {SimpleBlock(1, 0, kKey, Fill(50))})},
+         Cluster(2000, {})}));
+  };
+  for (std::uint64_t offset = 0; offset < 100; ++offset) EXPECT_EQ(times(offset), (Times{1000, 2000})) << offset;
 }
 
 }  // namespace distrust_seek_index
