@@ -5,7 +5,6 @@
 #include <thread>
 #include <utility>
 
-#include "platform/conversions.h"
 #include "platform/platform.h"
 #include "platform/result.h"
 #include "streaming/played_end.h"
@@ -220,8 +219,7 @@ HRESULT CVXMkvDmx::BuildOutputPins(CMkvFileRoot& root, IPin* upstream) {
 // Where playing ends, which is the file's duration unless the policy looks for the last of the blocks.
 std::int64_t CVXMkvDmx::EndOf(CMkvFileRoot& root, const OutputPinMaker& maker) const {
   const MkvSegment& segment = *root.GetSegment();
-  const double ticks = segment.info.Duration.value;
-  const std::int64_t stated = TruncateToInt64(static_cast<double>(segment.info.TimecodeScale.value) * ticks / 100.0);
+  const std::int64_t stated = segment.info.StatedDuration();
   if (!policy_.playToEnd) return stated;
   CMkvFileClone file(root);
   return AnnouncedEnd(segment, stated, FindPlayedEnd(file, maker.Start(), maker.PlayedTracks()));

@@ -198,13 +198,14 @@ void MkvElement::EndWhereUnknown() {
 void MkvElement::EndAtNextTopLevel() {
   InterruptionPoll poll(*file);
   std::uint64_t end = dataStart;
+  bool isFound = true;
   for (MkvElement child = At(*file, this, end); child; child = At(*file, this, end)) {
-    if (poll.Interrupted()) return;
     if (std::ranges::find(kResynchronisationIds, child.id.value) != kResynchronisationIds.end()) break;
     end = child.DataEnd();
-    if (end >= file->length) return;
+    isFound = end < file->length && !poll.Interrupted();
+    if (!isFound) break;
   }
-  if (!file->wasLetGo) size.value = end - dataStart;
+  if (isFound && !file->wasLetGo) size.value = end - dataStart;
   file->position = dataStart;
 }
 

@@ -1,5 +1,6 @@
 #include "parser/segment.h"
 
+#include "platform/conversions.h"
 #include "platform/wrapping.h"
 
 namespace vantor {
@@ -17,6 +18,10 @@ std::optional<std::uint64_t> FirstTrackOfType(const MkvSegment& segment, std::ui
 
 }  // namespace
 
+std::int64_t MkvSegmentInfo::StatedDuration() const {
+  return TruncateToInt64(static_cast<double>(TimecodeScale.value) * Duration.value / 100.0);
+}
+
 // Multiplied first, divided then: a tick need not be a whole number of 100 ns.
 std::int64_t MkvSegment::TicksToTime(std::int64_t ticks) const {
   return WrappingMultiply(ticks, static_cast<std::int64_t>(info.TimecodeScale.value)) / 100;
@@ -31,6 +36,8 @@ std::optional<std::uint64_t> FindReferenceTrackNumber(const MkvSegment& segment)
   const std::optional<std::uint64_t> video = FirstTrackOfType(segment, MkvTrackEntry::kTypeVideo);
   return video ? video : FirstTrackOfType(segment, MkvTrackEntry::kTypeAudio);
 }
+
+bool HasVideo(const MkvSegment& segment) { return FirstTrackOfType(segment, MkvTrackEntry::kTypeVideo).has_value(); }
 
 std::uint64_t ReferenceTrackNumber(const MkvSegment& segment) { return FindReferenceTrackNumber(segment).value_or(1); }
 

@@ -54,6 +54,9 @@ struct MkvSegmentInfo {
   WideString Title;
   WideString MuxingApp;
   WideString WritingApp;
+
+  // The duration as 100 ns; of one that does not fit, the smallest number.
+  std::int64_t StatedDuration() const;
 };
 
 struct MkvSegment {
@@ -81,6 +84,8 @@ struct MkvSegment {
 // The track whose cue positions seeking follows: the number of the first video track, else of the first audio track,
 // else nothing.
 std::optional<std::uint64_t> FindReferenceTrackNumber(const MkvSegment& segment);
+// Whether that is the number of a video track.
+bool HasVideo(const MkvSegment& segment);
 // The same, 1 when the file has neither.
 std::uint64_t ReferenceTrackNumber(const MkvSegment& segment);
 

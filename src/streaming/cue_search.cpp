@@ -55,15 +55,10 @@ struct ReferenceTrack {
   bool hasOnlyKeyFrames;
 };
 
+// A track without an entry has no pin, and its type is as good as another that is not video.
 ReferenceTrack ReferenceTrackOf(const MkvSegment& records, const PlaybackPolicy& policy) {
-  const std::uint64_t number = ReferenceTrackNumber(records);
-  for (const MkvTrackList& list : records.tracks) {
-    for (const auto& track : list) {
-      // It is a video track where there is any, so of another type only where there is none.
-      if (track->TrackType.value == MkvTrackEntry::kTypeVideo) return {number, false};
-    }
-  }
-  return {number, policy.audioKeyFrames};
+  const std::uint64_t type = HasVideo(records) ? MkvTrackEntry::kTypeVideo : MkvTrackEntry::kTypeAudio;
+  return {ReferenceTrackNumber(records), HasOnlyKeyFrames(type, policy)};
 }
 
 // Moves the place onto the last key frame of the track at or before the target in the Cluster it stands in.

@@ -4,7 +4,6 @@
 #include <new>
 #include <utility>
 
-#include "platform/conversions.h"
 #include "tools/time_text.h"
 
 namespace vantor::tools {
@@ -19,10 +18,7 @@ OpenedFile::OpenedFile(const std::shared_ptr<ByteStore>& bytes, WideString name,
   isOpen_ = root_->Open() == S_OK;
 }
 
-std::int64_t OpenedFile::Duration() const {
-  const MkvSegmentInfo& info = root_->segment.info;
-  return TruncateToInt64(info.Duration.value * static_cast<double>(info.TimecodeScale.value) / 100);
-}
+std::int64_t OpenedFile::Duration() const { return root_->segment.info.StatedDuration(); }
 
 bool OpenedFile::HasDuration() const { return root_->segment.info.Duration.present && DurationTrouble().empty(); }
 

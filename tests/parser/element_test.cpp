@@ -359,5 +359,19 @@ TEST(Find, HeaderWhoseSizeCannotBeReadNeverMatches) {
   EXPECT_FALSE(MkvElement::WholeFile(source.file).FirstChild(ids::kSegment));
 }
 
+// The end is looked for by walking through the Cluster: to the next one, or to the end of the file.
+TEST(ClusterOfUnknownSize, LeavesTheCursorOnItsPayloadWhereverItEnds) {
+  const Raw cluster = UnknownSize(ids::kCluster, {UInt(ids::kTimecode, 0), SimpleBlock(1, 0, kKey, Fill(50))}, 8);
+  Opened file(Join({EbmlHeader(), UnknownSizeSegment({cluster, cluster})}), true, {.playToEnd = true});
+  const MkvElement whole = MkvElement::WholeFile(file.root);
+  const MkvElement segment = whole.FirstChild(ids::kSegment);
+  MkvElement child = segment.FirstChild(ids::kCluster);
+  EXPECT_EQ(child.DataEnd(), child.start + cluster.size());
+  EXPECT_EQ(file.root.position, child.dataStart);
+  ASSERT_TRUE(child.MoveNextOfSameId());
+  EXPECT_EQ(child.DataEnd(), file.root.length);
+  EXPECT_EQ(file.root.position, child.dataStart);
+}
+
 }  // namespace
 }  // namespace vantor::test

@@ -323,5 +323,15 @@ TEST(SegmentRecord, PassingNoElementIsEPointer) {
   EXPECT_EQ(ReadChapters(MkvElement(), editions), E_POINTER);
 }
 
+TEST(SegmentInfo, StatesItsDurationInUnitsOfTime) {
+  MkvSegmentInfo info;
+  EXPECT_EQ(info.StatedDuration(), 0);
+  info.TimecodeScale = CMkvUInt(333333);
+  info.Duration = CMkvFloat(1000.5);
+  EXPECT_EQ(info.StatedDuration(), 3334996);
+  info.Duration = CMkvFloat(1e300);
+  EXPECT_EQ(info.StatedDuration(), INT64_MIN);
+}
+
 }  // namespace
 }  // namespace vantor::test
