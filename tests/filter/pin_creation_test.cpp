@@ -233,16 +233,8 @@ class FontSystem final : public platform::TemporaryFiles {
 
   platform::FontFunctions Functions() {
     platform::FontFunctions functions;
-    functions.AddFontResourceExA = [](const char* name, DWORD, void*) -> int {
-      current->added.push_back(current->files.at(name));
-      current->installed.insert(name);
-      current->Changed();
-      return 1;
-    };
-    functions.RemoveFontResourceExA = [](const char* name, DWORD, void*) -> BOOL {
-      current->Changed();
-      return current->installed.erase(name) != 0;
-    };
+    functions.AddFontResourceExA = Install;
+    functions.RemoveFontResourceExA = Remove;
     return functions;
   }
   void Changed() const {
@@ -255,6 +247,18 @@ class FontSystem final : public platform::TemporaryFiles {
   std::vector<Raw> added;
   std::set<std::string> installed;
   std::function<void()> onChange;  // inside each installation and each removal
+
+ private:
+  static int WINAPI Install(const char* name, DWORD, void*) {
+    current->added.push_back(current->files.at(name));
+    current->installed.insert(name);
+    current->Changed();
+    return 1;
+  }
+  static BOOL WINAPI Remove(const char* name, DWORD, void*) {
+    current->Changed();
+    return current->installed.erase(name) != 0;
+  }
 };
 
 ComPtr<CVXMkvDmx> FilterWith(FontSystem& fonts) {

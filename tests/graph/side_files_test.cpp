@@ -111,16 +111,17 @@ class Gdi {
     int count = 0;
     const HDC context = create(nullptr);
     EXPECT_NE(context, nullptr);
-    const FONTENUMPROCW seen = [](const LOGFONTW*, const TEXTMETRICW*, DWORD, LPARAM counter) {
-      ++*reinterpret_cast<int*>(counter);
-      return 1;
-    };
-    list(context, &wanted, seen, reinterpret_cast<LPARAM>(&count), 0);
+    list(context, &wanted, Count, reinterpret_cast<LPARAM>(&count), 0);
     end(context);
     return count > 0;
   }
 
  private:
+  static int CALLBACK Count(const LOGFONTW*, const TEXTMETRICW*, DWORD, LPARAM counter) {
+    ++*reinterpret_cast<int*>(counter);
+    return 1;
+  }
+
   std::unique_ptr<SharedLibrary> library_;
 };
 
