@@ -1,15 +1,17 @@
 #!/usr/bin/env python3
-"""The packages that ./package makes, and their installer for 64-bit Windows at work under Wine.
+"""The packages that ./package makes, and their installers at work under Wine.
 
-    installer_test.py X64_TREE X86_TREE WORK_FOLDER RESULTS [WORD...]
+    installer_test.py [--x86 ROOT | --both ROOT] [--packages FOLDER] X64_TREE X86_TREE WORK_FOLDER RESULTS [WORD...]
 
-The trees are build trees with component and tool, that for x64 also with the tests' programs. The work folder is
-emptied; the packages and a fresh Wine prefix go there. RESULTS becomes a JUnit file. With words only those tests run
-whose name holds one of them.
+The trees are build trees with component and tool, and with the tests' programs: that for x64, or with an option both. The
+work folder is emptied; the packages and a fresh Wine prefix go there. RESULTS becomes a JUnit file. With words only those
+tests run whose name holds one of them.
 
-Wine shows its windows nowhere, but has them, so that message boxes wait to be closed. As it is used here it runs no
-programs of 32 bits. Where a test needs the registration of the x86 component, a program
-that only records how it was called takes the place of its regsvr32.
+Wine shows its windows nowhere, but has them, so that message boxes wait to be closed. Without an option it runs no
+programs of 32 bits, as Debian's 64-bit Wine does: the installer for 64-bit Windows is tried, and where a test needs the
+registration of the x86 component, a program that only records how it was called takes the place of its regsvr32.
+ROOT is what scripts/i386_root makes. With --x86 the installer for 32-bit Windows is tried, in it; with --both that for
+64-bit Windows where programs of both kinds run. --packages takes those that another run has made of the same trees.
 """
 
 import contextlib
@@ -24,10 +26,22 @@ import xml.etree.ElementTree as ElementTree
 import zipfile
 from pathlib import Path
 
-X64_TREE, X86_TREE, WORK = (Path(path).resolve() for path in sys.argv[1:4])
 ROOT = Path(__file__).resolve().parents[2]
-WINE = "/usr/lib/wine/wine64"
-WINE_SERVER = "/usr/lib/wine/wineserver64"
+MODE, ENTER, PACKAGES = "x64", [], None
+ARGUMENTS = sys.argv[1:]
+if ARGUMENTS[0] in ("--x86", "--both"):
+    MODE = ARGUMENTS[0][2:]
+    ENTER = [ROOT / "scripts" / "i386_root", ARGUMENTS[1], "--run" if MODE == "x86" else "--both"]
+    del ARGUMENTS[:2]
+if ARGUMENTS[0] == "--packages":
+    PACKAGES = Path(ARGUMENTS[1]).resolve()
+    del ARGUMENTS[:2]
+X64_TREE, X86_TREE, WORK = (Path(path).resolve() for path in ARGUMENTS[:3])
+RESULTS, *WORDS = ARGUMENTS[3:]
+WINE = [*ENTER, "/usr/lib/wine/wine" if MODE == "x86" else "/usr/lib/wine/wine64"]
+WINE_SERVER = [*ENTER, "/usr/lib/wine/wineserver32" if MODE == "x86" else "/usr/lib/wine/wineserver64"]
+# The installer that is tried, and what else runs there.
+ARCHITECTURE, TREE = ("x86", X86_TREE) if MODE == "x86" else ("x64", X64_TREE)
 
 NAME = "Vantor MKV Demultiplexer"
 CLASS_ID = "{5E1B2A64-90C3-4D0F-A7E2-6B8D54C9F311}"
@@ -38,12 +52,13 @@ MEDIA_TYPE = (r"HKEY_LOCAL_MACHINE\Software\Classes\Media Type\{E436EB83-524F-11
 FOLDER = rf"C:\Program Files\{NAME}"
 UNINSTALLER = "uninstall-vantor-mkv.exe"
 FILES = {"vantormkv.ax", "vantor-mkv.exe", "vantor-mkv.txt", UNINSTALLER}
-X86_FILES = {"x86/vantormkv.ax", "x86/vantor-mkv.exe"}
+# What an installation brings where programs of 32 bits run beside those of 64.
+X86_FILES = set() if MODE == "x86" else {"x86/vantormkv.ax", "x86/vantor-mkv.exe"}
 COMPLETE_CLASS_ID = "{35CF08A4-73AF-444E-912C-586453BA20A0}"
 COMPLETE_CLASS = rf"HKEY_LOCAL_MACHINE\Software\Classes\CLSID\{COMPLETE_CLASS_ID}"
 COMPLETE_FILES = FILES | {"vantormkv-complete.ax"}
 
-DONE, IN_USE, NOT_REGISTERED, NOT_WRITTEN, NOT_UNREGISTERED = 0, 2, 3, 5, 6
+DONE, IN_USE, NOT_REGISTERED, NOT_HERE, NOT_WRITTEN, NOT_UNREGISTERED = 0, 2, 3, 4, 5, 6
 
 
 # ---- The packages.
@@ -82,20 +97,22 @@ def package_broken(out, **environment):
 
 def package_boxing(out):
     """Installers that wait a few seconds only: what shows a box would never end."""
-    tree_with("boxing-x64", X64_TREE / "bin" / "boxing_component.dll")
-    package(WORK / "boxing-x64", WORK / "broken-x86", out, "--limit", "5")
+    trees = {"x64": WORK / "broken-x64", "x86": WORK / "broken-x86"}
+    trees[ARCHITECTURE] = WORK / f"boxing-{ARCHITECTURE}"
+    tree_with(f"boxing-{ARCHITECTURE}", TREE / "bin" / "boxing_component.dll")
+    package(trees["x64"], trees["x86"], out, "--limit", "5")
 
 
 # ---- Windows.
 
 def environment():
     wanted = {key: value for key, value in os.environ.items() if key != "DISPLAY"}
-    return wanted | {"WINEPREFIX": str(WORK / "wine"), "WINEDEBUG": "-all",
-                     "WINEDLLOVERRIDES": "mscoree,mshtml=;winegstreamer=d"}
+    return wanted | {"WINEPREFIX": str(WORK / "wine"), "WINEARCH": "win32" if MODE == "x86" else "win64",
+                     "WINEDEBUG": "-all", "WINEDLLOVERRIDES": "mscoree,mshtml=;winegstreamer=d"}
 
 
 def wine(*words, **options):
-    return subprocess.run([WINE, *map(str, words)], stdin=subprocess.DEVNULL, timeout=120,
+    return subprocess.run([*WINE, *map(str, words)], stdin=subprocess.DEVNULL, timeout=120,
                           **({"env": environment(), "stdout": sys.stderr} | options))
 
 
@@ -134,7 +151,7 @@ OF_WINE = re.compile(r"Control\\\\Class\\\\|NetworkCards\]|\\\\RunServices|\[Sof
 
 def whole_registry():
     """All of it that Wine leaves alone, as it is stored once every program has ended."""
-    subprocess.run([WINE_SERVER, "-w"], env=environment(), check=True)
+    subprocess.run([*WINE_SERVER, "-w"], env=environment(), check=True)
     keys = {}
     for name in ("system.reg", "user.reg", "userdef.reg"):
         key = None
@@ -166,8 +183,8 @@ def everything():
     return {str(path) for path in drive.rglob("*") if not re.search("/temp/", str(path), re.I) and path.suffix != ".reg"}
 
 
-def install(folder=None, packages="packages", switches=(), **variables):
-    setup = WORK / packages / f"vantor-mkv-{VERSION}-setup-x64.exe"
+def install(folder=None, packages="packages", switches=(), architecture=ARCHITECTURE, **variables):
+    setup = WORK / packages / f"vantor-mkv-{VERSION}-setup-{architecture}.exe"
     # The folder stands last, and without quotation marks, however many words it is.
     words = f"/D={folder}".split(" ") if folder else []
     return wine(setup, "/S", *switches, *words, env=environment() | variables).returncode
@@ -179,9 +196,9 @@ def uninstall(folder=FOLDER, **variables):
 
 
 @contextlib.contextmanager
-def holding(file):
+def holding(file, tree=TREE):
     """A running program that has loaded the file."""
-    program = subprocess.Popen([WINE, X64_TREE / "bin" / "component_user.exe", "hold", file], env=environment(),
+    program = subprocess.Popen([*WINE, tree / "bin" / "component_user.exe", "hold", file], env=environment(),
                                stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
     try:
         if program.stdout.readline().strip() != b"loaded":
@@ -189,6 +206,16 @@ def holding(file):
         yield
     finally:
         program.communicate()
+
+
+def registered_for(tree):
+    """What a program of that build gets when it asks for the component: a result, and the file that it came from."""
+    return wine(tree / "bin" / "component_user.exe", stdout=subprocess.PIPE).stdout.decode().strip()
+
+
+def changes(before, after):
+    return {key: (before.get(key), after.get(key)) for key in before.keys() | after.keys()
+            if before.get(key) != after.get(key)}
 
 
 LINK = r"C:\Linked"  # as a junction
@@ -203,6 +230,12 @@ def calls_of_regsvr32():
     lines = log.read_text().splitlines() if log.exists() else []
     log.unlink(missing_ok=True)
     return [re.sub(r'^("[^"]*"|\S+) ', "", line) for line in lines]
+
+
+def on_x86(test):
+    """Marks what the installer for 32-bit Windows goes through, too: its own ways, and what is built apart for it."""
+    test.on_x86 = True
+    return test
 
 
 class PackageTest(unittest.TestCase):
@@ -257,12 +290,13 @@ class InstallerTest(unittest.TestCase):
             unix(file).unlink(missing_ok=True)
 
     def bring_32_bits(self):
-        shutil.copy(X64_TREE / "bin" / "recording_regsvr32.exe", unix(SYSTEM_OF_32_BITS))
+        """Programs of 32 bits run, as far as an installer for 64-bit Windows can tell."""
+        if MODE == "x64":
+            shutil.copy(X64_TREE / "bin" / "recording_regsvr32.exe", unix(SYSTEM_OF_32_BITS))
 
     def check_installed(self, folder=FOLDER, files=frozenset(FILES)):
         self.assertEqual(files_in(unix(folder)), set(files))
-        used = wine(X64_TREE / "bin" / "component_user.exe", stdout=subprocess.PIPE)
-        self.assertEqual(used.stdout.decode().strip(), rf"00000000 {folder}\vantormkv.ax")
+        self.assertEqual(registered_for(TREE), rf"00000000 {folder}\vantormkv.ax")
         entry = registry(ENTRY)[ENTRY]
         self.assertRegex(entry.pop("EstimatedSize"), r"^dword:0000[0-9a-f]{4}$")
         self.assertEqual(entry, {
@@ -281,6 +315,7 @@ class InstallerTest(unittest.TestCase):
         self.assertEqual(registry(ENTRY), {})
         self.assertEqual(registry(CLASS), {})
 
+    @on_x86
     def test_SilentInstallationRegistersTheComponentAndAnUninstallEntry(self):
         self.assertEqual(install(), DONE)
         self.check_installed()
@@ -289,23 +324,23 @@ class InstallerTest(unittest.TestCase):
         self.assertEqual(registry(MEDIA_TYPE)[MEDIA_TYPE],
                          {"0": text("0,4,,1A45DFA3"), "Source Filter": text("{E436EBB5-524F-11CE-9F53-0020AF0BA770}")})
 
+    @on_x86
     def test_UninstallingLeavesRegistryAndFilesAsTheyWere(self):
         registry_before, files_before = whole_registry(), everything()
         self.assertEqual(install(), DONE)
         self.check_installed()
         # The uninstaller runs from a copy of its own, and this one ends at once; the registry is read after the copy.
         self.assertEqual(wine(rf"{FOLDER}\{UNINSTALLER}", "/S").returncode, DONE)
-        registry_after = whole_registry()
-        self.assertEqual({key: (registry_before.get(key), registry_after.get(key))
-                          for key in registry_before.keys() | registry_after.keys()
-                          if registry_before.get(key) != registry_after.get(key)}, {})
+        self.assertEqual(changes(registry_before, whole_registry()), {})
         self.assertEqual(everything(), files_before)
 
+    @on_x86
     def test_FolderMayHaveSpaces(self):
         folder = r"C:\My media\Vantor's filters"
         self.assertEqual(install(folder), DONE)
         self.check_installed(folder)
 
+    @on_x86
     def test_InstallsOverAnOlderVersion(self):
         self.assertEqual(install(), DONE)
         current = unix(rf"{FOLDER}\vantor-mkv.txt").read_bytes()
@@ -316,6 +351,7 @@ class InstallerTest(unittest.TestCase):
         self.check_installed()
         self.assertEqual(unix(rf"{FOLDER}\vantor-mkv.txt").read_bytes(), current)
 
+    @on_x86
     def test_InstallingElsewhereMovesTheInstallation(self):
         folder = r"C:\My media\Vantor's filters"
         self.assertEqual(install(), DONE)
@@ -329,8 +365,7 @@ class InstallerTest(unittest.TestCase):
     def check_works(self, files=frozenset(FILES)):
         """However the folder is written."""
         self.assertEqual(files_in(unix(FOLDER)), set(files))
-        used = wine(X64_TREE / "bin" / "component_user.exe", stdout=subprocess.PIPE)
-        self.assertRegex(used.stdout.decode().strip(), r"^00000000 [Cc]:\\.*\\vantormkv\.ax$")
+        self.assertRegex(registered_for(TREE), r"^00000000 [Cc]:\\.*\\vantormkv\.ax$")
 
     def test_InstallsOverTheSameFolderInAnotherSpelling(self):
         self.bring_32_bits()
@@ -372,6 +407,7 @@ class InstallerTest(unittest.TestCase):
         self.check_installed(files=FILES | X86_FILES)
         self.assertEqual(machine_of((unix(inner) / "vantormkv.ax").read_bytes()), 0x14C)
 
+    @on_x86
     def test_FailedMoveBringsBackWhatWasThere(self):
         self.bring_32_bits()
         self.assertEqual(install(), DONE)
@@ -384,6 +420,7 @@ class InstallerTest(unittest.TestCase):
                 self.check_installed(files=FILES | X86_FILES)
         self.assertFalse(unix(r"C:\My media\Vantor's filters").exists())
 
+    @on_x86
     def test_RefusesToInstallOverAComponentInUse(self):
         self.assertEqual(install(), DONE)
         before, classes = state_of(unix(FOLDER)), registry(CLASS)
@@ -396,6 +433,7 @@ class InstallerTest(unittest.TestCase):
         self.check_installed()
         self.assertEqual(install(), DONE)
 
+    @on_x86
     def test_RefusesToUninstallAComponentInUse(self):
         self.assertEqual(install(), DONE)
         before, classes = state_of(unix(FOLDER)), registry(CLASS)
@@ -407,6 +445,7 @@ class InstallerTest(unittest.TestCase):
         self.assertEqual(uninstall(), DONE)
         self.assertEqual(registry(CLASS), {})
 
+    @on_x86
     def test_FailedRegistrationIsUndone(self):
         self.assertEqual(install(packages="broken-packages"), NOT_REGISTERED)
         self.check_absent()
@@ -419,6 +458,7 @@ class InstallerTest(unittest.TestCase):
         self.assertEqual(registry(CLASS), classes)
         self.check_installed()
 
+    @on_x86
     def test_SilentInstallationDoesNotWaitForSomebodyToCloseAMessageBox(self):
         self.assertEqual(install(packages="boxing-packages"), NOT_REGISTERED)
         self.check_absent()
@@ -431,6 +471,7 @@ class InstallerTest(unittest.TestCase):
         self.assertEqual(files_in(unix(FOLDER)), {UNINSTALLER})
         self.assertEqual(registry(ENTRY) | registry(CLASS), {})
 
+    @on_x86
     def test_SilentUninstallationReportsAnUnregistrationThatHadToBeEnded(self):
         self.assertEqual(install(packages="boxing-packages", BOXING="unregistering"), DONE)
         self.assertEqual(uninstall(BOXING="unregistering"), NOT_UNREGISTERED)
@@ -445,10 +486,12 @@ class InstallerTest(unittest.TestCase):
         self.assertEqual(files_in(unix(FOLDER)), {"x86"})
         self.assertEqual(registry(ENTRY) | registry(CLASS), {})
 
+    @on_x86
     def test_FilesOfOthersStay(self):
         self.bring_32_bits()
         self.assertEqual(install(), DONE)
         others = {"my notes.txt", "x86/other.ax"}
+        (unix(FOLDER) / "x86").mkdir(exist_ok=True)
         for name in others:
             (unix(FOLDER) / name).write_text("mine")
         self.assertEqual(uninstall(), DONE)
@@ -468,6 +511,7 @@ class InstallerTest(unittest.TestCase):
         self.assertEqual(calls_of_regsvr32(), [rf'/s /u "{FOLDER}\x86\vantormkv.ax"'])
         self.assertEqual(files_in(unix(FOLDER)), {UNINSTALLER})
 
+    @on_x86
     def test_CompleteComponentIsInstalledOnlyWhereItIsAskedFor(self):
         self.assertEqual(install(), DONE)
         self.check_installed()
@@ -481,15 +525,13 @@ class InstallerTest(unittest.TestCase):
         self.check_installed()
         self.assertEqual(registry(COMPLETE_CLASS), {})
 
+    @on_x86
     def test_UninstallingTheCompleteComponentTooLeavesRegistryAndFilesAsTheyWere(self):
         registry_before, files_before = whole_registry(), everything()
         self.assertEqual(install(switches=["/COMPLETE"]), DONE)
         self.check_installed(files=COMPLETE_FILES)
         self.assertEqual(wine(rf"{FOLDER}\{UNINSTALLER}", "/S").returncode, DONE)
-        registry_after = whole_registry()
-        self.assertEqual({key: (registry_before.get(key), registry_after.get(key))
-                          for key in registry_before.keys() | registry_after.keys()
-                          if registry_before.get(key) != registry_after.get(key)}, {})
+        self.assertEqual(changes(registry_before, whole_registry()), {})
         self.assertEqual(everything(), files_before)
 
     def test_X86CompleteComponentIsRegisteredBehindTheOtherAndRemovedBeforeIt(self):
@@ -512,6 +554,72 @@ class InstallerTest(unittest.TestCase):
         self.check_absent()
 
 
+X86_VIEW = r"HKEY_LOCAL_MACHINE\Software\Classes\Wow6432Node\CLSID"
+
+
+class BothKindsOfProgramsTest(unittest.TestCase):
+    """The installers where programs of 64 and of 32 bits run: everything is the system's own."""
+    maxDiff = None
+
+    def setUp(self):
+        self.addCleanup(self.clean)
+
+    def clean(self):
+        if unix(rf"{FOLDER}\{UNINSTALLER}").exists():
+            uninstall()
+        shutil.rmtree(unix(FOLDER), ignore_errors=True)
+
+    def check_absent(self):
+        self.assertFalse(unix(FOLDER).exists())
+        for key in (ENTRY, CLASS, COMPLETE_CLASS, rf"{X86_VIEW}\{CLASS_ID}", rf"{X86_VIEW}\{COMPLETE_CLASS_ID}"):
+            self.assertEqual(registry(key), {}, key)
+
+    def test_EachKindOfProgramGetsItsOwnComponent(self):
+        self.assertEqual(install(), DONE)
+        self.assertEqual(files_in(unix(FOLDER)), FILES | X86_FILES)
+        self.assertEqual(registered_for(X64_TREE), rf"00000000 {FOLDER}\vantormkv.ax")
+        self.assertEqual(registered_for(X86_TREE), rf"00000000 {FOLDER}\x86\vantormkv.ax")
+
+    def test_UninstallingLeavesRegistryAndFilesAsTheyWere(self):
+        registry_before, files_before = whole_registry(), everything()
+        self.assertEqual(install(switches=["/COMPLETE"]), DONE)
+        self.assertEqual(files_in(unix(FOLDER)), COMPLETE_FILES | X86_FILES | {"x86/vantormkv-complete.ax"})
+        for view, folder in ((CLASS.rpartition("\\")[0], FOLDER), (X86_VIEW, rf"{FOLDER}\x86")):
+            for identifier, file in ((CLASS_ID, "vantormkv.ax"), (COMPLETE_CLASS_ID, "vantormkv-complete.ax")):
+                server = rf"{view}\{identifier}\InprocServer32"
+                self.assertEqual(registry(server)[server]["@"], text(rf"{folder}\{file}"))
+        self.assertEqual(wine(rf"{FOLDER}\{UNINSTALLER}", "/S").returncode, DONE)
+        self.assertEqual(changes(registry_before, whole_registry()), {})
+        self.assertEqual(everything(), files_before)
+
+    def test_RefusesToInstallOverTheX86ComponentInUse(self):
+        self.assertEqual(install(), DONE)
+        before = state_of(unix(FOLDER))
+        with holding(rf"{FOLDER}\x86\vantormkv.ax", X86_TREE):
+            self.assertEqual(install(), IN_USE)
+            self.assertEqual(uninstall(), IN_USE)
+        self.assertEqual(state_of(unix(FOLDER)), before)
+        self.assertEqual(registered_for(X86_TREE), rf"00000000 {FOLDER}\x86\vantormkv.ax")
+
+    def test_FailedRegistrationOfTheX86ComponentTakesTheX64OneBack(self):
+        self.assertEqual(install(packages="half-broken-packages"), NOT_REGISTERED)
+        self.check_absent()
+
+    def test_FailedRegistrationOfTheX86ComponentBringsBothBack(self):
+        self.assertEqual(install(), DONE)
+        before = state_of(unix(FOLDER))
+        self.assertEqual(install(packages="half-broken-packages"), NOT_REGISTERED)
+        self.assertEqual(state_of(unix(FOLDER)), before)
+        self.assertEqual(registered_for(X64_TREE), rf"00000000 {FOLDER}\vantormkv.ax")
+        self.assertEqual(registered_for(X86_TREE), rf"00000000 {FOLDER}\x86\vantormkv.ax")
+
+    def test_InstallerFor32BitWindowsIsNotForThisOne(self):
+        before = everything()
+        self.assertEqual(install(architecture="x86"), NOT_HERE)
+        self.assertEqual(everything(), before)
+        self.check_absent()
+
+
 # ---- The run.
 
 class Results(unittest.TextTestResult):
@@ -519,7 +627,7 @@ class Results(unittest.TextTestResult):
 
     def __init__(self, *arguments, **words):
         super().__init__(*arguments, **words)
-        self.suite = ElementTree.Element("testsuite", name="installer")
+        self.suite = ElementTree.Element("testsuite", name=f"installer {MODE}")
 
     def startTest(self, test):
         super().startTest(test)
@@ -537,7 +645,16 @@ class Results(unittest.TextTestResult):
 
 
 def stop_wine():
-    subprocess.run([WINE_SERVER, "-k"], env=environment(), stderr=subprocess.DEVNULL)
+    subprocess.run([*WINE_SERVER, "-k"], env=environment(), stderr=subprocess.DEVNULL)
+
+
+def tests_of_mode(loader):
+    if MODE == "both":
+        return loader.loadTestsFromTestCase(BothKindsOfProgramsTest)
+    if MODE == "x86":
+        return unittest.TestSuite(test for test in loader.loadTestsFromTestCase(InstallerTest)
+                                  if hasattr(getattr(test, test.id().rpartition(".")[2]), "on_x86"))
+    return unittest.TestSuite(map(loader.loadTestsFromTestCase, (PackageTest, InstallerTest)))
 
 
 def main():
@@ -545,12 +662,18 @@ def main():
         stop_wine()
     shutil.rmtree(WORK, ignore_errors=True)
     WORK.mkdir(parents=True)
-    with subprocess.Popen([WINE, "cmd", "/c", "exit"], env=environment(), stdin=subprocess.DEVNULL) as prefix:
-        package(X64_TREE, X86_TREE, WORK / "packages")
+    with subprocess.Popen([*WINE, "cmd", "/c", "exit"], env=environment(), stdin=subprocess.DEVNULL) as prefix:
+        if PACKAGES:
+            shutil.copytree(PACKAGES, WORK / "packages")
+        else:
+            package(X64_TREE, X86_TREE, WORK / "packages")
         broken_tree("x64", "x86_64-w64-mingw32")
         broken_tree("x86", "i686-w64-mingw32")
-        package_broken(WORK / "broken-packages")
-        package_boxing(WORK / "boxing-packages")
+        if MODE == "both":
+            package(X64_TREE, WORK / "broken-x86", WORK / "half-broken-packages")
+        else:
+            package_broken(WORK / "broken-packages")
+            package_boxing(WORK / "boxing-packages")
     if prefix.returncode != 0:
         # The server of a prefix that was removed under it may have answered.
         stop_wine()
@@ -558,15 +681,14 @@ def main():
         if wine("cmd", "/c", "exit").returncode != 0:
             sys.exit("Wine cannot make a prefix")
     wine("reg", "add", r"HKCU\Software\Wine\Drivers", "/v", "Graphics", "/d", "null", "/f")
-    subprocess.run([WINE_SERVER, "-w"], env=environment(), check=True)
+    subprocess.run([*WINE_SERVER, "-w"], env=environment(), check=True)
     loader = unittest.TestLoader()
-    loader.testNamePatterns = [f"*{word}*" for word in sys.argv[5:]] or None
+    loader.testNamePatterns = [f"*{word}*" for word in WORDS] or None
     try:
-        results = unittest.TextTestRunner(verbosity=2, resultclass=Results).run(
-            loader.loadTestsFromModule(sys.modules["__main__"]))
+        results = unittest.TextTestRunner(verbosity=2, resultclass=Results).run(tests_of_mode(loader))
     finally:
         stop_wine()
-    ElementTree.ElementTree(results.suite).write(sys.argv[4])
+    ElementTree.ElementTree(results.suite).write(RESULTS)
     sys.exit(not results.wasSuccessful())
 
 
