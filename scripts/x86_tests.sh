@@ -33,13 +33,16 @@ ready_wine_x86() {
     for_wine_x86 timeout 60 "${enter[@]}" /usr/lib/wine/wineserver32 -w
 }
 
-# The installer for 32-bit Windows in the root, then that for 64-bit Windows where both kinds of programs run; beside other
-# tests, since most of the time one program waits for another.
-x86_installer_tests() {
+# The installer for 32-bit Windows in the root, then, with a word, that for 64-bit Windows where both kinds of programs run;
+# beside other tests, since most of the time one program waits for another.
+x86_installer_tests() {  # [WORD]
   timeout 600 tests/installer/installer_test.py --x86 "$i386_root" "$builds"/windows-x64 "$builds"/windows-x86 \
     "$builds"/installer-x86 "$builds"/installer-x86.xml "${words[@]}"
+  local status=$?
+  [ -n "$1" ] || return "$status"
   timeout 600 tests/installer/installer_test.py --both "$i386_root" --packages "$builds"/installer-x86/packages \
-    "$builds"/windows-x64 "$builds"/windows-x86 "$builds"/installer-both "$builds"/installer-both.xml "${words[@]}"
+    "$builds"/windows-x64 "$builds"/windows-x86 "$builds"/installer-both "$builds"/installer-both.xml "${words[@]}" || status=1
+  return "$status"
 }
 
 i386_root_made() {
@@ -49,12 +52,18 @@ i386_root_made() {
 }
 
 x86_tests() {
-  local start=$SECONDS installers=
+  local start=$SECONDS both='' installers='' outcomes=("$builds/installer-x86.xml")
   suite "Windows programs and installers of 32 bits, under Wine"
   check "Wine of 32 bits" ready_wine_x86 || return
   if [ "${x64_built-no}" = yes ] && [ -z "$(missing_packages wine64 "${package_packages[@]}")" ]; then
     rm -f "$builds"/installer-{x86,both}.xml
-    x86_installer_tests >"$logs/installer-x86.log" 2>&1 </dev/null &
+    if scripts/i386_root "$i386_root" --both true 2>"$logs/i386-both.log"; then
+      both=yes
+      outcomes+=("$builds/installer-both.xml")
+    else
+      echo "   $(tail -n 1 "$logs/i386-both.log"): the x64 installer was not tried with programs of 32 bits."
+    fi
+    x86_installer_tests "$both" >"$logs/installer-x86.log" 2>&1 </dev/null &
     installers=$!
   fi
   wine_tests windows-x86 x86_program
@@ -69,5 +78,5 @@ x86_tests() {
     return
   fi
   wait "$installers" || { echo "   the end of $logs/installer-x86.log:"; tail -n 60 "$logs/installer-x86.log" | sed 's/^/   | /'; }
-  tally "installer tests with programs of 32 bits" $((SECONDS - start)) "$builds"/installer-{x86,both}.xml
+  tally "installer tests with programs of 32 bits" $((SECONDS - start)) "${outcomes[@]}"
 }
