@@ -9,6 +9,7 @@
 
 #include "platform/file_path.h"
 #include "platform/text.h"
+#include "tools/check/header_findings.h"
 #include "tools/forms/raw_writer.h"
 #include "tools/opened_file.h"
 #include "tools/safe_name.h"
@@ -33,6 +34,14 @@ class TracksOfFile {
   }
   const TrackPin* ByPin(int pin) const {
     return Find([&](const TrackPin& track) { return track.pin == pin; });
+  }
+  // Of each track that has no pin, why.
+  Findings Pinless() const {
+    Findings pinless;
+    for (const TrackPin& track : tracks_.tracks) {
+      if (track.pin == 0) AppendTrackFinding(track, std::nullopt, pinless);
+    }
+    return pinless;
   }
   // ".ger.Commentary": language and name, as far as the file tells them, for a file's name.
   std::string NameParts(const TrackPin& track) const {
@@ -99,11 +108,19 @@ std::string PathIn(const std::string& folder, const std::string& name) {
   return folder.empty() ? name : platform::FromPath(platform::ToPath(folder) / platform::ToPath(name));
 }
 
-}  // namespace
-
-std::string PinText(const GraphPin& pin) { return fmt::format("pin {} ({})", pin.number, WideToUtf8(pin.name)); }
-
-namespace {
+// Packets that come as they are in the file, in a state that the codec's form does not have: no player would open that.
+void ChooseForm(ChosenPin& chosen, const TrackPin* track, bool isRawAllowed) {
+  if (chosen.pin->types.empty()) return;
+  const AM_MEDIA_TYPE& type = chosen.pin->types.front();
+  Findings encoded;
+  if (track != nullptr && track->frames != FrameState::kPlain) AppendTrackFinding(*track, std::string(), encoded);
+  if (encoded.empty()) {
+    chosen.form = FormOf(type);
+  } else {
+    chosen.noForm = encoded.front().text;
+  }
+  if (!chosen.form && isRawAllowed) chosen.form = RawFormOf(type);
+}
 
 // Of a long name the source's part is shortened: what tells the pins apart stays.
 std::string NameOf(std::string stem, const std::string& tail) {
@@ -116,11 +133,14 @@ std::string NameOf(std::string stem, const std::string& tail) {
 
 }  // namespace
 
-std::string ChoosePins(Session& session, const Options& options, std::vector<ChosenPin>& chosen) {
+std::string PinText(const GraphPin& pin) { return fmt::format("pin {} ({})", pin.number, WideToUtf8(pin.name)); }
+
+std::string ChoosePins(Session& session, const Options& options, PinChoice& choice) {
   const ExtractRequest& request = options.extract;
   std::vector<GraphPin>& pins = session.OpenedGraph().Pins();
-  if (pins.empty()) return "the filter has no pins for it";
   const TracksOfFile tracks(session, options);
+  if (request.all) choice.pinless = tracks.Pinless();
+  if (pins.empty()) return "the filter has no pins for it";
   std::vector<int> numbers;
   if (std::string wrong = FindPins(request, pins, tracks, numbers); !wrong.empty()) return wrong;
   if (!request.output.empty() && numbers.size() > 1) {
@@ -128,14 +148,11 @@ std::string ChoosePins(Session& session, const Options& options, std::vector<Cho
   }
   const std::string stem = SafeName(platform::FromPath(platform::ToPath(options.file).stem()), "stream");
   for (const int number : numbers) {
-    ChosenPin& added = chosen.emplace_back();
+    ChosenPin& added = choice.pins.emplace_back();
     added.pin = &pins[static_cast<std::size_t>(number) - 1];
     const TrackPin* const track = tracks.ByPin(number);
     if (track != nullptr) added.track = track->entry->TrackNumber.value;
-    if (!added.pin->types.empty()) {
-      added.form = FormOf(added.pin->types.front());
-      if (!added.form && request.raw) added.form = RawFormOf(added.pin->types.front());
-    }
+    ChooseForm(added, track, request.raw);
     if (!added.form) continue;
     const std::string parts = track == nullptr ? std::string() : tracks.NameParts(*track);
     added.path =

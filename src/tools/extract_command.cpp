@@ -102,52 +102,48 @@ std::string Place(const Extractions& extractions, std::string& told) {
   return {};
 }
 
-// Whether the finding says that packets of a track do not come, or come as something else.
-bool IsOfPackets(FindingKind kind) {
-  switch (kind) {
-    case FindingKind::kNoKeyFrame:
-    case FindingKind::kKeyFrameLate:
-    case FindingKind::kEndEarly:
-    case FindingKind::kEndBeforeLastBlock:
-    case FindingKind::kFramesCompressed:
-    case FindingKind::kFramesEncrypted:
-    case FindingKind::kClusterEndless:
-    case FindingKind::kClustersSkipped:
-    case FindingKind::kSecondSegment:
-    case FindingKind::kBlockUnread:
-    case FindingKind::kFrameTooLarge:
-      return true;
-    default:
-      return false;
-  }
+std::string TextOf(const Finding& finding) {
+  return (finding.track ? fmt::format("track {}: ", *finding.track) : std::string()) + finding.text;
 }
 
-// What is in the file and not in the files that were made of it.
-void WarnOfMissing(Session& session, const Extractions& extractions) {
+// What is in the file and not in the files that were made of it. False where all was asked for and there are tracks
+// without a pin that the filter does not even read.
+bool WarnOfMissing(Session& session, bool isAllAsked, const Extractions& extractions) {
   Findings findings;
-  if (FindInOpened(session, {}, findings) != kExitDone) return;
+  if (FindInOpened(session, {}, findings) != kExitDone) return true;
   SortFindings(findings);
+  bool hasPins = true;
   for (const Finding& finding : findings) {
+    const FindingRow& row = RowOf(finding.kind);
+    const bool isPinless = finding.kind == FindingKind::kTracksUnread || finding.kind == FindingKind::kTrackOverLimit;
     const bool isChosen = !finding.track || std::any_of(extractions.begin(), extractions.end(), [&](const auto& one) {
       return one->chosen.track == finding.track;
     });
-    if (!isChosen || !IsOfPackets(finding.kind)) continue;
-    const std::string track = finding.track ? fmt::format("track {}: ", *finding.track) : std::string();
-    session.SayOfFile("warning: " + track + finding.text);
+    if (isPinless && isAllAsked && finding.severity == Severity::kError) {
+      hasPins = false;
+      session.SayOfFile(TextOf(finding));
+    } else if (isChosen && row.isOfPackets) {
+      session.SayOfFile("warning: " + TextOf(finding));
+    }
   }
+  return hasPins;
 }
 
-// Pins without a form are said, and left out.
+// Tracks without a pin and pins without a form are said, and left out.
 int BeginAll(Session& session, const Options& options, Extractions& extractions, bool& isComplete) {
-  std::vector<ChosenPin> chosen;
-  if (const std::string wrong = ChoosePins(session, options, chosen); !wrong.empty()) {
+  PinChoice choice;
+  const std::string wrong = ChoosePins(session, options, choice);
+  isComplete = choice.pinless.empty();
+  for (const Finding& pinless : choice.pinless) session.SayOfFile(TextOf(pinless));
+  if (!wrong.empty()) {
     session.SayOfFile(wrong);
     return session.OpenedGraph().Pins().empty() ? kExitRefused : kExitUsage;
   }
-  for (ChosenPin& pin : chosen) {
+  for (ChosenPin& pin : choice.pins) {
     if (!pin.form) {
       isComplete = false;
-      session.SayOfFile(PinText(*pin.pin) + " has no form that players open; --raw writes its samples as they are");
+      session.SayOfFile(fmt::format("{} has no form that players open{}{}; --raw writes its samples as they are",
+                                    PinText(*pin.pin), pin.noForm.empty() ? "" : ": ", pin.noForm));
     } else if (const std::string trouble = Begin(options, std::move(pin), extractions); !trouble.empty()) {
       session.Say(trouble);
       return kExitUsage;
@@ -183,8 +179,9 @@ int End(Session& session, const Options& options, const Extractions& extractions
     return kExitUsage;
   }
   // Where the end was asked for, nothing that is missing behind it is missed.
-  if (!options.to) WarnOfMissing(session, extractions);
-  return session.Finish();
+  const bool hasPins = options.to || WarnOfMissing(session, options.extract.all, extractions);
+  const int status = session.Finish();
+  return status == kExitDone && !hasPins ? kExitRefused : status;
 }
 
 }  // namespace

@@ -17,6 +17,7 @@ using enum FindingKind;
 constexpr auto kError = Severity::kError;
 constexpr auto kWarning = Severity::kWarning;
 constexpr auto kNote = Severity::kNote;
+constexpr bool kOfPackets = true;
 
 // In the order of the kinds.
 constexpr std::array<FindingRow, kFindingKinds> kRows = {{
@@ -53,9 +54,9 @@ constexpr std::array<FindingRow, kFindingKinds> kRows = {{
      "the file has to be decrypted by whoever has the key"},
     {kFramesCompressed, "frames-compressed", kError,
      "its packets are compressed in a way that is not undone; they come out as they are{}",
-     "write the file anew without compression (mkvmerge --compression -1:none)"},
+     "write the file anew without compression (mkvmerge --compression -1:none)", kOfPackets},
     {kFramesEncrypted, "frames-encrypted", kError, "its packets are encrypted and come out as they are{}",
-     "the file has to be decrypted by whoever has the key"},
+     "the file has to be decrypted by whoever has the key", kOfPackets},
     {kTracksUnread, "tracks-unread", kError, "no pin: its entry stands where the filter does not look for it{}",
      kRemux},
     {kTrackOverLimit, "track-over-limit", kError, "no pin: there are more tracks in front of it than are read{}",
@@ -64,17 +65,21 @@ constexpr std::array<FindingRow, kFindingKinds> kRows = {{
      "the component's pins are not those that the file's tracks give: {}, and not the same types",
      "tool and component may be of different versions; take both from one package"},
 
-    {kNoKeyFrame, "no-key-frame", kError, "no block has a key flag, so that nothing is delivered{}", kRemux},
-    {kKeyFrameLate, "key-frame-late", kError, "nothing is delivered before the first key frame at {}{}", kRemux},
-    {kEndEarly, "end-early", kError, "playing ends at {}, before the track does{}", kRemux},
+    {kNoKeyFrame, "no-key-frame", kError, "no block has a key flag, so that nothing is delivered{}", kRemux,
+     kOfPackets},
+    {kKeyFrameLate, "key-frame-late", kError, "nothing is delivered before the first key frame at {}{}", kRemux,
+     kOfPackets},
+    {kEndEarly, "end-early", kError, "playing ends at {}, before the track does{}", kRemux, kOfPackets},
     {kClusterEndless, "cluster-endless", kError, "a Cluster does not say where it ends, and hides those behind it{}",
-     kRemux},
-    {kClustersSkipped, "clusters-skipped", kError, "the seek index sends playing to a later Cluster{}", kRemux},
+     kRemux, kOfPackets},
+    {kClustersSkipped, "clusters-skipped", kError, "the seek index sends playing to a later Cluster{}", kRemux,
+     kOfPackets},
     {kSecondSegment, "second-segment", kError, "the first Segment alone is played{}",
-     "split the file into its Segments, or join them with a muxer (mkvmerge FILE + FILE)"},
-    {kBlockUnread, "block-unread", kError, "blocks are laced or grouped in a way that is not read{}", kRemux},
+     "split the file into its Segments, or join them with a muxer (mkvmerge FILE + FILE)", kOfPackets},
+    {kBlockUnread, "block-unread", kError, "blocks are laced or grouped in a way that is not read{}", kRemux,
+     kOfPackets},
     {kFrameTooLarge, "frame-too-large", kError, "frames of more than 256 MiB are passed over{}",
-     "encode the track anew"},
+     "encode the track anew", kOfPackets},
     {kPacketsLost, "packets-lost", kError, "played, it lacks packets that are in the file{}", kRemux},
     {kFramesLost, "frames-lost", kError, "played, the filter announces {}",
      "make sure that memory suffices; encode very large frames anew"},
@@ -88,7 +93,7 @@ constexpr std::array<FindingRow, kFindingKinds> kRows = {{
     {kSeekEntryWrong, "seek-entry-wrong", kWarning, "a seek entry for {} leads to something else", kRemux},
 
     {kEndBeforeLastBlock, "end-before-last-block", kWarning,
-     "the announced end {} lies before the last block's at {}; all is delivered nevertheless", kRemux},
+     "the announced end {} lies before the last block's at {}; all is delivered nevertheless", kRemux, kOfPackets},
     {kDurationDiffers, "duration-differs", kWarning,
      "the file says that it lasts {}; its blocks last {}, and {} is "
      "announced",

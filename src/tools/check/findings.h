@@ -109,6 +109,8 @@ struct FindingRow {
   Severity severity;
   const char* sentence;  // with {} for what differs
   const char* advice;
+  // Packets do not come out, or as something else, of a track that is played: what whoever extracts it has to know.
+  bool isOfPackets = false;
 };
 const FindingRow& RowOf(FindingKind kind);
 
