@@ -3,11 +3,12 @@
 // the system can do that.
 //
 //   NewFile file;
-//   if (file.Open("/films/movie.h264") && file.WriteAt(0, bytes, size) && file.Place(false)) ...
+//   if (file.Open("/films/movie.h264") && file.WriteAt(0, bytes, size) && file.Complete() && file.Place(false)) ...
 //
 // A device or a pipe of that name is written to as it is, and so is standard output: what is written there stays, and
-// only the end can be written to. Names are UTF-8 on Windows, the system's own bytes elsewhere. Not for several threads
-// at once. After a failure LastSystemError tells why.
+// only the end can be written to. Of several files that belong together all are completed before the first is placed,
+// since a full disk may be told by no earlier call. Names are UTF-8 on Windows, the system's own bytes elsewhere. Not
+// for several threads at once. After a failure LastSystemError tells why.
 #pragma once
 
 #include <cstddef>
@@ -23,6 +24,12 @@ class NewFile {
   NewFile(const NewFile&) = delete;
   NewFile& operator=(const NewFile&) = delete;
 
+  // Whether the name is that of a device, of a pipe, or of a stream that the program has open (/dev/stdout): of
+  // something that is there, has no end, and is not replaced by a file.
+  static bool IsStreamName(const std::string& path);
+  // Of these, the program's standard output.
+  static bool IsStandardOutputName(const std::string& path);
+
   // One of the two, once.
   bool Open(const std::string& path);
   bool OpenStandardOutput();
@@ -31,8 +38,12 @@ class NewFile {
 
   // All of the bytes or false. Where it is a stream, the position has to be its end.
   bool WriteAt(std::int64_t position, const void* bytes, std::size_t size) noexcept;
-  // Gives the file its name. False when something has that name already and is not to be replaced.
+  // Behind the last byte: false when the system has not taken them all after all.
+  bool Complete() noexcept;
+  // Gives a completed file its name. False when something has that name already and is not to be replaced.
   bool Place(bool replace);
+  // Takes the placed file away again, unless it has replaced another. What a stream has got stays.
+  void TakeBack() noexcept;
 
  private:
   bool Close() noexcept;
@@ -41,6 +52,7 @@ class NewFile {
   std::string temporary_;  // empty where there is no name to take away
   std::intptr_t handle_ = -1;
   bool isStream_ = false;
+  bool isNew_ = false;  // placed where nothing was
 };
 
 }  // namespace vantor::platform

@@ -14,6 +14,7 @@
 #include "tools/opened_file.h"
 #include "tools/output.h"
 #include "tools/output_file.h"
+#include "tools/output_folder.h"
 #include "tools/safe_name.h"
 #include "tools/session.h"
 #include "tools/text_table.h"
@@ -108,14 +109,6 @@ std::string AttachmentsJson(const std::string& file, const MkvAttachmentList& at
   return fmt::to_string(out) + "\n";
 }
 
-bool MakeFolder(const std::string& folder, Session& session) {
-  if (folder.empty()) return true;
-  std::error_code error;
-  std::filesystem::create_directories(platform::ToPath(folder), error);
-  if (error) session.Say(folder + ": cannot make the folder: " + error.message());
-  return !error;
-}
-
 }  // namespace
 
 int RunAttachments(const Options& options, std::FILE* out, std::FILE* messages) {
@@ -125,10 +118,14 @@ int RunAttachments(const Options& options, std::FILE* out, std::FILE* messages) 
   if (!file.IsOpen()) return session.FailedToOpen();
   const FileExtras extras = ReadExtras(file.Root(), {.attachments = true});
   if (!extras.isComplete) session.SayOfFile(kExtrasOverLimit);
+  OutputFolder folder;
   AttachmentWriter writer(options, session);
   const MkvAttachmentList& attachments = extras.attachments;
   if (options.attachments.extract && !attachments.empty()) {
-    if (!MakeFolder(options.attachments.folder, session)) return kExitUsage;
+    if (!folder.Make(options.attachments.folder)) {
+      session.Say(folder.Trouble());
+      return kExitUsage;
+    }
     writer.WriteAll(attachments);
   }
   const std::string text = options.json ? AttachmentsJson(options.file, attachments, writer.Paths())

@@ -17,6 +17,7 @@
 #include "tools/messages.h"
 #include "tools/output.h"
 #include "tools/output_file.h"
+#include "tools/output_folder.h"
 #include "tools/play_range.h"
 #include "tools/progress_bar.h"
 #include "tools/session.h"
@@ -44,12 +45,19 @@ struct Extraction {
 };
 using Extractions = std::vector<std::unique_ptr<Extraction>>;
 
+// All that is written, and where.
+struct Extracted {
+  OutputFolder folder;  // outlives what is in it
+  Extractions extractions;
+  bool isComplete = true;  // false: something that was asked for is left out
+};
+
 // Makes the files; otherwise why not.
 std::string Begin(const Options& options, ChosenPin chosen, Extractions& extractions) {
   Extraction& added = *extractions.emplace_back(std::make_unique<Extraction>());
   added.chosen = std::move(chosen);
-  if (IsSameFile(options.file, added.chosen.path) || IsSameFile(options.file, added.chosen.companionPath)) {
-    return added.chosen.path + ": is the file that is read";
+  for (const std::string& path : {added.chosen.path, added.chosen.companionPath}) {
+    if (IsSameFile(options.file, path)) return path + ": is the file that is read";
   }
   const Overwrite overwrite = options.extract.force ? Overwrite::kYes : Overwrite::kNo;
   if (!added.file.Open(added.chosen.path, overwrite)) return added.file.Trouble();
@@ -88,13 +96,14 @@ std::string FirstTrouble(const Extractions& extractions) {
 
 // Ends the files and gives them their names, and tells of each.
 std::string Place(const Extractions& extractions, std::string& told) {
+  std::vector<OutputFile*> files;
   for (const auto& extraction : extractions) {
     if (!extraction->sink->Finish()) return extraction->Trouble();
+    files.push_back(&extraction->file);
+    if (extraction->HasCompanion()) files.push_back(&extraction->companion);
   }
+  if (const OutputFile* const failed = PlaceAll(files)) return failed->Trouble();
   for (const auto& extraction : extractions) {
-    if (!extraction->file.Finish() || (extraction->HasCompanion() && !extraction->companion.Finish())) {
-      return extraction->Trouble();
-    }
     told += fmt::format("{}: pin {}, {}, {} sample{}, {}\n", Printable(extraction->file.Path()),
                         extraction->chosen.pin->number, extraction->chosen.form->name, extraction->sink->Samples(),
                         extraction->sink->Samples() == 1 ? "" : "s", SizeText(extraction->file.Size()));
@@ -130,10 +139,10 @@ bool WarnOfMissing(Session& session, bool isAllAsked, const Extractions& extract
 }
 
 // Tracks without a pin and pins without a form are said, and left out.
-int BeginAll(Session& session, const Options& options, Extractions& extractions, bool& isComplete) {
+int BeginAll(Session& session, const Options& options, Extracted& extracted) {
   PinChoice choice;
   const std::string wrong = ChoosePins(session, options, choice);
-  isComplete = choice.pinless.empty();
+  extracted.isComplete = choice.pinless.empty();
   for (const Finding& pinless : choice.pinless) session.SayOfFile(TextOf(pinless));
   if (!wrong.empty()) {
     session.SayOfFile(wrong);
@@ -141,15 +150,18 @@ int BeginAll(Session& session, const Options& options, Extractions& extractions,
   }
   for (ChosenPin& pin : choice.pins) {
     if (!pin.form) {
-      isComplete = false;
+      extracted.isComplete = false;
       session.SayOfFile(fmt::format("{} has no form that players open{}{}; --raw writes its samples as they are",
                                     PinText(*pin.pin), pin.noForm.empty() ? "" : ": ", pin.noForm));
-    } else if (const std::string trouble = Begin(options, std::move(pin), extractions); !trouble.empty()) {
+    } else if (!extracted.folder.Make(options.extract.folder)) {
+      session.Say(extracted.folder.Trouble());
+      return kExitUsage;
+    } else if (const std::string trouble = Begin(options, std::move(pin), extracted.extractions); !trouble.empty()) {
       session.Say(trouble);
       return kExitUsage;
     }
   }
-  return extractions.empty() ? kExitRefused : kExitDone;
+  return extracted.extractions.empty() ? kExitRefused : kExitDone;
 }
 
 int ConnectAndSeek(Session& session, const Options& options, const Extractions& extractions, PlayRange& range) {
@@ -174,7 +186,7 @@ int End(Session& session, const Options& options, const Extractions& extractions
     session.Say(trouble);
     return kExitUsage;
   }
-  if (options.extract.output != "-" && !Print(out, told)) {
+  if (!IsStandardOutput(options.extract.output) && !Print(out, told)) {
     session.Say(CannotWrite("the answer"));
     return kExitUsage;
   }
@@ -188,13 +200,12 @@ int End(Session& session, const Options& options, const Extractions& extractions
 
 int RunExtract(const Options& options, std::FILE* out, std::FILE* messages) {
   // Outlives the graph, whose sinks write into it.
-  auto kept = std::make_unique<Extractions>();
-  Extractions& extractions = *kept;
+  auto kept = std::make_unique<Extracted>();
+  const Extractions& extractions = kept->extractions;
   Session session(options, messages);
   if (const int opened = session.Open(); opened != kExitDone) return opened;
   session.WarnOfDamage();
-  bool isComplete = true;
-  if (const int begun = BeginAll(session, options, extractions, isComplete); begun != kExitDone) return begun;
+  if (const int begun = BeginAll(session, options, *kept); begun != kExitDone) return begun;
   Graph& graph = session.OpenedGraph();
   PlayRange range{0, Summarize(graph, session.ConnectResult()).duration};
   if (const int ready = ConnectAndSeek(session, options, extractions, range); ready != kExitDone) return ready;
@@ -214,7 +225,7 @@ int RunExtract(const Options& options, std::FILE* out, std::FILE* messages) {
     return kExitInterrupted;
   }
   const int status = End(session, options, extractions, end, out);
-  return status == kExitDone && !isComplete ? kExitRefused : status;
+  return status == kExitDone && !kept->isComplete ? kExitRefused : status;
 }
 
 }  // namespace vantor::tools

@@ -18,9 +18,10 @@ bool OutputFile::Open(const std::string& path, Overwrite overwrite) {
   path_ = path;
   overwrite_ = overwrite;
   const bool isStandardOutput = path == "-";
+  const bool isStream = isStandardOutput || platform::NewFile::IsStreamName(path);
   std::error_code error;
   const std::filesystem::file_status there =
-      isStandardOutput ? std::filesystem::file_status() : std::filesystem::status(platform::ToPath(path), error);
+      isStream ? std::filesystem::file_status() : std::filesystem::status(platform::ToPath(path), error);
   if (std::filesystem::is_directory(there)) {
     Fail("is a folder");
   } else if (std::filesystem::is_regular_file(there) && overwrite == Overwrite::kNo) {
@@ -56,8 +57,13 @@ void OutputFile::Replace(std::uint64_t offset, std::span<const std::uint8_t> byt
   if (!HasFailed() && !file_.WriteAt(static_cast<std::int64_t>(offset), bytes.data(), bytes.size())) FailBySystem();
 }
 
-bool OutputFile::Finish() {
+bool OutputFile::Complete() {
   if (!HasFailed()) Flush();
+  if (!HasFailed() && !file_.Complete()) FailBySystem();
+  return !HasFailed();
+}
+
+bool OutputFile::Place() {
   if (!HasFailed() && !file_.Place(overwrite_ == Overwrite::kYes)) FailBySystem();
   return !HasFailed();
 }
@@ -74,7 +80,23 @@ void OutputFile::Fail(const std::string& reason) {
 
 void OutputFile::FailBySystem() { Fail(platform::SystemErrorText(platform::LastSystemError())); }
 
+OutputFile* PlaceAll(const std::vector<OutputFile*>& files) {
+  for (OutputFile* const file : files) {
+    if (!file->Complete()) return file;
+  }
+  for (auto file = files.begin(); file != files.end(); ++file) {
+    if ((*file)->Place()) continue;
+    std::for_each(files.begin(), file, [](OutputFile* placed) { placed->TakeBack(); });
+    return *file;
+  }
+  return nullptr;
+}
+
+bool IsStandardOutput(const std::string& path) { return path == "-" || platform::NewFile::IsStandardOutputName(path); }
+
 bool IsSameFile(const std::string& one, const std::string& other) {
+  // To look at a pipe is to open it, which its reader would take for the writer.
+  if (platform::NewFile::IsStreamName(other)) return false;
   std::error_code error;
   return std::filesystem::equivalent(platform::ToPath(one), platform::ToPath(other), error) && !error;
 }

@@ -6,7 +6,11 @@
 //   file.Append(payload);                               // as often as one likes; a failure is kept
 //   if (!file.Finish()) return Fail(file.Trouble());    // "movie.h264: No space left on device"
 //
-// Without Finish there will be no such file. Bytes go out in large pieces; memory does not grow with the file. "-" is
+// Without Finish there will be no such file. Files that belong together appear together, or none of them:
+//
+//   if (OutputFile* failed = PlaceAll({&index, &pictures})) return Fail(failed->Trouble());
+//
+// Bytes go out in large pieces; memory does not grow with the file. "-" is
 // standard output, which like a pipe or a device is written to at once and takes nothing back. Not for several threads
 // at once.
 #pragma once
@@ -33,8 +37,13 @@ class OutputFile final : public OutputBytes {
   std::uint64_t Size() const override { return written_ + buffer_.size(); }
 
   bool HasFailed() const { return !trouble_.empty(); }
-  // Gives the whole file its name.
-  bool Finish();
+  // Both that is left to do.
+  bool Finish() { return Complete() && Place(); }
+  // Writes out what is in memory; whether all of the file has been written.
+  bool Complete();
+  // Gives the whole file its name; and takes it away again, unless it was another file's before.
+  bool Place();
+  void TakeBack() noexcept { file_.TakeBack(); }
   // What failed first, the path before it; empty when nothing did.
   const std::string& Trouble() const { return trouble_; }
   const std::string& Path() const { return path_; }
@@ -51,6 +60,13 @@ class OutputFile final : public OutputBytes {
   std::uint64_t written_ = 0;
   std::string trouble_;
 };
+
+// Completes all files and only then places them. Null when all are; otherwise the first that failed, and none has
+// appeared but those in whose place there were others before.
+OutputFile* PlaceAll(const std::vector<OutputFile*>& files);
+
+// "-", and what the system calls it.
+bool IsStandardOutput(const std::string& path);
 
 // Whether both paths lead to one file that is there: what is read is never written.
 bool IsSameFile(const std::string& one, const std::string& other);

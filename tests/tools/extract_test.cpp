@@ -84,6 +84,39 @@ TEST_F(Extract, NeverOverwritesTheFileThatItReads) {
   EXPECT_TRUE(Part("a.mkv") == before);
 }
 
+TEST_F(Extract, NamesTheSecondFileWhereThatIsTheOneThatItReads) {
+  std::filesystem::copy_file(Media("theora.mkv"), folder_ / "parts" / "a.json");
+  ExpectRefused(Run({"--raw", "--force", "-o", Path("parts/a.bin"), Path("parts/a.json")}), 2,
+                "a.json: is the file that is read");
+  EXPECT_THAT(Parts(), ElementsAre("a.json"));
+}
+
+TEST_F(Extract, MakesTheFolderAndItsParents) {
+  const Checked outcome = RunTool(folder_, {"extract", "-d", Path("new/er"), Media("avc_block_groups.mkv")});
+  EXPECT_EQ(outcome.status, 0) << outcome.messages;
+  EXPECT_TRUE(std::filesystem::exists(folder_ / "new" / "er" / "avc_block_groups.1.h264"));
+}
+
+TEST_F(Extract, LeavesNoFolderThatNothingWasWrittenInto) {
+  const auto extract = [&](const std::vector<std::string>& more) {
+    std::vector<std::string> arguments = {"extract", "--all", "-d", Path("new/er")};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    return RunTool(folder_, arguments);
+  };
+  EXPECT_EQ(extract({Media("theora.mkv")}).status, 1);
+  EXPECT_FALSE(std::filesystem::exists(folder_ / "new"));
+  const auto stream = test::ToyStream('i', 2, 3);
+  const auto toy = folder_.Write("toy", std::string(stream.begin(), stream.end()));
+  EXPECT_EQ(extract({"--raw", "--component", VANTOR_TOY_COMPONENT, platform::FromPath(toy)}).status, 130);
+  EXPECT_FALSE(std::filesystem::exists(folder_ / "new"));
+}
+
+TEST_F(Extract, SaysWhyTheFolderCannotBeMade) {
+  folder_.Write("file", "");
+  ExpectRefused(RunTool(folder_, {"extract", "-d", Path("file/er"), Media("avc_block_groups.mkv")}), 2,
+                "er: cannot make the folder: ");
+}
+
 TEST_F(Extract, LongNamesKeepWhatTellsThePinsApart) {
   const std::string name = std::string(220, 'x') + ".mkv";
   std::filesystem::copy_file(Media("avc_aac.mkv"), folder_ / name);

@@ -10,6 +10,12 @@
 #include <string>
 #include <vector>
 
+#if !defined(_WIN32)
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#endif
+
 #include "platform/file_path.h"
 #include "support/temporary_folder.h"
 
@@ -116,6 +122,45 @@ TEST_F(OutputFileTest, SparesAFileThatAppearsMeanwhile) {
   EXPECT_THAT(NamesInFolder(), ElementsAre("a.bin"));
 }
 
+TEST_F(OutputFileTest, FilesThatBelongTogetherAppearTogether) {
+  OutputFile one;
+  OutputFile other;
+  ASSERT_TRUE(one.Open(PathOf("a.idx"), Overwrite::kNo)) << one.Trouble();
+  ASSERT_TRUE(other.Open(PathOf("a.sub"), Overwrite::kNo)) << other.Trouble();
+  one.Append(SpanOf("one"));
+  other.Append(SpanOf("other"));
+  EXPECT_THAT(NamesInFolder(), IsEmpty());
+  EXPECT_EQ(PlaceAll({&one, &other}), nullptr);
+  EXPECT_THAT(NamesInFolder(), ElementsAre("a.idx", "a.sub"));
+}
+
+TEST_F(OutputFileTest, TheFirstGoesAgainWhenTheSecondCannotBePlaced) {
+  OutputFile one;
+  OutputFile other;
+  ASSERT_TRUE(one.Open(PathOf("a.idx"), Overwrite::kNo)) << one.Trouble();
+  ASSERT_TRUE(other.Open(PathOf("a.sub"), Overwrite::kNo)) << other.Trouble();
+  folder_.Write("a.sub", "theirs");
+  EXPECT_EQ(PlaceAll({&one, &other}), &other);
+  EXPECT_THAT(other.Trouble(), HasSubstr("a.sub: "));
+  EXPECT_THAT(NamesInFolder(), ElementsAre("a.sub"));
+  EXPECT_EQ(ContentOf(folder_ / "a.sub"), "theirs");
+}
+
+TEST_F(OutputFileTest, AFileThatReplacedAnotherStaysWhenALaterOneCannotBePlaced) {
+  folder_.Write("a.idx", "old");
+  OutputFile replacing;
+  OutputFile added;
+  OutputFile failing;
+  ASSERT_TRUE(replacing.Open(PathOf("a.idx"), Overwrite::kYes)) << replacing.Trouble();
+  ASSERT_TRUE(added.Open(PathOf("a.sub"), Overwrite::kYes)) << added.Trouble();
+  ASSERT_TRUE(failing.Open(PathOf("b.idx"), Overwrite::kNo)) << failing.Trouble();
+  replacing.Append(SpanOf("new"));
+  folder_.Write("b.idx", "theirs");
+  EXPECT_EQ(PlaceAll({&replacing, &added, &failing}), &failing);
+  EXPECT_THAT(NamesInFolder(), ElementsAre("a.idx", "b.idx"));
+  EXPECT_EQ(ContentOf(folder_ / "a.idx"), "new");
+}
+
 TEST_F(OutputFileTest, AFolderOrAMissingOneIsRefused) {
   OutputFile same;
   EXPECT_FALSE(same.Open(platform::FromPath(folder_.Path()), Overwrite::kYes));
@@ -143,6 +188,51 @@ TEST(OutputDevice, FullOneGivesTheReason) {
   EXPECT_EQ(file.Trouble(), "/dev/full: No space left on device");
   file.Append(SpanOf("more"));
   EXPECT_EQ(file.Trouble(), "/dev/full: No space left on device");
+}
+
+TEST_F(OutputFileTest, NothingAppearsWhenTheLastOfSeveralCannotBeWritten) {
+  OutputFile one;
+  OutputFile full;
+  ASSERT_TRUE(one.Open(PathOf("a.idx"), Overwrite::kNo)) << one.Trouble();
+  ASSERT_TRUE(full.Open("/dev/full", Overwrite::kNo)) << full.Trouble();
+  one.Append(SpanOf("one"));
+  full.Append(SpanOf("lost"));
+  EXPECT_EQ(PlaceAll({&one, &full}), &full);
+  EXPECT_EQ(full.Trouble(), "/dev/full: No space left on device");
+  EXPECT_THAT(NamesInFolder(), IsEmpty());
+}
+
+TEST_F(OutputFileTest, AStreamThatIsOpenIsWrittenToFromWhereItIs) {
+  const int stream = open(PathOf("log").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+  ASSERT_EQ(write(stream, "before ", 7), 7);
+  {
+    OutputFile file;
+    ASSERT_TRUE(file.Open("/dev/fd/" + std::to_string(stream), Overwrite::kNo)) << file.Trouble();
+    file.Append(SpanOf("behind"));
+    ASSERT_TRUE(file.Finish()) << file.Trouble();
+  }
+  close(stream);
+  EXPECT_EQ(ContentOf(folder_ / "log"), "before behind");
+  OutputFile none;
+  EXPECT_FALSE(none.Open("/dev/fd/" + std::to_string(stream), Overwrite::kYes));
+  EXPECT_THAT(NamesInFolder(), ElementsAre("log"));
+}
+
+TEST_F(OutputFileTest, APipeStaysOne) {
+  ASSERT_EQ(mkfifo(PathOf("pipe").c_str(), 0600), 0);
+  const int reader = open(PathOf("pipe").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  {
+    OutputFile file;
+    ASSERT_TRUE(file.Open(PathOf("pipe"), Overwrite::kYes)) << file.Trouble();
+    file.Append(SpanOf("through"));
+    ASSERT_TRUE(file.Finish()) << file.Trouble();
+  }
+  std::string got(20, '\0');
+  got.resize(static_cast<std::size_t>(std::max<ssize_t>(read(reader, got.data(), got.size()), 0)));
+  close(reader);
+  EXPECT_EQ(got, "through");
+  EXPECT_TRUE(std::filesystem::is_fifo(folder_ / "pipe"));
+  EXPECT_THAT(NamesInFolder(), ElementsAre("pipe"));
 }
 
 TEST(OutputDevice, TakesNothingBack) {

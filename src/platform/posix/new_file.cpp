@@ -7,8 +7,11 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <charconv>
 #include <cstdio>
 #include <optional>
+#include <string_view>
+#include <system_error>
 
 #include "platform/posix/broken_pipe.h"
 
@@ -55,6 +58,25 @@ bool RenameUnlessThere(const std::string& from, const std::string& to) {
   return std::rename(from.c_str(), to.c_str()) == 0;
 }
 
+// Of "/dev/stdout" and the like, the stream's number.
+std::optional<int> OpenStreamOf(const std::string& path) {
+  if (path == "/dev/stdout") return STDOUT_FILENO;
+  if (path == "/dev/stderr") return STDERR_FILENO;
+  for (const std::string_view folder : {"/dev/fd/", "/proc/self/fd/"}) {
+    if (!path.starts_with(folder)) continue;
+    const char* const end = path.data() + path.size();
+    int number = -1;
+    const auto read = std::from_chars(path.data() + folder.size(), end, number);
+    if (read.ec == std::errc() && read.ptr == end && number >= 0) return number;
+  }
+  return std::nullopt;
+}
+
+bool IsDeviceOrPipe(const std::string& path) {
+  struct stat there = {};
+  return stat(path.c_str(), &there) == 0 && !S_ISREG(there.st_mode) && !S_ISDIR(there.st_mode);
+}
+
 void UnlinkKeepingError(const std::string& name) {
   const int error = errno;
   unlink(name.c_str());
@@ -68,10 +90,19 @@ NewFile::~NewFile() {
   if (!temporary_.empty()) unlink(temporary_.c_str());
 }
 
+bool NewFile::IsStreamName(const std::string& path) { return OpenStreamOf(path) || IsDeviceOrPipe(path); }
+
+bool NewFile::IsStandardOutputName(const std::string& path) { return OpenStreamOf(path) == STDOUT_FILENO; }
+
 bool NewFile::Open(const std::string& path) {
   path_ = path;
-  struct stat there = {};
-  if (stat(path.c_str(), &there) == 0 && !S_ISREG(there.st_mode) && !S_ISDIR(there.st_mode)) {
+  if (const std::optional<int> stream = OpenStreamOf(path)) {
+    // Opened by its name, a file that the stream leads to would be written to from its beginning.
+    isStream_ = true;
+    handle_ = fcntl(*stream, F_DUPFD_CLOEXEC, 0);
+    return handle_ >= 0;
+  }
+  if (IsDeviceOrPipe(path)) {
     isStream_ = true;
     handle_ = open(path.c_str(), O_WRONLY | O_CLOEXEC);
     return handle_ >= 0;
@@ -109,27 +140,39 @@ bool NewFile::WriteAt(std::int64_t position, const void* bytes, std::size_t size
   return true;
 }
 
+bool NewFile::Complete() noexcept {
+  // Some file systems tell only when it is closed that earlier writes failed. What has no name has to stay open to get
+  // one: of that, a copy is closed, which tells the same.
+  if (isStream_ || !temporary_.empty()) return Close();
+  const int copy = fcntl(static_cast<int>(handle_), F_DUPFD_CLOEXEC, 0);
+  return copy >= 0 && close(copy) == 0;
+}
+
 bool NewFile::Place(bool replace) {
-  if (isStream_) return Close();
+  if (isStream_) return true;
   const bool isNameless = temporary_.empty();
-  if (isNameless && !replace) {
-    if (!LinkNameless(static_cast<int>(handle_), path_)) return false;
+  isNew_ = isNameless ? LinkNameless(static_cast<int>(handle_), path_) : RenameUnlessThere(temporary_, path_);
+  if (isNew_) {
+    temporary_.clear();
     if (Close()) return true;
     UnlinkKeepingError(path_);
     return false;
   }
+  if (!replace || errno != EEXIST) return false;
   if (isNameless) {
     const std::optional<std::string> name =
         MakeNamed(path_, [&](const std::string& tried) { return LinkNameless(static_cast<int>(handle_), tried); });
     if (!name) return false;
     temporary_ = *name;
   }
-  // Some file systems tell only here that earlier writes failed.
-  if (!Close()) return false;
-  const bool isPlaced =
-      replace ? std::rename(temporary_.c_str(), path_.c_str()) == 0 : RenameUnlessThere(temporary_, path_);
-  if (isPlaced) temporary_.clear();
-  return isPlaced;
+  if (!Close() || std::rename(temporary_.c_str(), path_.c_str()) != 0) return false;
+  temporary_.clear();
+  return true;
+}
+
+void NewFile::TakeBack() noexcept {
+  if (isNew_) unlink(path_.c_str());
+  isNew_ = false;
 }
 
 bool NewFile::Close() noexcept {

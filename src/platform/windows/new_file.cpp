@@ -5,6 +5,7 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <string_view>
 
 #include "platform/text.h"
 
@@ -27,6 +28,36 @@ std::string FolderOf(const std::string& path) {
   return slash == std::string::npos ? std::string() : path.substr(0, slash + 1);
 }
 
+bool IsSameLetters(std::wstring_view one, std::wstring_view other) {
+  return CompareStringOrdinal(one.data(), static_cast<int>(one.size()), other.data(), static_cast<int>(other.size()),
+                              TRUE) == CSTR_EQUAL;
+}
+
+// Without its number, of a name that the system has for a device. Volumes and disks are devices, too, and not among
+// these: nobody wants a film written across one.
+bool IsOfDevice(std::wstring_view name) {
+  static constexpr std::wstring_view kDevices[] = {L"NUL", L"CON", L"CONOUT$", L"AUX", L"PRN"};
+  for (const std::wstring_view device : kDevices) {
+    if (IsSameLetters(name, device)) return true;
+  }
+  constexpr std::size_t kPort = 3;
+  const std::wstring_view port = name.substr(0, kPort);
+  const std::wstring_view number = name.substr(port.size());
+  return (IsSameLetters(port, L"COM") || IsSameLetters(port, L"LPT")) && !number.empty() && number.size() <= 3 &&
+         number.find_first_not_of(L"0123456789") == std::wstring_view::npos;
+}
+
+// Waits for a pipe whose reader is at work with another writer.
+HANDLE OpenDevice(const std::wstring& path) {
+  HANDLE file = INVALID_HANDLE_VALUE;
+  do {
+    file = CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0,
+                       nullptr);
+  } while (file == INVALID_HANDLE_VALUE && GetLastError() == ERROR_PIPE_BUSY &&
+           WaitNamedPipeW(path.c_str(), NMPWAIT_WAIT_FOREVER));
+  return file;
+}
+
 }  // namespace
 
 NewFile::~NewFile() {
@@ -34,8 +65,31 @@ NewFile::~NewFile() {
   if (!temporary_.empty()) DeleteFileW(Utf8ToWide(temporary_).c_str());
 }
 
+// The system itself says which names are devices: "NUL", on older ones "C:\\films\\nul.txt", too.
+bool NewFile::IsStreamName(const std::string& path) {
+  constexpr std::wstring_view kDeviceFolder = L"\\\\.\\";
+  constexpr std::wstring_view kPipeFolder = L"pipe\\";
+  const std::wstring wide = Utf8ToWide(path);
+  if (IsSameLetters(wide, L"CONOUT$")) return true;
+  std::wstring full(wide.size() + MAX_PATH, L'\0');
+  const DWORD size = GetFullPathNameW(wide.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr);
+  if (size == 0 || size >= full.size()) return false;
+  full.resize(size);
+  if (!full.starts_with(kDeviceFolder)) return false;
+  const std::wstring_view name = std::wstring_view(full).substr(kDeviceFolder.size());
+  return IsOfDevice(name) ||
+         (name.size() > kPipeFolder.size() && IsSameLetters(name.substr(0, kPipeFolder.size()), kPipeFolder));
+}
+
+bool NewFile::IsStandardOutputName(const std::string&) { return false; }  // it has none
+
 bool NewFile::Open(const std::string& path) {
   path_ = path;
+  if (IsStreamName(path)) {
+    isStream_ = true;
+    handle_ = reinterpret_cast<std::intptr_t>(OpenDevice(Utf8ToWide(path)));
+    return handle_ != -1;
+  }
   for (int i = 0; i < kNamesTried; ++i) {
     std::string name =
         FolderOf(path) + ".vantor-" + std::to_string(GetCurrentProcessId()) + "-" + std::to_string(i) + ".part";
@@ -83,16 +137,28 @@ bool NewFile::WriteAt(std::int64_t position, const void* bytes, std::size_t size
   return true;
 }
 
+bool NewFile::Complete() noexcept {
+  if (!isStream_) MarkDeleted(handle_, false);
+  return Close();
+}
+
 bool NewFile::Place(bool replace) {
-  if (isStream_) return Close();
-  MarkDeleted(handle_, false);
-  if (!Close()) return false;
-  if (!MoveFileExW(Utf8ToWide(temporary_).c_str(), Utf8ToWide(path_).c_str(),
-                   replace ? MOVEFILE_REPLACE_EXISTING : 0)) {
-    return false;
+  if (isStream_) return true;
+  const std::wstring from = Utf8ToWide(temporary_);
+  const std::wstring to = Utf8ToWide(path_);
+  isNew_ = MoveFileExW(from.c_str(), to.c_str(), 0) != 0;
+  if (!isNew_) {
+    const DWORD error = GetLastError();
+    const bool isThere = error == ERROR_ALREADY_EXISTS || error == ERROR_FILE_EXISTS;
+    if (!replace || !isThere || !MoveFileExW(from.c_str(), to.c_str(), MOVEFILE_REPLACE_EXISTING)) return false;
   }
   temporary_.clear();
   return true;
+}
+
+void NewFile::TakeBack() noexcept {
+  if (isNew_) DeleteFileW(Utf8ToWide(path_).c_str());
+  isNew_ = false;
 }
 
 bool NewFile::Close() noexcept {
