@@ -3,6 +3,7 @@
 //
 //   int main(int argc, char** argv) {
 //     platform::ShareFreedMemory();
+//     platform::LetWritesFail();
 //     const platform::StandardStreams streams;
 //     const std::vector<std::string> arguments = platform::Arguments(argc, argv);
 //     return Run(arguments);
@@ -21,6 +22,9 @@ std::vector<std::string> Arguments(int argc, const char* const* argv);
 // To be called before there are threads: memory that they give back is there for all of them. Each having some of its
 // own makes a program of many threads keep many times what it needs.
 void ShareFreedMemory() noexcept;
+
+// A write beyond the size that a file may have fails, as others do; it does not end the program.
+void LetWritesFail() noexcept;
 
 // For as long as it lives, line ends are written as they are and a console reads what is written as UTF-8. One a
 // program.

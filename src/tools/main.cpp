@@ -6,6 +6,7 @@
 
 int main(int argc, char** argv) {
   vantor::platform::ShareFreedMemory();
+  vantor::platform::LetWritesFail();
   const vantor::platform::StandardStreams streams;
   const int status = vantor::tools::Main(argc, argv, stdout, stderr);
   // Some file systems, those of a network above all, tell only here that earlier writes failed.

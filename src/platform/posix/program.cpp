@@ -4,6 +4,8 @@
 #include <malloc.h>
 #include <unistd.h>
 
+#include <csignal>
+
 namespace vantor::platform {
 
 std::vector<std::string> Arguments(int argc, const char* const* argv) { return {argv, argv + argc}; }
@@ -14,6 +16,8 @@ void ShareFreedMemory() noexcept {
   mallopt(M_ARENA_MAX, 2);  // NOLINT(concurrency-mt-unsafe): there is one thread
 #endif
 }
+
+void LetWritesFail() noexcept { std::signal(SIGXFSZ, SIG_IGN); }
 
 // A stream that the program was started without gets a stand-in: else the next file opened would get its number, and
 // be written to. Reading from this one ends at once, and writing fails as it should.

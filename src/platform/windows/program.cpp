@@ -24,6 +24,8 @@ std::vector<std::string> Arguments(int argc, const char* const* argv) {
 
 void ShareFreedMemory() noexcept {}  // its heap does
 
+void LetWritesFail() noexcept {}  // they do
+
 StandardStreams::StandardStreams() noexcept : codePage_(GetConsoleOutputCP()) {
   _setmode(_fileno(stdout), _O_BINARY);
   _setmode(_fileno(stderr), _O_BINARY);

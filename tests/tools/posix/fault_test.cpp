@@ -165,6 +165,26 @@ TEST(Faults, OutputThatIsNotWrittenWholeIsTold) {
   }
 }
 
+TEST(Faults, AFileThatGrowsBeyondItsLimitIsToldAndLeavesNothing) {
+  const test::TemporaryFolder folder;
+  Fault fault;
+  fault.largestFile = 5000;
+  const FaultyOutcome outcome =
+      RunFaulty({"extract", "--all", "-d", (folder / "parts").string(), Media("avc_aac.mkv")}, fault);
+  EXPECT_EQ(outcome.status, 2);
+  EXPECT_THAT(outcome.messages, HasSubstr(".h264: File too large\n"));
+  EXPECT_FALSE(std::filesystem::exists(folder / "parts"));
+}
+
+TEST(Faults, StandardOutputByItsNameIsWrittenTo) {
+  const FaultyOutcome piped = RunFaulty({"extract", "--pin", "2", "-o", "-", Media("avc_aac.mkv")}, {});
+  const FaultyOutcome named = RunFaulty({"extract", "--pin", "2", "-o", "/dev/stdout", Media("avc_aac.mkv")}, {});
+  EXPECT_EQ(named.status, 0);
+  EXPECT_EQ(named.messages, "");
+  EXPECT_GT(piped.out.size(), 1000U);
+  EXPECT_TRUE(named.out == piped.out);
+}
+
 // ---- Operator new, in this process: sanitizers see what becomes of it. ----
 
 class MemoryStream {

@@ -28,7 +28,8 @@ std::string Content(const std::string& path) {
   return text.str();
 }
 
-// Limits the files that a program may write which is started while this lives. Beyond the limit writing fails.
+// Limits the files that a program may write which is started while this lives. Beyond the limit writing fails here, and
+// in the program if it sees to that.
 class FileLimit {
  public:
   explicit FileLimit(long bytes) {
@@ -85,9 +86,17 @@ int Start(const std::vector<std::string>& arguments, const Fault& fault, const t
   pid_t process = -1;
   {
     const FileLimit limit(fault.largestFile);
-    EXPECT_EQ(
-        posix_spawn(&process, VANTOR_TOOL, &actions, nullptr, Pointers(arguments).data(), Pointers(settings).data()),
-        0);
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    sigset_t ending;
+    sigemptyset(&ending);
+    sigaddset(&ending, SIGXFSZ);
+    posix_spawnattr_setsigdefault(&attributes, &ending);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
+    EXPECT_EQ(posix_spawn(&process, VANTOR_TOOL, &actions, &attributes, Pointers(arguments).data(),
+                          Pointers(settings).data()),
+              0);
+    posix_spawnattr_destroy(&attributes);
   }
   posix_spawn_file_actions_destroy(&actions);
   close(pipe[1]);
