@@ -10,11 +10,13 @@
 
 #include "tools/check/check_file.h"
 #include "tools/commands.h"
+#include "tools/end_padding.h"
 #include "tools/extract_choice.h"
 #include "tools/extract_sink.h"
 #include "tools/interrupt_watch.h"
 #include "tools/listing.h"
 #include "tools/messages.h"
+#include "tools/opened_file.h"
 #include "tools/output.h"
 #include "tools/output_file.h"
 #include "tools/output_folder.h"
@@ -92,6 +94,26 @@ std::string FirstTrouble(const Extractions& extractions) {
     if (extraction->sink->HasFailed() || extraction->HaveFilesFailed()) return extraction->Trouble();
   }
   return {};
+}
+
+// Tells the writers that can use it where in the last sample the sound ends.
+void TellEnds(const Session& session, const Extractions& extractions) {
+  std::vector<TrackEnd> ends(extractions.size());
+  std::vector<TrackEnd*> wanted;
+  for (std::size_t i = 0; i < ends.size(); ++i) {
+    const Extraction& extraction = *extractions[i];
+    if (!extraction.chosen.form->asksForEnd || !extraction.chosen.track || extraction.sink->Samples() == 0) continue;
+    ends[i].track = *extraction.chosen.track;
+    ends[i].lastStart = extraction.sink->Position();
+    wanted.push_back(&ends[i]);
+  }
+  if (wanted.empty()) return;
+  OpenedFile file(session.Bytes(), session.FullFileName(), session.Policy());
+  if (!file.IsOpen()) return;
+  ReadEndPadding(file.Root(), wanted);
+  std::optional<std::int64_t> fileEnd;
+  if (file.HasDuration() && file.Root().startTime == 0) fileEnd = file.Duration();
+  for (std::size_t i = 0; i < ends.size(); ++i) extractions[i]->sink->TellEnd({ends[i].padding, fileEnd});
 }
 
 // Ends the files and gives them their names, and tells of each.
@@ -181,6 +203,10 @@ int End(Session& session, const Options& options, const Extractions& extractions
   if (session.SayTrouble()) return kExitUsage;
   std::string told;
   std::string trouble = FirstTrouble(extractions);
+  if (trouble.empty()) {
+    TellEnds(session, extractions);
+    if (session.SayTrouble()) return kExitUsage;
+  }
   if (trouble.empty()) trouble = Place(extractions, told);
   if (!trouble.empty()) {
     session.Say(trouble);

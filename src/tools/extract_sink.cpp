@@ -51,6 +51,10 @@ HRESULT ExtractSink::OnSample(IMediaSample* sample) noexcept {
   return S_OK;
 }
 
+void ExtractSink::TellEnd(const SoundEnd& end) noexcept {
+  static_cast<void>(Guard([&] { writer_->TellEnd(end); }));
+}
+
 bool ExtractSink::Finish() noexcept {
   return Guard([&] { writer_->Finish(); });
 }

@@ -32,6 +32,8 @@ class ExtractSink final : public SampleListener {
   // The presentation time reached, 100 ns.
   std::int64_t Position() const noexcept { return position_.load(std::memory_order_relaxed); }
   bool HasFailed() const noexcept { return hasFailed_.load(std::memory_order_relaxed); }
+  // What the writer is told of the last sample behind it.
+  void TellEnd(const SoundEnd& end) noexcept;
   // Lets the writer end what it has begun; false when it, or a sample, has failed.
   bool Finish() noexcept;
   std::uint64_t Samples() const noexcept { return samples_; }

@@ -75,6 +75,7 @@ class Row:
     through: str = ""  # a container that it is muxed into first: its reader finds what the encoder keeps to itself
     original: bool = False  # decoded is that container: ffmpeg does not read the end of the codec in Matroska
     text: str = ""  # compared as text, in this form
+    ends: bool = False  # decoded is what is heard, without the padding at the ends
 
 
 def video(name, encode, extension, **more):
@@ -130,6 +131,7 @@ ROWS = [
     sound("adpcm_ima", "adpcm_ima_wav", "wav"),
     sound("opus", "libopus", "opus", packets=True),
     sound("opus_six", "libopus -ac 6", "opus", packets=True),
+    sound("opus_cut", "libopus -t 0.8765", "opus", packets=True, through="opus", original=True, ends=True),
     sound("opus_short", "libopus -frame_duration 2.5", "opus", LOW_TONE, packets=True),
     sound("vorbis", "libvorbis", "ogg", packets=True),
     sound("vorbis_mono", "libvorbis", "ogg", LOW_TONE, packets=True),
@@ -168,8 +170,9 @@ def hashes(output):
 
 
 def decoded(path, row, what, forms=()):
-    # Nothing is left out at the ends: what a container says of padding is no part of the stream.
-    source = [*forms, "-flags2", "+skip_manual", "-i", str(path), "-map", "0:0"]
+    # Elsewhere nothing is left out at the ends: what a container says of padding is no part of the stream.
+    whole = [] if row.ends else ["-flags2", "+skip_manual"]
+    source = [*forms, *whole, "-i", str(path), "-map", "0:0"]
     if row.source is PICTURE:
         return hashes(ffmpeg(*source, "-fps_mode", "passthrough", "-f", "framehash", "-hash", "md5", "-", what=what))
     return ffmpeg(*source, "-c:a", "pcm_f32le", "-f", "hash", "-hash", "md5", "-", what=what)

@@ -79,6 +79,34 @@ TEST(OpusWriterTest, LastPacketThatIsShownShorterIsCutOff) {
   EXPECT_EQ(pages.back().position, 3 * 960 - 7 * 48);
 }
 
+// Of three packets, the last of which ends at that time and has so much padding.
+std::int64_t OpusEnd(std::int64_t stop, std::int64_t padding) {
+  MemoryOutput out;
+  const std::unique_ptr<TrackWriter> writer = PackagedAudioFormOf(OpusType(OpusHead()))->make(out, nullptr);
+  std::vector<TimedPayload> samples = OpusPackets(3);
+  samples.back().stop = stop;
+  for (const TimedPayload& sample : samples) {
+    writer->Write({.payload = sample.bytes, .start = sample.start, .stop = sample.stop});
+  }
+  writer->TellEnd({.padding = padding, .fileEnd = {}});
+  writer->Finish();
+  return ReadOggPages(out.bytes).back().position;
+}
+
+TEST(OpusWriterTest, PaddingOfTheFileGoesBeforeTheTimes) {
+  EXPECT_EQ(OpusEnd(60 * kMillisecond, 6'500'000), 3 * 960 - 312);
+  EXPECT_EQ(OpusEnd(53 * kMillisecond, 6'500'000), 3 * 960 - 312);
+  EXPECT_EQ(OpusEnd(53 * kMillisecond, 20'833), 3 * 960 - 1) << "rounded";
+}
+
+TEST(OpusWriterTest, PaddingThatCannotBeIsPassedOver) {
+  for (const std::int64_t padding : {std::int64_t{0}, std::int64_t{-5'000'000}, std::int64_t{20'000'000},
+                                     std::numeric_limits<std::int64_t>::max()}) {
+    EXPECT_EQ(OpusEnd(60 * kMillisecond, padding), 3 * 960) << padding;
+    EXPECT_EQ(OpusEnd(53 * kMillisecond, padding), 3 * 960 - 7 * 48) << padding;
+  }
+}
+
 TEST(OpusWriterTest, EndThatIsNotKnownOrNotExactCutsNothing) {
   for (const std::int64_t stop : {40 * kMillisecond + 1, 59 * kMillisecond, 61 * kMillisecond}) {
     std::vector<TimedPayload> samples = OpusPackets(3);
@@ -400,17 +428,66 @@ TEST(TtaWriterTest, HeaderAndTableComeBeforeTheFrames) {
   EXPECT_EQ(file.bytes, expected.Take());
 }
 
-TEST(TtaWriterTest, TimesTellTheLengthWithinTheFilling) {
+// The whole length that the header tells, of frames that begin and end at these times.
+std::uint64_t TtaSounds(const std::vector<TimedPayload>& frames, const ByteList& header = {}) {
+  const MemoryOutput file = WriteTrack(*PackagedAudioFormOf(TtaType(header)), frames);
+  return LittleEndian(std::span(file.bytes).subspan(14, 4));
+}
+
+std::int64_t TtaTime(std::uint64_t sounds) {
+  return static_cast<std::int64_t>((sounds * 10'000'000 + 24'000) / 48'000);
+}
+
+TEST(TtaWriterTest, TimesThatCountSoundsTellTheLengthWithinTheFilling) {
   const ByteList frame = SilentTtaFrame(100);
   const TtaFrameLength length = CountTtaFrame(frame, 1, kTtaLength);
-  const auto sounds = [&](std::int64_t stop) {
-    const MemoryOutput file = WriteTrack(*PackagedAudioFormOf(TtaType()), {{frame, 0, stop}});
-    return LittleEndian(std::span(file.bytes).subspan(14, 4));
+  const std::int64_t last = TtaTime(kTtaLength);
+  const auto sounds = [&](std::uint64_t count) {
+    return TtaSounds({{ByteList(1000, 0x55), 0, last}, {frame, last, TtaTime(kTtaLength + count)}}) - kTtaLength;
   };
-  const auto timeOf = [](std::uint32_t count) { return std::int64_t{count} * 10'000'000 / 48'000 + 1; };
-  EXPECT_EQ(sounds(timeOf(length.least + 3)), length.least + 3);
+  EXPECT_EQ(sounds(length.least + 3), length.least + 3);
   EXPECT_EQ(sounds(1), length.least);
-  EXPECT_EQ(sounds(timeOf(length.most + 900)), length.most);
+  EXPECT_EQ(sounds(length.most + 900), length.most);
+}
+
+TEST(TtaWriterTest, RoundedTimesLoseNoSounds) {
+  const ByteList frame = SilentTtaFrame(100);
+  const TtaFrameLength length = CountTtaFrame(frame, 1, kTtaLength);
+  const std::int64_t whole = length.least * 10'000'000 / 48'000 / 10'000 * 10'000;  // milliseconds
+  EXPECT_EQ(TtaSounds({{frame, 0, whole}}), length.most);
+  EXPECT_EQ(TtaSounds({{frame, 0, 1}}), length.most) << "without an end";
+  EXPECT_EQ(
+      TtaSounds({{ByteList(1000, 0x55), 0, 10'450'000}, {frame, 10'450'000, 10'450'000 + TtaTime(length.least + 3)}}),
+      kTtaLength + length.most);
+}
+
+TEST(TtaWriterTest, HeaderOfTheFileTellsTheLengthWithinTheFilling) {
+  const ByteList frame = SilentTtaFrame(100);
+  const TtaFrameLength length = CountTtaFrame(frame, 1, kTtaLength);
+  for (const auto& [told, expected] : {std::pair{length.least + 2, length.least + 2},
+                                       {length.least - 1, length.most},
+                                       {length.most + 1, length.most}}) {
+    FormBytes header;
+    header.Text("TTA1").Little(2, 1).Little(2, 1).Little(2, 16).Little(4, 48'000).Little(4, told).Little(4, 0);
+    EXPECT_EQ(TtaSounds({{frame, 0, 1}}, header.Take()), expected) << told;
+  }
+}
+
+TEST(TtaWriterTest, DurationOfTheFileTellsTheLengthWithinTheFilling) {
+  const ByteList frame = SilentTtaFrame(100);
+  const TtaFrameLength length = CountTtaFrame(frame, 1, kTtaLength);
+  const auto sounds = [&](std::int64_t start, std::int64_t fileEnd) {
+    MemoryOutput out;
+    const std::unique_ptr<TrackWriter> writer = PackagedAudioFormOf(TtaType())->make(out, nullptr);
+    writer->Write({.payload = frame, .start = start, .stop = start + kMillisecond});
+    writer->TellEnd({.padding = 0, .fileEnd = fileEnd});
+    writer->Finish();
+    return LittleEndian(std::span(out.bytes).subspan(14, 4));
+  };
+  EXPECT_EQ(sounds(0, TtaTime(length.least + 3)), length.least + 3);
+  EXPECT_EQ(sounds(0, TtaTime(length.least - 9)), length.most) << "it is another track's, or rounded";
+  EXPECT_EQ(sounds(0, TtaTime(length.most + 9)), length.most);
+  EXPECT_EQ(sounds(20, TtaTime(length.least + 3)), length.most) << "the beginning is not there";
 }
 
 TEST(TtaWriterTest, EmptyStreamIsAHeaderAndAnEmptyTable) {

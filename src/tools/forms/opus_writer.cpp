@@ -1,5 +1,6 @@
 // Opus in Ogg (RFC 7845). Positions count samples of 48 kHz, those of the pre-skip included; a packet's first byte
-// tells how many it holds. Sound that is cut off at the end is told from the times, which is as near as they are exact.
+// tells how many it holds. Sound that is cut off at the end is told by the file, or else from the times, which is as
+// near as they are exact.
 #include <algorithm>
 #include <string_view>
 #include <vector>
@@ -72,7 +73,18 @@ class OpusWriter final : public TrackWriter {
     }
   }
 
-  void Finish() override { pages_.End(TrimmedEnd(position_, lastPacket_, span_.At(kOpusRate), kOpusRate)); }
+  void TellEnd(const SoundEnd& end) override {
+    const std::int64_t nanoseconds = end.padding;
+    // Less than a packet: there is one for no other reason than the sound in it.
+    constexpr std::int64_t kSecond = 1'000'000'000;
+    if (nanoseconds <= 0 || nanoseconds >= kSecond) return;
+    const std::int64_t sounds = (nanoseconds * kOpusRate + kSecond / 2) / kSecond;
+    if (sounds < lastPacket_) cut_ = sounds;
+  }
+
+  void Finish() override {
+    pages_.End(cut_ ? position_ - *cut_ : TrimmedEnd(position_, lastPacket_, span_.At(kOpusRate), kOpusRate));
+  }
 
  private:
   OggPages pages_;
@@ -80,6 +92,7 @@ class OpusWriter final : public TrackWriter {
   std::int64_t position_ = 0;
   std::int64_t pageStart_ = 0;
   std::int64_t lastPacket_ = 0;
+  std::optional<std::int64_t> cut_;  // from the last packet, where the file tells it
 };
 
 }  // namespace
@@ -89,9 +102,9 @@ std::optional<TrackForm> OpusForm(std::span<const std::uint8_t> head) {
   return TrackForm{.name = "Ogg Opus",
                    .extension = "opus",
                    .companion = {},
-                   .make = [kept = std::vector(head.begin(), head.end())](OutputBytes& out, OutputBytes*) {
-                     return std::make_unique<OpusWriter>(out, kept);
-                   }};
+                   .make = [kept = std::vector(head.begin(), head.end())](
+                               OutputBytes& out, OutputBytes*) { return std::make_unique<OpusWriter>(out, kept); },
+                   .asksForEnd = true};
 }
 
 }  // namespace vantor::tools

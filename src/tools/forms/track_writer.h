@@ -27,6 +27,12 @@ struct TrackSample {
   bool preroll = false;
 };
 
+// What a file tells of a sound's end, and no sample does.
+struct SoundEnd {
+  std::int64_t padding = 0;             // how much of the last sample is not to be heard, nanoseconds
+  std::optional<std::int64_t> fileEnd;  // where the file says that it ends itself; 100 ns
+};
+
 // A file that is being written. A failure is kept; what follows it is not written.
 class OutputBytes {
  public:
@@ -42,6 +48,8 @@ class TrackWriter {
  public:
   virtual ~TrackWriter() = default;
   virtual void Write(const TrackSample& sample) = 0;
+  // Behind the last sample, of forms with `asksForEnd`.
+  virtual void TellEnd(const SoundEnd& /*end*/) {}
   // Behind the last sample, also when there was none.
   virtual void Finish() = 0;
 };
@@ -53,6 +61,7 @@ struct TrackForm {
   std::string companion;  // of a second file, as VobSub has one; empty when there is none
   // Both files outlive the writer. The second is null when the form has none.
   std::function<std::unique_ptr<TrackWriter>(OutputBytes& out, OutputBytes* companion)> make;
+  bool asksForEnd = false;  // it can say that sound ends within its last packet, to the sound
 };
 
 // The form of a pin's media type, or nothing when it has none here (or its format block does not hold what it takes):
