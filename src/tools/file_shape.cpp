@@ -3,8 +3,10 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <new>
+#include <span>
 #include <utility>
 
 #include "host/file_source_filter.h"
@@ -13,6 +15,7 @@
 #include "parser/file_root.h"
 #include "platform/big_endian.h"
 #include "platform/com_ptr.h"
+#include "tools/file_signatures.h"
 
 namespace vantor::tools {
 namespace {
@@ -63,6 +66,13 @@ void FindSegment(MkvElement& element, FileShape& shape) {
   shape.kind = ShapeKind::kNoSegment;
 }
 
+const char* OtherKindOf(CMkvFile& file) {
+  std::array<std::uint8_t, kSignatureBytes> bytes;
+  const auto size = static_cast<std::size_t>(std::min<std::uint64_t>(bytes.size(), file.length));
+  file.position = 0;
+  return file.Read(bytes.data(), size) == S_OK ? SignatureName(std::span(bytes).first(size)) : nullptr;
+}
+
 // From the outside in, up to the first thing that would make the filter refuse the file.
 FileShape ShapeOf(CMkvFile& file) {
   FileShape shape;
@@ -74,6 +84,7 @@ FileShape ShapeOf(CMkvFile& file) {
   MkvElement element = whole.FirstChild();
   if (!element || element.id.value != ids::kEbmlHeader) {
     shape.kind = ShapeKind::kNotEbml;
+    shape.otherKind = OtherKindOf(file);
     return shape;
   }
   // A header that lasts to the end of the file has swallowed everything else.
@@ -165,7 +176,9 @@ std::string WhyRefused(const FileShape& shape) {
     case ShapeKind::kEmpty:
       return "the file is empty";
     case ShapeKind::kNotEbml:
-      return "not a Matroska or WebM file: it does not begin with an EBML header";
+      return fmt::format("not a Matroska or WebM file: {}", shape.otherKind != nullptr
+                                                                ? fmt::format("it is {}", shape.otherKind)
+                                                                : "it does not begin with an EBML header");
     case ShapeKind::kDamagedHeader:
       return "the EBML header is damaged or cut off";
     case ShapeKind::kOtherDocType:

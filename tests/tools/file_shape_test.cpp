@@ -36,6 +36,44 @@ TEST(FileShapes, TextIsNoEbml) {
   EXPECT_EQ(Of({0x1A}).kind, ShapeKind::kNotEbml);
 }
 
+TEST(FileShapes, OtherKindsOfFilesAreNamed) {
+  const auto why = [](Bytes bytes, std::size_t size = 600) {
+    bytes.resize(std::max(size, bytes.size()));
+    return WhyRefused(Of(std::move(bytes)));
+  };
+  const auto named = [&](const std::string& beginning, const std::string& name) {
+    EXPECT_EQ(why({beginning.begin(), beginning.end()}), "not a Matroska or WebM file: it is " + name);
+  };
+  named({"\0\0\0\x20"
+         "ftypisom",
+         12},
+        "an MP4 or QuickTime file");
+  named("RIFF1234AVI LIST", "an AVI file");
+  named("RIFF1234WAVEfmt ", "a WAV file");
+  named({"\0\0\1\xBA", 4}, "an MPEG program stream");
+  named("OggS", "an Ogg file");
+  named("fLaC", "a FLAC file");
+  named("ID3\4", "an MP3 file, or another one of sound with a tag in front");
+  named("\xFF\xFB\x90", "a stream of MPEG audio (MP3) without a container");
+  named("\xFF\xF1", "a stream of AAC without a container");
+  named("<!DOCTYPE html>", "a web page");
+  Bytes packets(600);
+  for (const std::size_t at : {0, 188, 376}) packets[at] = 0x47;
+  named({packets.begin(), packets.end()}, "an MPEG transport stream");
+  Bytes disc(600);
+  for (const std::size_t at : {4, 196, 388}) disc[at] = 0x47;
+  named({disc.begin(), disc.end()}, "an MPEG transport stream (M2TS)");
+  EXPECT_EQ(why({'f', 'L', 'a', 'C'}, 4), "not a Matroska or WebM file: it is a FLAC file");
+}
+
+TEST(FileShapes, BeginningsThatTellNothingAreCalledNothing) {
+  for (const std::string& beginning : {"RIFF1234WEBP", "RIFF", "G", "fLa", "\xFF", "\xFF\xE0"}) {
+    EXPECT_EQ(WhyRefused(Of({beginning.begin(), beginning.end()})),
+              "not a Matroska or WebM file: it does not begin with an EBML header")
+        << beginning;
+  }
+}
+
 TEST(FileShapes, AHeaderLongerThanTheFileIsDamaged) {
   EXPECT_EQ(Of({0x1A, 0x45, 0xDF, 0xA3, 0x90, 0}).kind, ShapeKind::kDamagedHeader);
 }

@@ -235,6 +235,7 @@ TEST_F(Tool, TellsUnusableFilesApart) {
   expect(folder_.Path().string(), 2, "is a directory");
   expect(Write("empty.mkv", ""), 1, "empty");
   expect(Write("text.mkv", "hello"), 1, "does not begin with an EBML header");
+  expect(Write("sound.mkv", "fLaC"), 1, "not a Matroska or WebM file: it is a FLAC file");
   expect(Write("header.mkv", header), 1, "no Segment");
   expect(Write("version.mkv", header.substr(0, 4) + std::string("\x8F\x42\x85\x81\x03", 5) + header.substr(5) +
                                   std::string("\x18\x53\x80\x67\x80", 5)),
