@@ -4,6 +4,7 @@
 #include <array>
 #include <cstddef>
 
+#include "platform/letter_case.h"
 #include "platform/text.h"
 #include "tools/messages.h"
 
@@ -94,7 +95,8 @@ std::string SafePart(std::string_view text) { return Trimmed(Cut(Trimmed(Letters
 
 std::string UniqueName(const std::string& name, std::set<std::string>& taken) {
   std::string unique = name;
-  for (int number = 2; !taken.insert(Folded(unique)).second; ++number) {
+  const auto folded = [](const std::string& text) { return WideToUtf8(platform::WithoutCase(Utf8ToWide(text))); };
+  for (int number = 2; !taken.insert(folded(unique)).second; ++number) {
     const std::size_t extension = ExtensionAt(name);
     unique = name.substr(0, extension) + " (" + std::to_string(number) + ")" + name.substr(extension);
   }

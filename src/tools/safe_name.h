@@ -22,7 +22,7 @@ std::string SafeName(std::string_view name, std::string_view otherwise);
 std::string SafePart(std::string_view text);
 
 // The name, or the first of "name (2).ttf", "name (3).ttf" that is not among those taken, and takes it. Names that only
-// differ in the case of ASCII letters are one.
+// differ in the case of letters are one, since some file systems have it so.
 std::string UniqueName(const std::string& name, std::set<std::string>& taken);
 
 }  // namespace vantor::tools

@@ -10,7 +10,9 @@
 #include <string>
 #include <vector>
 
-#if !defined(_WIN32)
+#if defined(_WIN32)
+#include <windows.h>
+#else
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -242,6 +244,38 @@ TEST(OutputDevice, TakesNothingBack) {
   file.Replace(3, SpanOf("xyz"));
   EXPECT_TRUE(file.HasFailed());
   EXPECT_FALSE(file.Finish());
+}
+
+#else
+
+TEST_F(OutputFileTest, ADeviceOfTheSystemIsWrittenTo) {
+  for (const std::string& name : {std::string("NUL"), std::string("nul"), std::string("\\\\.\\NUL")}) {
+    OutputFile file;
+    ASSERT_TRUE(file.Open(name, Overwrite::kNo)) << file.Trouble();
+    file.Append(SpanOf("lost"));
+    EXPECT_TRUE(file.Finish()) << file.Trouble();
+  }
+  EXPECT_FALSE(platform::NewFile::IsStreamName(PathOf("null.h264")));
+  EXPECT_FALSE(platform::NewFile::IsStreamName("\\\\.\\PhysicalDrive0"));
+}
+
+TEST_F(OutputFileTest, APipeOfTheSystemIsWrittenTo) {
+  const std::string name = "\\\\.\\pipe\\vantor-test-" + std::to_string(GetCurrentProcessId());
+  const HANDLE reader =
+      CreateNamedPipeA(name.c_str(), PIPE_ACCESS_INBOUND, PIPE_TYPE_BYTE | PIPE_WAIT, 1, 4096, 4096, 0, nullptr);
+  ASSERT_NE(reader, INVALID_HANDLE_VALUE);
+  {
+    OutputFile file;
+    ASSERT_TRUE(file.Open(name, Overwrite::kNo)) << file.Trouble();
+    file.Append(SpanOf("through"));
+    EXPECT_TRUE(file.Finish()) << file.Trouble();
+  }
+  std::string got(20, '\0');
+  DWORD count = 0;
+  EXPECT_TRUE(ReadFile(reader, got.data(), static_cast<DWORD>(got.size()), &count, nullptr));
+  got.resize(count);
+  CloseHandle(reader);
+  EXPECT_EQ(got, "through");
 }
 
 #endif

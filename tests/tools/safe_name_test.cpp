@@ -72,6 +72,19 @@ TEST(SafePart, KeepsTheWholeTextWithoutItsSeparators) {
   EXPECT_LE(SafePart(std::string(300, 'a')).size(), 60U);
 }
 
+TEST(UniqueName, NumbersNamesThatDifferInCaseOnlyInEveryScript) {
+  std::set<std::string> taken;
+  EXPECT_EQ(UniqueName("\u00C4.ttf", taken), "\u00C4.ttf");
+  EXPECT_EQ(UniqueName("\u00E4.ttf", taken), "\u00E4 (2).ttf");
+  EXPECT_EQ(UniqueName("\u0416\u0436.ttf", taken), "\u0416\u0436.ttf");
+  EXPECT_EQ(UniqueName("\u0436\u0416.ttf", taken), "\u0436\u0416 (2).ttf");
+  EXPECT_EQ(UniqueName("\u03A3.ttf", taken), "\u03A3.ttf");
+  EXPECT_EQ(UniqueName("\u03C2.ttf", taken), "\u03C2 (2).ttf") << "a final sigma";
+  EXPECT_EQ(UniqueName("\u00D6.ttf", taken), "\u00D6.ttf") << "another letter";
+  EXPECT_EQ(UniqueName("\u6F22.ttf", taken), "\u6F22.ttf");
+  EXPECT_EQ(UniqueName("\U0001F600.ttf", taken), "\U0001F600.ttf") << "of two units";
+}
+
 TEST(UniqueName, NumbersWhatIsTaken) {
   std::set<std::string> taken;
   EXPECT_EQ(UniqueName("Sans.ttf", taken), "Sans.ttf");

@@ -1,0 +1,15 @@
+// Text in which letters that differ in their case only are the same, as file systems that make no difference between
+// them compare names: letter by letter, in every script, whatever the user's language.
+//
+//   WithoutCase(Utf8ToWide("Ä.TTF")) == WithoutCase(Utf8ToWide("ä.ttf"))
+#pragma once
+
+#include "platform/com.h"
+#include "platform/text.h"
+
+namespace vantor::platform {
+
+// Of as many units as the text has. For comparing only.
+WideString WithoutCase(WideStringView text);
+
+}  // namespace vantor::platform
