@@ -1,17 +1,41 @@
-#include "tools/forms/annexb_writer.h"
-
+// AVC and HEVC as byte streams (Annex B of both standards): units behind start codes, the parameter sets of the format
+// block in front.
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
+#include <optional>
+#include <utility>
+#include <vector>
 
 #include "mediatypes/nal_units.h"
 #include "platform/big_endian.h"
 #include "published/subtype_codes.h"
 #include "tools/format_fields.h"
+#include "tools/forms/stream_forms.h"
 
 namespace vantor::tools {
 namespace {
+
+// How the units of samples are told apart, and what comes before the first of them.
+struct UnitFraming {
+  unsigned lengthSize = 0;                  // bytes of the length before each unit; 0: they have start codes already
+  std::vector<std::uint8_t> parameterSets;  // behind start codes
+};
+
+class AnnexBWriter final : public TrackWriter {
+ public:
+  AnnexBWriter(OutputBytes& out, UnitFraming framing) : out_(out), framing_(std::move(framing)) {}
+
+  void Write(const TrackSample& sample) override;
+  void Finish() override {}
+
+ private:
+  OutputBytes& out_;
+  const UnitFraming framing_;
+  bool hasBegun_ = false;
+};
 
 constexpr std::array<std::uint8_t, 4> kStartCode = {0, 0, 0, 1};
 constexpr unsigned kLargestLengthSize = 4;
@@ -107,8 +131,6 @@ TrackForm MakeForm(const char* name, const char* extension, UnitFraming framing)
           }};
 }
 
-}  // namespace
-
 void AnnexBWriter::Write(const TrackSample& sample) {
   if (!hasBegun_) out_.Append(framing_.parameterSets);
   hasBegun_ = true;
@@ -127,6 +149,8 @@ void AnnexBWriter::Write(const TrackSample& sample) {
     out_.Append(unit);
   }
 }
+
+}  // namespace
 
 std::optional<TrackForm> AnnexBFormOf(const AM_MEDIA_TYPE& type) {
   const std::optional<std::uint32_t> code = CodeOf(type.subtype);

@@ -1,16 +1,45 @@
-#include "tools/forms/ivf_writer.h"
-
+// VP8, VP9 and AV1 in IVF: a header of 32 bytes, and before each frame its size and its time in milliseconds.
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
+#include <optional>
+#include <span>
+#include <vector>
 
 #include "published/subtype_codes.h"
 #include "tools/format_fields.h"
 #include "tools/forms/av1_units.h"
 #include "tools/forms/form_bytes.h"
+#include "tools/forms/stream_forms.h"
 
 namespace vantor::tools {
 namespace {
+
+struct IvfSettings {
+  std::uint32_t fourCc = 0;
+  std::uint32_t width = 0;
+  std::uint32_t height = 0;
+  bool isAv1 = false;
+  std::vector<std::uint8_t> sequenceHeader;  // AV1: for a first frame that has none
+};
+
+class IvfWriter final : public TrackWriter {
+ public:
+  IvfWriter(OutputBytes& out, const IvfSettings& settings);
+
+  void Write(const TrackSample& sample) override;
+  void Finish() override;
+
+ private:
+  void WriteFrame(std::span<const std::uint8_t> frame, std::uint64_t time);
+
+  OutputBytes& out_;
+  const IvfSettings settings_;
+  std::vector<std::uint8_t> temporalUnit_;
+  std::uint64_t frames_ = 0;
+  std::uint64_t nextTime_ = 0;
+};
 
 constexpr std::uint64_t kIvfHeaderSize = 32;
 constexpr std::uint64_t kFrameCountAt = 24;
@@ -19,8 +48,6 @@ constexpr std::int64_t kTime = 10'000;  // one of them, in 100 ns
 
 // Behind the four bytes of AV1's configuration record.
 constexpr std::size_t kAv1RecordHeader = 4;
-
-}  // namespace
 
 IvfWriter::IvfWriter(OutputBytes& out, const IvfSettings& settings) : out_(out), settings_(settings) {
   FormBytes header;
@@ -52,6 +79,8 @@ void IvfWriter::Finish() {
   FormBytes count;
   out_.Replace(kFrameCountAt, count.Little(4, frames_).Bytes());
 }
+
+}  // namespace
 
 std::optional<TrackForm> IvfFormOf(const AM_MEDIA_TYPE& type) {
   const std::optional<std::uint32_t> code = CodeOf(type.subtype);

@@ -1,17 +1,45 @@
-#include "tools/forms/plain_writer.h"
-
+// Streams that are files as they are: samples one after the other. Of video, the sequence header of the format block
+// comes first, where the first sample has none of its own.
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <iterator>
 #include <memory>
+#include <optional>
+#include <utility>
+#include <vector>
 
 #include "mediatypes/nal_units.h"
 #include "published/media_guids.h"
 #include "published/subtype_codes.h"
 #include "tools/format_fields.h"
+#include "tools/forms/stream_forms.h"
 
 namespace vantor::tools {
 namespace {
+
+// Start codes by their last byte: of the header that may be there, and of what comes behind headers only.
+struct HeaderCodes {
+  std::uint8_t first = 0;
+  std::uint8_t last = 0;
+  std::uint8_t picture = 0;
+};
+
+class PlainWriter final : public TrackWriter {
+ public:
+  explicit PlainWriter(OutputBytes& out) : out_(out), hasBegun_(true) {}
+  PlainWriter(OutputBytes& out, std::vector<std::uint8_t> header, const HeaderCodes& codes)
+      : out_(out), header_(std::move(header)), codes_(codes) {}
+
+  void Write(const TrackSample& sample) override;
+  void Finish() override {}
+
+ private:
+  OutputBytes& out_;
+  const std::vector<std::uint8_t> header_;
+  const HeaderCodes codes_;
+  bool hasBegun_ = false;
+};
 
 constexpr HeaderCodes kMpegVideo = {0xB3, 0xB3, 0x00};
 constexpr HeaderCodes kMpeg4Video = {0x20, 0x2F, 0xB6};  // any video object layer
@@ -54,13 +82,13 @@ bool HasHeader(ByteSpan sample, const HeaderCodes& codes) {
   return false;
 }
 
-}  // namespace
-
 void PlainWriter::Write(const TrackSample& sample) {
   if (!hasBegun_ && !HasHeader(sample.payload, codes_)) out_.Append(header_);
   hasBegun_ = true;
   out_.Append(sample.payload);
 }
+
+}  // namespace
 
 std::optional<TrackForm> PlainFormOf(const AM_MEDIA_TYPE& type) {
   const auto* const kind = std::find_if(std::begin(kKinds), std::end(kKinds),

@@ -1,9 +1,6 @@
 #include "tools/forms/adts_writer.h"
-#include "tools/forms/annexb_writer.h"
-#include "tools/forms/ivf_writer.h"
-#include "tools/forms/plain_writer.h"
+#include "tools/forms/stream_forms.h"
 #include "tools/forms/track_writer.h"
-#include "tools/forms/wave_writer.h"
 
 namespace vantor::tools {
 namespace {

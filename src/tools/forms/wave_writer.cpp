@@ -1,17 +1,44 @@
-#include "tools/forms/wave_writer.h"
-
+// Uncompressed sound, and the simple codecs that have a wave format tag, as WAV; as RF64 where the sizes do not fit
+// into 32 bits. The room for its sizes is kept from the beginning.
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <memory>
+#include <optional>
+#include <vector>
 
 #include "published/subtype_codes.h"
 #include "tools/format_fields.h"
 #include "tools/forms/form_bytes.h"
+#include "tools/forms/stream_forms.h"
 
 namespace vantor::tools {
 namespace {
+
+struct WaveSettings {
+  std::vector<std::uint8_t> format;  // the fmt chunk's content
+  unsigned swappedBytes = 0;         // of a number whose bytes are the other way round; 0: as they are
+  std::uint32_t blockAlign = 1;
+  std::uint32_t samplesPerBlock = 1;
+  bool hasFact = false;  // whether the count of samples is told
+};
+
+class WaveWriter final : public TrackWriter {
+ public:
+  WaveWriter(OutputBytes& out, const WaveSettings& settings);
+
+  void Write(const TrackSample& sample) override;
+  void Finish() override;
+
+ private:
+  OutputBytes& out_;
+  const WaveSettings settings_;
+  std::vector<std::uint8_t> swapped_;
+  std::uint64_t factAt_ = 0;
+  std::uint64_t dataAt_ = 0;
+};
 
 constexpr std::uint64_t kChunkHeader = 8;
 constexpr std::uint64_t kRiffSizeAt = 4;
@@ -58,8 +85,6 @@ std::vector<std::uint8_t> FormatChunk(const WAVEFORMATEX& header, std::span<cons
 }
 
 std::uint64_t Limited(std::uint64_t size) { return std::min(size, kUnsaid); }
-
-}  // namespace
 
 WaveWriter::WaveWriter(OutputBytes& out, const WaveSettings& settings) : out_(out), settings_(settings) {
   FormBytes header;
@@ -108,6 +133,8 @@ void WaveWriter::Finish() {
     out_.Replace(factAt_, fact.Little(4, isLarge ? kUnsaid : Limited(samples)).Bytes());
   }
 }
+
+}  // namespace
 
 std::optional<TrackForm> WaveFormOf(const AM_MEDIA_TYPE& type) {
   const std::optional<std::uint32_t> code = CodeOf(type.subtype);
