@@ -67,7 +67,7 @@ TEST(FileShapes, OtherKindsOfFilesAreNamed) {
 }
 
 TEST(FileShapes, BeginningsThatTellNothingAreCalledNothing) {
-  for (const std::string& beginning : {"RIFF1234WEBP", "RIFF", "G", "fLa", "\xFF", "\xFF\xE0"}) {
+  for (const std::string beginning : {"RIFF1234WEBP", "RIFF", "G", "fLa", "\xFF", "\xFF\xE0"}) {
     EXPECT_EQ(WhyRefused(Of({beginning.begin(), beginning.end()})),
               "not a Matroska or WebM file: it does not begin with an EBML header")
         << beginning;
