@@ -1,7 +1,7 @@
 // Text in which letters that differ in their case only are the same, as file systems that make no difference between
 // them compare names: letter by letter, in every script, whatever the user's language.
 //
-//   WithoutCase(Utf8ToWide("Ä.TTF")) == WithoutCase(Utf8ToWide("ä.ttf"))
+//   return WithoutCase(Utf8ToWide("Ä.TTF")) == WithoutCase(Utf8ToWide("ä.ttf"));   // true
 #pragma once
 
 #include "platform/com.h"

@@ -1,7 +1,7 @@
 // What the last sample of a track holds beyond the sound's end. Nothing that a pin delivers tells it: the file keeps it
 // with the block, as DiscardPadding.
 //
-//   TrackEnd end = {.track = 2, .lastStart = sink->Position()};
+//   TrackEnd end = {.track = 2, .lastStart = position};
 //   ReadEndPadding(root, {&end});
 //   Use(end.padding);
 #pragma once

@@ -1,6 +1,6 @@
 // What kind of file it is that is no Matroska or WebM file, by its first bytes.
 //
-//   SignatureName(bytes);   // "an MP4 or QuickTime file", or null for bytes that tell nothing
+//   SignatureName(payload);   // "an MP4 or QuickTime file", or null for bytes that tell nothing
 #pragma once
 
 #include <cstddef>

@@ -8,6 +8,9 @@
 //
 // Without Finish there will be no such file. Files that belong together appear together, or none of them:
 //
+//   OutputFile index;
+//   OutputFile pictures;
+//   ...
 //   if (OutputFile* failed = PlaceAll({&index, &pictures})) return Fail(failed->Trouble());
 //
 // Bytes go out in large pieces; memory does not grow with the file. "-" is
