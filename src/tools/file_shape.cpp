@@ -60,6 +60,7 @@ void FindSegment(MkvElement& element, FileShape& shape) {
     }
     const bool cut = element.DataEnd() > length;
     shape.kind = cut ? ShapeKind::kTruncated : ShapeKind::kWhole;
+    shape.position = cut ? length : 0;
     shape.missingBytes = cut ? static_cast<std::int64_t>(element.DataEnd() - length) : 0;
     return;
   }
@@ -209,7 +210,9 @@ std::string Warning(const FileShape& shape) {
   if (shape.kind != ShapeKind::kTruncated) {
     return {};
   }
-  return fmt::format("the file is truncated: {} bytes of its Segment are missing", shape.missingBytes);
+  return fmt::format("the file is truncated at byte {}: {} of its Segment {} missing", shape.position,
+                     shape.missingBytes == 1 ? "1 byte" : fmt::format("{} bytes", shape.missingBytes),
+                     shape.missingBytes == 1 ? "is" : "are");
 }
 
 }  // namespace vantor::tools

@@ -33,7 +33,7 @@ struct FileShape {
   const char* otherKind = nullptr;  // for kNotEbml: what the first bytes say that it is; null where they say nothing
   std::uint64_t version = 0;        // for kNewerVersion: the one asked for
   std::int64_t missingBytes = 0;    // of a Segment that is cut off
-  std::uint64_t position = 0;       // for kClusterEntry: where the entry leads
+  std::uint64_t position = 0;       // for kClusterEntry: where the entry leads; for kTruncated: where the file ends
 };
 
 // Reads the EBML header and the top-level element headers up to the Segment, nothing more.

@@ -40,6 +40,8 @@ std::string Lines(const Findings& findings) {
 
 }  // namespace
 
+std::string PlacedText(const Finding& finding) { return Place(finding) + finding.text; }
+
 std::string SumsText(const Findings& findings) {
   std::vector<std::string> parts;
   for (const Severity severity : {Severity::kError, Severity::kWarning}) {

@@ -15,6 +15,8 @@ namespace vantor::tools {
 std::string FindingsText(const std::string& file, const Findings& findings);
 // Those lines alone, an empty one above them; nothing without findings.
 std::string FindingLines(const Findings& findings);
+// What it says, behind the track and the position that it is about.
+std::string PlacedText(const Finding& finding);
 // One finding as an object of JSON, with a depth as JsonObject's.
 void AppendFinding(Buffer& out, std::size_t depth, const Finding& finding);
 // All of them, on one line.

@@ -3,6 +3,7 @@
 #include <optional>
 #include <string>
 
+#include "tools/check/damage_findings.h"
 #include "tools/check/header_findings.h"
 #include "tools/commands.h"
 #include "tools/file_words.h"
@@ -30,6 +31,8 @@ int ShowFile(const Options& options, std::FILE* out, std::FILE* messages) {
   if (file.IsOpen()) {
     AppendFileFindings(file, session.Shape(), findings);
     AppendPinFindings(file, tracks, graph.Pins(), findings);
+    constexpr bool kIsAll = false;  // there may be more behind the headers
+    AppendDamage(file.Root(), {file.Root().tolerated.Notes(), kIsAll}, findings);
   }
   for (const TrackPin& track : tracks.tracks) AppendTrackFinding(track, std::nullopt, findings);
   SortFindings(findings);

@@ -9,6 +9,7 @@
 #include "platform/text.h"
 #include "tools/check/check_file.h"
 #include "tools/commands.h"
+#include "tools/findings_text.h"
 #include "tools/interrupt_watch.h"
 #include "tools/listing.h"
 #include "tools/output.h"
@@ -81,17 +82,35 @@ std::string SpeedLine(std::int64_t played, std::uint64_t bytesRead, double secon
   return text + "\n";
 }
 
-// What a table of what came does not show: that there was more, or that it came behind the end that was announced.
-// Empty for a file of which neither is so.
-std::string GravestOfEnds(Session& session) {
+// Where blocks were lost that nobody can count. That the Segment is cut short was said when the file was opened.
+bool IsDamage(const Finding& finding, const FileShape& shape) {
+  switch (finding.kind) {
+    case FindingKind::kDamage:
+    case FindingKind::kBlockDamaged:
+      return true;
+    case FindingKind::kCutShort:
+      return Warning(shape).empty();
+    default:
+      return false;
+  }
+}
+
+// What a table of what came does not show: the gravest of what is in the file and did not come, or came behind the end
+// that was announced, and the damage. Nothing for a file of which neither is so.
+std::vector<std::string> Unseen(Session& session) {
   Findings findings;
   if (FindInOpened(session, {}, findings) != kExitDone) return {};
   SortFindings(findings);
   const auto gravest = std::find_if(findings.begin(), findings.end(), [](const Finding& finding) {
     return finding.severity == Severity::kError || finding.kind == FindingKind::kEndBeforeLastBlock;
   });
-  if (gravest == findings.end()) return {};
-  return (gravest->track ? fmt::format("track {}: ", *gravest->track) : std::string()) + gravest->text;
+  std::vector<std::string> texts;
+  if (gravest != findings.end()) texts.push_back(PlacedText(*gravest));
+  for (const Finding& finding : findings) {
+    if (IsDamage(finding, session.Shape())) texts.push_back(PlacedText(finding));
+  }
+  if (!texts.empty()) texts.back() += "; vantor-mkv check FILE tells more";
+  return texts;
 }
 
 }  // namespace
@@ -145,12 +164,11 @@ int RunPlay(const Options& options, std::FILE* out, std::FILE* messages) {
     return kExitInterrupted;
   }
   // Where the end was asked for, nothing that is missing behind it is missed.
-  const std::string gravest = options.to ? std::string() : GravestOfEnds(session);
+  const std::vector<std::string> unseen = options.to ? std::vector<std::string>() : Unseen(session);
   const int finished = session.Finish();
-  if (finished == kExitDone && !gravest.empty()) {
-    session.SayOfFile("warning: " + gravest + "; vantor-mkv check tells more");
-  }
-  return finished;
+  if (finished != kExitDone) return finished;
+  for (const std::string& text : unseen) session.SayOfFile("warning: " + text);
+  return kExitDone;
 }
 
 }  // namespace vantor::tools

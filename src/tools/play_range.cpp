@@ -1,5 +1,6 @@
 #include "tools/play_range.h"
 
+#include "tools/listing.h"
 #include "tools/time_text.h"
 
 namespace vantor::tools {
@@ -25,15 +26,22 @@ HRESULT Seek(Graph& graph, const Options& options, PlayRange& range) {
 
 }  // namespace
 
+std::string MovedText(std::int64_t asked, std::int64_t settled, std::int64_t duration, const std::string& doing) {
+  if (settled >= asked) return {};
+  if (settled < duration) return "cannot seek to " + TimeText(asked) + "; " + doing + " from " + TimeText(settled);
+  return TimeText(asked) + " lies behind the end, " + TimeText(duration) + "; " + doing +
+         " from the last entry of the index on";
+}
+
 int SeekTo(Session& session, const Options& options, const std::string& doing, PlayRange& range) {
   if (!options.from && !options.to) return kExitDone;
   const HRESULT sought = Seek(session.OpenedGraph(), options, range);
   if (FAILED(sought)) {
     return session.Failed("the filter does not seek", sought);
   }
-  if (const std::int64_t asked = options.from.value_or(0); range.start < asked) {
-    session.SayOfFile("warning: cannot seek to " + TimeText(asked) + "; " + doing + " from " + TimeText(range.start));
-  }
+  const std::int64_t duration = Summarize(session.OpenedGraph(), session.ConnectResult()).duration;
+  const std::string moved = MovedText(options.from.value_or(0), range.start, duration, doing);
+  if (!moved.empty()) session.SayOfFile("warning: " + moved);
   return kExitDone;
 }
 

@@ -17,6 +17,10 @@ struct PlayRange {
   std::int64_t stop = 0;
 };
 
+// What to say of a seek that settled before the position that was asked for; nothing of any other. A filter keeps to
+// the file: what lies behind its end becomes the end, and what comes is what the index has before that. All in 100 ns.
+std::string MovedText(std::int64_t asked, std::int64_t settled, std::int64_t duration, const std::string& doing);
+
 // Sets the positions that the options ask for, if they do, once the sinks are connected. The range is then where the
 // filter went: it keeps to the file, and goes to the start of a file that it cannot seek in. That is said, as what is
 // done from there. Anything but kExitDone has been said, too.

@@ -5,6 +5,7 @@
 #include "tools/commands.h"
 #include "tools/listing.h"
 #include "tools/output.h"
+#include "tools/play_range.h"
 #include "tools/sample_log.h"
 #include "tools/session.h"
 #include "tools/spill_file.h"
@@ -21,7 +22,8 @@ bool Write(Buffer& out, std::FILE* file) {
   return written;
 }
 
-void Seek(Graph& graph, const SeekRequest& request, Buffer& out) {
+void Seek(Session& session, const SeekRequest& request, Buffer& out) {
+  Graph& graph = session.OpenedGraph();
   const ComPtr<IMediaSeeking> seeking = graph.Seeking();
   HRESULT result = E_NOINTERFACE;
   LONGLONG current = request.start;
@@ -32,6 +34,9 @@ void Seek(Graph& graph, const SeekRequest& request, Buffer& out) {
     seeking->GetPositions(&current, &stop);
   }
   AppendSeekLine(out, result, current, stop);
+  const std::int64_t duration = Summarize(graph, session.ConnectResult()).duration;
+  const std::string moved = SUCCEEDED(result) ? MovedText(request.start, current, duration, "listing") : std::string();
+  if (!moved.empty()) session.SayOfFile("warning: " + moved);
 }
 
 using Logs = std::vector<std::shared_ptr<SampleLog>>;
@@ -59,7 +64,7 @@ int Prepare(Session& session, const Options& options, const std::shared_ptr<Spil
     }
   }
   if (options.seek) {
-    Seek(graph, *options.seek, text);
+    Seek(session, *options.seek, text);
   }
   return kExitDone;
 }

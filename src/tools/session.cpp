@@ -163,7 +163,7 @@ int Session::TryOpen() {
 
 void Session::WarnOfDamage() {
   if (const std::string warning = Warning(shape_); !warning.empty()) {
-    SayOfFile("warning: " + warning);
+    SayOfFile("warning: " + warning + "; vantor-mkv check FILE tells more");
   }
 }
 

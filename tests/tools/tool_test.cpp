@@ -368,7 +368,7 @@ TEST_F(Tool, PlaysToTheEndAndSumsUp) {
 TEST_F(Tool, WarnsOfWhatPlayingDidNotReach) {
   const Outcome outcome = Run("play " + Media("avc_no_cues.mkv"));
   EXPECT_EQ(outcome.status, 0);
-  ExpectOneMessage(outcome, "warning: track 2: playing ends at 0:00:01.877, before the track does");
+  ExpectOneMessage(outcome, "warning: track 2: byte 27890: playing ends at 0:00:01.877, before the track does");
 }
 
 // The table of `play`: the words of each line, by the pin's number.
@@ -411,7 +411,7 @@ TEST_F(Tool, PlaysAPartAndShowsThePositionsReached) {
 TEST_F(Tool, APartBehindTheEndIsSaidSo) {
   const Outcome outcome = Run("play --from 1:00:00 " + Media("avc_aac.mkv"));
   EXPECT_EQ(outcome.status, 0);
-  ExpectOneMessage(outcome, "warning: cannot seek to 1:00:00.000; playing from 0:00:02");
+  ExpectOneMessage(outcome, "warning: 1:00:00.000 lies behind the end, 0:00:02.080; playing from the last entry");
 }
 
 TEST_F(Tool, TakesAComponentFromTheCurrentFolderByItsNameAlone) {

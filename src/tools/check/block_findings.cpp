@@ -7,6 +7,7 @@
 #include <string>
 
 #include "platform/wrapping.h"
+#include "tools/check/damage_findings.h"
 #include "tools/check/header_findings.h"
 #include "tools/time_text.h"
 
@@ -29,7 +30,7 @@ class BlockFindings {
     AppendIndex();
     AppendTimes();
     AppendStructure();
-    AppendDamage();
+    AppendBlockDamage();
   }
 
  private:
@@ -284,46 +285,23 @@ class BlockFindings {
 
   // ---- Damage ----
 
-  void AppendDamage() {
-    // A header of which the file holds a part only is where the file was cut.
-    constexpr std::uint64_t kLongestHeader = 12;
-    const std::uint64_t length = checked_.file.Root().length;
-    std::optional<std::uint64_t> cut = facts_.cut;
-    std::uint64_t places = 0;
-    std::uint64_t bytes = 0;
-    std::uint64_t first = 0;
-    std::uint64_t timeless = 0;
-    std::uint64_t firstTimeless = 0;
-    for (const Tolerance& note : facts_.notes) {
-      if (note.kind == Tolerated::kUnusableClusterTime && timeless++ == 0) firstTimeless = note.position;
-      if (note.kind != Tolerated::kDamageSkipped && note.kind != Tolerated::kUnreadableHeader &&
-          note.kind != Tolerated::kChildPastParent) {
-        continue;
-      }
-      // The Segment itself, of a file that is cut short.
-      if (note.kind == Tolerated::kChildPastParent && note.position < checked_.file.Root().segment.dataStart) continue;
-      if (note.kind == Tolerated::kUnreadableHeader && note.position + kLongestHeader > length) {
-        if (!cut) cut = note.position;
-        continue;
-      }
-      if (places++ == 0) first = note.position;
-      bytes += note.bytes;
-    }
-    if (cut && !Has(FindingKind::kCutShort)) {
-      Add(FindingKind::kCutShort, *cut, {}, "an element lasts longer than the file");
-    }
-    const bool hasAll = facts_.hasAllNotes;
-    if (places > 0) {
-      Add(FindingKind::kDamage, first, {}, CountText(places, "place is", "places are", hasAll),
-          CountText(bytes, "byte is", "bytes are", hasAll));
-    }
+  void AppendBlockDamage() {
+    CMkvFileRoot& root = checked_.file.Root();
+    AppendDamage(root, {facts_.notes, facts_.hasAllNotes, facts_.cut}, findings_);
+    // Within the headers the pass over the blocks has not looked.
+    if (!Has(FindingKind::kDamage)) AppendDamage(root, {root.tolerated.Notes()}, findings_);
     if (facts_.damagedBlocks > 0) {
       Add(FindingKind::kBlockDamaged, facts_.damagedBlock, {},
           CountText(facts_.damagedBlocks, "block is", "blocks are"));
     }
+    std::uint64_t timeless = 0;
+    std::uint64_t firstTimeless = 0;
+    for (const Tolerance& note : facts_.notes) {
+      if (note.kind == Tolerated::kUnusableClusterTime && timeless++ == 0) firstTimeless = note.position;
+    }
     if (timeless > 0) {
       Add(FindingKind::kClusterWithoutTime, firstTimeless, {},
-          CountText(timeless, "Cluster has", "Clusters have", hasAll));
+          CountText(timeless, "Cluster has", "Clusters have", facts_.hasAllNotes));
     }
   }
 
