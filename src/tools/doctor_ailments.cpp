@@ -33,6 +33,11 @@ void CheckFile(const ComponentFacts& component, const std::string& toolVersion, 
     }
     return;
   }
+  if (!component.isThere) {
+    found.push_back({"component-missing", true, fmt::format("there is no {}", component.path),
+                     "name a component that is there with --component"});
+    return;
+  }
   if (!component.isLoaded) {
     found.push_back({"component-not-loadable", true, "the component cannot be loaded: " + component.error,
                      component.file && component.file->bits == 0 ? "name a component with --component" : kInstallAnew});

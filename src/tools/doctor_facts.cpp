@@ -34,9 +34,16 @@ bool AreOneFile(const std::string& left, const std::string& right) {
   return !left.empty() && std::filesystem::equivalent(platform::ToPath(left), platform::ToPath(right), error) && !error;
 }
 
+// What cannot be looked at is there for all that is known.
+bool IsThere(const std::string& path) {
+  std::error_code error;
+  return std::filesystem::exists(platform::ToPath(path), error) || error;
+}
+
 void LoadAndMake(const std::string& given, const ComponentIdentity& identity, ComponentFacts& facts) {
   facts.path = given.empty() ? Component::PathBesideProgram(facts.error, identity) : WholePath(given);
   if (facts.path.empty()) return;
+  facts.isThere = IsThere(facts.path);
   facts.file = ReadModuleFile(facts.path);
   const std::unique_ptr<Component> component = Component::Load(facts.path, facts.error);
   facts.isLoaded = component != nullptr;

@@ -32,6 +32,7 @@ struct ComponentFacts {
   std::string classId;
   bool isWanted = false;  // its absence is a fault
   std::string path;       // of what the tool loads; empty where there is nothing
+  bool isThere = false;   // there is a file at that path
   std::string error;      // why it cannot be loaded
   std::optional<ModuleFile> file;
   bool isLoaded = false;

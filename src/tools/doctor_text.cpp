@@ -23,7 +23,7 @@ std::string Bits(const std::optional<ModuleFile>& file) {
 }
 
 std::string State(const ComponentFacts& component) {
-  if (component.path.empty()) return "not there";
+  if (!component.isThere) return "not there";
   if (!component.isLoaded) return "cannot be loaded";
   return SUCCEEDED(component.made) ? "works" : "makes no filter";
 }

@@ -257,8 +257,18 @@ TEST_F(Doctor, LoadsTheComponentThatIsNamed) {
   options_.component = VANTOR_COMPONENT;
   options_.complete = true;
   EXPECT_THAT(Ids(), Contains("filter-not-made"));
+}
+
+TEST_F(Doctor, TellsAComponentThatIsNotThereFromOneThatDoesNotLoad) {
   options_.component = Write("text.so", "no library");
   EXPECT_THAT(Ids(), Contains("component-not-loadable"));
+  options_.component = folder_.Path().string();
+  EXPECT_THAT(Ids(), Contains("component-not-loadable")) << "a folder is something";
+  options_.component = (folder_ / "none.so").string();
+  EXPECT_THAT(Ids(), Contains("component-missing"));
+  EXPECT_THAT(Ids(), Not(Contains("component-not-loadable")));
+  EXPECT_EQ(Ailments().front().text, "there is no " + options_.component);
+  EXPECT_THAT(DoctorText(Facts(), Ailments()), HasSubstr("not there"));
 }
 
 TEST_F(Doctor, PrintsEveryFactAsJson) {

@@ -9,8 +9,13 @@ namespace {
 
 constexpr const char* kRemux = "write the file anew with a Matroska muxer (mkvmerge, or ffmpeg -c copy)";
 constexpr const char* kConvert = "convert the track to a codec that has a pin, or take another filter for it";
+constexpr const char* kUncompressed =
+    "write the file anew without compression (mkvmerge --compression -1:none, or ffmpeg -c copy)";
+constexpr const char* kFindKeyFrames =
+    "write the file anew with ffmpeg -c copy, which finds the key frames; mkvmerge keeps the flags as they are";
 constexpr const char* kFetchAgain = "fetch or copy the file again; writing it anew keeps what is left";
-constexpr const char* kOtherFile = "make sure that this is the file you mean";
+constexpr const char* kSaveSome =
+    "fetch or copy the file again; where that cannot be, ffmpeg -c copy may save some of it";
 constexpr const char* kNothing = "nothing needs to be done";
 
 using enum FindingKind;
@@ -24,16 +29,19 @@ constexpr std::array<FindingRow, kFindingKinds> kRows = {{
     {kUnreadable, "unreadable", kError, "the file is not checked: {}",
      "see to what keeps it from being read, and check it again"},
 
-    {kEmpty, "file-empty", kError, "the file is refused: {}", kFetchAgain},
-    {kNotMatroska, "not-matroska", kError, "the file is refused: {}", kOtherFile},
-    {kHeaderDamaged, "header-damaged", kError, "the file is refused: {}", kFetchAgain},
-    {kDocumentType, "document-type", kError, "the file is refused: {}", kOtherFile},
+    {kEmpty, "file-empty", kError, "the file is refused: {}", "fetch or copy the file again"},
+    {kNotMatroska, "not-matroska", kError, "the file is refused: {}",
+     "make sure that this is the file you mean; of other kinds of media mkvmerge or ffmpeg -c copy makes Matroska"},
+    {kHeaderDamaged, "header-damaged", kError, "the file is refused: {}", kSaveSome},
+    {kDocumentType, "document-type", kError, "the file is refused: {}",
+     "make sure that this is the file you mean; if it is, write it anew with a Matroska muxer"},
     {kVersionTooNew, "version-too-new", kError, "the file is refused: {}", kRemux},
-    {kNoSegment, "no-segment", kError, "the file is refused: {}", kFetchAgain},
+    {kNoSegment, "no-segment", kError, "the file is refused: {}", kSaveSome},
     {kNoCluster, "no-cluster", kError, "the file is refused: {}",
      "there is nothing in the file to play: fetch or record it again"},
     {kClusterEntryWrong, "cluster-entry-wrong", kError, "the file is refused: {}", kRemux},
-    {kPrivateDataBroken, "private-data-broken", kError, "the file is refused: {}", kRemux},
+    {kPrivateDataBroken, "private-data-broken", kError, "the file is refused: {}",
+     "make the file anew from its source, or write it anew without that track"},
     {kRefused, "refused", kError, "the file is refused: {}", kRemux},
     {kRefusedByOther, "component-refuses", kError, "the file is refused: {}, and the file tells no reason",
      "take the component that lies beside the tool, without --component"},
@@ -44,17 +52,18 @@ constexpr std::array<FindingRow, kFindingKinds> kRows = {{
     {kTrackKind, "track-kind", kError, "no pin: a track of type {} is neither video, audio nor subtitles{}",
      "no pin is made for such tracks; take another program for what is in it"},
     {kPrivateMissing, "private-data-missing", kError,
-     "no pin: its codec {} for {} needs private data, and there is none{}", kRemux},
+     "no pin: its codec {} for {} needs private data, and there is none{}",
+     "for MPEG-1 and MPEG-2 write the file anew, a muxer finds the data; for others make it anew from its source"},
     {kPrivateUnusable, "private-data-unusable", kError,
-     "no pin: the private data of its codec {} for {} cannot be used{}", kRemux},
+     "no pin: the private data of its codec {} for {} cannot be used{}",
+     "make the file anew from its source: writing it anew keeps the data as it is"},
     {kPrivateEncoded, "private-data-encoded", kError, "no pin: the private data of its codec {} for {} is compressed{}",
-     "write the file anew without compression (mkvmerge --compression -1:none)"},
+     kUncompressed},
     {kPrivateEncrypted, "private-data-encrypted", kError,
      "no pin: the private data of its codec {} for {} is encrypted{}",
      "the file has to be decrypted by whoever has the key"},
     {kFramesCompressed, "frames-compressed", kError,
-     "its packets are compressed in a way that is not undone; they come out as they are{}",
-     "write the file anew without compression (mkvmerge --compression -1:none)", kOfPackets},
+     "its packets are compressed in a way that is not undone; they come out as they are{}", kUncompressed, kOfPackets},
     {kFramesEncrypted, "frames-encrypted", kError, "its packets are encrypted and come out as they are{}",
      "the file has to be decrypted by whoever has the key", kOfPackets},
     {kTracksUnread, "tracks-unread", kError, "no pin: its entry stands where the filter does not look for it{}",
@@ -65,9 +74,9 @@ constexpr std::array<FindingRow, kFindingKinds> kRows = {{
      "the component's pins are not those that the file's tracks give: {}, and not the same types",
      "tool and component may be of different versions; take both from one package"},
 
-    {kNoKeyFrame, "no-key-frame", kError, "no block has a key flag, so that nothing is delivered{}", kRemux,
+    {kNoKeyFrame, "no-key-frame", kError, "no block has a key flag, so that nothing is delivered{}", kFindKeyFrames,
      kOfPackets},
-    {kKeyFrameLate, "key-frame-late", kError, "nothing is delivered before the first key frame at {}{}", kRemux,
+    {kKeyFrameLate, "key-frame-late", kError, "nothing is delivered before the first key frame at {}{}", kFindKeyFrames,
      kOfPackets},
     {kEndEarly, "end-early", kError, "playing ends at {}, before the track does{}", kRemux, kOfPackets},
     {kClusterEndless, "cluster-endless", kError, "a Cluster does not say where it ends, and hides those behind it{}",
@@ -75,7 +84,8 @@ constexpr std::array<FindingRow, kFindingKinds> kRows = {{
     {kClustersSkipped, "clusters-skipped", kError, "the seek index sends playing to a later Cluster{}", kRemux,
      kOfPackets},
     {kSecondSegment, "second-segment", kError, "the first Segment alone is played{}",
-     "split the file into its Segments, or join them with a muxer (mkvmerge FILE + FILE)", kOfPackets},
+     "split the file in front of its second EBML header, and join the parts with a muxer (mkvmerge PART + PART)",
+     kOfPackets},
     {kBlockUnread, "block-unread", kError, "blocks are laced or grouped in a way that is not read{}", kRemux,
      kOfPackets},
     {kFrameTooLarge, "frame-too-large", kError, "frames of more than 256 MiB are passed over{}",
@@ -102,17 +112,20 @@ constexpr std::array<FindingRow, kFindingKinds> kRows = {{
     {kDurationUnusable, "duration-unusable", kWarning, "the duration in the file is {}", kRemux},
     {kStartNotZero, "start-not-zero", kNote, "the first Cluster is at {}, which counts as the beginning", kNothing},
     {kHeadersHeldBack, "headers-held-back", kWarning,
-     "since the file does not begin at 0, the codec's headers are not delivered before its packets", kRemux},
-    {kNoFrameTime, "no-frame-time", kWarning, "the file does not say how long a frame lasts", kRemux},
+     "since the file does not begin at 0, the codec's headers are not delivered before its packets",
+     "write the file anew with ffmpeg -c copy, which begins it at 0; mkvmerge keeps the times"},
+    {kNoFrameTime, "no-frame-time", kWarning, "the file does not say how long a frame lasts",
+     "write the file anew with ffmpeg -c copy, or tell mkvmerge the rate (--default-duration TRACK:25fps)"},
     {kClusterWithoutTime, "cluster-without-time", kWarning, "{} no time that can be read", kRemux},
 
     {kCutShort, "cut-short", kWarning, "the file is cut short: {}", kFetchAgain},
     {kDamage, "damage", kWarning, "{} damaged; {} passed over", kFetchAgain},
     {kBlockDamaged, "block-damaged", kWarning, "{} damaged and passed over", kFetchAgain},
     {kHeaderValue, "header-value", kWarning, "{} of the headers cannot be read or {} not fit", kRemux},
-    {kLimit, "limit", kWarning, "there are more records than are kept: {}", kRemux},
+    {kLimit, "limit", kWarning, "there are more records than are kept: {}",
+     "write the file anew with mkvmerge; of tracks, chapters and attachments leave out some"},
     {kNotChecked, "not-checked", kWarning,
-     "from some place on it cannot be told what the filter does with the file; play it with --deep", kRemux},
+     "from some place on it cannot be told what the filter does with the file; check it with --deep", kRemux},
     {kEmptySegment, "no-frames", kWarning, "there is no Cluster in the file, and nothing to deliver",
      "fetch or record the file again"},
     {kNumberTwice, "track-number-twice", kWarning, "several tracks have this number and the same blocks", kRemux},
@@ -125,7 +138,8 @@ constexpr std::array<FindingRow, kFindingKinds> kRows = {{
     {kOrderedChapters, "ordered-chapters", kWarning, "chapters are to be played in another order, which is not done",
      "write the file anew in the order wanted (mkvmerge --split parts:)"},
     {kFontIgnored, "font-ignored", kWarning, "the font {} is of type {} and is not installed",
-     "attach it as application/x-truetype-font (mkvpropedit --attachment-mime-type)"},
+     "give it the type that is: mkvpropedit FILE --attachment-mime-type application/x-truetype-font "
+     "--update-attachment N"},
     {kAttachmentsUnreachable, "attachments-unreachable", kWarning,
      "the attachments are not found by the seek index: fonts in them are not installed", kRemux},
     {kTextInvalid, "text-invalid", kNote, "{} not UTF-8", kNothing},

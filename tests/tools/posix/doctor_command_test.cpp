@@ -30,7 +30,7 @@ TEST(DoctorCommand, FailsWithoutAComponent) {
   const test::TemporaryFolder folder;
   const Checked told = RunTool(folder, {"doctor", "--component", (folder / "none.so").string()});
   EXPECT_EQ(told.status, kExitRefused);
-  EXPECT_THAT(told.out, HasSubstr("component-not-loadable"));
+  EXPECT_THAT(told.out, HasSubstr("component-missing"));
 }
 
 }  // namespace
