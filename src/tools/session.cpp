@@ -18,21 +18,34 @@
 namespace vantor::tools {
 namespace {
 
-const char* Words(FileError error) {
+// What is in the way of a path, as far as the system tells more than that there is nothing to be read.
+std::string WordsOfPath(const std::string& name) {
+  const std::filesystem::path path = platform::ToPath(name);
+  std::error_code error;
+  const std::filesystem::file_status followed = std::filesystem::status(path, error);
+  if (error == std::errc::too_many_symbolic_link_levels) return "is a loop of symbolic links";
+  if (followed.type() == std::filesystem::file_type::not_found) {
+    std::error_code ignored;
+    const bool isLink = std::filesystem::is_symlink(std::filesystem::symlink_status(path, ignored));
+    return isLink ? "is a symbolic link that points to nothing" : "no such file";
+  }
+  return error ? "cannot be read: " + platform::SystemErrorText(error.value()) : "cannot be read";
+}
+
+std::string Words(FileError error, const std::string& name) {
   switch (error) {
-    case FileError::kMissing:
-      return "no such file";
     case FileError::kDirectory:
       return "is a directory";
     case FileError::kDenied:
       return "no permission to read it";
     case FileError::kPipe:
       return "is a pipe or a device, which cannot be read from any position";
+    case FileError::kMissing:
     case FileError::kNone:
     case FileError::kOther:
       break;
   }
-  return "cannot be read";
+  return WordsOfPath(name);
 }
 
 constexpr const char* kStandardInput =
@@ -63,7 +76,7 @@ std::string FullName(const std::string& path) {
 void Session::SayOfFile(const std::string& message) const {
   // Kept first: what runs out of memory when it has been said would be said once more.
   lastSaid_ = message;
-  tools::Say(messages_, options_.file + ": " + message);
+  tools::Say(messages_, (options_.file.empty() ? "\"\"" : options_.file) + ": " + message);
 }
 
 std::string Session::Trouble() const {
@@ -123,7 +136,7 @@ int Session::OpenBytes() {
   FileError fileError = FileError::kNone;
   bytes_ = OpenStore(options_.file, StoreKind::kFastest, fileError);
   if (bytes_) return kExitDone;
-  SayOfFile(options_.file == "-" ? kStandardInput : Words(fileError));
+  SayOfFile(options_.file == "-" ? kStandardInput : Words(fileError, options_.file));
   return kExitUsage;
 }
 

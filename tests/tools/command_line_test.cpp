@@ -94,13 +94,19 @@ TEST(CommandLine, TakesACommandToHelpWith) {
     EXPECT_EQ(help.message, Parse({command, "--help"}).message);
     EXPECT_NE(help.message, Parse({"help"}).message);
   }
-  ExpectWrongUse({"help", "dance"}, "there is no \"dance\"");
+  ExpectWrongUse({"help", "dance"}, "there is no \"dance\": info, ");
+  ExpectWrongUse({"help", "info", "extract"}, "help takes one command at a time, and \"extract\" is one more");
 }
 
 TEST(CommandLine, SaysPlainlyWhichCommandsTakeOneFile) {
   ExpectWrongUse({"samples", "a.mkv", "b.mkv"}, "samples takes one file at a time, and \"b.mkv\" is one more");
   ExpectWrongUse({"play", "a.mkv", "b.mkv"}, "play takes one file at a time, and \"b.mkv\" is one more");
-  ExpectWrongUse({"samples", "--loudly", "a.mkv"}, "--loudly");
+  ExpectWrongUse({"doctor", "a.mkv"}, "doctor takes no file, and \"a.mkv\" was given");
+}
+
+TEST(CommandLine, NamesAnOptionThatThereIsNotAndNotWhatStandsBesideIt) {
+  ExpectWrongUse({"samples", "--loudly", "a.mkv"}, "samples has no option --loudly;");
+  ExpectWrongUse({"samples", "--pin", "1", "a.mkv"}, "samples has no option --pin;");
 }
 
 TEST(CommandLine, TakesARate) { EXPECT_EQ(Parse({"samples", "a.mkv", "--rate", "2.5"}).options->rate, 2.5); }
@@ -158,7 +164,11 @@ TEST(CommandLine, TakesWhatToExtractAndWhere) {
   ExpectWrongUse({"extract", "a.mkv", "--pin", "1", "--all"}, "--all");
   ExpectWrongUse({"extract", "a.mkv", "--pin", "1", "--track", "1"}, "--track");
   ExpectWrongUse({"extract", "a.mkv", "-o", "b", "-d", "c"}, "excludes");
-  ExpectWrongUse({"extract", "a.mkv", "--pin", "x"}, "x");
+  for (const char* number : {"x", "1x", "", "1.5", "99999999999999999999"}) {
+    ExpectWrongUse({"extract", "a.mkv", "--pin", number},
+                   ("--pin wants the number of a pin, as info shows it, not \"" + std::string(number) + "\"").c_str());
+  }
+  ExpectWrongUse({"extract", "a.mkv", "--track", "-1"}, "--track wants the number of a track, as info shows it");
   ExpectWrongUse({"extract", "a.mkv", "--from", "2", "--to", "1"}, "--to lies before --from");
 }
 

@@ -254,6 +254,30 @@ TEST_F(Tool, DoesNotWaitForAPipe) {
   ExpectOneMessage(outcome, "pipe");
 }
 
+TEST_F(Tool, TellsWhereALinkLeads) {
+  std::filesystem::create_symlink("no-such-file.mkv", folder_ / "dangling.mkv");
+  std::filesystem::create_symlink("second.mkv", folder_ / "first.mkv");
+  std::filesystem::create_symlink("first.mkv", folder_ / "second.mkv");
+  std::filesystem::create_symlink(Media("vorbis.mka"), folder_ / "sound.mka");
+  for (const char* command : {"info ", "check ", "chapters ", "report --json "}) {
+    Outcome outcome = Run(command + (folder_ / "dangling.mkv").string());
+    EXPECT_EQ(outcome.status, 2) << command;
+    ExpectOneMessage(outcome, "dangling.mkv: is a symbolic link that points to nothing");
+    outcome = Run(command + (folder_ / "first.mkv").string());
+    EXPECT_EQ(outcome.status, 2) << command;
+    ExpectOneMessage(outcome, "first.mkv: is a loop of symbolic links");
+    EXPECT_EQ(Run(command + (folder_ / "sound.mka").string()).status, 0) << command;
+  }
+}
+
+TEST_F(Tool, TellsWhatTheSystemSaysOfAPath) {
+  const Outcome outcome = Run("info " + std::string(300, 'a'));
+  EXPECT_EQ(outcome.status, 2);
+  ExpectOneMessage(outcome, "cannot be read: File name too long");
+  ExpectOneMessage(Run("info ''"), "vantor-mkv: \"\": no such file");
+  ExpectOneMessage(Run("info " + Media("vorbis.mka") + "/part.mka"), "no such file");
+}
+
 TEST_F(Tool, TakesNoDeviceForAFile) {
   for (const char* command : {"info ", "check ", "play ", "samples "}) {
     for (const char* device : {"/dev/zero", "/dev/null"}) {
