@@ -11,6 +11,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace vantor::platform {
@@ -25,6 +26,9 @@ void ShareFreedMemory() noexcept;
 
 // A write beyond the size that a file may have fails, as others do; it does not end the program.
 void LetWritesFail() noexcept;
+// Ends the program at once, without anything that its objects would do, after a message on standard error. For signal
+// handlers, too.
+[[noreturn]] void EndProcess(std::string_view message, int status) noexcept;
 
 // For as long as it lives, line ends are written as they are and a console reads what is written as UTF-8. One a
 // program.

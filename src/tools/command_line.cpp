@@ -38,7 +38,7 @@ constexpr const char* kAbout =
     "\n"
     "Exit status: 0 done, 1 the file was refused, or the filter announced an error or lost frames, or check found\n"
     "errors, 2 wrong use, no component, or a fault of the system: a read that failed, no memory, output that cannot\n"
-    "be written.\n";
+    "be written, 130 interrupted.\n";
 
 // "info, check or play"
 std::string CommandsText(const CLI::App& app) {

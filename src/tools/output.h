@@ -7,10 +7,13 @@
 #include <string_view>
 #include <system_error>
 
+#include "tools/interrupt_exit.h"
+
 namespace vantor::tools {
 
-// Writes all of the text and passes it on to the system; false when that fails.
+// Writes all of the text, an interrupt notwithstanding, and passes it on to the system; false when that fails.
 inline bool Print(std::FILE* file, std::string_view text) {
+  const InterruptHold whole;
   errno = 0;
   return std::fwrite(text.data(), 1, text.size(), file) == text.size() && std::fflush(file) == 0;
 }

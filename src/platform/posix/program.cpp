@@ -18,6 +18,11 @@ void ShareFreedMemory() noexcept {
 }
 
 void LetWritesFail() noexcept { std::signal(SIGXFSZ, SIG_IGN); }
+void EndProcess(std::string_view message, int status) noexcept {
+  std::signal(SIGPIPE, SIG_IGN);
+  [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, message.data(), message.size());
+  _exit(status);
+}
 
 // A stream that the program was started without gets a stand-in: else the next file opened would get its number, and
 // be written to. Reading from this one ends at once, and writing fails as it should.

@@ -7,6 +7,7 @@
 #include <shellapi.h>
 
 #include <cstdio>
+#include <cstdlib>
 
 #include "platform/text.h"
 
@@ -25,6 +26,11 @@ std::vector<std::string> Arguments(int argc, const char* const* argv) {
 void ShareFreedMemory() noexcept {}  // its heap does
 
 void LetWritesFail() noexcept {}  // they do
+void EndProcess(std::string_view message, int status) noexcept {
+  DWORD written = 0;
+  WriteFile(GetStdHandle(STD_ERROR_HANDLE), message.data(), static_cast<DWORD>(message.size()), &written, nullptr);
+  std::_Exit(status);
+}
 
 StandardStreams::StandardStreams() noexcept : codePage_(GetConsoleOutputCP()) {
   _setmode(_fileno(stdout), _O_BINARY);

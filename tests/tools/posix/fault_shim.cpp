@@ -9,6 +9,7 @@
 //   short       reads give half of what was asked for, at least one byte
 //   mapping     nothing can be mapped, be it a file or memory
 //   thread      a thread cannot be started
+//   interrupt   the program is sent SIGINT at this call of any kind, counted from the first mapping or read of a file
 //   cut         the file VANTOR_FAULT_FILE is cut to a third of its length at this call of any kind, counted from the
 //               first mapping or read of a file
 // At the end the counts of calls are written to the file VANTOR_FAULT_COUNTS, in the order of the kinds. A program that
@@ -26,6 +27,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <csignal>
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
@@ -33,8 +35,8 @@
 
 namespace {
 
-enum Kind { kAllocation, kRead, kShort, kMapping, kThread, kCut, kKinds, kNone = kKinds };
-constexpr const char* kNames[kKinds] = {"allocation", "read", "short", "mapping", "thread", "cut"};
+enum Kind { kAllocation, kRead, kShort, kMapping, kThread, kCut, kInterrupt, kKinds, kNone = kKinds };
+constexpr const char* kNames[kKinds] = {"allocation", "read", "short", "mapping", "thread", "cut", "interrupt"};
 constexpr unsigned kPatienceInSeconds = 60;
 
 Kind wanted = kNone;
@@ -75,6 +77,7 @@ bool IsHit(Kind kind) {
 bool Fails(Kind kind) {
   if (!isArmed) return false;
   if (isFileOpen && IsHit(kCut)) CutFile();
+  if (isFileOpen && IsHit(kInterrupt)) static_cast<void>(raise(SIGINT));
   return IsHit(kind);
 }
 

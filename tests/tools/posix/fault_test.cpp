@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "host/fake_splitter.h"
 #include "support/allocation_monitor.h"
 #include "support/temporary_folder.h"
 #include "tools/commands.h"
@@ -183,6 +184,58 @@ TEST(Faults, StandardOutputByItsNameIsWrittenTo) {
   EXPECT_EQ(named.messages, "");
   EXPECT_GT(piped.out.size(), 1000U);
   EXPECT_TRUE(named.out == piped.out);
+}
+
+// What an interrupt does, whichever call it comes in: the program says so, ends with its status, and has printed whole
+// lines or nothing.
+void TryInterrupts(const std::vector<std::string>& command, std::size_t seed) {
+  const FaultyOutcome whole = RunFaulty(command, {"", 0, false, true, "", -1});
+  ASSERT_EQ(whole.messages, "");
+  ASSERT_GT(whole.calls.at("interrupt"), 1U);
+  // Threads make some calls more or fewer.
+  for (const unsigned long number : Spread(whole.calls.at("interrupt") * 3 / 4, 4, seed)) {
+    SCOPED_TRACE(command.front() + " interrupted at call " + std::to_string(number));
+    const FaultyOutcome outcome = RunFaulty(command, {"interrupt", number, false, true, "", -1});
+    EXPECT_EQ(outcome.status, kExitInterrupted);
+    EXPECT_EQ(outcome.messages, "vantor-mkv: interrupted\n");
+    EXPECT_TRUE(outcome.out.empty() || outcome.out.ends_with('\n')) << outcome.out;
+    EXPECT_TRUE(whole.out.starts_with(outcome.out)) << outcome.out;
+  }
+}
+
+TEST(Interrupts, EndACommandBetweenLines) {
+  const std::string media = Media("avc_aac.mkv");
+  const std::vector<std::vector<std::string>> commands = {
+      {"check", media, media}, {"check", "--deep", media}, {"check", "--json", media}, {"samples", media},
+      {"info", media},         {"report", "--json", media}};
+  for (std::size_t i = 0; i < commands.size(); ++i) TryInterrupts(commands[i], i);
+}
+
+TEST(Interrupts, LeaveNoPageOfAReport) {
+  const test::TemporaryFolder folder;
+  const std::string page = (folder / "page.html").string();
+  const std::vector<std::string> command = {"report", "--force", "-o", page, Media("avc_aac.mkv")};
+  const FaultyOutcome whole = RunFaulty(command, {});
+  ASSERT_EQ(whole.status, 0) << whole.messages;
+  const auto size = std::filesystem::file_size(page);
+  for (const unsigned long number : Spread(whole.calls.at("interrupt"), 8, 1)) {
+    std::filesystem::remove(page);
+    const FaultyOutcome outcome = RunFaulty(command, {"interrupt", number, false, false, "", -1});
+    const bool isThere = std::filesystem::exists(page);
+    EXPECT_TRUE(outcome.status == kExitInterrupted || (outcome.status == kExitDone && isThere)) << number;
+    EXPECT_TRUE(!isThere || std::filesystem::file_size(page) == size) << number;
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.Path()), {}), isThere ? 1 : 0) << number;
+  }
+}
+
+TEST(Interrupts, EndAListingThatWaits) {
+  const test::TemporaryFolder folder;
+  const auto stream = test::ToyStream('i', 2, 3);
+  const std::string toy = folder.Write("toy", std::string(stream.begin(), stream.end())).string();
+  const FaultyOutcome outcome = RunFaulty({"--component", VANTOR_TOY_COMPONENT, "samples", toy}, {});
+  EXPECT_EQ(outcome.status, kExitInterrupted);
+  EXPECT_EQ(outcome.messages, "vantor-mkv: interrupted\n");
+  EXPECT_EQ(outcome.out, "");
 }
 
 // ---- Operator new, in this process: sanitizers see what becomes of it. ----

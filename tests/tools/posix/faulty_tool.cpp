@@ -19,7 +19,7 @@
 namespace vantor::tools {
 namespace {
 
-constexpr std::array<const char*, 6> kKinds = {"allocation", "read", "short", "mapping", "thread", "cut"};
+constexpr std::array<const char*, 7> kKinds = {"allocation", "read", "short", "mapping", "thread", "cut", "interrupt"};
 
 std::string Content(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
@@ -83,21 +83,24 @@ int Start(const std::vector<std::string>& arguments, const Fault& fault, const t
   EXPECT_EQ(pipe2(pipe, O_CLOEXEC), 0);
   posix_spawn_file_actions_adddup2(&actions, pipe[1], STDERR_FILENO);
   const std::vector<std::string> settings = Environment(fault, (folder / "counts").string());
+  // Whoever runs the tests may be ignoring interrupts, as what a shell runs in the background does; the limit's signal is
+  // ignored here.
+  posix_spawnattr_t attributes;
+  posix_spawnattr_init(&attributes);
+  sigset_t signals;
+  sigemptyset(&signals);
+  sigaddset(&signals, SIGINT);
+  sigaddset(&signals, SIGXFSZ);
+  posix_spawnattr_setsigdefault(&attributes, &signals);
+  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
   pid_t process = -1;
   {
     const FileLimit limit(fault.largestFile);
-    posix_spawnattr_t attributes;
-    posix_spawnattr_init(&attributes);
-    sigset_t ending;
-    sigemptyset(&ending);
-    sigaddset(&ending, SIGXFSZ);
-    posix_spawnattr_setsigdefault(&attributes, &ending);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
     EXPECT_EQ(posix_spawn(&process, VANTOR_TOOL, &actions, &attributes, Pointers(arguments).data(),
                           Pointers(settings).data()),
               0);
-    posix_spawnattr_destroy(&attributes);
   }
+  posix_spawnattr_destroy(&attributes);
   posix_spawn_file_actions_destroy(&actions);
   close(pipe[1]);
   std::ofstream messages(folder / "messages", std::ios::binary);
