@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "tools/json_writer.h"
+#include "tools/json_object.h"
 #include "tools/messages.h"
 #include "tools/text_table.h"
 
@@ -80,46 +80,55 @@ std::string GraphLines(const GraphFacts& graph) {
   return text;
 }
 
-void AppendModule(JsonWriter& json, const std::optional<ModuleFile>& file) {
-  json.Key("version").TextOrNull(file ? file->version : "");
-  json.Key("bits");
-  if (file && file->bits != 0) {
-    json.Number(file->bits);
-  } else {
-    json.Null();
-  }
+void AppendModule(JsonObject& object, const std::optional<ModuleFile>& file) {
+  object.TextOrNull("version", file ? file->version : "");
+  object.Optional("bits", file && file->bits != 0 ? std::optional(file->bits) : std::nullopt);
 }
 
-void AppendComponent(JsonWriter& json, const ComponentFacts& component) {
-  json.BeginObject().Key("component").Text(component.name).Key("class").Text(component.classId);
-  json.Key("file").TextOrNull(component.path);
-  AppendModule(json, component.file);
-  json.Key("loaded").Bool(component.isLoaded).Key("error").TextOrNull(component.error);
-  json.Key("filter").Bool(SUCCEEDED(component.made)).Key("registrations").BeginArray();
-  for (const Registration& entry : component.registrations) {
-    json.BeginObject().Key("programs").Number(entry.bits);
-    json.Key("scope").Text(entry.isForUser ? "user" : "computer").Key("file").Text(entry.path);
-    json.Key("threading_model").Text(entry.threading).Key("exists").Bool(entry.file.has_value());
-    AppendModule(json, entry.file);
-    json.Key("is_the_tools").Bool(entry.isBesideTool).End();
-  }
-  json.End().End();
+void AppendRegistration(JsonObject& object, const Registration& entry) {
+  object.Value("programs", entry.bits);
+  object.Text("scope", entry.isForUser ? "user" : "computer");
+  object.Text("file", entry.path);
+  object.Text("threading_model", entry.threading);
+  object.Value("exists", entry.file.has_value());
+  AppendModule(object, entry.file);
+  object.Value("is_the_tools", entry.isBesideTool);
 }
 
-void AppendGraph(JsonWriter& json, const GraphFacts& graph) {
-  json.BeginObject().Key("extensions").BeginArray();
-  for (const std::string& extension : graph.extensions) json.Text(extension);
-  json.End().Key("types").BeginArray();
-  for (const StreamType& type : graph.types) {
-    json.BeginObject().Key("subtype").Text(type.subtype).Key("bytes").Text(type.pattern);
-    json.Key("source").TextOrNull(type.source).End();
-  }
-  json.End().Key("filters").BeginArray();
-  for (const platform::InstalledFilter& filter : graph.filters) {
-    json.BeginObject().Key("class").Text(filter.classId).Key("name").Text(filter.name);
-    json.Key("merit").Number(static_cast<std::uint64_t>(filter.merit)).End();
-  }
-  json.End().End();
+void AppendComponent(JsonObject& object, const ComponentFacts& component) {
+  object.Text("component", component.name);
+  object.Text("class", component.classId);
+  object.TextOrNull("file", component.path);
+  AppendModule(object, component.file);
+  object.Value("loaded", component.isLoaded);
+  object.TextOrNull("error", component.error);
+  object.Value("filter", SUCCEEDED(component.made));
+  object.Objects("registrations", component.registrations, AppendRegistration);
+}
+
+void AppendStreamType(JsonObject& object, const StreamType& type) {
+  object.Text("subtype", type.subtype);
+  object.Text("bytes", type.pattern);
+  object.TextOrNull("source", type.source);
+}
+
+void AppendFilter(JsonObject& object, const platform::InstalledFilter& filter) {
+  object.Text("class", filter.classId);
+  object.Text("name", filter.name);
+  object.Value("merit", filter.merit);
+}
+
+void AppendGraph(JsonObject& object, const GraphFacts& graph) {
+  object.Texts("extensions", graph.extensions);
+  object.Objects("types", graph.types, AppendStreamType);
+  object.Objects("filters", graph.filters, AppendFilter);
+}
+
+void AppendAilment(JsonObject& object, const Ailment& ailment) {
+  object.Text("id", ailment.id);
+  object.Text("severity", ailment.isFault ? "error" : "note");
+  object.Text("text", ailment.text);
+  object.Text("advice", ailment.advice);
 }
 
 }  // namespace
@@ -143,23 +152,20 @@ std::string DoctorText(const DoctorFacts& facts, const std::vector<Ailment>& ail
 }
 
 std::string DoctorJson(const DoctorFacts& facts, const std::vector<Ailment>& ailments) {
-  JsonWriter json;
-  json.BeginObject().Key("schema_version").Number(1).Key("version").Text(facts.version);
-  json.Key("bits").Number(facts.bits).Key("components").BeginArray();
-  for (const ComponentFacts& component : facts.components) AppendComponent(json, component);
-  json.End().Key("graph");
+  Buffer out;
+  JsonObject object(out, JsonObject::kOneLine);
+  object.Value("schema_version", 1);
+  object.Text("version", facts.version);
+  object.Value("bits", facts.bits);
+  object.Objects("components", facts.components, AppendComponent);
   if (facts.hasRegistry) {
-    AppendGraph(json, facts.graph);
+    object.Object("graph", [&](JsonObject& graph) { AppendGraph(graph, facts.graph); });
   } else {
-    json.Null();
+    object.Null("graph");
   }
-  json.Key("findings").BeginArray();
-  for (const Ailment& ailment : ailments) {
-    json.BeginObject().Key("id").Text(ailment.id).Key("severity").Text(ailment.isFault ? "error" : "note");
-    json.Key("text").Text(ailment.text).Key("advice").Text(ailment.advice).End();
-  }
-  json.End().End();
-  return json.Line();
+  object.Objects("findings", ailments, AppendAilment);
+  object.Close();
+  return fmt::to_string(out) + "\n";
 }
 
 }  // namespace vantor::tools

@@ -2,7 +2,6 @@
 
 #include <vector>
 
-#include "tools/json_object.h"
 #include "tools/messages.h"
 
 namespace vantor::tools {
@@ -33,7 +32,7 @@ std::string Lines(const Findings& findings) {
   for (const Finding& finding : findings) {
     text += fmt::format("  {:<7}  {}: {}{}\n", SeverityName(finding.severity), finding.Id(), Place(finding),
                         Printable(finding.text));
-    text += fmt::format("           {}{}\n", finding.Advice(), CompleteWords(finding));
+    text += fmt::format("           {}\n", AdviceText(finding));
   }
   return text;
 }
@@ -60,16 +59,16 @@ std::string FindingsText(const std::string& file, const Findings& findings) {
   return Printable(file) + ": " + SumsText(findings) + "\n" + Lines(findings);
 }
 
-void AppendFinding(Buffer& out, std::size_t depth, const Finding& finding) {
-  JsonObject object(out, depth);
+std::string AdviceText(const Finding& finding) { return finding.Advice() + std::string(CompleteWords(finding)); }
+
+void AppendFinding(JsonObject& object, const Finding& finding) {
   object.Text("id", finding.Id());
   object.Text("severity", SeverityName(finding.severity));
   object.Optional("position", finding.position);
   object.Optional("track", finding.track);
   object.Text("text", finding.text);
   object.Text("advice", finding.Advice());
-  object.OptionalText("complete", finding.complete ? CompleteName(*finding.complete) : nullptr);
-  object.Close();
+  object.TextOrNull("complete", finding.complete ? CompleteName(*finding.complete) : "");
 }
 
 std::string FindingsJson(const std::string& file, const Findings& findings) {
@@ -77,8 +76,7 @@ std::string FindingsJson(const std::string& file, const Findings& findings) {
   JsonObject object(out, JsonObject::kOneLine);
   object.Value("schema_version", 1);
   object.Text("file", file);
-  object.Array("findings", findings,
-               [&](std::size_t depth, const Finding& finding) { AppendFinding(out, depth, finding); });
+  object.Objects("findings", findings, AppendFinding);
   object.Close();
   out.push_back('\n');
   return fmt::to_string(out);

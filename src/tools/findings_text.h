@@ -3,11 +3,10 @@
 //   Print(options.json ? FindingsJson(name, findings) : FindingsText(name, findings));
 #pragma once
 
-#include <cstddef>
 #include <string>
 
 #include "tools/check/findings.h"
-#include "tools/json_text.h"
+#include "tools/json_object.h"
 
 namespace vantor::tools {
 
@@ -17,8 +16,10 @@ std::string FindingsText(const std::string& file, const Findings& findings);
 std::string FindingLines(const Findings& findings);
 // What it says, behind the track and the position that it is about.
 std::string PlacedText(const Finding& finding);
-// One finding as an object of JSON, with a depth as JsonObject's.
-void AppendFinding(Buffer& out, std::size_t depth, const Finding& finding);
+// Its advice, and what the complete component does about it.
+std::string AdviceText(const Finding& finding);
+// The members of a finding as JSON.
+void AppendFinding(JsonObject& object, const Finding& finding);
 // All of them, on one line.
 std::string FindingsJson(const std::string& file, const Findings& findings);
 

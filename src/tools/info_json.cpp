@@ -109,8 +109,7 @@ std::string InfoJson(const std::string& file, const FilterSummary& summary, cons
   object.Array("pins", pins,
                [&](std::size_t below, const GraphPin& pin) { AppendPin(out, below, pin, words.WordsOf(pin)); });
   AppendExtras(object, out, words.extras, words.wanted, words.file.Root().segment);
-  object.Array("findings", words.findings,
-               [&](std::size_t below, const Finding& finding) { AppendFinding(out, below, finding); });
+  object.Objects("findings", words.findings, AppendFinding);
   object.Close();
   return fmt::to_string(out) + "\n";
 }

@@ -3,7 +3,8 @@
 //   JsonObject object(buffer, 0);                 // JsonObject::kOneLine: {"id":1}
 //   object.Value("schema_version", 1);
 //   object.Text("file", name);
-//   object.Array("findings", findings, [&](std::size_t depth, const Finding& finding) { ... });
+//   object.Objects("findings", findings, [&](JsonObject& below, const Finding& finding) { below.Text("id", ...); });
+//   object.Object("scale", [&](JsonObject& scale) { scale.Value("start", 0); });
 //   object.Close();
 #pragma once
 
@@ -41,11 +42,14 @@ class JsonObject {
   template <typename Number>
   void Optional(const char* key, const std::optional<Number>& number) {
     if (number) return Value(key, *number);
-    Key(key);
-    Append("null");
+    Null(key);
   }
-  void OptionalText(const char* key, const char* text) {
-    if (text != nullptr) return Text(key, text);
+  // null for an empty text.
+  void TextOrNull(const char* key, std::string_view text) {
+    if (!text.empty()) return Text(key, text);
+    Null(key);
+  }
+  void Null(const char* key) {
     Key(key);
     Append("null");
   }
@@ -71,6 +75,22 @@ class JsonObject {
     }
     if (!isFirst) NewLine(1);
     Append("]");
+  }
+  // Objects within this one: the callable fills them.
+  template <typename Fill>
+  void Object(const char* key, Fill&& fill) {
+    Key(key);
+    JsonObject below(out_, depth_ == kOneLine ? kOneLine : depth_ + 1);
+    fill(below);
+    below.Close();
+  }
+  template <typename Items, typename Fill>
+  void Objects(const char* key, const Items& items, Fill&& fill) {
+    Array(key, items, [&](std::size_t depth, const auto& item) {
+      JsonObject below(out_, depth);
+      fill(below, item);
+      below.Close();
+    });
   }
   template <typename Items>
   void Texts(const char* key, const Items& texts) {

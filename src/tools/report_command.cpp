@@ -15,14 +15,14 @@ namespace vantor::tools {
 namespace {
 
 // kExitDone, or the status of what was said.
-int GatherReport(Session& session, ReportFacts& facts) {
+int GatherReport(Session& session, const CheckDepth& depth, ReportFacts& facts) {
   OpenedFile file(session.Bytes(), session.FullFileName(), session.Policy());
   if (!file.IsOpen()) return session.Failed("it is no Matroska or WebM file", session.ConnectResult());
   const TrackPins tracks = MatchTracks(file.Root(), file.Upstream(), session.OpenedGraph().Pins());
   const TrackLabels labels = ReadTrackLabels(file.Root());
   ReportGatherer gatherer(file, tracks, labels);
   Findings findings;
-  if (const int found = FindInOpened(session, {}, findings, &gatherer); found != kExitDone) return found;
+  if (const int found = FindInOpened(session, depth, findings, &gatherer); found != kExitDone) return found;
   SortFindings(findings);
   facts = gatherer.Finish(Summarize(session.OpenedGraph(), session.ConnectResult()), std::move(findings));
   return kExitDone;
@@ -48,7 +48,9 @@ int RunReport(const Options& options, std::FILE* out, std::FILE* messages) {
   Session session(options, messages);
   if (const int opened = session.Open(); opened != kExitDone) return opened;
   ReportFacts facts;
-  if (const int gathered = GatherReport(session, facts); gathered != kExitDone) return gathered;
+  CheckDepth depth;
+  depth.asksComplete = !options.complete;
+  if (const int gathered = GatherReport(session, depth, facts); gathered != kExitDone) return gathered;
   if (session.SayTrouble()) return kExitUsage;
   const std::string text = options.json ? ReportJson(options.file, facts) : ReportPage(options.file, facts);
   if (!options.output.empty()) return WriteReport(session, options, text);

@@ -13,7 +13,6 @@
 #include "support/temporary_folder.h"
 #include "tools/doctor_facts.h"
 #include "tools/doctor_text.h"
-#include "tools/json_writer.h"
 
 namespace vantor::tools {
 namespace {
@@ -283,13 +282,6 @@ TEST_F(Doctor, PrintsEveryFactAsJson) {
   EXPECT_EQ(object["graph"]["types"][0]["bytes"], "0,4,,1A45DFA3");
   EXPECT_EQ(object["findings"][0]["id"], "other-filter-first");
   EXPECT_EQ(object["findings"][0]["severity"], "error");
-}
-
-TEST(JsonWriter, PutsCommasWhereTheyBelong) {
-  JsonWriter json;
-  json.BeginObject().Key("a").BeginArray().Number(1).Null().Bool(true).End().Key("b").BeginObject().End();
-  json.Key("c").Text("\xff\n").Key("d").Real(2).End();
-  EXPECT_EQ(json.Line(), "{\"a\":[1,null,true],\"b\":{},\"c\":\"\xEF\xBF\xBD\\u000a\",\"d\":2.0}\n");
 }
 
 }  // namespace

@@ -107,6 +107,43 @@ TEST(JsonSchemaTest, FindingsAreAsTheSchemaHasThem) {
   EXPECT_EQ(std::count(checked.out.begin(), checked.out.end(), '\n'), 4);
 }
 
+TEST(JsonSchemaTest, WhatTheCompleteComponentMakesOfFilesIsAsTheSchemaHasIt) {
+  const test::TemporaryFolder folder;
+  const std::vector<std::string> component = {"--complete", "--component", VANTOR_COMPLETE_COMPONENT};
+  const auto run = [&](std::vector<std::string> command) {
+    command.insert(command.end(), component.begin(), component.end());
+    return RunTool(folder, command);
+  };
+  const Checked checked = run({"check", "--json", TestMedia("avc_no_cues.mkv"), TestMedia("dts_ac3_eac3.mka")});
+  EXPECT_EQ(checked.status, kExitDone) << checked.messages;
+  EXPECT_THAT(LineErrors("check", checked.out), IsEmpty());
+  EXPECT_THAT(LineErrors("samples", run({"samples", TestMedia("dts_ac3_eac3.mka")}).out), IsEmpty());
+  EXPECT_THAT(SchemaErrors("info", json::parse(run({"info", "--json", TestMedia("languages.mkv")}).out)), IsEmpty());
+  EXPECT_THAT(SchemaErrors("report", json::parse(run({"report", "--json", TestMedia("languages.mkv")}).out)),
+              IsEmpty());
+}
+
+TEST(JsonSchemaTest, AFileWithoutAttachmentsHasAListOfNone) {
+  const test::TemporaryFolder folder;
+  const json listed = json::parse(RunTool(folder, {"attachments", "--json", TestMedia("avc_aac.mkv")}).out);
+  EXPECT_THAT(SchemaErrors("attachments", listed), IsEmpty());
+  EXPECT_THAT(listed.at("attached_files"), IsEmpty());
+}
+
+TEST(JsonSchemaTest, ReportAndCheckWriteAFindingAlikeButForItsTime) {
+  const test::TemporaryFolder folder;
+  const std::string file = TestMedia("avc_no_cues.mkv");
+  const auto findings = [&](const std::string& command) {
+    return json::parse(RunTool(folder, {command, "--json", file}).out).at("findings");
+  };
+  const json ofCheck = findings("check");
+  json ofReport = findings("report");
+  EXPECT_EQ(ofCheck.at(0).at("complete"), "delivered");
+  EXPECT_TRUE(ofReport.at(0).at("time").is_number());
+  for (json& finding : ofReport) finding.erase("time");
+  EXPECT_EQ(ofReport, ofCheck);
+}
+
 TEST(JsonSchemaTest, InfoAndCheckWriteAFindingAlike) {
   Plan plan;
   plan.duration = -1;

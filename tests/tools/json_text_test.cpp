@@ -4,6 +4,10 @@
 
 #include <limits>
 #include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "tools/json_object.h"
 
 namespace vantor::tools {
 namespace {
@@ -60,6 +64,30 @@ TEST(JsonText, BytesAreLowerCaseHexadecimal) {
   const unsigned char bytes[] = {0x00, 0x0A, 0xFF};
   AppendHex(out, bytes, sizeof bytes);
   EXPECT_EQ(fmt::to_string(out), "000aff");
+}
+
+std::string Written(std::size_t depth) {
+  Buffer out;
+  JsonObject object(out, depth);
+  object.Value("a", 1);
+  object.Null("b");
+  object.TextOrNull("c", "");
+  object.Text("d", "\xff\n");
+  object.Object("e", [](JsonObject& below) { below.Values("f", std::vector<int>{2, 3}); });
+  object.Objects("g", std::vector<int>{7}, [](JsonObject& below, int item) { below.Value("h", item); });
+  object.Objects("i", std::vector<int>(), [](JsonObject&, int) {});
+  object.Close();
+  return fmt::to_string(out);
+}
+
+TEST(JsonText, AnObjectStandsOnOneLineOrOnSeveral) {
+  EXPECT_EQ(Written(JsonObject::kOneLine),
+            "{\"a\":1,\"b\":null,\"c\":null,\"d\":\"\xEF\xBF\xBD\\u000a\",\"e\":{\"f\":[2,3]},"
+            "\"g\":[{\"h\":7}],\"i\":[]}");
+  EXPECT_EQ(Written(0),
+            "{\n  \"a\": 1,\n  \"b\": null,\n  \"c\": null,\n  \"d\": \"\xEF\xBF\xBD\\u000a\",\n  \"e\": {\n"
+            "    \"f\": [\n      2,\n      3\n    ]\n  },\n  \"g\": [\n    {\n      \"h\": 7\n    }\n  ],\n"
+            "  \"i\": []\n}");
 }
 
 TEST(JsonText, ResultsHaveEightDigits) {

@@ -1,4 +1,10 @@
-#include "tools/json_writer.h"
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tools/findings_text.h"
+#include "tools/json_object.h"
 #include "tools/report/report_text.h"
 
 namespace vantor::tools {
@@ -6,119 +12,144 @@ namespace {
 
 // One number a column, of all columns that there are.
 template <typename Cell, typename Value>
-void AppendColumns(JsonWriter& json, const char* key, const ReportFacts& facts, const ColumnLane<Cell>& lane,
-                   Value&& value) {
-  json.Key(key).BeginArray();
-  const Cell none;
+void AppendColumns(JsonObject& object, const char* key, const ReportFacts& facts, const ColumnLane<Cell>& lane,
+                   Value Cell::*value) {
+  std::vector<Value> numbers;
+  numbers.reserve(static_cast<std::size_t>(facts.scale.Count()));
   for (std::int64_t index = facts.scale.first; index <= facts.scale.last; ++index) {
     const Cell* const cell = lane.Find(index);
-    json.Number(static_cast<std::uint64_t>(value(cell == nullptr ? none : *cell)));
+    numbers.push_back(cell == nullptr ? 0 : cell->*value);
   }
-  json.End();
+  object.Values(key, numbers);
 }
 
-void AppendReportTrack(JsonWriter& json, const ReportFacts& facts, const ReportTrack& track) {
-  json.BeginObject().Key("number");
-  if (track.hasEntry) {
-    json.Number(track.number);
-  } else {
-    json.Null();
-  }
-  json.Key("kind").Text(track.kind).Key("codec_id").Text(track.codec).Key("language").Text(track.language);
-  json.Key("name").TextOrNull(track.name).Key("pin");
-  if (track.pin != 0) {
-    json.Number(track.pin);
-  } else {
-    json.Null();
-  }
-  json.Key("packets").Number(track.packets).Key("lost").Number(track.lost).Key("blocks").Number(track.blocks);
-  json.Key("key_frames").Number(track.keys).Key("preroll").Number(track.preroll).Key("bytes").Number(track.bytes);
-  json.Key("start").Number(track.firstStart).Key("end").Number(track.lastEnd);
-  json.Key("gap_count").Number(track.gapCount).Key("gaps").BeginArray();
-  for (const auto& [begin, end] : track.gaps) json.BeginArray().Number(begin).Number(end).End();
-  json.End().Key("columns").BeginObject();
-  AppendColumns(json, "packets", facts, track.cells, [](const TrackCell& cell) { return cell.packets; });
-  AppendColumns(json, "key_frames", facts, track.cells, [](const TrackCell& cell) { return cell.keys; });
-  AppendColumns(json, "lost", facts, track.cells, [](const TrackCell& cell) { return cell.lost; });
-  AppendColumns(json, "preroll", facts, track.cells, [](const TrackCell& cell) { return cell.preroll; });
-  AppendColumns(json, "bytes", facts, track.cells, [](const TrackCell& cell) { return cell.bytes; });
-  json.End().End();
+void AppendTrackColumns(JsonObject& object, const ReportFacts& facts, const ReportTrack& track) {
+  AppendColumns(object, "packets", facts, track.cells, &TrackCell::packets);
+  AppendColumns(object, "key_frames", facts, track.cells, &TrackCell::keys);
+  AppendColumns(object, "lost", facts, track.cells, &TrackCell::lost);
+  AppendColumns(object, "preroll", facts, track.cells, &TrackCell::preroll);
+  AppendColumns(object, "bytes", facts, track.cells, &TrackCell::bytes);
 }
 
-void AppendClusters(JsonWriter& json, const ReportFacts& facts) {
-  json.Key("clusters").BeginObject().Key("count").Number(facts.clusterCount).Key("columns").BeginArray();
+void AppendReportTrack(JsonObject& object, Buffer& out, const ReportFacts& facts, const ReportTrack& track) {
+  object.Optional("number", track.hasEntry ? std::optional(track.number) : std::nullopt);
+  object.Text("kind", track.kind);
+  object.Text("codec_id", track.codec);
+  object.Text("language", track.language);
+  object.TextOrNull("name", track.name);
+  object.Optional("pin", track.pin != 0 ? std::optional(track.pin) : std::nullopt);
+  object.Value("packets", track.packets);
+  object.Value("lost", track.lost);
+  object.Value("blocks", track.blocks);
+  object.Value("key_frames", track.keys);
+  object.Value("preroll", track.preroll);
+  object.Value("bytes", track.bytes);
+  object.Value("start", track.firstStart);
+  object.Value("end", track.lastEnd);
+  object.Value("gap_count", track.gapCount);
+  object.Array("gaps", track.gaps, [&](std::size_t, const auto& gap) {
+    fmt::format_to(std::back_inserter(out), "[{},{}]", gap.first, gap.second);
+  });
+  object.Object("columns", [&](JsonObject& columns) { AppendTrackColumns(columns, facts, track); });
+}
+
+struct ClusterColumn {
+  std::int64_t column = 0;
+  const ClusterCell* cell = nullptr;
+};
+
+void AppendClusters(JsonObject& object, const ReportFacts& facts) {
+  std::vector<ClusterColumn> columns;
   for (std::int64_t index = facts.scale.first; index <= facts.scale.last; ++index) {
     const ClusterCell* const cell = facts.clusters.Find(index);
-    if (cell == nullptr || cell->clusters == 0) continue;
-    json.BeginObject().Key("column").Number(index - facts.scale.first);
-    json.Key("clusters").Number(static_cast<std::uint64_t>(cell->clusters));
-    json.Key("lowest").Number(cell->lowest).Key("highest").Number(cell->highest).End();
+    if (cell != nullptr && cell->clusters > 0) columns.push_back({index - facts.scale.first, cell});
   }
-  json.End().End();
+  object.Value("count", facts.clusterCount);
+  object.Objects("columns", columns, [](JsonObject& below, const ClusterColumn& column) {
+    below.Value("column", column.column);
+    below.Value("clusters", column.cell->clusters);
+    below.Value("lowest", column.cell->lowest);
+    below.Value("highest", column.cell->highest);
+  });
 }
 
-void AppendIndex(JsonWriter& json, const ReportFacts& facts) {
-  json.Key("index");
-  if (!facts.hasIndex) {
-    json.Null();
-    return;
-  }
-  json.BeginObject().Key("right").Number(facts.indexRight).Key("wrong").Number(facts.indexWrong);
-  json.Key("wrong_entries").BeginArray();
-  for (const WrongIndexEntry& entry : facts.wrongEntries) {
-    json.BeginObject().Key("time").Number(entry.time).Key("position").Number(entry.position);
-    json.Key("track").Number(entry.track).Key("what").Text(entry.isPlaceWrong ? "place" : "time").End();
-  }
-  json.End().Key("columns").BeginObject();
-  AppendColumns(json, "right", facts, facts.index, [](const IndexCell& cell) { return cell.right; });
-  AppendColumns(json, "wrong", facts, facts.index, [](const IndexCell& cell) { return cell.wrong; });
-  json.End().End();
+void AppendWrongEntry(JsonObject& object, const WrongIndexEntry& entry) {
+  object.Value("time", entry.time);
+  object.Value("position", entry.position);
+  object.Value("track", entry.track);
+  object.Text("what", entry.isPlaceWrong ? "place" : "time");
 }
 
-void AppendLists(JsonWriter& json, const ReportFacts& facts) {
-  json.Key("chapter_count").Number(facts.chapterCount).Key("chapters").BeginArray();
-  for (const ReportChapter& chapter : facts.chapters) {
-    json.BeginObject().Key("start").Number(chapter.start).Key("name").Text(chapter.name).End();
-  }
-  json.End().Key("attachment_count").Number(facts.attachmentCount).Key("attachments").BeginArray();
-  for (const ReportAttachment& attached : facts.attachments) {
-    json.BeginObject().Key("name").Text(attached.name).Key("type").Text(attached.type);
-    json.Key("size").Number(attached.size).Key("position").Number(attached.position).End();
-  }
-  json.End().Key("findings").BeginArray();
-  for (const Finding& finding : facts.findings) {
-    json.BeginObject().Key("id").Text(finding.Id()).Key("severity").Text(SeverityName(finding.severity));
-    json.Key("position").NumberOrNull(finding.position).Key("track").NumberOrNull(finding.track).Key("time");
-    json.NumberOrNull(finding.position ? facts.TimeOfByte(*finding.position) : std::optional<std::int64_t>());
-    json.Key("text").Text(finding.text).Key("advice").Text(finding.Advice()).End();
-  }
-  json.End();
+void AppendIndex(JsonObject& object, const ReportFacts& facts) {
+  object.Value("right", facts.indexRight);
+  object.Value("wrong", facts.indexWrong);
+  object.Objects("wrong_entries", facts.wrongEntries, AppendWrongEntry);
+  object.Object("columns", [&](JsonObject& columns) {
+    AppendColumns(columns, "right", facts, facts.index, &IndexCell::right);
+    AppendColumns(columns, "wrong", facts, facts.index, &IndexCell::wrong);
+  });
+}
+
+void AppendReportChapter(JsonObject& object, const ReportChapter& chapter) {
+  object.Value("start", chapter.start);
+  object.Text("name", chapter.name);
+}
+
+void AppendReportAttachment(JsonObject& object, const ReportAttachment& attached) {
+  object.Text("name", attached.name);
+  object.Text("type", attached.type);
+  object.Value("size", attached.size);
+  object.Value("position", attached.position);
+}
+
+// As `check` has it, with the time of its place.
+void AppendPlacedFinding(JsonObject& object, const ReportFacts& facts, const Finding& finding) {
+  AppendFinding(object, finding);
+  object.Optional("time", finding.position ? facts.TimeOfByte(*finding.position) : std::nullopt);
+}
+
+void AppendLists(JsonObject& object, const ReportFacts& facts) {
+  object.Value("chapter_count", facts.chapterCount);
+  object.Objects("chapters", facts.chapters, AppendReportChapter);
+  object.Value("attachment_count", facts.attachmentCount);
+  object.Objects("attachments", facts.attachments, AppendReportAttachment);
+  object.Objects("findings", facts.findings,
+                 [&](JsonObject& below, const Finding& finding) { AppendPlacedFinding(below, facts, finding); });
+}
+
+void AppendScale(JsonObject& object, const ReportFacts& facts) {
+  object.Value("start", facts.Start());
+  object.Value("column", std::int64_t{1} << facts.scale.shift);
+  object.Value("columns", facts.scale.Count());
 }
 
 }  // namespace
 
 std::string ReportJson(const std::string& file, const ReportFacts& facts) {
-  JsonWriter json;
-  json.BeginObject().Key("schema_version").Number(1).Key("file").Text(file).Key("container").Text(facts.container);
-  json.Key("title").TextOrNull(facts.title).Key("size").Number(facts.size).Key("duration").Number(facts.duration);
-  json.Key("file_duration").Number(facts.fileDuration).Key("announced_end").Number(facts.stop);
-  json.Key("last_start")
-      .Number(facts.lastStart)
-      .Key("last_end")
-      .Number(facts.lastEnd)
-      .Key("scale")
-      .BeginObject()
-      .Key("start")
-      .Number(facts.Start());
-  json.Key("column").Number(std::int64_t{1} << facts.scale.shift);
-  json.Key("columns").Number(static_cast<std::uint64_t>(facts.scale.Count())).End().Key("tracks").BeginArray();
-  for (const ReportTrack& track : facts.tracks) AppendReportTrack(json, facts, track);
-  json.End();
-  AppendClusters(json, facts);
-  AppendIndex(json, facts);
-  AppendLists(json, facts);
-  json.End();
-  return json.Line();
+  Buffer out;
+  JsonObject object(out, JsonObject::kOneLine);
+  object.Value("schema_version", 1);
+  object.Text("file", file);
+  object.Text("container", facts.container);
+  object.TextOrNull("title", facts.title);
+  object.Value("size", facts.size);
+  object.Value("duration", facts.duration);
+  object.Value("file_duration", facts.fileDuration);
+  object.Value("announced_end", facts.stop);
+  object.Value("last_start", facts.lastStart);
+  object.Value("last_end", facts.lastEnd);
+  object.Object("scale", [&](JsonObject& scale) { AppendScale(scale, facts); });
+  object.Objects("tracks", facts.tracks,
+                 [&](JsonObject& below, const ReportTrack& track) { AppendReportTrack(below, out, facts, track); });
+  object.Object("clusters", [&](JsonObject& clusters) { AppendClusters(clusters, facts); });
+  if (facts.hasIndex) {
+    object.Object("index", [&](JsonObject& index) { AppendIndex(index, facts); });
+  } else {
+    object.Null("index");
+  }
+  AppendLists(object, facts);
+  object.Close();
+  return fmt::to_string(out) + "\n";
 }
 
 }  // namespace vantor::tools

@@ -91,7 +91,7 @@ class Page {
       if (time) places.push_back("near " + TimeText(*time));
     }
     Add("<span class=\"quiet\">{}</span></p><p>{}</p><p class=\"quiet\">{}</p></div></li>\n", fmt::join(places, ", "),
-        Html(finding.text), Html(finding.Advice()));
+        Html(finding.text), Html(AdviceText(finding)));
   }
 
   // `placeOf` gives a finding's place in percent of the strip.
