@@ -113,53 +113,66 @@ std::vector<std::string> Unseen(Session& session) {
   return texts;
 }
 
-}  // namespace
-
-int RunPlay(const Options& options, std::FILE* out, std::FILE* messages) {
-  Session session(options, messages);
-  if (const int opened = session.Open(); opened != kExitDone) {
-    return opened;
-  }
-  session.WarnOfDamage();
+// What is set before the graph runs; kExitDone or the status of what was said.
+int Prepare(Session& session, const Options& options, Counters& counters, PlayRange& range) {
   Graph& graph = session.OpenedGraph();
-  const FilterSummary summary = Summarize(graph, session.ConnectResult());
-  Counters counters;
+  range = {0, Summarize(graph, session.ConnectResult()).duration};
   const HRESULT connected = graph.ConnectSinks([&](const GraphPin&) {
     counters.push_back(std::make_shared<PlayCounter>());
     return counters.back();
   });
-  if (FAILED(connected)) {
-    return session.Failed("an output pin refuses to connect", connected);
-  }
+  if (FAILED(connected)) return session.Failed("an output pin refuses to connect", connected);
+  return SeekTo(session, options, "playing", range);
+}
 
-  PlayRange range{0, summary.duration};
-  if (const int sought = SeekTo(session, options, "playing", range); sought != kExitDone) return sought;
+struct PlayRun {
+  HRESULT running = S_OK;
+  bool isCompleted = false;  // false: interrupted
+  double seconds = 0;
+};
 
+PlayRun RunGraph(Graph& graph, const Counters& counters, const PlayRange& range, std::FILE* messages) {
+  PlayRun run;
   ProgressBar bar(messages);
   const InterruptWatch watch;
   const Clock::time_point begin = Clock::now();
-  const HRESULT running = graph.Run();
-  if (FAILED(running)) {
-    return session.Failed("the filter does not run", running);
-  }
-  const bool completed = WaitDrawing(graph, counters, range, bar);
-  const double seconds = std::chrono::duration<double>(Clock::now() - begin).count();
-  if (!completed) {
+  run.running = graph.Run();
+  if (FAILED(run.running)) return run;
+  run.isCompleted = WaitDrawing(graph, counters, range, bar);
+  run.seconds = std::chrono::duration<double>(Clock::now() - begin).count();
+  if (!run.isCompleted) {
     for (const auto& counter : counters) counter->Interrupt();
   }
   graph.Stop();
   bar.Clear();
+  run.isCompleted = run.isCompleted && !InterruptWatch::Interrupted();
+  return run;
+}
 
+// The table and the line below it.
+std::string SummaryText(Graph& graph, const Counters& counters, double seconds, std::size_t width) {
   std::int64_t played = 0;
-  for (const auto& counter : counters) {
-    played = std::max(played, counter->Totals().duration);
-  }
-  if (!Print(out, Table(graph.Pins(), counters, TableWidth(out)) +
-                      SpeedLine(played, graph.Totals().bytes, seconds, LostFrames(graph)))) {
+  for (const auto& counter : counters) played = std::max(played, counter->Totals().duration);
+  return Table(graph.Pins(), counters, width) + SpeedLine(played, graph.Totals().bytes, seconds, LostFrames(graph));
+}
+
+}  // namespace
+
+int RunPlay(const Options& options, std::FILE* out, std::FILE* messages) {
+  Session session(options, messages);
+  if (const int opened = session.Open(); opened != kExitDone) return opened;
+  session.WarnOfDamage();
+  Graph& graph = session.OpenedGraph();
+  Counters counters;
+  PlayRange range;
+  if (const int prepared = Prepare(session, options, counters, range); prepared != kExitDone) return prepared;
+  const PlayRun run = RunGraph(graph, counters, range, messages);
+  if (FAILED(run.running)) return session.Failed("the filter does not run", run.running);
+  if (!Print(out, SummaryText(graph, counters, run.seconds, TableWidth(out)))) {
     session.Say(CannotWrite("the table"));
     return kExitUsage;
   }
-  if (!completed) {
+  if (!run.isCompleted) {
     session.Say("interrupted");
     return kExitInterrupted;
   }

@@ -42,8 +42,8 @@ void Seek(Session& session, const SeekRequest& request, Buffer& out) {
 using Logs = std::vector<std::shared_ptr<SampleLog>>;
 
 // What is set before the graph runs, and its lines; kExitDone or the status of what was said.
-int Prepare(Session& session, const Options& options, const std::shared_ptr<SpillFile>& spill, Logs& logs,
-            Buffer& text) {
+int PrepareListing(Session& session, const Options& options, const std::shared_ptr<SpillFile>& spill, Logs& logs,
+                   Buffer& text) {
   Graph& graph = session.OpenedGraph();
   AppendFilterLine(text, Summarize(graph, session.ConnectResult(), session.Identity().filterName));
   const HRESULT connected = graph.ConnectSinks([&](const GraphPin&) {
@@ -89,6 +89,14 @@ bool PrintDelivered(Graph& graph, const Logs& logs, Buffer& text, std::FILE* out
   return isWritten && Write(text, out);
 }
 
+// Of a file that the filter refuses; the exit status.
+int ListRefused(const Session& session, Graph& graph, Buffer& text, std::FILE* out) {
+  AppendFilterLine(text, Summarize(graph, session.ConnectResult(), session.Identity().filterName));
+  if (Write(text, out)) return kExitRefused;
+  session.Say(CannotWrite("the listing"));
+  return kExitUsage;
+}
+
 }  // namespace
 
 // A listing is whole or is not begun: lines are gathered, and what fails before anything has played leaves them unsaid,
@@ -99,19 +107,11 @@ int RunSamples(const Options& options, std::FILE* out, std::FILE* messages) {
   Graph& graph = session.OpenedGraph();
   Buffer text;
   const int opened = session.Open();
-  if (opened == kExitRefused) {
-    AppendFilterLine(text, Summarize(graph, session.ConnectResult(), session.Identity().filterName));
-    if (!Write(text, out)) {
-      session.Say(CannotWrite("the listing"));
-      return kExitUsage;
-    }
-  }
-  if (opened != kExitDone) {
-    return opened;
-  }
+  if (opened == kExitRefused) return ListRefused(session, graph, text, out);
+  if (opened != kExitDone) return opened;
   const auto spill = std::make_shared<SpillFile>();
   Logs logs;
-  if (const int prepared = Prepare(session, options, spill, logs, text); prepared != kExitDone) {
+  if (const int prepared = PrepareListing(session, options, spill, logs, text); prepared != kExitDone) {
     return prepared;
   }
   if (graph.Pins().empty()) {
