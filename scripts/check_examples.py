@@ -94,6 +94,12 @@ def wrapped(header, text, givens=""):
     return "\n".join(out) + "\n"
 
 
+def folder_of(header):
+    """The nearest folder that has givens; the header's own where none has."""
+    names = [folder.name for folder in header.parents if ROOT in folder.parents]
+    return next((name for name in names if (GIVENS / f"{name}.h").exists()), names[0])
+
+
 def read_givens(folder):
     """What a folder's examples take as given, as (its includes, the rest)."""
     path = GIVENS / f"{folder}.h"
@@ -111,12 +117,12 @@ def unit():
     for top in FOLDERS:
         for path in sorted((ROOT / top).rglob("*.h")):
             header = path.relative_to(ROOT).as_posix()
-            folder_includes, givens = read_givens(path.parent.name)
+            folder_includes, givens = read_givens(folder_of(path))
             body = "" if ONE_SYSTEM.search(header) else wrapped(header, path.read_text(encoding="utf-8"), givens)
             if body:
                 includes += [f'#include "{header.partition("/")[2]}"', *folder_includes]
                 bodies.append(body)
-                folders.add(path.parent.name)
+                folders.add(folder_of(path))
     unused = [path.name for path in GIVENS.glob("*.h") if path.stem not in folders]
     if unused:
         sys.exit(f"scripts/header_examples: {' '.join(unused)}: no examples in that folder")

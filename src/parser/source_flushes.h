@@ -1,7 +1,9 @@
 // The flushes of the upstream reader, counted by whoever flushes it under the reads of others.
 //
+//   SourceFlushes flushes;
 //   const std::uint32_t known = flushes.Changes();
-//   if (reader.SyncRead(...) != S_OK && flushes.LayBetween(known)) ReadAgainLater();
+//   std::uint8_t byte = 0;
+//   const bool isToBeReadAgain = reader->SyncRead(0, 1, &byte) != S_OK && flushes.LayBetween(known);
 #pragma once
 
 #include <atomic>

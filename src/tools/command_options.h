@@ -1,6 +1,6 @@
 // The commands and their options, as they are declared to the parser of the command line.
 //
-//   CLI::App app(about, "vantor-mkv");
+//   CLI::App app("Shows what is in a file", "vantor-mkv");
 //   Options options;
 //   DeclareCommands(app, options);
 //   app.parse(argc, argv);   // raises CLI::ParseError with the whole sentence

@@ -96,7 +96,7 @@ std::string ChaptersText(const Editions& editions, std::size_t width) {
   for (std::size_t i = 0; i < editions.size(); ++i) {
     const Edition& edition = editions[i];
     const bool isSpecial = !edition.names.empty() || edition.ordered.value != 0 || edition.hidden.value != 0;
-    if (editions.size() > 1 || isSpecial) text += (i > 0 ? "\n" : "") + EditionLine(edition, i + 1);
+    if (editions.size() > 1 || isSpecial) text += fmt::format("{}{}", i > 0 ? "\n" : "", EditionLine(edition, i + 1));
     if (edition.chapters.empty()) continue;
     TextTable table({{"Start", Align::kRight}, {"End", Align::kRight}, {"Language"}, {"Flags"}, {"Chapter"}});
     AddChapters(table, edition.chapters, 0);

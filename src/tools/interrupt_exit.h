@@ -4,7 +4,7 @@
 //   int main() {
 //     const InterruptExit onInterrupt;
 //     ...
-//     { const InterruptHold whole; std::fwrite(answer); }
+//     { const InterruptHold whole; std::fputs("an answer\n", stdout); }
 //   }
 //
 // A second interrupt does what it always does, and so does the first where the program was started to ignore it. What a

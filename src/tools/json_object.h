@@ -3,7 +3,9 @@
 //   JsonObject object(buffer, 0);                 // JsonObject::kOneLine: {"id":1}
 //   object.Value("schema_version", 1);
 //   object.Text("file", name);
-//   object.Objects("findings", findings, [&](JsonObject& below, const Finding& finding) { below.Text("id", ...); });
+//   object.Objects("findings", findings, [](JsonObject& below, const Finding& finding) {
+//     below.Text("id", finding.Id());
+//   });
 //   object.Object("scale", [&](JsonObject& scale) { scale.Value("start", 0); });
 //   object.Close();
 #pragma once

@@ -83,8 +83,8 @@ int Start(const std::vector<std::string>& arguments, const Fault& fault, const t
   EXPECT_EQ(pipe2(pipe, O_CLOEXEC), 0);
   posix_spawn_file_actions_adddup2(&actions, pipe[1], STDERR_FILENO);
   const std::vector<std::string> settings = Environment(fault, (folder / "counts").string());
-  // Whoever runs the tests may be ignoring interrupts, as what a shell runs in the background does; the limit's signal is
-  // ignored here.
+  // Whoever runs the tests may be ignoring interrupts, as what a shell runs in the background does; the limit's signal
+  // is ignored here.
   posix_spawnattr_t attributes;
   posix_spawnattr_init(&attributes);
   sigset_t signals;
