@@ -330,7 +330,7 @@ TEST(Play, WarnsOfEndsUnlessTheEndWasAskedFor) {
     arguments.insert(arguments.end(), options.begin(), options.end());
     return RunTool(folder, arguments).messages;
   };
-  constexpr const char* kLostText = "warning: track 1: playing ends at 0:00:00.300";
+  constexpr const char* kLostText = "warning: track 1: byte 309: playing ends at 0:00:00.300";
   constexpr const char* kLateText = "warning: the announced end 0:00:00.420 lies before the last block's";
   EXPECT_EQ(play(480, {}), "");
   EXPECT_THAT(play(300, {}), HasSubstr(kLostText));
