@@ -29,6 +29,8 @@ class NewFile {
   static bool IsStreamName(const std::string& path);
   // Of these, the program's standard output.
   static bool IsStandardOutputName(const std::string& path);
+  // Whether the stream is one that the program has open, and leads to that file. Opens neither.
+  static bool IsOpenStreamOf(const std::string& file, const std::string& stream);
 
   // One of the two, once.
   bool Open(const std::string& path);

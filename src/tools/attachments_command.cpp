@@ -2,7 +2,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -56,7 +55,7 @@ class AttachmentWriter {
  private:
   std::string Write(const MkvAttachedFile& attached, std::size_t number) {
     const std::string name =
-        UniqueName(SafeName(WideToUtf8(attached.FileName), "attachment " + std::to_string(number)), taken_);
+        names_.Take(SafeName(WideToUtf8(attached.FileName), "attachment " + std::to_string(number)));
     const auto length = static_cast<std::uint64_t>(session_.Bytes()->Length());
     if (attached.dataPosition > length || attached.dataSize > length - attached.dataPosition) {
       Fail(kExitRefused, "attachment " + std::to_string(number) + " is cut off at the end of the file; not written");
@@ -75,7 +74,8 @@ class AttachmentWriter {
     }
     OutputFile file;
     const Overwrite overwrite = options_.attachments.force ? Overwrite::kYes : Overwrite::kNo;
-    if (file.Open(path, overwrite) && CopyAttachment(*session_.Bytes(), attached, file)) return path;
+    if (file.Open(path, overwrite, OutputFile::Name::kMade) && CopyAttachment(*session_.Bytes(), attached, file))
+      return path;
     Fail(kExitUsage, file.Trouble());
     return {};
   }
@@ -88,7 +88,7 @@ class AttachmentWriter {
 
   const Options& options_;
   Session& session_;
-  std::set<std::string> taken_;
+  UniqueNames names_;
   std::uint64_t claimed_ = 0;  // bytes of those before; each is within the file, so that the sum does not overflow
   std::vector<std::string> paths_;
   int status_ = kExitDone;

@@ -12,6 +12,7 @@
 #include "tools/check/header_findings.h"
 #include "tools/forms/raw_writer.h"
 #include "tools/opened_file.h"
+#include "tools/output_file.h"
 #include "tools/safe_name.h"
 #include "tools/track_labels.h"
 #include "tools/track_pins.h"
@@ -160,7 +161,11 @@ std::string ChoosePins(Session& session, const Options& options, PinChoice& choi
             ? PathIn(request.folder, NameOf(stem, fmt::format(".{}{}.{}", number, parts, added.form->extension)))
             : request.output;
     added.companionPath = CompanionOf(added.path, *added.form);
-    if (!added.companionPath.empty() && (added.path == "-" || added.companionPath == added.path)) {
+    if (added.form->changesItsHead && IsStream(added.path)) {
+      return fmt::format("{} begins with what is known at its end only, and cannot go into a pipe or a device",
+                         added.form->name);
+    }
+    if (!added.companionPath.empty() && (IsStream(added.path) || added.companionPath == added.path)) {
       return fmt::format("{} has a second file, .{}, which {} leaves no name for", added.form->name,
                          added.form->companion, added.path);
     }

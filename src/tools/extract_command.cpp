@@ -62,8 +62,9 @@ std::string Begin(const Options& options, ChosenPin chosen, Extractions& extract
     if (IsSameFile(options.file, path)) return path + ": is the file that is read";
   }
   const Overwrite overwrite = options.extract.force ? Overwrite::kYes : Overwrite::kNo;
-  if (!added.file.Open(added.chosen.path, overwrite)) return added.file.Trouble();
-  if (added.HasCompanion() && !added.companion.Open(added.chosen.companionPath, overwrite)) {
+  const auto name = options.extract.output.empty() ? OutputFile::Name::kMade : OutputFile::Name::kGiven;
+  if (!added.file.Open(added.chosen.path, overwrite, name)) return added.file.Trouble();
+  if (added.HasCompanion() && !added.companion.Open(added.chosen.companionPath, overwrite, OutputFile::Name::kMade)) {
     return added.companion.Trouble();
   }
   added.sink = std::make_shared<ExtractSink>(

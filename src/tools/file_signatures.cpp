@@ -65,10 +65,14 @@ bool IsTransportStream(std::span<const std::uint8_t> bytes, std::size_t packetSi
   return true;
 }
 
-// The frame of a stream of sound begins with eleven bits that are set, and a layer; the layer 0 is AAC's.
+// The frame of a stream of sound begins with eleven bits that are set, a version and a layer; the layer 0 is AAC's. The
+// layer whose bits are both set is hardly met, but so begin bytes that are all ones, and text of 16 bits.
 const char* SoundStreamName(std::span<const std::uint8_t> bytes) {
   if (bytes.size() < 2 || bytes[0] != 0xFF || (bytes[1] & 0xE0) != 0xE0) return nullptr;
-  if ((bytes[1] & 0x06) != 0) return "a stream of MPEG audio (MP3) without a container";
+  const int layer = bytes[1] >> 1 & 3;
+  constexpr int kLayer1 = 3;
+  if (layer == kLayer1 || (bytes[1] & 0x18) == 0x08) return nullptr;
+  if (layer != 0) return "a stream of MPEG audio (MP3) without a container";
   return (bytes[1] & 0xF0) == 0xF0 ? "a stream of AAC without a container" : nullptr;
 }
 

@@ -17,6 +17,8 @@ extern "C" void OnInterrupt(int) {
 InterruptWatch::InterruptWatch() {
   interrupted = 0;
   previous_ = std::signal(SIGINT, OnInterrupt);
+  // What a shell's script runs in the background is started to ignore interrupts.
+  if (previous_ == SIG_IGN) std::signal(SIGINT, SIG_IGN);
 }
 
 InterruptWatch::~InterruptWatch() { std::signal(SIGINT, previous_ == SIG_ERR ? SIG_DFL : previous_); }

@@ -14,17 +14,20 @@ constexpr std::size_t kBufferSize = std::size_t{1} << 18;
 
 }  // namespace
 
-bool OutputFile::Open(const std::string& path, Overwrite overwrite) {
+bool OutputFile::Open(const std::string& path, Overwrite overwrite, Name name) {
   path_ = path;
   overwrite_ = overwrite;
   const bool isStandardOutput = path == "-";
-  const bool isStream = isStandardOutput || platform::NewFile::IsStreamName(path);
+  const bool isStream = IsStream(path);
   std::error_code error;
   const std::filesystem::file_status there =
       isStream ? std::filesystem::file_status() : std::filesystem::status(platform::ToPath(path), error);
+  const bool isLink = !isStream && std::filesystem::is_symlink(platform::ToPath(path), error);
   if (std::filesystem::is_directory(there)) {
     Fail("is a folder");
-  } else if (std::filesystem::is_regular_file(there) && overwrite == Overwrite::kNo) {
+  } else if (isStream && name == Name::kMade) {
+    Fail("is a device or a pipe");
+  } else if ((std::filesystem::is_regular_file(there) || isLink) && overwrite == Overwrite::kNo) {
     Fail("exists already; --force overwrites it");
   } else if (!(isStandardOutput ? file_.OpenStandardOutput() : file_.Open(path))) {
     FailBySystem();
@@ -94,9 +97,11 @@ OutputFile* PlaceAll(const std::vector<OutputFile*>& files) {
 
 bool IsStandardOutput(const std::string& path) { return path == "-" || platform::NewFile::IsStandardOutputName(path); }
 
+bool IsStream(const std::string& path) { return path == "-" || platform::NewFile::IsStreamName(path); }
+
 bool IsSameFile(const std::string& one, const std::string& other) {
-  // To look at a pipe is to open it, which its reader would take for the writer.
-  if (platform::NewFile::IsStreamName(other)) return false;
+  // To look at a pipe by its name is to open it, which its reader would take for the writer.
+  if (IsStream(other)) return platform::NewFile::IsOpenStreamOf(one, other == "-" ? "/dev/stdout" : other);
   std::error_code error;
   return std::filesystem::equivalent(platform::ToPath(one), platform::ToPath(other), error) && !error;
 }

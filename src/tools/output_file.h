@@ -31,8 +31,10 @@ enum class Overwrite { kNo, kYes };
 
 class OutputFile final : public OutputBytes {
  public:
+  // The user's own name may be that of a device or a pipe; one that was made up may not.
+  enum class Name { kGiven, kMade };
   // False, and nothing done, when there is such a file already and it is not to be overwritten, or none can be made.
-  bool Open(const std::string& path, Overwrite overwrite);
+  bool Open(const std::string& path, Overwrite overwrite, Name name = Name::kGiven);
 
   void Append(std::span<const std::uint8_t> bytes) override;
   // A stream takes nothing back: that is a failure, too.
@@ -70,6 +72,8 @@ OutputFile* PlaceAll(const std::vector<OutputFile*>& files);
 
 // "-", and what the system calls it.
 bool IsStandardOutput(const std::string& path);
+// That, and every other device or pipe, whether it is open or has a name.
+bool IsStream(const std::string& path);
 
 // Whether both paths lead to one file that is there: what is read is never written.
 bool IsSameFile(const std::string& one, const std::string& other);

@@ -14,14 +14,18 @@ OutputFolder::~OutputFolder() {
 }
 
 bool OutputFolder::Make(const std::string& path) {
-  std::filesystem::path missing = platform::ToPath(path);
   std::error_code error;
-  while (!missing.empty() && missing.has_relative_path() && !std::filesystem::exists(missing, error)) {
-    made_.push_back(missing);
-    missing = missing.parent_path();
+  std::vector<std::filesystem::path> missing;
+  for (std::filesystem::path folder = platform::ToPath(path);
+       !folder.empty() && folder.has_relative_path() && !std::filesystem::is_directory(folder, error);
+       folder = folder.parent_path()) {
+    missing.push_back(folder);
   }
-  if (made_.empty()) return true;
-  std::filesystem::create_directories(platform::ToPath(path), error);
+  error.clear();
+  // What has such a name without being a folder, a link that leads nowhere above all, is somebody else's.
+  for (auto folder = missing.rbegin(); folder != missing.rend() && !error; ++folder) {
+    if (std::filesystem::create_directory(*folder, error)) made_.insert(made_.begin(), *folder);
+  }
   if (error) trouble_ = path + ": cannot make the folder: " + error.message();
   return !error;
 }

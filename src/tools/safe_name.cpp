@@ -1,5 +1,7 @@
 #include "tools/safe_name.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <array>
 #include <cstddef>
@@ -93,13 +95,17 @@ std::string SafeName(std::string_view name, std::string_view otherwise) {
 
 std::string SafePart(std::string_view text) { return Trimmed(Cut(Trimmed(Letters(text)), kLongestPart)); }
 
-std::string UniqueName(const std::string& name, std::set<std::string>& taken) {
-  std::string unique = name;
+std::string UniqueNames::Take(const std::string& name) {
   const auto folded = [](const std::string& text) { return WideToUtf8(platform::WithoutCase(Utf8ToWide(text))); };
-  for (int number = 2; !taken.insert(folded(unique)).second; ++number) {
-    const std::size_t extension = ExtensionAt(name);
-    unique = name.substr(0, extension) + " (" + std::to_string(number) + ")" + name.substr(extension);
-  }
+  const std::string plain = folded(name);
+  // The number that was given last to the same name, so that thousands of them do not try each other's.
+  const auto [entry, isNew] = taken_.try_emplace(plain, 1);
+  if (isNew) return name;
+  const std::size_t extension = ExtensionAt(name);
+  std::string unique;
+  do {
+    unique = fmt::format("{} ({}){}", name.substr(0, extension), ++entry->second, name.substr(extension));
+  } while (!taken_.try_emplace(folded(unique), 1).second);
   return unique;
 }
 

@@ -7,7 +7,7 @@
 //   SafePart("Commentary: A/B");                     // "Commentary_ A_B"
 #pragma once
 
-#include <set>
+#include <map>
 #include <string>
 #include <string_view>
 
@@ -21,8 +21,14 @@ std::string SafeName(std::string_view name, std::string_view otherwise);
 // bytes, empty when nothing is left.
 std::string SafePart(std::string_view text);
 
-// The name, or the first of "name (2).ttf", "name (3).ttf" that is not among those taken, and takes it. Names that only
-// differ in the case of letters are one, since some file systems have it so.
-std::string UniqueName(const std::string& name, std::set<std::string>& taken);
+class UniqueNames {
+ public:
+  // The name, or the first of "name (2).ttf", "name (3).ttf" that has not been taken, and takes it. Names that only
+  // differ in the case of letters are one, since some file systems have it so.
+  std::string Take(const std::string& name);
+
+ private:
+  std::map<std::string, int> taken_;  // without case, and the last number that was given to it
+};
 
 }  // namespace vantor::tools

@@ -72,26 +72,34 @@ TEST(SafePart, KeepsTheWholeTextWithoutItsSeparators) {
   EXPECT_LE(SafePart(std::string(300, 'a')).size(), 60U);
 }
 
-TEST(UniqueName, NumbersNamesThatDifferInCaseOnlyInEveryScript) {
-  std::set<std::string> taken;
-  EXPECT_EQ(UniqueName("\u00C4.ttf", taken), "\u00C4.ttf");
-  EXPECT_EQ(UniqueName("\u00E4.ttf", taken), "\u00E4 (2).ttf");
-  EXPECT_EQ(UniqueName("\u0416\u0436.ttf", taken), "\u0416\u0436.ttf");
-  EXPECT_EQ(UniqueName("\u0436\u0416.ttf", taken), "\u0436\u0416 (2).ttf");
-  EXPECT_EQ(UniqueName("\u03A3.ttf", taken), "\u03A3.ttf");
-  EXPECT_EQ(UniqueName("\u03C2.ttf", taken), "\u03C2 (2).ttf") << "a final sigma";
-  EXPECT_EQ(UniqueName("\u00D6.ttf", taken), "\u00D6.ttf") << "another letter";
-  EXPECT_EQ(UniqueName("\u6F22.ttf", taken), "\u6F22.ttf");
-  EXPECT_EQ(UniqueName("\U0001F600.ttf", taken), "\U0001F600.ttf") << "of two units";
+TEST(UniqueNames, NumbersNamesThatDifferInCaseOnlyInEveryScript) {
+  UniqueNames names;
+  EXPECT_EQ(names.Take("\u00C4.ttf"), "\u00C4.ttf");
+  EXPECT_EQ(names.Take("\u00E4.ttf"), "\u00E4 (2).ttf");
+  EXPECT_EQ(names.Take("\u0416\u0436.ttf"), "\u0416\u0436.ttf");
+  EXPECT_EQ(names.Take("\u0436\u0416.ttf"), "\u0436\u0416 (2).ttf");
+  EXPECT_EQ(names.Take("\u03A3.ttf"), "\u03A3.ttf");
+  EXPECT_EQ(names.Take("\u03C2.ttf"), "\u03C2 (2).ttf") << "a final sigma";
+  EXPECT_EQ(names.Take("\u00D6.ttf"), "\u00D6.ttf") << "another letter";
+  EXPECT_EQ(names.Take("\u6F22.ttf"), "\u6F22.ttf");
+  EXPECT_EQ(names.Take("\U0001F600.ttf"), "\U0001F600.ttf") << "of two units";
 }
 
-TEST(UniqueName, NumbersWhatIsTaken) {
-  std::set<std::string> taken;
-  EXPECT_EQ(UniqueName("Sans.ttf", taken), "Sans.ttf");
-  EXPECT_EQ(UniqueName("sans.TTF", taken), "sans (2).TTF");
-  EXPECT_EQ(UniqueName("Sans.ttf", taken), "Sans (3).ttf");
-  EXPECT_EQ(UniqueName("Serif", taken), "Serif");
-  EXPECT_EQ(UniqueName("Serif", taken), "Serif (2)");
+TEST(UniqueNames, NumbersWhatIsTaken) {
+  UniqueNames names;
+  EXPECT_EQ(names.Take("Sans.ttf"), "Sans.ttf");
+  EXPECT_EQ(names.Take("sans.TTF"), "sans (2).TTF");
+  EXPECT_EQ(names.Take("Sans.ttf"), "Sans (3).ttf");
+  EXPECT_EQ(names.Take("Serif"), "Serif");
+  EXPECT_EQ(names.Take("Serif"), "Serif (2)");
+  EXPECT_EQ(names.Take("Serif (2)"), "Serif (2) (2)");
+}
+
+TEST(UniqueNames, NumbersManyOfOneNameWithoutTryingAllOfThem) {
+  UniqueNames names;
+  constexpr int kMany = 50000;
+  for (int i = 1; i < kMany; ++i) (void)names.Take("a.ttf");
+  EXPECT_EQ(names.Take("a.ttf"), "a (50000).ttf");
 }
 
 }  // namespace

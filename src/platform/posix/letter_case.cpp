@@ -31,7 +31,7 @@ class UnicodeLetters {
 }  // namespace
 
 WideString WithoutCase(WideStringView text) {
-  const UnicodeLetters letters;
+  static const UnicodeLetters letters;
   WideString folded(text);
   for (WCHAR& unit : folded) unit = letters.Fold(unit);
   return folded;

@@ -94,6 +94,14 @@ bool NewFile::IsStreamName(const std::string& path) { return OpenStreamOf(path) 
 
 bool NewFile::IsStandardOutputName(const std::string& path) { return OpenStreamOf(path) == STDOUT_FILENO; }
 
+bool NewFile::IsOpenStreamOf(const std::string& file, const std::string& stream) {
+  const std::optional<int> number = OpenStreamOf(stream);
+  struct stat wanted = {};
+  struct stat there = {};
+  return number && fstat(*number, &there) == 0 && stat(file.c_str(), &wanted) == 0 && there.st_dev == wanted.st_dev &&
+         there.st_ino == wanted.st_ino;
+}
+
 bool NewFile::Open(const std::string& path) {
   path_ = path;
   if (const std::optional<int> stream = OpenStreamOf(path)) {

@@ -83,6 +83,9 @@ bool NewFile::IsStreamName(const std::string& path) {
 
 bool NewFile::IsStandardOutputName(const std::string&) { return false; }  // it has none
 
+// What is read is shared with no writer.
+bool NewFile::IsOpenStreamOf(const std::string&, const std::string&) { return false; }
+
 bool NewFile::Open(const std::string& path) {
   path_ = path;
   if (IsStreamName(path)) {

@@ -96,9 +96,12 @@ std::optional<TrackForm> IvfFormOf(const AM_MEDIA_TYPE& type) {
   if (isAv1 && fields->codecData.size() > kAv1RecordHeader) {
     settings.sequenceHeader.assign(fields->codecData.begin() + kAv1RecordHeader, fields->codecData.end());
   }
-  return TrackForm{"IVF", "ivf", {}, [settings](OutputBytes& out, OutputBytes*) {
-                     return std::make_unique<IvfWriter>(out, settings);
-                   }};
+  return TrackForm{
+      .name = "IVF",
+      .extension = "ivf",
+      .companion = {},
+      .make = [settings](OutputBytes& out, OutputBytes*) { return std::make_unique<IvfWriter>(out, settings); },
+      .changesItsHead = true};
 }
 
 }  // namespace vantor::tools

@@ -62,6 +62,8 @@ struct TrackForm {
   // Both files outlive the writer. The second is null when the form has none.
   std::function<std::unique_ptr<TrackWriter>(OutputBytes& out, OutputBytes* companion)> make;
   bool asksForEnd = false;  // it can say that sound ends within its last packet, to the sound
+  // Its beginning tells what is known at the end only: it cannot go into a pipe or a device.
+  bool changesItsHead = false;
 };
 
 // The form of a pin's media type, or nothing when it has none here (or its format block does not hold what it takes):

@@ -160,9 +160,12 @@ std::optional<TrackForm> WaveFormOf(const AM_MEDIA_TYPE& type) {
   settings.blockAlign = header.nBlockAlign;
   settings.hasFact = tag != format_tags::kPcm;
   settings.format = FormatChunk(header, fields->codecData);
-  return TrackForm{"WAV", "wav", {}, [settings](OutputBytes& out, OutputBytes*) {
-                     return std::make_unique<WaveWriter>(out, settings);
-                   }};
+  return TrackForm{
+      .name = "WAV",
+      .extension = "wav",
+      .companion = {},
+      .make = [settings](OutputBytes& out, OutputBytes*) { return std::make_unique<WaveWriter>(out, settings); },
+      .changesItsHead = true};
 }
 
 }  // namespace vantor::tools

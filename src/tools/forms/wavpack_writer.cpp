@@ -141,9 +141,11 @@ std::optional<TrackForm> WavPackForm(std::span<const std::uint8_t> version) {
   const auto number = static_cast<std::uint16_t>(LittleEndian(version.first(2)));
   if (number < kFirstVersion || number > kLastVersion) return std::nullopt;
   return TrackForm{
-      .name = "WavPack", .extension = "wv", .companion = {}, .make = [number](OutputBytes& out, OutputBytes*) {
-        return std::make_unique<WavPackWriter>(out, number);
-      }};
+      .name = "WavPack",
+      .extension = "wv",
+      .companion = {},
+      .make = [number](OutputBytes& out, OutputBytes*) { return std::make_unique<WavPackWriter>(out, number); },
+      .changesItsHead = true};
 }
 
 }  // namespace vantor::tools

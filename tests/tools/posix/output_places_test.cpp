@@ -1,0 +1,85 @@
+// Where files must not be written, and what must not be removed.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+#include <string>
+
+#include "tools/extract_run.h"
+#include "tools/file_signatures.h"
+#include "tools/interrupt_watch.h"
+
+namespace vantor::tools {
+namespace {
+
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+class OutputPlaces : public ExtractRun {};
+
+TEST_F(OutputPlaces, ALinkThatLeadsNowhereIsNoFolderAndStays) {
+  std::filesystem::create_symlink("nowhere", folder_ / "link");
+  for (const char* const name : {"link", "link/below"}) {
+    const Checked outcome = RunTool(folder_, {"extract", "--pin", "1", "-d", Path(name), Media("avc_aac.mkv")});
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_THAT(outcome.messages, HasSubstr("cannot make the folder"));
+    EXPECT_TRUE(std::filesystem::is_symlink(folder_ / "link")) << name;
+  }
+}
+
+TEST_F(OutputPlaces, ALinkThatLeadsNowhereIsToldBeforeTheRun) {
+  std::filesystem::create_symlink("nowhere", folder_ / "out.h264");
+  EXPECT_THAT(Run({"--pin", "1", "-o", Path("out.h264"), Media("avc_aac.mkv")}).messages,
+              HasSubstr("exists already; --force overwrites it"));
+}
+
+TEST_F(OutputPlaces, TheSourceIsNotWrittenToThroughAnOpenStream) {
+  std::filesystem::copy_file(Media("avc_aac.mkv"), folder_ / "source.mkv");
+  const int stream = open(Path("source.mkv").c_str(), O_RDWR | O_CLOEXEC);
+  ASSERT_GE(stream, 0);
+  const Checked outcome = Run({"--pin", "1", "-o", "/dev/fd/" + std::to_string(stream), Path("source.mkv")});
+  close(stream);
+  EXPECT_EQ(outcome.status, 2);
+  EXPECT_THAT(outcome.messages, HasSubstr("is the file that is read"));
+  EXPECT_TRUE(Slurp(folder_ / "source.mkv") == Slurp(Media("avc_aac.mkv")));
+}
+
+TEST_F(OutputPlaces, APipeInTheFolderIsNotTakenForAnOutputOfItsName) {
+  ASSERT_EQ(Run({"--pin", "2", Media("avc_aac.mkv")}).status, 0);
+  const std::vector<std::string> made = Parts();
+  ASSERT_EQ(made.size(), 1U);
+  std::filesystem::remove(folder_ / "parts" / made[0]);
+  ASSERT_EQ(mkfifo((folder_ / "parts" / made[0]).c_str(), 0600), 0);
+  const Checked outcome = Run({"--pin", "2", Media("avc_aac.mkv")});
+  EXPECT_EQ(outcome.status, 2);
+  EXPECT_THAT(outcome.messages, HasSubstr("is a device or a pipe"));
+}
+
+TEST_F(OutputPlaces, WhatTellsSizesInFrontDoesNotBeginToGoIntoAPipe) {
+  const Checked outcome = Run({"--pin", "1", "-o", "-", Media("vp9_opus.webm")});
+  EXPECT_EQ(outcome.status, 2);
+  EXPECT_THAT(outcome.messages, HasSubstr("IVF begins with what is known at its end only"));
+  EXPECT_THAT(outcome.out, IsEmpty());
+}
+
+TEST(InterruptWatch, LeavesIgnoredWhatTheProgramWasStartedToIgnore) {
+  const auto before = std::signal(SIGINT, SIG_IGN);
+  {
+    const InterruptWatch watch;
+    std::raise(SIGINT);
+    EXPECT_FALSE(InterruptWatch::Interrupted());
+  }
+  EXPECT_EQ(std::signal(SIGINT, before), SIG_IGN);
+}
+
+TEST(FileSignatures, TextOfSixteenBitsIsNoSound) {
+  const auto nameOf = [](std::vector<std::uint8_t> bytes) { return SignatureName(bytes); };
+  EXPECT_EQ(nameOf({0xFF, 0xFE, 'H', 0, 'i', 0}), nullptr);
+  EXPECT_EQ(nameOf({0xFF, 0xFF, 0xFF, 0xFF}), nullptr);
+  EXPECT_THAT(nameOf({0xFF, 0xFB, 0x90, 0x64}), HasSubstr("MP3"));
+}
+
+}  // namespace
+}  // namespace vantor::tools
