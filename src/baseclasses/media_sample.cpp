@@ -163,7 +163,7 @@ STDMETHODIMP CMediaSample::GetProperties(DWORD cbProperties, BYTE* pbProperties)
   properties.pMediaType = m_pMediaType;
   properties.pbBuffer = m_pBuffer;
   properties.cbBuffer = m_cbBuffer;
-  if (size != 0) std::memcpy(pbProperties, &properties, size);
+  if (pbProperties != nullptr) std::memcpy(pbProperties, &properties, size);
   return S_OK;
 }
 

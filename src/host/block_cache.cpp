@@ -38,7 +38,7 @@ bool BlockCache::Read(std::int64_t position, void* buffer, std::size_t size, Rea
 const BlockCache::Block* BlockCache::Find(Lane& lane, std::int64_t index, std::size_t offset,
                                           ReadFailure& failure) const noexcept {
   const std::int64_t start = index * static_cast<std::int64_t>(kBlockSize);
-  Block* target = nullptr;
+  Block* target = &lane.blocks.front();
   for (Block& block : lane.blocks) {
     if (block.index == index) {
       if (block.size > offset) {
@@ -48,7 +48,7 @@ const BlockCache::Block* BlockCache::Find(Lane& lane, std::int64_t index, std::s
       target = &block;
       break;
     }
-    if (target == nullptr || block.lastUse < target->lastUse) {
+    if (block.lastUse < target->lastUse) {
       target = &block;
     }
   }

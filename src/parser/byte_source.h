@@ -69,7 +69,7 @@ class CMkvFileReader {
     if (readBuffer_) readBuffer_->Renew();
   }
 
-  // Of the filter that reads; a clone's is the root's.
+  // Of the filter that reads; a clone's is the root's, unless it was made with another one.
   const PlaybackPolicy& Policy() const { return policy_; }
 
   // What may still be kept of the file: texts and payloads, and records. A source that is not told has no limit.

@@ -78,7 +78,7 @@ MkvElement MkvElement::At(CMkvFile& file, const MkvElement* parent, std::uint64_
 MkvElement MkvElement::FirstChild() const {
   if (!*this || size.value == 0) return MkvElement();
   MkvElement child = At(*file, this, dataStart);
-  if (!child) (void)(child.Resynchronise() || child.MoveToIndexedCluster(dataStart, kNowhere));  // in vain: empty
+  if (!child) (void)child.Resynchronise();  // in vain, it stays empty
   return child;
 }
 
@@ -135,16 +135,15 @@ void MkvElement::FindFromHere(std::uint32_t wanted, Search search) {
 }
 
 bool MkvElement::MoveNext() {
-  const std::uint64_t from = start;
   const std::uint64_t next = DataEnd();
   const bool isLast = !*this || parent == nullptr || next >= parent->DataEnd();
-  if (*this && IsSegment(parent) && MoveToIndexedCluster(from, isLast ? kNowhere : next)) return true;
+  if (isLast) NoteOverlap();
+  if (*this && MoveToIndexedCluster(start, isLast ? kNowhere : next)) return true;
   if (isLast) {
-    NoteOverlap();
     Clear();
     return false;
   }
-  return ReadHeader(next) || Resynchronise() || MoveToIndexedCluster(from, kNowhere);
+  return ReadHeader(next) || Resynchronise();
 }
 
 // Onto the Cluster that a distrusted index names, where it lies behind the one position and in front of the other, and
@@ -153,6 +152,7 @@ bool MkvElement::MoveToIndexedCluster(std::uint64_t behind, std::uint64_t before
   if (!file->Policy().distrustSeekIndex || !IsSegment(parent)) return false;
   const MkvSegment* const segment = file->GetSegment();
   if (segment == nullptr || segment->indexedCluster <= behind || segment->indexedCluster >= before) return false;
+  if (file->wasLetGo) return false;
   const MkvElement here = *this;
   if (ReadHeader(segment->indexedCluster) && id.value == ids::kCluster) return true;
   *this = here;
@@ -212,7 +212,8 @@ void MkvElement::EndAtNextTopLevel() {
 // After a damaged header at `start`: moves onto the next element that can be told from noise, if there may be any.
 bool MkvElement::Resynchronise() {
   const std::uint64_t damage = start;
-  if (IsSegment(parent) && ScanForTopLevelId() && ReadHeader(file->position - sizeof id.value)) {
+  const bool isFound = IsSegment(parent) && ScanForTopLevelId() && ReadHeader(file->position - sizeof id.value);
+  if (isFound || MoveToIndexedCluster(damage, kNowhere)) {
     file->Tolerate(Tolerated::kDamageSkipped, damage, start - damage);
     return true;
   }

@@ -68,8 +68,8 @@ struct MkvSegment {
   std::vector<MkvCueList> cues;
   std::vector<MkvAttachmentList> attachments;
   MkvChapterList chapters;
-  // Where the first entry of the seek index for a Cluster leads, which need not be to one; 0 where there is none, or
-  // the index is believed anyway.
+  // Where the first entry for a Cluster leads in the first Segment's seek index, which need not be to one; 0 where
+  // there is none, it leads into another Segment, or the index is believed anyway.
   std::uint64_t indexedCluster = 0;
   bool isIndexMade = false;     // the cues are not the file's
   bool isDurationMade = false;  // nor is the duration

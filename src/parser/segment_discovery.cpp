@@ -9,7 +9,8 @@
 //   3. if step 1 met three: Cues (with the Cues that follow them), Chapters and Attachments, where the index says
 //
 // A file with fewer than three has been walked to its end by then and what it has been met, but for Chapters and
-// Attachments, which are read by the index only; it does without them.
+// Attachments, which are read by the index only; it does without them. An index that is distrusted is asked in any
+// case, since damage may have ended the walk.
 //
 // Nothing fails here. Each element is read on its own, and what could be read stands. `allowance` bounds the work: an
 // element may lie within another one, and both may be read.
@@ -65,7 +66,8 @@ class SegmentDiscovery {
     WalkChildren();
     if (!segment_.file->CanSeek()) return;
     FollowSeekHeads();
-    // With fewer, the walk has been over all children, and the index is not asked for more. Unless damage ended it.
+    // With fewer, the walk has been over all children, and the index is not asked for more, unless it is distrusted:
+    // the walk may then have ended at damage.
     if (met_ == kEnough || segment_.file->Policy().distrustSeekIndex) ReadByIndex();
   }
 
@@ -202,13 +204,24 @@ std::uint64_t FirstTarget(const MkvSegment& record, std::uint32_t wanted) {
   return 0;
 }
 
+// Of the first Segment, the one whose Clusters are played: its index, which may name a place behind what its size says,
+// but none in a Segment behind it.
+void NoteIndexedCluster(const MkvElement& segment, bool isFirst, MkvSegment& record) {
+  if (isFirst) {
+    record.indexedCluster = FirstTarget(record, ids::kCluster);
+  } else if (record.indexedCluster >= segment.start) {
+    record.indexedCluster = 0;
+  }
+}
+
 }  // namespace
 
 void DiscoverSegment(const MkvElement& segment, MkvSegment& record) {
+  const bool isFirst = record.dataStart == 0;
   record.dataStart = segment.dataStart;
   record.size = segment.size.value;
   if (record.size != 0) SegmentDiscovery(segment, record).Run();
-  if (segment.file->Policy().distrustSeekIndex) record.indexedCluster = FirstTarget(record, ids::kCluster);
+  if (segment.file->Policy().distrustSeekIndex) NoteIndexedCluster(segment, isFirst, record);
 }
 
 }  // namespace vantor

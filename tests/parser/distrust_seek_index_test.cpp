@@ -246,6 +246,21 @@ TEST(DistrustSeekIndex, AnEntryIntoTheMiddleOfSomethingLeadsNoWalkAstray) {
   for (std::uint64_t offset = 0; offset < 100; ++offset) EXPECT_EQ(times(offset), (Times{1000, 2000})) << offset;
 }
 
+TEST(DistrustSeekIndex, TheIndexOfOneSegmentLeadsIntoNoOther) {
+  const Raw segment =
+      Segment({IndexOf(ids::kCluster, "first"), Info(), OneTrack(), {"first", Cluster(1000, {})}, Cluster(2000, {})});
+  EXPECT_EQ(ClusterTimes(Join({EbmlHeader(), segment, segment})), (Times{1000, 2000}));
+  constexpr std::uint64_t kHeader = 12;  // of the other Segment, whose first child is named
+  const Raw leadsOut =
+      Segment({{"index", [](const Positions& at) { return SeekHead({SeekEntry(ids::kCluster, at["end"] + kHeader)}); }},
+               Info(),
+               OneTrack(),
+               Cluster(1000, {}),
+               {"end", [](const Positions&) { return Raw(); }}});
+  const Raw other = Segment({Cluster(3000, {})}, 8);
+  EXPECT_EQ(ClusterTimes(Join({EbmlHeader(), leadsOut, other})), (Times{1000}));
+}
+
 }  // namespace distrust_seek_index
 }  // namespace
 }  // namespace vantor::test
