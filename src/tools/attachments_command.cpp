@@ -74,8 +74,9 @@ class AttachmentWriter {
     }
     OutputFile file;
     const Overwrite overwrite = options_.attachments.force ? Overwrite::kYes : Overwrite::kNo;
-    if (file.Open(path, overwrite, OutputFile::Name::kMade) && CopyAttachment(*session_.Bytes(), attached, file))
+    if (file.Open(path, overwrite, OutputFile::Name::kMade) && CopyAttachment(*session_.Bytes(), attached, file)) {
       return path;
+    }
     Fail(kExitUsage, file.Trouble());
     return {};
   }

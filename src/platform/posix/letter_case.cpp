@@ -31,9 +31,9 @@ class UnicodeLetters {
 }  // namespace
 
 WideString WithoutCase(WideStringView text) {
-  static const UnicodeLetters letters;
+  static const UnicodeLetters kLetters;
   WideString folded(text);
-  for (WCHAR& unit : folded) unit = letters.Fold(unit);
+  for (WCHAR& unit : folded) unit = kLetters.Fold(unit);
   return folded;
 }
 
