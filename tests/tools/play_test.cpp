@@ -65,7 +65,8 @@ TEST_F(Said, DamagedBlocksAreToldAfterPlaying) {
   plan.second.push_back(SimpleBlock(1, 60, kXiph, {1, 200, 1, 2, 3}));
   const std::vector<std::string> warnings = Warnings({"play"}, plan.File());
   ASSERT_EQ(warnings.size(), 1U);
-  EXPECT_THAT(warnings[0], testing::MatchesRegex("byte [0-9]+: 1 block is damaged and passed over; .*"));
+  EXPECT_THAT(warnings[0], testing::AllOf(testing::StartsWith("byte "),
+                                          testing::HasSubstr(": 1 block is damaged and passed over; ")));
   EXPECT_THAT(warnings[0], EndsWith(kMore));
 }
 
@@ -97,7 +98,8 @@ TEST_F(Said, AFileOfUnknownSizeThatIsCutShortIsToldAfterPlaying) {
   file.resize(file.size() - 3);
   const std::vector<std::string> warnings = Warnings({"play"}, file);
   ASSERT_EQ(warnings.size(), 1U) << "and no damage";
-  EXPECT_THAT(warnings.back(), testing::MatchesRegex("byte [0-9]+: the file is cut short: .*"));
+  EXPECT_THAT(warnings.back(),
+              testing::AllOf(testing::StartsWith("byte "), testing::HasSubstr(": the file is cut short: ")));
   EXPECT_THAT(warnings.back(), EndsWith(kMore));
 }
 
