@@ -25,7 +25,7 @@ from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parents[1]
-BATCH = 12
+BATCH = 40
 # The analyzer follows a path through calls, and gives up, before it has spent most of the time of the whole run.
 SHALLOW = ["-extra-arg=-Xclang", "-extra-arg=-analyzer-config", "-extra-arg=-Xclang", "-extra-arg=mode=shallow"]
 # When the analyzer sees its constructor beside one that destroys it, it takes what a value-initialized base holds for

@@ -14,16 +14,16 @@ namespace {
 // SBR is a layer over LC. Its index makes it LC where only the magnitude counts.
 constexpr int kSbr = -1;
 
-struct Profile {
+struct NamedProfile {
   std::string_view suffix;
   int index;
 };
 
 // The first that occurs in the codec's name wins.
-constexpr Profile kProfiles[] = {{"/MAIN", 0}, {"/SBR", kSbr}, {"/LC", 1}, {"/SSR", 2}, {"/LTP", 3}};
+constexpr NamedProfile kNamedProfiles[] = {{"/MAIN", 0}, {"/SBR", kSbr}, {"/LC", 1}, {"/SSR", 2}, {"/LTP", 3}};
 
-const Profile* FindProfile(std::string_view codecId) {
-  for (const Profile& profile : kProfiles) {
+const NamedProfile* FindProfile(std::string_view codecId) {
+  for (const NamedProfile& profile : kNamedProfiles) {
     if (codecId.find(profile.suffix) != std::string_view::npos) return &profile;
   }
   return nullptr;
@@ -41,7 +41,7 @@ unsigned FrequencyIndex(std::uint32_t samplesPerSecond) {
 
 HRESULT BuildAacProfile(const AudioCodec& codec, const MkvTrackEntry& track, const Bytes&, TrackMediaType& result) {
   constexpr std::size_t kConfigRoom = 5;  // whatever the profile; cbSize says how much of it counts
-  const Profile* profile = FindProfile(CodecIdText(track.CodecID));
+  const NamedProfile* profile = FindProfile(CodecIdText(track.CodecID));
   if (profile == nullptr) return SkipTrack(NoPinReason::kCodec, result);
 
   WAVEFORMATEX header = UncorrectedWaveFormat(track, codec.formatTag);

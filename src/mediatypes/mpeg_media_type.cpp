@@ -31,8 +31,8 @@ void FillCommon(const MpegSequenceHeader& sequence, Header& header) {
 }
 
 HRESULT StoreMpeg1(const MpegSequenceHeader& sequence, const Bytes& bytes, TrackMediaType& result) {
-  constexpr std::size_t kFixedPart = offsetof(MPEG1VIDEOINFO, bSequenceHeader);
-  const HRESULT made = MakeFormatBlock(result.mediaType, FORMAT_MPEGVideo, kFixedPart + std::uint64_t{bytes.size()});
+  constexpr std::size_t kHeaderSize = offsetof(MPEG1VIDEOINFO, bSequenceHeader);
+  const HRESULT made = MakeFormatBlock(result.mediaType, FORMAT_MPEGVideo, kHeaderSize + std::uint64_t{bytes.size()});
   if (FAILED(made)) return made;
   MPEG1VIDEOINFO header{};
   FillCommon(sequence, header.hdr);
@@ -40,8 +40,8 @@ HRESULT StoreMpeg1(const MpegSequenceHeader& sequence, const Bytes& bytes, Track
   header.hdr.bmiHeader.biXPelsPerMeter = static_cast<LONG>(sequence.aspectY * sequence.width);
   header.hdr.bmiHeader.biYPelsPerMeter = static_cast<LONG>(sequence.aspectX * sequence.height);
   header.cbSequenceHeader = static_cast<DWORD>(bytes.size());
-  StoreHeader(result.mediaType, header, kFixedPart);
-  StoreBytes(result.mediaType, kFixedPart, bytes);
+  StoreHeader(result.mediaType, header, kHeaderSize);
+  StoreBytes(result.mediaType, kHeaderSize, bytes);
   result.mediaType.SetSubtype(&MEDIASUBTYPE_MPEG1Payload);
   result.codecLabel = OLESTR("MPEG1");
   result.bufferSize = PictureBytes(sequence.width, sequence.height);

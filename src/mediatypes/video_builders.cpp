@@ -68,13 +68,14 @@ HRESULT StoreVideoInfo2(const MkvTrackEntry& track, const BITMAPINFOHEADER& bitm
 
 HRESULT StoreMpeg2VideoInfo(const MPEG2VIDEOINFO& header, const Bytes& sequenceHeader, std::uint64_t spare,
                             TrackMediaType& result) {
-  constexpr std::size_t kFixedPart = offsetof(MPEG2VIDEOINFO, dwSequenceHeader);
-  const HRESULT made = MakeFormatBlock(result.mediaType, FORMAT_MPEG2Video, kFixedPart + sequenceHeader.size() + spare);
+  constexpr std::size_t kHeaderSize = offsetof(MPEG2VIDEOINFO, dwSequenceHeader);
+  const HRESULT made =
+      MakeFormatBlock(result.mediaType, FORMAT_MPEG2Video, kHeaderSize + sequenceHeader.size() + spare);
   if (FAILED(made)) return made;
   MPEG2VIDEOINFO stored = header;
   stored.cbSequenceHeader = static_cast<DWORD>(sequenceHeader.size());
-  StoreHeader(result.mediaType, stored, kFixedPart);
-  StoreBytes(result.mediaType, kFixedPart, sequenceHeader);
+  StoreHeader(result.mediaType, stored, kHeaderSize);
+  StoreBytes(result.mediaType, kHeaderSize, sequenceHeader);
   result.bufferSize = PictureBytes(header.hdr.bmiHeader);
   return S_OK;
 }

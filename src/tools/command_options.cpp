@@ -9,6 +9,8 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "tools/time_text.h"
@@ -16,12 +18,16 @@
 namespace vantor::tools {
 namespace {
 
+// Read as the widest of its kind, then narrowed.
 template <typename Number>
 std::optional<Number> ParseNumber(std::string_view text) {
-  Number value = 0;
+  std::conditional_t<std::is_integral_v<Number>, std::int64_t, Number> value = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
   if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
-  return value;
+  if constexpr (std::is_integral_v<Number>) {
+    if (!std::in_range<Number>(value)) return std::nullopt;
+  }
+  return static_cast<Number>(value);
 }
 
 std::optional<double> ParseRate(const std::string& text) {

@@ -11,7 +11,7 @@ namespace {
 constexpr unsigned kTimed = 1U << 2;
 constexpr unsigned kSync = 1U << 3;
 constexpr unsigned kDiscontinuity = 1U << 4;
-constexpr unsigned kPreroll = 1U << 5;
+constexpr unsigned kPrerollSample = 1U << 5;
 constexpr unsigned kHasChecksum = 1U << 6;  // an empty payload has 0
 constexpr unsigned kHasRate = 1U << 7;
 
@@ -70,7 +70,7 @@ std::uint8_t* RecordPacker::Pack(const LogRecord& record, std::uint8_t* to) {
   const bool hasTimes = record.timed || record.kind == LogKind::kSegment;
   *to++ = static_cast<std::uint8_t>(static_cast<unsigned>(record.kind) | (record.timed ? kTimed : 0) |
                                     (record.sync ? kSync : 0) | (record.discontinuity ? kDiscontinuity : 0) |
-                                    (record.preroll ? kPreroll : 0) | (record.crc32 != 0 ? kHasChecksum : 0) |
+                                    (record.preroll ? kPrerollSample : 0) | (record.crc32 != 0 ? kHasChecksum : 0) |
                                     (record.rate != 0 ? kHasRate : 0));
   if (hasTimes) {
     to = PutSigned(WrappingSubtract(record.start, history_.stop), to);
@@ -97,7 +97,7 @@ const std::uint8_t* RecordUnpacker::Unpack(const std::uint8_t* from, LogRecord& 
   record.timed = (flags & kTimed) != 0;
   record.sync = (flags & kSync) != 0;
   record.discontinuity = (flags & kDiscontinuity) != 0;
-  record.preroll = (flags & kPreroll) != 0;
+  record.preroll = (flags & kPrerollSample) != 0;
   if (record.timed || record.kind == LogKind::kSegment) {
     std::int64_t difference = 0;
     from = GetSigned(from, difference);
