@@ -7,8 +7,9 @@
 //
 // A device or a pipe of that name is written to as it is, and so is standard output: what is written there stays, and
 // only the end can be written to. Of several files that belong together all are completed before the first is placed,
-// since a full disk may be told by no earlier call. Names are UTF-8 on Windows, the system's own bytes elsewhere. Not
-// for several threads at once. After a failure LastSystemError tells why.
+// since a full disk may be told by no earlier call; those that are complete are closed, so that there may be any
+// number. Names are UTF-8 on Windows, the system's own bytes elsewhere. Not for several threads at once. After a
+// failure LastSystemError tells why.
 #pragma once
 
 #include <cstddef>
@@ -19,16 +20,19 @@ namespace vantor::platform {
 
 class NewFile {
  public:
+  enum class NameKind {
+    kFile,            // one that is there, or none
+    kStandardOutput,  // the program's (/dev/stdout)
+    kStream,          // a device, a pipe, or another stream that the program has open
+  };
+
   NewFile() noexcept = default;
   ~NewFile();
   NewFile(const NewFile&) = delete;
   NewFile& operator=(const NewFile&) = delete;
 
-  // Whether the name is that of a device, of a pipe, or of a stream that the program has open (/dev/stdout): of
-  // something that is there, has no end, and is not replaced by a file.
-  static bool IsStreamName(const std::string& path);
-  // Of these, the program's standard output.
-  static bool IsStandardOutputName(const std::string& path);
+  // What the last two kinds name is there, has no end, and is not replaced by a file.
+  static NameKind KindOfName(const std::string& path);
   // Whether the stream is one that the program has open, and leads to that file. Opens neither.
   static bool IsOpenStreamOf(const std::string& file, const std::string& stream);
 
@@ -41,7 +45,7 @@ class NewFile {
   // All of the bytes or false. Where it is a stream, the position has to be its end.
   bool WriteAt(std::int64_t position, const void* bytes, std::size_t size) noexcept;
   // Behind the last byte: false when the system has not taken them all after all.
-  bool Complete() noexcept;
+  bool Complete();
   // Gives a completed file its name. False when something has that name already and is not to be replaced.
   bool Place(bool replace);
   // Takes the placed file away again, unless it has replaced another. What a stream has got stays.

@@ -20,6 +20,27 @@
 namespace vantor::tools {
 namespace {
 
+// The text's first bytes, whole characters only.
+std::string Beginning(std::string text, std::size_t size) {
+  if (text.size() <= size) return text;
+  while (size > 0 && (static_cast<unsigned char>(text[size]) & 0xC0) == 0x80) --size;
+  text.resize(size);
+  return text;
+}
+
+// "1 (AVC video 1), 2 (AAC audio 1) and 12 more": what fits a line, since a file may have a hundred.
+std::string ShortList(const std::vector<std::string>& items) {
+  constexpr std::size_t kLongest = 100;
+  std::string list;
+  for (std::size_t i = 0; i < items.size(); ++i) {
+    if (i > 0 && list.size() + items[i].size() > kLongest) return list + fmt::format(" and {} more", items.size() - i);
+    list += (i > 0 ? ", " : "") + items[i];
+  }
+  return list;
+}
+
+constexpr std::size_t kLongestWord = 40;
+
 // What the file says of its tracks, where it can be read apart from the component.
 class TracksOfFile {
  public:
@@ -43,6 +64,16 @@ class TracksOfFile {
       if (track.pin == 0) AppendTrackFinding(track, std::nullopt, pinless);
     }
     return pinless;
+  }
+  // "; the file has tracks 1 (pin 1, V_MPEG4/ISO/AVC), 2 (no pin, A_REAL/COOK)": nothing where they are not known.
+  std::string List() const {
+    std::vector<std::string> items;
+    for (const TrackPin& track : tracks_.tracks) {
+      items.push_back(fmt::format("{} ({}, {})", track.entry->TrackNumber.value,
+                                  track.pin == 0 ? "no pin" : fmt::format("pin {}", track.pin),
+                                  Beginning(CodecText(*track.entry), kLongestWord)));
+    }
+    return items.empty() ? "" : "; the file has tracks " + ShortList(items);
   }
   // ".ger.Commentary": language and name, as far as the file tells them, for a file's name.
   std::string NameParts(const TrackPin& track) const {
@@ -68,11 +99,19 @@ class TracksOfFile {
 };
 
 std::string ListOf(const std::vector<GraphPin>& pins) {
-  std::string list;
+  std::vector<std::string> items;
   for (const GraphPin& pin : pins) {
-    list += fmt::format("{}{} ({})", list.empty() ? "" : ", ", pin.number, WideToUtf8(pin.name));
+    items.push_back(fmt::format("{} ({})", pin.number, Beginning(WideToUtf8(pin.name), kLongestWord)));
   }
-  return list;
+  return ShortList(items);
+}
+
+// What is said of a track that has no pin: why, and what there is besides.
+std::string NoPinText(const TrackPin& track, const TracksOfFile& tracks) {
+  Findings why;
+  AppendTrackFinding(track, std::nullopt, why);
+  return fmt::format("track {}: {}{}", track.entry->TrackNumber.value, why.empty() ? "no pin" : why.front().text,
+                     tracks.List());
 }
 
 // The numbers of the pins that are asked for; otherwise what is wrong.
@@ -80,14 +119,14 @@ std::string FindPins(const ExtractRequest& request, const std::vector<GraphPin>&
                      std::vector<int>& numbers) {
   for (const int number : request.pins) {
     if (number < 1 || static_cast<std::size_t>(number) > pins.size()) {
-      return fmt::format("there is no pin {}; there are {}", number, ListOf(pins));
+      return fmt::format("there is no pin {}; the file has pins {}", number, ListOf(pins));
     }
     numbers.push_back(number);
   }
   for (const std::uint64_t number : request.tracks) {
     const TrackPin* const track = tracks.ByNumber(number);
-    if (track == nullptr) return fmt::format("there is no track {}", number);
-    if (track->pin == 0) return fmt::format("track {} has no pin; vantor-mkv check says why", number);
+    if (track == nullptr) return fmt::format("there is no track {}{}", number, tracks.List());
+    if (track->pin == 0) return NoPinText(*track, tracks);
     numbers.push_back(track->pin);
   }
   if (request.all || (numbers.empty() && pins.size() == 1)) {
@@ -124,12 +163,9 @@ void ChooseForm(ChosenPin& chosen, const TrackPin* track, bool isRawAllowed) {
 }
 
 // Of a long name the source's part is shortened: what tells the pins apart stays.
-std::string NameOf(std::string stem, const std::string& tail) {
+std::string NameOf(const std::string& stem, const std::string& tail) {
   constexpr std::size_t kLongest = 200;
-  std::size_t size = std::min(stem.size(), kLongest - std::min(kLongest, tail.size()));
-  while (size < stem.size() && size > 0 && (static_cast<unsigned char>(stem[size]) & 0xC0) == 0x80) --size;
-  stem.resize(size);
-  return SafeName(stem + tail, "stream" + tail);
+  return SafeName(Beginning(stem, kLongest - std::min(kLongest, tail.size())) + tail, "stream" + tail);
 }
 
 }  // namespace
@@ -141,7 +177,7 @@ std::string ChoosePins(Session& session, const Options& options, PinChoice& choi
   std::vector<GraphPin>& pins = session.OpenedGraph().Pins();
   const TracksOfFile tracks(session, options);
   if (request.all) choice.pinless = tracks.Pinless();
-  if (pins.empty()) return "the filter has no pins for it";
+  if (pins.empty()) return "the filter has no pins for it" + (request.all ? "" : tracks.List());
   std::vector<int> numbers;
   if (std::string wrong = FindPins(request, pins, tracks, numbers); !wrong.empty()) return wrong;
   if (!request.output.empty() && numbers.size() > 1) {

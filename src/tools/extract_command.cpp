@@ -1,10 +1,11 @@
-// `extract`: every chosen pin gets a sink that writes a file. The files appear together at the end, so that a run that
-// was interrupted, or that the system failed in, leaves none.
+// `extract`: every chosen pin gets a sink that writes a file. The files appear together, when nothing else is left to
+// do that takes its time, so that a run that was interrupted, or that the system failed in, leaves none.
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -117,11 +118,18 @@ void TellEnds(const Session& session, const Extractions& extractions) {
   for (std::size_t i = 0; i < ends.size(); ++i) extractions[i]->sink->TellEnd({ends[i].padding, fileEnd});
 }
 
-// Ends the files and gives them their names, and tells of each.
+// Ends the files; otherwise why not.
+std::string FinishSinks(const Extractions& extractions) {
+  for (const auto& extraction : extractions) {
+    if (!extraction->sink->Finish()) return extraction->Trouble();
+  }
+  return {};
+}
+
+// Gives the files their names, and tells of each.
 std::string Place(const Extractions& extractions, std::string& told) {
   std::vector<OutputFile*> files;
   for (const auto& extraction : extractions) {
-    if (!extraction->sink->Finish()) return extraction->Trouble();
     files.push_back(&extraction->file);
     if (extraction->HasCompanion()) files.push_back(&extraction->companion);
   }
@@ -138,14 +146,19 @@ std::string TextOf(const Finding& finding) {
   return (finding.track ? fmt::format("track {}: ", *finding.track) : std::string()) + finding.text;
 }
 
-// What is in the file and not in the files that were made of it. False where all was asked for and there are tracks
-// without a pin that the filter does not even read.
-bool WarnOfMissing(Session& session, bool isAllAsked, const Extractions& extractions) {
+// What the file has more than the pins deliver. Where the end was asked for, nothing behind it is missed.
+Findings FindMissing(Session& session, const Options& options) {
   Findings findings;
-  if (FindInOpened(session, {}, findings) != kExitDone) return true;
+  if (options.to || FindInOpened(session, {}, findings) != kExitDone) return {};
   SortFindings(findings);
+  return findings;
+}
+
+// Says what of it is missing in the files that were made. False where all was asked for and there are tracks without a
+// pin that the filter does not even read.
+bool WarnOfMissing(const Session& session, const Findings& missing, bool isAllAsked, const Extractions& extractions) {
   bool hasPins = true;
-  for (const Finding& finding : findings) {
+  for (const Finding& finding : missing) {
     const FindingRow& row = RowOf(finding.kind);
     const bool isPinless = finding.kind == FindingKind::kTracksUnread || finding.kind == FindingKind::kTrackOverLimit;
     const bool isChosen = !finding.track || std::any_of(extractions.begin(), extractions.end(), [&](const auto& one) {
@@ -197,10 +210,7 @@ int ConnectAndSeek(Session& session, const Options& options, const Extractions& 
 
 // The status of a run that is over; the files are placed when it is one that they are to be kept of.
 int End(Session& session, const Options& options, const Extractions& extractions, RunEnd end, std::FILE* out) {
-  if (end == RunEnd::kInterrupted) {
-    session.Say("interrupted");
-    return kExitInterrupted;
-  }
+  if (end == RunEnd::kInterrupted) return session.Interrupted();
   if (session.SayTrouble()) return kExitUsage;
   std::string told;
   std::string trouble = FirstTrouble(extractions);
@@ -208,17 +218,19 @@ int End(Session& session, const Options& options, const Extractions& extractions
     TellEnds(session, extractions);
     if (session.SayTrouble()) return kExitUsage;
   }
+  if (trouble.empty()) trouble = FinishSinks(extractions);
+  const Findings missing = trouble.empty() ? FindMissing(session, options) : Findings();
+  if (InterruptWatch::Interrupted()) return session.Interrupted();
   if (trouble.empty()) trouble = Place(extractions, told);
   if (!trouble.empty()) {
     session.Say(trouble);
     return kExitUsage;
   }
-  if (!IsStandardOutput(options.extract.output) && !Print(out, told)) {
+  if (KindOfName(options.extract.output) != NameKind::kStandardOutput && !Print(out, told)) {
     session.Say(CannotWrite("the answer"));
     return kExitUsage;
   }
-  // Where the end was asked for, nothing that is missing behind it is missed.
-  const bool hasPins = options.to || WarnOfMissing(session, options.extract.all, extractions);
+  const bool hasPins = WarnOfMissing(session, missing, options.extract.all, extractions);
   const int status = session.Finish();
   return status == kExitDone && !hasPins ? kExitRefused : status;
 }
@@ -226,19 +238,23 @@ int End(Session& session, const Options& options, const Extractions& extractions
 }  // namespace
 
 int RunExtract(const Options& options, std::FILE* out, std::FILE* messages) {
+  // Outlives the files, which go before an interrupt ends the program.
+  std::optional<InterruptWatch> watch;
   // Outlives the graph, whose sinks write into it.
   auto kept = std::make_unique<Extracted>();
   const Extractions& extractions = kept->extractions;
   Session session(options, messages);
   if (const int opened = session.Open(); opened != kExitDone) return opened;
   session.WarnOfDamage();
+  // To open a pipe is to wait for its reader, and there is nothing to take away.
+  if (!IsStream(options.extract.output)) watch.emplace();
   if (const int begun = BeginAll(session, options, *kept); begun != kExitDone) return begun;
   Graph& graph = session.OpenedGraph();
   PlayRange range{0, Summarize(graph, session.ConnectResult()).duration};
   if (const int ready = ConnectAndSeek(session, options, extractions, range); ready != kExitDone) return ready;
 
   ProgressBar bar(messages);
-  const InterruptWatch watch;
+  if (!watch) watch.emplace();
   const HRESULT running = graph.Run();
   if (FAILED(running)) return session.Failed("the filter does not run", running);
   const RunEnd end = Wait(graph, extractions, range, bar);
@@ -247,9 +263,7 @@ int RunExtract(const Options& options, std::FILE* out, std::FILE* messages) {
   if (FAILED(stopped)) {
     // A thread that was left to itself may write on: what it writes to stays until the program ends, and gets no name.
     static_cast<void>(kept.release());
-    if (end != RunEnd::kInterrupted) return session.Failed("the filter does not stop", stopped);
-    session.Say("interrupted");
-    return kExitInterrupted;
+    return end == RunEnd::kInterrupted ? session.Interrupted() : session.Failed("the filter does not stop", stopped);
   }
   const int status = End(session, options, extractions, end, out);
   return status == kExitDone && !kept->isComplete ? kExitRefused : status;

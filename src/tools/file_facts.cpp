@@ -15,6 +15,7 @@
 #include "tools/check/block_frames.h"
 #include "tools/check/block_walk.h"
 #include "tools/check/delivery_model.h"
+#include "tools/interrupt_watch.h"
 
 namespace vantor::tools {
 namespace {
@@ -78,6 +79,7 @@ class FactsReader {
   FileFacts Read() {
     BlockWalk walk(file_);
     for (WalkStep step = walk.Next(); step != WalkStep::kEnd; step = walk.Next()) {
+      if (InterruptWatch::Interrupted()) break;
       if (step == WalkStep::kSegment) {
         OnSegment(walk);
       } else if (step == WalkStep::kElement) {

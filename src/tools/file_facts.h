@@ -104,7 +104,8 @@ class FactsListener {
   ~FactsListener() = default;
 };
 
-// The file has been opened and notes what it tolerates; `stop` is where the filter ends playing, 100 ns.
+// The file has been opened and notes what it tolerates; `stop` is where the filter ends playing, 100 ns. Where
+// interrupts are watched for, the pass ends with one.
 FileFacts ReadFacts(CMkvFileRoot& root, const TrackPins& tracks, std::int64_t stop, FactsListener* listener = nullptr);
 
 }  // namespace vantor::tools

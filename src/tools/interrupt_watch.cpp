@@ -21,7 +21,10 @@ InterruptWatch::InterruptWatch() {
   if (previous_ == SIG_IGN) std::signal(SIGINT, SIG_IGN);
 }
 
-InterruptWatch::~InterruptWatch() { std::signal(SIGINT, previous_ == SIG_ERR ? SIG_DFL : previous_); }
+InterruptWatch::~InterruptWatch() {
+  std::signal(SIGINT, previous_ == SIG_ERR ? SIG_DFL : previous_);
+  interrupted = 0;
+}
 
 bool InterruptWatch::Interrupted() { return interrupted != 0; }
 

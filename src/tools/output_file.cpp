@@ -61,8 +61,12 @@ void OutputFile::Replace(std::uint64_t offset, std::span<const std::uint8_t> byt
 }
 
 bool OutputFile::Complete() {
+  if (isComplete_) return !HasFailed();
+  isComplete_ = true;
   if (!HasFailed()) Flush();
   if (!HasFailed() && !file_.Complete()) FailBySystem();
+  // There may be hundreds that wait for the last.
+  std::vector<std::uint8_t>().swap(buffer_);
   return !HasFailed();
 }
 
@@ -95,9 +99,9 @@ OutputFile* PlaceAll(const std::vector<OutputFile*>& files) {
   return nullptr;
 }
 
-bool IsStandardOutput(const std::string& path) { return path == "-" || platform::NewFile::IsStandardOutputName(path); }
-
-bool IsStream(const std::string& path) { return path == "-" || platform::NewFile::IsStreamName(path); }
+NameKind KindOfName(const std::string& path) {
+  return path == "-" ? NameKind::kStandardOutput : platform::NewFile::KindOfName(path);
+}
 
 bool IsSameFile(const std::string& one, const std::string& other) {
   // To look at a pipe by its name is to open it, which its reader would take for the writer.

@@ -13,9 +13,10 @@
 //   ...
 //   if (OutputFile* failed = PlaceAll({&index, &pictures})) return Fail(failed->Trouble());
 //
-// Bytes go out in large pieces; memory does not grow with the file. "-" is
-// standard output, which like a pipe or a device is written to at once and takes nothing back. Not for several threads
-// at once.
+// Bytes go out in large pieces; memory does not grow with the file, and a complete one needs next to none, and no
+// handle.
+// "-" is standard output, which like a pipe or a device is written to at once and takes nothing back. Not for several
+// threads at once.
 #pragma once
 
 #include <cstddef>
@@ -44,7 +45,7 @@ class OutputFile final : public OutputBytes {
   bool HasFailed() const { return !trouble_.empty(); }
   // Both that is left to do.
   bool Finish() { return Complete() && Place(); }
-  // Writes out what is in memory; whether all of the file has been written.
+  // Writes out what is in memory and closes the file; whether all of it has been written.
   bool Complete();
   // Gives the whole file its name; and takes it away again, unless it was another file's before.
   bool Place();
@@ -63,17 +64,18 @@ class OutputFile final : public OutputBytes {
   Overwrite overwrite_ = Overwrite::kNo;
   std::vector<std::uint8_t> buffer_;  // behind what is written
   std::uint64_t written_ = 0;
+  bool isComplete_ = false;
   std::string trouble_;
 };
 
-// Completes all files and only then places them. Null when all are; otherwise the first that failed, and none has
-// appeared but those in whose place there were others before.
+// Completes all files that are not, and only then places them. Null when all are; otherwise the first that failed, and
+// none has appeared but those in whose place there were others before.
 OutputFile* PlaceAll(const std::vector<OutputFile*>& files);
 
-// "-", and what the system calls it.
-bool IsStandardOutput(const std::string& path);
-// That, and every other device or pipe, whether it is open or has a name.
-bool IsStream(const std::string& path);
+// What a path names; "-" is standard output, too.
+using NameKind = platform::NewFile::NameKind;
+NameKind KindOfName(const std::string& path);
+inline bool IsStream(const std::string& path) { return KindOfName(path) != NameKind::kFile; }
 
 // Whether both paths lead to one file that is there: what is read is never written.
 bool IsSameFile(const std::string& one, const std::string& other);

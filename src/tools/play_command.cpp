@@ -172,10 +172,7 @@ int RunPlay(const Options& options, std::FILE* out, std::FILE* messages) {
     session.Say(CannotWrite("the table"));
     return kExitUsage;
   }
-  if (!run.isCompleted) {
-    session.Say("interrupted");
-    return kExitInterrupted;
-  }
+  if (!run.isCompleted) return session.Interrupted();
   // Where the end was asked for, nothing that is missing behind it is missed.
   const std::vector<std::string> unseen = options.to ? std::vector<std::string>() : Unseen(session);
   const int finished = session.Finish();

@@ -1,9 +1,11 @@
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <utility>
 
 #include "tools/check/check_file.h"
 #include "tools/commands.h"
+#include "tools/interrupt_watch.h"
 #include "tools/output.h"
 #include "tools/output_file.h"
 #include "tools/report/report_facts.h"
@@ -29,6 +31,9 @@ int GatherReport(Session& session, const CheckDepth& depth, ReportFacts& facts) 
 }
 
 int WriteReport(const Session& session, const Options& options, const std::string& text) {
+  // Outlives the file. To open a pipe is to wait for its reader, and there is nothing to take away.
+  std::optional<InterruptWatch> watch;
+  if (!IsStream(options.output)) watch.emplace();
   if (IsSameFile(options.file, options.output)) {
     session.Say(options.output + ": is the file that is read");
     return kExitUsage;
@@ -36,7 +41,9 @@ int WriteReport(const Session& session, const Options& options, const std::strin
   OutputFile file;
   if (file.Open(options.output, options.force ? Overwrite::kYes : Overwrite::kNo)) {
     file.Append({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
-    if (file.Finish()) return kExitDone;
+    const bool isComplete = file.Complete();
+    if (InterruptWatch::Interrupted()) return session.Interrupted();
+    if (isComplete && file.Place()) return kExitDone;
   }
   session.Say(file.Trouble());
   return kExitUsage;

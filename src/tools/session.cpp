@@ -93,6 +93,11 @@ int Session::Failed(const std::string& what, HRESULT result) const {
   return trouble.empty() ? kExitRefused : kExitUsage;
 }
 
+int Session::Interrupted() const {
+  Say("interrupted");
+  return kExitInterrupted;
+}
+
 bool Session::SayTrouble() const {
   const std::string trouble = Trouble();
   if (!trouble.empty()) SayOfFile(trouble);

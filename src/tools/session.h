@@ -62,6 +62,8 @@ class Session {
   const std::string& LastSaid() const noexcept { return lastSaid_; }
   // The same, about the file.
   void SayOfFile(const std::string& message) const;
+  // Says that it was, and gives the exit status.
+  int Interrupted() const;
   // Says what failed with which result, or what the environment failed at before; gives the exit status.
   int Failed(const std::string& what, HRESULT result) const;
   // The exit status of a command that has run: kExitDone when everything that there was has been delivered. Anything

@@ -55,17 +55,37 @@ TEST_F(Extract, TakesTheOnlyPinAndAsksWhereThereAreSeveral) {
 TEST_F(Extract, FindsThePinOfATrack) {
   EXPECT_EQ(Run({"--track", "2", Media("avc_aac.mkv")}).status, 0);
   EXPECT_THAT(Parts(), ElementsAre("avc_aac.2.aac"));
-  ExpectRefused(Run({"--track", "9", Media("avc_aac.mkv")}), 2, "there is no track 9");
-  ExpectRefused(Run({"--pin", "3", Media("avc_aac.mkv")}), 2, "there is no pin 3; there are 1 (AVC");
-  ExpectRefused(Run({"--pin", "0", Media("avc_aac.mkv")}), 2, "there is no pin 0");
+  ExpectRefused(Run({"--track", "9", Media("avc_aac.mkv")}), 2,
+                "there is no track 9; the file has tracks 1 (pin 1, V_MPEG4/ISO/AVC), 2 (pin 2, A_AAC)\n");
+  ExpectRefused(Run({"--pin", "3", Media("avc_aac.mkv")}), 2,
+                "there is no pin 3; the file has pins 1 (AVC video 1), 2 (AAC audio 1)\n");
+  ExpectRefused(Run({"--pin", "0", Media("avc_aac.mkv")}), 2, "there is no pin 0; the file has pins 1 (AVC");
 }
 
-TEST_F(Extract, ATrackWithoutAPinIsSaidSo) {
+TEST_F(Extract, ATrackWithoutAPinIsSaidSoWithTheReasonAndWhatThereIs) {
   Plan plan;
   plan.tracks.push_back(test::Track(7, 1, "V_UNKNOWN", {test::Video(320, 240)}));
-  const test::Raw bytes = plan.File();
-  const auto path = folder_.Write("two.mkv", std::string(bytes.begin(), bytes.end()));
-  ExpectRefused(Run({"--track", "7", platform::FromPath(path)}), 2, "track 7 has no pin");
+  const std::string tracks = "; the file has tracks 1 (pin 1, V_VP8), 7 (no pin, V_UNKNOWN)\n";
+  ExpectRefused(RunOn(plan.File(), {"--track", "7"}), 2,
+                "track 7: no pin: its codec V_UNKNOWN is not supported for a track of video" + tracks);
+  ExpectRefused(RunOn(plan.File(), {"--track", "2"}), 2, "there is no track 2" + tracks);
+  plan.tracks.erase(plan.tracks.begin());
+  ExpectRefused(RunOn(plan.File(), {"--pin", "1"}), 1,
+                "the filter has no pins for it; the file has tracks 7 (no pin, V_UNKNOWN)\n");
+}
+
+TEST_F(Extract, OfManyTracksAndPinsTheFirstAreNamed) {
+  Plan plan;
+  plan.tracks.front() = Plan::Vp8(1, {test::Str(0x536E, std::string(120, 'n'))});
+  for (std::uint64_t number = 2; number <= 120; ++number) {
+    plan.tracks.push_back(test::Track(number, 1, std::string(200, 'X'), {}));
+  }
+  const Checked track = RunOn(plan.File(), {"--track", "121"});
+  ExpectRefused(track, 2,
+                "the file has tracks 1 (pin 1, V_VP8), 2 (no pin, " + std::string(40, 'X') + ") and 118 more\n");
+  const Checked pin = RunOn(plan.File(), {"--pin", "2"});
+  ExpectRefused(pin, 2, "there is no pin 2; the file has pins 1 (");
+  EXPECT_LT(pin.messages.size(), Path("made.mkv").size() + 120);
 }
 
 TEST_F(Extract, OverwritesOnlyByForce) {

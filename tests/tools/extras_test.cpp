@@ -276,6 +276,19 @@ TEST_F(ExtrasTest, NoFileIsOverwrittenWithoutForce) {
   EXPECT_EQ(Slurp(old), "new");
 }
 
+TEST_F(ExtrasTest, NoAttachmentIsWrittenWhenOneOfThemCannotBe) {
+  const Raw file = FileWith({test::Attachments(
+      {test::Attachment("a.txt", "", {1}), test::Attachment("b.txt", "", {2}), test::Attachment("c.txt", "", {3})})});
+  folder_.Write("b.txt", "old");
+  const Checked kept = Run(file, {"attachments", "--extract", "-d", Folder("")});
+  EXPECT_EQ(kept.status, 2);
+  EXPECT_EQ(kept.out, "");
+  EXPECT_EQ(std::count(kept.messages.begin(), kept.messages.end(), '\n'), 1) << kept.messages;
+  EXPECT_FALSE(std::filesystem::exists(folder_ / "a.txt"));
+  EXPECT_FALSE(std::filesystem::exists(folder_ / "c.txt"));
+  EXPECT_EQ(Slurp(folder_ / "b.txt"), "old");
+}
+
 TEST_F(ExtrasTest, AnAttachmentDoesNotReplaceTheFileThatItIsIn) {
   const Raw file = FileWith({test::Attachments({test::Attachment("media.mkv", "text/plain", {'e', 'v', 'i', 'l'})})});
   const Checked kept = Run(file, {"attachments", "--extract", "--force", "-d", Folder("")});

@@ -257,8 +257,8 @@ TEST_F(OutputFileTest, ADeviceOfTheSystemIsWrittenTo) {
     file.Append(SpanOf("lost"));
     EXPECT_TRUE(file.Finish()) << file.Trouble();
   }
-  EXPECT_FALSE(platform::NewFile::IsStreamName(PathOf("null.h264")));
-  EXPECT_FALSE(platform::NewFile::IsStreamName("\\\\.\\PhysicalDrive0"));
+  EXPECT_FALSE(IsStream(PathOf("null.h264")));
+  EXPECT_FALSE(IsStream("\\\\.\\PhysicalDrive0"));
 }
 
 TEST_F(OutputFileTest, APipeOfTheSystemIsWrittenTo) {

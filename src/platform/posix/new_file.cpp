@@ -1,11 +1,13 @@
-// Where the system can, the temporary file has no name at all and gets its own by a link, so that nothing is left of it
-// whatever ends the program. Elsewhere, on network file systems above all, it has one that is taken away.
+// Where the system can, the temporary file has no name at all while it is written, so that nothing is left of it
+// whatever ends the program. Elsewhere, on network file systems above all, it has one that is taken away. Once it is
+// complete it has one everywhere: it is closed then, and any number of them may wait to be placed.
 #include "platform/new_file.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <charconv>
 #include <cstdio>
@@ -30,8 +32,9 @@ std::string FolderOf(const std::string& path) {
 // Calls `make` with names in the folder of the path until it makes something; the name, or nothing.
 template <typename Make>
 std::optional<std::string> MakeNamed(const std::string& path, Make&& make) {
+  static std::atomic<unsigned> last{0};
   for (int i = 0; i < kNamesTried; ++i) {
-    std::string name = FolderOf(path) + "/.vantor-" + std::to_string(getpid()) + "-" + std::to_string(i) + ".part";
+    std::string name = FolderOf(path) + "/.vantor-" + std::to_string(getpid()) + "-" + std::to_string(++last) + ".part";
     if (make(name)) return name;
     if (errno != EEXIST) break;
   }
@@ -77,12 +80,6 @@ bool IsDeviceOrPipe(const std::string& path) {
   return stat(path.c_str(), &there) == 0 && !S_ISREG(there.st_mode) && !S_ISDIR(there.st_mode);
 }
 
-void UnlinkKeepingError(const std::string& name) {
-  const int error = errno;
-  unlink(name.c_str());
-  errno = error;
-}
-
 }  // namespace
 
 NewFile::~NewFile() {
@@ -90,9 +87,11 @@ NewFile::~NewFile() {
   if (!temporary_.empty()) unlink(temporary_.c_str());
 }
 
-bool NewFile::IsStreamName(const std::string& path) { return OpenStreamOf(path) || IsDeviceOrPipe(path); }
-
-bool NewFile::IsStandardOutputName(const std::string& path) { return OpenStreamOf(path) == STDOUT_FILENO; }
+NewFile::NameKind NewFile::KindOfName(const std::string& path) {
+  const std::optional<int> stream = OpenStreamOf(path);
+  if (stream == STDOUT_FILENO) return NameKind::kStandardOutput;
+  return stream || IsDeviceOrPipe(path) ? NameKind::kStream : NameKind::kFile;
+}
 
 bool NewFile::IsOpenStreamOf(const std::string& file, const std::string& stream) {
   const std::optional<int> number = OpenStreamOf(stream);
@@ -148,32 +147,22 @@ bool NewFile::WriteAt(std::int64_t position, const void* bytes, std::size_t size
   return true;
 }
 
-bool NewFile::Complete() noexcept {
-  // Some file systems tell only when it is closed that earlier writes failed. What has no name has to stay open to get
-  // one: of that, a copy is closed, which tells the same.
-  if (isStream_ || !temporary_.empty()) return Close();
-  const int copy = fcntl(static_cast<int>(handle_), F_DUPFD_CLOEXEC, 0);
-  return copy >= 0 && close(copy) == 0;
-}
-
-bool NewFile::Place(bool replace) {
-  if (isStream_) return true;
-  const bool isNameless = temporary_.empty();
-  isNew_ = isNameless ? LinkNameless(static_cast<int>(handle_), path_) : RenameUnlessThere(temporary_, path_);
-  if (isNew_) {
-    temporary_.clear();
-    if (Close()) return true;
-    UnlinkKeepingError(path_);
-    return false;
-  }
-  if (!replace || errno != EEXIST) return false;
-  if (isNameless) {
+bool NewFile::Complete() {
+  if (isStream_) return Close();
+  if (temporary_.empty()) {
     const std::optional<std::string> name =
         MakeNamed(path_, [&](const std::string& tried) { return LinkNameless(static_cast<int>(handle_), tried); });
     if (!name) return false;
     temporary_ = *name;
   }
-  if (!Close() || std::rename(temporary_.c_str(), path_.c_str()) != 0) return false;
+  // Some file systems tell only now that earlier writes failed.
+  return Close();
+}
+
+bool NewFile::Place(bool replace) {
+  if (isStream_) return true;
+  isNew_ = RenameUnlessThere(temporary_, path_);
+  if (!isNew_ && (!replace || errno != EEXIST || std::rename(temporary_.c_str(), path_.c_str()) != 0)) return false;
   temporary_.clear();
   return true;
 }

@@ -5,6 +5,7 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <atomic>
 #include <string_view>
 
 #include "platform/text.h"
@@ -65,37 +66,38 @@ NewFile::~NewFile() {
   if (!temporary_.empty()) DeleteFileW(Utf8ToWide(temporary_).c_str());
 }
 
-// The system itself says which names are devices: "NUL", on older ones "C:\\films\\nul.txt", too.
-bool NewFile::IsStreamName(const std::string& path) {
+// The system itself says which names are devices: "NUL", on older ones "C:\\films\\nul.txt", too. Standard output has
+// none.
+NewFile::NameKind NewFile::KindOfName(const std::string& path) {
   constexpr std::wstring_view kDeviceFolder = L"\\\\.\\";
   constexpr std::wstring_view kPipeFolder = L"pipe\\";
   const std::wstring wide = Utf8ToWide(path);
-  if (IsSameLetters(wide, L"CONOUT$")) return true;
+  if (IsSameLetters(wide, L"CONOUT$")) return NameKind::kStream;
   std::wstring full(wide.size() + MAX_PATH, L'\0');
   const DWORD size = GetFullPathNameW(wide.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr);
-  if (size == 0 || size >= full.size()) return false;
+  if (size == 0 || size >= full.size()) return NameKind::kFile;
   full.resize(size);
-  if (!full.starts_with(kDeviceFolder)) return false;
+  if (!full.starts_with(kDeviceFolder)) return NameKind::kFile;
   const std::wstring_view name = std::wstring_view(full).substr(kDeviceFolder.size());
-  return IsOfDevice(name) ||
-         (name.size() > kPipeFolder.size() && IsSameLetters(name.substr(0, kPipeFolder.size()), kPipeFolder));
+  const bool isPipe =
+      name.size() > kPipeFolder.size() && IsSameLetters(name.substr(0, kPipeFolder.size()), kPipeFolder);
+  return isPipe || IsOfDevice(name) ? NameKind::kStream : NameKind::kFile;
 }
-
-bool NewFile::IsStandardOutputName(const std::string&) { return false; }  // it has none
 
 // What is read is shared with no writer.
 bool NewFile::IsOpenStreamOf(const std::string&, const std::string&) { return false; }
 
 bool NewFile::Open(const std::string& path) {
   path_ = path;
-  if (IsStreamName(path)) {
+  if (KindOfName(path) != NameKind::kFile) {
     isStream_ = true;
     handle_ = reinterpret_cast<std::intptr_t>(OpenDevice(Utf8ToWide(path)));
     return handle_ != -1;
   }
+  static std::atomic<unsigned> last{0};
   for (int i = 0; i < kNamesTried; ++i) {
     std::string name =
-        FolderOf(path) + ".vantor-" + std::to_string(GetCurrentProcessId()) + "-" + std::to_string(i) + ".part";
+        FolderOf(path) + ".vantor-" + std::to_string(GetCurrentProcessId()) + "-" + std::to_string(++last) + ".part";
     const HANDLE file = CreateFileW(Utf8ToWide(name).c_str(), GENERIC_WRITE | DELETE, 0, nullptr, CREATE_NEW,
                                     FILE_ATTRIBUTE_NORMAL, nullptr);
     if (file != INVALID_HANDLE_VALUE) {
@@ -140,7 +142,7 @@ bool NewFile::WriteAt(std::int64_t position, const void* bytes, std::size_t size
   return true;
 }
 
-bool NewFile::Complete() noexcept {
+bool NewFile::Complete() {
   if (!isStream_) MarkDeleted(handle_, false);
   return Close();
 }

@@ -3,13 +3,15 @@
 //
 //   LD_PRELOAD=fault_shim.so VANTOR_FAULT=read:7:once:unmapped vantor-mkv samples movie.mkv
 //
-// VANTOR_FAULT is the kind, the number (0 for none), "once" or "on", and "unmapped" when files cannot be mapped. Kinds:
+// VANTOR_FAULT is the kind, the number (0 for none), "once" or "on", "unmapped" when files cannot be mapped, and
+// "named" when no file can be made without a name. Kinds:
 //   allocation  malloc and its like give none (but where a sanitizer has them)
 //   read        reads fail
 //   short       reads give half of what was asked for, at least one byte
 //   mapping     nothing can be mapped, be it a file or memory
 //   thread      a thread cannot be started
 //   interrupt   the program is sent SIGINT at this call of any kind, counted from the first mapping or read of a file
+//   writing     the program is sent SIGINT after this call of those that make, write, name and remove files
 //   cut         the file VANTOR_FAULT_FILE is cut to a third of its length at this call of any kind, counted from the
 //               first mapping or read of a file
 // At the end the counts of calls are written to the file VANTOR_FAULT_COUNTS, in the order of the kinds. A program that
@@ -28,6 +30,7 @@
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <cstdarg>
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
@@ -35,14 +38,16 @@
 
 namespace {
 
-enum Kind { kAllocation, kRead, kShort, kMapping, kThread, kCut, kInterrupt, kKinds, kNone = kKinds };
-constexpr const char* kNames[kKinds] = {"allocation", "read", "short", "mapping", "thread", "cut", "interrupt"};
+enum Kind { kAllocation, kRead, kShort, kMapping, kThread, kCut, kInterrupt, kWriting, kKinds, kNone = kKinds };
+constexpr const char* kNames[kKinds] = {"allocation", "read", "short",     "mapping",
+                                        "thread",     "cut",  "interrupt", "writing"};
 constexpr unsigned kPatienceInSeconds = 60;
 
 Kind wanted = kNone;
 unsigned long number = 0;
 bool isOngoing = false;
 bool isUnmapped = false;
+bool isNamed = false;
 std::atomic<bool> isArmed{false};
 std::atomic<bool> isFileOpen{false};
 std::atomic<unsigned long> counts[kKinds];
@@ -56,7 +61,8 @@ void ReadRequest(const char* request) {
     }
   }
   isOngoing = std::strstr(request, ":on:") != nullptr;
-  isUnmapped = std::strstr(request, ":unmapped") != nullptr;
+  isUnmapped = std::strstr(request, "unmapped") != nullptr;
+  isNamed = std::strstr(request, "named") != nullptr;
 }
 
 void CutFile() {
@@ -79,6 +85,15 @@ bool Fails(Kind kind) {
   if (isFileOpen && IsHit(kCut)) CutFile();
   if (isFileOpen && IsHit(kInterrupt)) static_cast<void>(raise(SIGINT));
   return IsHit(kind);
+}
+
+// The result of a call that has changed a file or a folder.
+template <typename Result>
+Result Wrote(Result result) {
+  const int error = errno;
+  if (isArmed && IsHit(kWriting)) static_cast<void>(raise(SIGINT));
+  errno = error;
+  return result;
 }
 
 void Report() {
@@ -186,6 +201,46 @@ VANTOR_SHOWN void* mmap(void* address, std::size_t size, int protection, int fla
 }
 VANTOR_SHOWN void* mmap64(void* address, std::size_t size, int protection, int flags, int file, off_t position)
     __attribute__((alias("mmap")));
+
+VANTOR_SHOWN int open(const char* path, int flags, ...) {
+  va_list more;
+  va_start(more, flags);
+  const bool isNameless = (flags & O_TMPFILE) == O_TMPFILE;
+  const bool makesFile = isNameless || (flags & O_CREAT) != 0;
+  const mode_t rights = makesFile ? va_arg(more, mode_t) : 0;
+  va_end(more);
+  if (isArmed && isNamed && isNameless) {
+    errno = EOPNOTSUPP;
+    return -1;
+  }
+  const auto file = static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, rights));
+  return makesFile ? Wrote(file) : file;
+}
+VANTOR_SHOWN int open64(const char* path, int flags, ...) __attribute__((alias("open")));
+
+VANTOR_SHOWN ssize_t pwrite(int file, const void* bytes, std::size_t size, off_t position) {
+  return Wrote(syscall(SYS_pwrite64, file, bytes, size, position));
+}
+VANTOR_SHOWN ssize_t pwrite64(int file, const void* bytes, std::size_t size, off_t position)
+    __attribute__((alias("pwrite")));
+
+VANTOR_SHOWN int mkdir(const char* path, mode_t rights) {
+  return static_cast<int>(Wrote(syscall(SYS_mkdirat, AT_FDCWD, path, rights)));
+}
+
+VANTOR_SHOWN int linkat(int fromFolder, const char* from, int toFolder, const char* to, int flags) {
+  return static_cast<int>(Wrote(syscall(SYS_linkat, fromFolder, from, toFolder, to, flags)));
+}
+
+VANTOR_SHOWN int renameat2(int fromFolder, const char* from, int toFolder, const char* to, unsigned flags) {
+  return static_cast<int>(Wrote(syscall(SYS_renameat2, fromFolder, from, toFolder, to, flags)));
+}
+
+VANTOR_SHOWN int rename(const char* from, const char* to) {
+  return static_cast<int>(Wrote(syscall(SYS_renameat2, AT_FDCWD, from, AT_FDCWD, to, 0)));
+}
+
+VANTOR_SHOWN int unlink(const char* path) { return static_cast<int>(Wrote(syscall(SYS_unlinkat, AT_FDCWD, path, 0))); }
 
 VANTOR_SHOWN int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*run)(void*),
                                 void* argument) {

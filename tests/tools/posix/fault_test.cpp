@@ -5,14 +5,18 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <filesystem>
+#include <map>
 #include <string>
 #include <vector>
 
 #include "host/fake_splitter.h"
 #include "support/allocation_monitor.h"
+#include "support/mkv_builder.h"
 #include "support/temporary_folder.h"
+#include "tools/checked_file.h"
 #include "tools/commands.h"
 #include "tools/posix/faulty_tool.h"
 
@@ -24,9 +28,11 @@ using testing::HasSubstr;
 #if defined(VANTOR_SANITIZED)
 constexpr std::size_t kRunsOfAFile = 10;
 constexpr unsigned long kAllocationsOfAFile = 6;
+constexpr unsigned long kInterruptsOfWriting = 4;
 #else
 constexpr std::size_t kRunsOfAFile = 50;
 constexpr unsigned long kAllocationsOfAFile = 24;
+constexpr unsigned long kInterruptsOfWriting = 20;
 #endif
 
 std::vector<std::string> MediaNames() {
@@ -225,6 +231,71 @@ TEST(Interrupts, LeaveNoPageOfAReport) {
     EXPECT_TRUE(outcome.status == kExitInterrupted || (outcome.status == kExitDone && isThere)) << number;
     EXPECT_TRUE(!isThere || std::filesystem::file_size(page) == size) << number;
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.Path()), {}), isThere ? 1 : 0) << number;
+  }
+}
+
+std::string MediaWithAttachments(const test::TemporaryFolder& folder) {
+  Plan plan;
+  plan.more.emplace_back(test::Attachments({test::Attachment("a.ttf", "font/ttf", test::Ramp(3000)),
+                                            test::Attachment("b.ttf", "font/ttf", test::Ramp(2 << 20)),
+                                            test::Attachment("c.ttf", "font/ttf", {})}));
+  const test::Raw bytes = plan.File();
+  return folder.Write("attached.mkv", std::string(bytes.begin(), bytes.end())).string();
+}
+
+// What is in the folder, and how large it is; nothing when there is no such folder.
+std::map<std::string, std::uintmax_t> SizesIn(const std::filesystem::path& folder) {
+  std::map<std::string, std::uintmax_t> sizes;
+  if (!std::filesystem::exists(folder)) return sizes;
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+    sizes[entry.path().filename().string()] = entry.file_size();
+  }
+  return sizes;
+}
+
+// The command writes files into the folder that its last argument names. Whichever of the calls that do so an interrupt
+// comes in, there are all of them in the end, or none, neither by another name.
+void TryInterruptedWriting(const std::vector<std::string>& command, bool makesFolder, bool isNamed) {
+  const test::TemporaryFolder folder;
+  const std::filesystem::path target = folder / "parts";
+  const auto run = [&](unsigned long number) {
+    std::filesystem::remove_all(target);
+    if (!makesFolder) std::filesystem::create_directory(target);
+    Fault fault;
+    fault.kind = "writing";
+    fault.number = number;
+    fault.isNamed = isNamed;
+    std::vector<std::string> arguments = command;
+    arguments.push_back((makesFolder ? target : target / "page.html").string());
+    return RunFaulty(arguments, fault);
+  };
+  const FaultyOutcome whole = run(0);
+  ASSERT_EQ(whole.status, 0) << whole.messages;
+  const auto sizes = SizesIn(target);
+  ASSERT_FALSE(sizes.empty());
+  const unsigned long calls = whole.calls.at("writing");
+  int interrupted = 0;
+  for (const unsigned long number : Spread(calls, kInterruptsOfWriting, calls)) {
+    SCOPED_TRACE(command.front() + (isNamed ? ", named, " : " ") + "interrupted at call " + std::to_string(number) +
+                 " of " + std::to_string(calls));
+    const FaultyOutcome outcome = run(number);
+    const bool isInterrupted = outcome.status == kExitInterrupted;
+    interrupted += isInterrupted;
+    EXPECT_EQ(outcome.messages, isInterrupted ? "vantor-mkv: interrupted\n" : whole.messages);
+    EXPECT_EQ(SizesIn(target), isInterrupted ? decltype(sizes)() : sizes);
+    EXPECT_EQ(std::filesystem::exists(target), !isInterrupted || !makesFolder);
+    EXPECT_TRUE(isInterrupted || outcome.status == kExitDone) << outcome.status;
+  }
+  EXPECT_GT(interrupted, 0);
+}
+
+TEST(Interrupts, LeaveNoneOfTheFilesThatAreWritten) {
+  const test::TemporaryFolder folder;
+  const std::string attached = MediaWithAttachments(folder);
+  for (const bool isNamed : {false, true}) {
+    TryInterruptedWriting({"extract", "--all", Media("avc_aac.mkv"), "-d"}, true, isNamed);
+    TryInterruptedWriting({"attachments", "--extract", attached, "-d"}, true, isNamed);
+    TryInterruptedWriting({"report", Media("avc_aac.mkv"), "-o"}, false, isNamed);
   }
 }
 

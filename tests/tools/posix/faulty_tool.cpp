@@ -19,7 +19,8 @@
 namespace vantor::tools {
 namespace {
 
-constexpr std::array<const char*, 7> kKinds = {"allocation", "read", "short", "mapping", "thread", "cut", "interrupt"};
+constexpr std::array<const char*, 8> kKinds = {"allocation", "read", "short",     "mapping",
+                                               "thread",     "cut",  "interrupt", "writing"};
 
 std::string Content(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
@@ -52,7 +53,8 @@ std::vector<std::string> Environment(const Fault& fault, const std::string& coun
   for (char** setting = environ; *setting != nullptr; ++setting) settings.emplace_back(*setting);
   settings.emplace_back("LD_PRELOAD=" VANTOR_FAULT_SHIM);
   settings.push_back("VANTOR_FAULT=" + (fault.kind.empty() ? "none" : fault.kind) + ":" + std::to_string(fault.number) +
-                     (fault.isOngoing ? ":on:" : ":once:") + (fault.isUnmapped ? "unmapped" : ""));
+                     (fault.isOngoing ? ":on:" : ":once:") + (fault.isUnmapped ? "unmapped:" : "") +
+                     (fault.isNamed ? "named" : ""));
   settings.push_back("VANTOR_FAULT_COUNTS=" + counts);
   settings.push_back("VANTOR_FAULT_FILE=" + fault.file);
   // Where what is written is limited, so would be what a tool that is built to measure itself writes at its end.
@@ -149,7 +151,7 @@ void ExpectWholeOrTold(const FaultyOutcome& outcome, const FaultyOutcome& whole)
 
 std::string Describe(const Fault& fault) {
   return fault.kind + " " + std::to_string(fault.number) + (fault.isOngoing ? " and on" : "") +
-         (fault.isUnmapped ? ", unmapped" : "");
+         (fault.isUnmapped ? ", unmapped" : "") + (fault.isNamed ? ", named" : "");
 }
 
 }  // namespace vantor::tools

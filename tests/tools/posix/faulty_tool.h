@@ -18,6 +18,7 @@ struct Fault {
   bool isUnmapped = false;   // files cannot be mapped
   std::string file;          // that a fault of the kind "cut" cuts
   long largestFile = -1;     // bytes that a file may hold that is written; below 0 for any number
+  bool isNamed = false;      // no file can be made without a name
 };
 
 struct FaultyOutcome {

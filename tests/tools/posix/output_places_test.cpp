@@ -1,5 +1,6 @@
 // Where files must not be written, and what must not be removed.
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -62,6 +63,37 @@ TEST_F(OutputPlaces, WhatTellsSizesInFrontDoesNotBeginToGoIntoAPipe) {
   EXPECT_EQ(outcome.status, 2);
   EXPECT_THAT(outcome.messages, HasSubstr("IVF begins with what is known at its end only"));
   EXPECT_THAT(outcome.out, IsEmpty());
+}
+
+// Lets files be opened up to so many, those that are open included.
+class DescriptorLimit {
+ public:
+  explicit DescriptorLimit(rlim_t count) {
+    getrlimit(RLIMIT_NOFILE, &before_);
+    rlimit limit = before_;
+    limit.rlim_cur = count;
+    setrlimit(RLIMIT_NOFILE, &limit);
+  }
+  ~DescriptorLimit() { setrlimit(RLIMIT_NOFILE, &before_); }
+  DescriptorLimit(const DescriptorLimit&) = delete;
+  DescriptorLimit& operator=(const DescriptorLimit&) = delete;
+
+ private:
+  rlimit before_ = {};
+};
+
+TEST_F(OutputPlaces, MoreAttachmentsThanFilesMayBeOpenAreWrittenTogether) {
+  constexpr int kMany = 200;
+  std::vector<test::Raw> attached(kMany, test::Attachment("a.ttf", "font/ttf", test::Ramp(5)));
+  Plan plan;
+  plan.more.emplace_back(test::Attachments(attached));
+  const test::Raw bytes = plan.File();
+  const auto path = folder_.Write("many.mkv", std::string(bytes.begin(), bytes.end()));
+  const DescriptorLimit limit(64);
+  const Checked outcome = RunTool(folder_, {"attachments", "--extract", "-d", Path("parts"), path.string()});
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.messages, "");
+  EXPECT_EQ(Parts().size(), std::size_t{kMany});
 }
 
 TEST(InterruptWatch, LeavesIgnoredWhatTheProgramWasStartedToIgnore) {
