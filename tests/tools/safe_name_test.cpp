@@ -85,6 +85,22 @@ TEST(UniqueNames, NumbersNamesThatDifferInCaseOnlyInEveryScript) {
   EXPECT_EQ(names.Take("\U0001F600.ttf"), "\U0001F600.ttf") << "of two units";
 }
 
+TEST(UniqueNames, NumbersNamesThatDifferInTheCaseOfLettersOfTwoUnits) {
+  struct Letters {
+    std::string upper;
+    std::string lower;
+  };
+  const Letters scripts[] = {{"\U00010400", "\U00010428"}, {"\U000104D3", "\U000104FB"}, {"\U00010595", "\U000105BC"},
+                             {"\U00010C80", "\U00010CC0"}, {"\U00010D65", "\U00010D85"}, {"\U000118A0", "\U000118C0"},
+                             {"\U00016E5F", "\U00016E7F"}, {"\U0001E900", "\U0001E922"}};
+  UniqueNames names;
+  for (const Letters& letters : scripts) {
+    EXPECT_EQ(names.Take(letters.lower + ".ttf"), letters.lower + ".ttf");
+    EXPECT_EQ(names.Take(letters.upper + ".TTF"), letters.upper + " (2).TTF");
+  }
+  EXPECT_EQ(names.Take("\U00010401.ttf"), "\U00010401.ttf") << "another letter";
+}
+
 TEST(UniqueNames, NumbersWhatIsTaken) {
   UniqueNames names;
   EXPECT_EQ(names.Take("Sans.ttf"), "Sans.ttf");

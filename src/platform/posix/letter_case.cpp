@@ -30,7 +30,7 @@ class UnicodeLetters {
 
 }  // namespace
 
-WideString WithoutCase(WideStringView text) {
+WideString WithoutCaseOfUnits(WideStringView text) {
   static const UnicodeLetters kLetters;
   WideString folded(text);
   for (WCHAR& unit : folded) unit = kLetters.Fold(unit);

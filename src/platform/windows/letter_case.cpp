@@ -16,7 +16,7 @@ WideString Mapped(const WideString& text, DWORD how) {
 }  // namespace
 
 // By way of the small letter, since some signs are the capital of a letter that has another one.
-WideString WithoutCase(WideStringView text) {
+WideString WithoutCaseOfUnits(WideStringView text) {
   return Mapped(Mapped(WideString(text), LCMAP_LOWERCASE), LCMAP_UPPERCASE);
 }
 
