@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <iterator>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -58,7 +59,25 @@ ParseResult Stop(int status, std::string message) {
   return result;
 }
 
-ParseResult WrongUse(const std::string& what) { return Stop(kExitUsage, what + "; see vantor-mkv --help"); }
+// Where there is help is said with the command, if one was given.
+ParseResult WrongUse(const std::string& what, const std::string& command = {}) {
+  return Stop(kExitUsage, fmt::format("{}; see vantor-mkv {}--help", what, command.empty() ? "" : command + " "));
+}
+
+// What is wrong with the options of a command, none of which is unknown: in the parser's words where there are none
+// that say it better.
+std::string OptionsText(const CLI::App& command, const CLI::ParseError& error) {
+  constexpr std::string_view kExcludes = " excludes ";
+  std::string text = error.what();
+  if (error.get_name() == "RequiredError") return command.get_name() + " wants the name of a file";
+  if (const std::size_t at = text.find(kExcludes); at != std::string::npos && error.get_name() == "ExcludesError") {
+    return text.replace(at, kExcludes.size(), " and ") + " exclude each other";
+  }
+  if (const std::size_t at = text.find(": "); at != std::string::npos && error.get_name() == "ArgumentMismatch") {
+    return text.substr(0, at) + (text.ends_with("missing") ? " wants a value" : " may be given once");
+  }
+  return text;
+}
 
 // What the parser refused, in words of this tool where its own would not say enough.
 std::string RefusalText(const CLI::App& app, const CLI::ParseError& error) {
@@ -72,7 +91,7 @@ std::string RefusalText(const CLI::App& app, const CLI::ParseError& error) {
   const std::vector<std::string> left = app.remaining(true);
   const auto unknown = std::find_if(left.begin(), left.end(), [](const auto& word) { return word.starts_with('-'); });
   if (unknown != left.end()) return given.get_name() + " has no option " + *unknown;
-  if (left.empty()) return error.what();
+  if (left.empty()) return OptionsText(given, error);
   const char* const takes = given.get_option_no_throw("FILE") != nullptr ? "file" : "command";
   if (given.get_options([](const CLI::Option* option) { return option->get_positional(); }).empty()) {
     return given.get_name() + " takes no file, and \"" + left.front() + "\" was given";
@@ -121,7 +140,8 @@ ParseResult ParseCommandLine(int argc, const char* const* argv, CommandWords* wo
   } catch (const CLI::CallForVersion& version) {
     return Stop(kExitDone, std::string(version.what()) + "\n");
   } catch (const CLI::ParseError& error) {
-    return WrongUse(RefusalText(app, error));
+    const std::vector<CLI::App*> given = app.get_subcommands();
+    return WrongUse(RefusalText(app, error), given.empty() ? std::string() : given.front()->get_name());
   }
   if (helpCommand->parsed()) return HelpWith(app, helpWanted, help, argv[0]);
   ParseResult result;

@@ -85,6 +85,17 @@ CLI::App* AddCommand(CLI::App& app, Options& options, Command which, const char*
   return command;
 }
 
+// An option that names what is written. An empty name, which comes of a variable that is not set, names nothing.
+CLI::Option* AddPath(CLI::App* command, const std::string& names, std::string& target, const std::string& wanted,
+                     const std::string& about) {
+  const std::string shown = names.substr(0, names.find(','));
+  const auto take = [=, &target](const std::string& text) {
+    if (text.empty()) throw CLI::ValidationError(fmt::format("{} wants the name of {}", shown, wanted));
+    target = text;
+  };
+  return command->add_option_function<std::string>(names, take, about);
+}
+
 // The part of the file, for the commands that run through it.
 void AddRange(CLI::App* command, Options& options, Command which) {
   constexpr const char* kWanted = "a time such as 90, 1:30 or 00:01:30.5";
@@ -142,9 +153,9 @@ void AddExtract(CLI::App& app, Options& options) {
   pin->excludes(all);
   track->excludes(pin)->excludes(all);
   CLI::Option* const output =
-      extract->add_option("-o,--output", request.output, "The file to write; - for standard output");
+      AddPath(extract, "-o,--output", request.output, "a file", "The file to write; - for standard output");
   output->type_name("FILE");
-  extract->add_option("-d,--folder", request.folder, "Write files with names of their own into this folder")
+  AddPath(extract, "-d,--folder", request.folder, "a folder", "Write files with names of their own into this folder")
       ->type_name("FOLDER")
       ->excludes(output);
   extract->add_flag("--force", request.force, "Overwrite files");
@@ -164,7 +175,7 @@ void AddAttachments(CLI::App& app, Options& options) {
       AddCommand(app, options, Command::kAttachments, "attachments", "The files within the file, and their bytes");
   AddFile(attachments, options);
   CLI::Option* const extract = attachments->add_flag("--extract", options.attachments.extract, "Write them");
-  attachments->add_option("-d,--folder", options.attachments.folder, "Where to; the current folder without it")
+  AddPath(attachments, "-d,--folder", options.attachments.folder, "a folder", "Where to; the current folder without it")
       ->type_name("FOLDER")
       ->needs(extract);
   attachments->add_flag("--force", options.attachments.force, "Overwrite files of the same names")->needs(extract);
@@ -190,7 +201,7 @@ void AddReport(CLI::App& app, Options& options) {
   CLI::App* const report =
       AddCommand(app, options, Command::kReport, "report", "A picture of the file: a page for a browser");
   AddFile(report, options);
-  report->add_option("-o", options.output, "The page to write; \"-\" is standard output")->type_name("PATH");
+  AddPath(report, "-o", options.output, "a file", "The page to write; \"-\" is standard output")->type_name("PATH");
   report->add_flag("--json", options.json, "Write the data as one JSON object, to standard output without -o");
   report->add_flag("--force", options.force, "Overwrite a file that is there");
   report->parse_complete_callback([&options] {

@@ -14,27 +14,35 @@ constexpr std::size_t kBufferSize = std::size_t{1} << 18;
 
 }  // namespace
 
-bool OutputFile::Open(const std::string& path, Overwrite overwrite, Name name) {
+bool OutputFile::MayOpen(const std::string& path, Overwrite overwrite, Name name) {
   path_ = path;
   overwrite_ = overwrite;
-  const bool isStandardOutput = path == "-";
   const bool isStream = IsStream(path);
   std::error_code error;
   const std::filesystem::file_status there =
       isStream ? std::filesystem::file_status() : std::filesystem::status(platform::ToPath(path), error);
   const bool isLink = !isStream && std::filesystem::is_symlink(platform::ToPath(path), error);
+  const std::filesystem::path folder = platform::ToPath(path).parent_path();
   if (std::filesystem::is_directory(there)) {
     Fail("is a folder");
+  } else if (!isStream && !folder.empty() && !std::filesystem::is_directory(folder, error)) {
+    Fail("there is no folder " + platform::FromPath(folder));
   } else if (isStream && name == Name::kMade) {
     Fail("is a device or a pipe");
   } else if ((std::filesystem::is_regular_file(there) || isLink) && overwrite == Overwrite::kNo) {
     Fail("exists already; --force overwrites it");
-  } else if (!(isStandardOutput ? file_.OpenStandardOutput() : file_.Open(path))) {
-    FailBySystem();
-  } else {
-    buffer_.reserve(kBufferSize);
   }
   return !HasFailed();
+}
+
+bool OutputFile::Open(const std::string& path, Overwrite overwrite, Name name) {
+  if (!MayOpen(path, overwrite, name)) return false;
+  if (!(path == "-" ? file_.OpenStandardOutput() : file_.Open(path))) {
+    FailBySystem();
+    return false;
+  }
+  buffer_.reserve(kBufferSize);
+  return true;
 }
 
 void OutputFile::Append(std::span<const std::uint8_t> bytes) {

@@ -36,6 +36,8 @@ class OutputFile final : public OutputBytes {
   enum class Name { kGiven, kMade };
   // False, and nothing done, when there is such a file already and it is not to be overwritten, or none can be made.
   bool Open(const std::string& path, Overwrite overwrite, Name name = Name::kGiven);
+  // Whether Open would not be refused for what is there now: to be asked before what takes long.
+  bool MayOpen(const std::string& path, Overwrite overwrite, Name name = Name::kGiven);
 
   void Append(std::span<const std::uint8_t> bytes) override;
   // A stream takes nothing back: that is a failure, too.

@@ -22,12 +22,17 @@ bool OutputFolder::Make(const std::string& path) {
     missing.push_back(folder);
   }
   error.clear();
-  // What has such a name without being a folder, a link that leads nowhere above all, is somebody else's.
-  for (auto folder = missing.rbegin(); folder != missing.rend() && !error; ++folder) {
+  for (auto folder = missing.rbegin(); folder != missing.rend(); ++folder) {
     if (std::filesystem::create_directory(*folder, error)) made_.insert(made_.begin(), *folder);
+    if (!error) continue;
+    // What has such a name without being a folder, a link that leads nowhere above all, is somebody else's.
+    std::error_code none;
+    const bool isOther = std::filesystem::exists(std::filesystem::symlink_status(*folder, none));
+    trouble_ = path + ": cannot make the folder: " +
+               (isOther ? platform::FromPath(*folder) + " is there and is no folder" : error.message());
+    return false;
   }
-  if (error) trouble_ = path + ": cannot make the folder: " + error.message();
-  return !error;
+  return true;
 }
 
 }  // namespace vantor::tools

@@ -30,16 +30,23 @@ int GatherReport(Session& session, const CheckDepth& depth, ReportFacts& facts) 
   return kExitDone;
 }
 
+Overwrite OverwriteOf(const Options& options) { return options.force ? Overwrite::kYes : Overwrite::kNo; }
+
+// Whether the page may go where it is wanted; otherwise that is said.
+bool MayWrite(const Session& session, const Options& options) {
+  OutputFile file;
+  const bool isSource = IsSameFile(options.file, options.output);
+  if (!isSource && file.MayOpen(options.output, OverwriteOf(options))) return true;
+  session.Say(isSource ? options.output + ": is the file that is read" : file.Trouble());
+  return false;
+}
+
 int WriteReport(const Session& session, const Options& options, const std::string& text) {
   // Outlives the file. To open a pipe is to wait for its reader, and there is nothing to take away.
   std::optional<InterruptWatch> watch;
   if (!IsStream(options.output)) watch.emplace();
-  if (IsSameFile(options.file, options.output)) {
-    session.Say(options.output + ": is the file that is read");
-    return kExitUsage;
-  }
   OutputFile file;
-  if (file.Open(options.output, options.force ? Overwrite::kYes : Overwrite::kNo)) {
+  if (file.Open(options.output, OverwriteOf(options))) {
     file.Append({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
     const bool isComplete = file.Complete();
     if (InterruptWatch::Interrupted()) return session.Interrupted();
@@ -54,6 +61,7 @@ int WriteReport(const Session& session, const Options& options, const std::strin
 int RunReport(const Options& options, std::FILE* out, std::FILE* messages) {
   Session session(options, messages);
   if (const int opened = session.Open(); opened != kExitDone) return opened;
+  if (!options.output.empty() && !MayWrite(session, options)) return kExitUsage;
   ReportFacts facts;
   CheckDepth depth;
   depth.asksComplete = !options.complete;

@@ -35,7 +35,7 @@ std::string WordsOfPath(const std::string& name) {
 std::string Words(FileError error, const std::string& name) {
   switch (error) {
     case FileError::kDirectory:
-      return "is a directory";
+      return "is a folder";
     case FileError::kDenied:
       return "no permission to read it";
     case FileError::kPipe:

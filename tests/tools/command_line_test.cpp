@@ -109,6 +109,25 @@ TEST(CommandLine, NamesAnOptionThatThereIsNotAndNotWhatStandsBesideIt) {
   ExpectWrongUse({"samples", "--pin", "1", "a.mkv"}, "samples has no option --pin;");
 }
 
+TEST(CommandLine, SaysWhatIsWrongWithTheOptionsOfACommandAndWhereToReadOfThem) {
+  ExpectWrongUse({"extract"}, "extract wants the name of a file; see vantor-mkv extract --help");
+  ExpectWrongUse({"check"}, "check wants the name of a file; see vantor-mkv check --help");
+  ExpectWrongUse({"extract", "a.mkv", "-o", "b", "-d", "c"}, "--output and --folder exclude each other;");
+  ExpectWrongUse({"extract", "a.mkv", "--pin", "1", "--all"}, "--pin and --all exclude each other;");
+  ExpectWrongUse({"extract", "a.mkv", "--pin"}, "--pin wants a value;");
+  ExpectWrongUse({"extract", "a.mkv", "-o", "b", "-o", "c"}, "--output may be given once;");
+  ExpectWrongUse({"attachments", "a.mkv", "-d", "b"}, "--folder requires --extract; see vantor-mkv attachments --help");
+  ExpectWrongUse({"dance"}, "is wanted; see vantor-mkv --help");
+}
+
+TEST(CommandLine, TakesNoEmptyNameForAPlaceToWriteTo) {
+  ExpectWrongUse({"extract", "a.mkv", "-o", ""}, "-o wants the name of a file;");
+  ExpectWrongUse({"extract", "a.mkv", "-d", ""}, "-d wants the name of a folder;");
+  ExpectWrongUse({"attachments", "a.mkv", "--extract", "-d", ""}, "-d wants the name of a folder;");
+  ExpectWrongUse({"report", "a.mkv", "--json", "-o", ""}, "-o wants the name of a file;");
+  EXPECT_EQ(Parse({"extract", "a.mkv", "-o", "-"}).options->extract.output, "-");
+}
+
 TEST(CommandLine, TakesARate) { EXPECT_EQ(Parse({"samples", "a.mkv", "--rate", "2.5"}).options->rate, 2.5); }
 
 TEST(CommandLine, RefusesSeeksThatAreNoNumbers) {
@@ -163,7 +182,7 @@ TEST(CommandLine, TakesWhatToExtractAndWhere) {
   EXPECT_TRUE(track.extract.force && track.extract.raw);
   ExpectWrongUse({"extract", "a.mkv", "--pin", "1", "--all"}, "--all");
   ExpectWrongUse({"extract", "a.mkv", "--pin", "1", "--track", "1"}, "--track");
-  ExpectWrongUse({"extract", "a.mkv", "-o", "b", "-d", "c"}, "excludes");
+  ExpectWrongUse({"extract", "a.mkv", "-o", "b", "-d", "c"}, "exclude each other");
   for (const char* number : {"x", "1x", "", "1.5", "99999999999999999999"}) {
     ExpectWrongUse({"extract", "a.mkv", "--pin", number},
                    ("--pin wants the number of a pin, as info shows it, not \"" + std::string(number) + "\"").c_str());
@@ -176,7 +195,7 @@ TEST(CommandLine, RefusesWhatItDoesNotKnow) {
   ExpectWrongUse({}, "a command is wanted");
   ExpectWrongUse({"--bogus", "info", "a.mkv"}, "--bogus");
   ExpectWrongUse({"encode", "a.mkv"}, "no \"encode\"");
-  ExpectWrongUse({"info"}, "FILE");
+  ExpectWrongUse({"info"}, "info wants the name of a file");
   ExpectWrongUse({"play", "a.mkv", "b.mkv"}, "b.mkv");
   ExpectWrongUse({"info", "a.mkv", "--seek", "1"}, "--seek");
   ExpectWrongUse({"play", "a.mkv", "--json"}, "--json");

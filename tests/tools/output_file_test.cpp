@@ -98,6 +98,14 @@ TEST_F(OutputFileTest, OverwritesOnlyWhenAsked) {
   folder_.Write("a.bin", "old");
   {
     OutputFile file;
+    EXPECT_FALSE(file.MayOpen(PathOf("a.bin"), Overwrite::kNo));
+    EXPECT_THAT(file.Trouble(), HasSubstr("a.bin: exists already; --force overwrites it"));
+    EXPECT_TRUE(OutputFile().MayOpen(PathOf("a.bin"), Overwrite::kYes));
+    EXPECT_TRUE(OutputFile().MayOpen(PathOf("b.bin"), Overwrite::kNo));
+    EXPECT_THAT(NamesInFolder(), ElementsAre("a.bin"));
+  }
+  {
+    OutputFile file;
     EXPECT_FALSE(file.Open(PathOf("a.bin"), Overwrite::kNo));
     EXPECT_THAT(file.Trouble(), HasSubstr("a.bin: exists already; --force overwrites it"));
   }
@@ -171,7 +179,7 @@ TEST_F(OutputFileTest, AFolderOrAMissingOneIsRefused) {
   EXPECT_THAT(same.Trouble(), HasSubstr("is a folder"));
   OutputFile missing;
   EXPECT_FALSE(missing.Open(PathOf("missing/a.bin"), Overwrite::kNo));
-  EXPECT_THAT(missing.Trouble(), HasSubstr("a.bin: "));
+  EXPECT_THAT(missing.Trouble(), HasSubstr("a.bin: there is no folder "));
 }
 
 TEST_F(OutputFileTest, TakesNamesOfEveryScript) {

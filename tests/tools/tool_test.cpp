@@ -232,7 +232,7 @@ TEST_F(Tool, TellsUnusableFilesApart) {
     }
   };
   expect((folder_ / "missing.mkv").string(), 2, "no such file");
-  expect(folder_.Path().string(), 2, "is a directory");
+  expect(folder_.Path().string(), 2, "is a folder");
   expect(Write("empty.mkv", ""), 1, "empty");
   expect(Write("text.mkv", "hello"), 1, "does not begin with an EBML header");
   expect(Write("sound.mkv", "fLaC"), 1, "not a Matroska or WebM file: it is a FLAC file");
