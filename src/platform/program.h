@@ -26,12 +26,13 @@ void ShareFreedMemory() noexcept;
 
 // A write beyond the size that a file may have fails, as others do; it does not end the program.
 void LetWritesFail() noexcept;
-// Ends the program at once, without anything that its objects would do, after a message on standard error. For signal
-// handlers, too.
+// Ends the program at once, without anything that its objects would do, after a message on standard error; only the
+// console is as it was before. For signal handlers, too.
 [[noreturn]] void EndProcess(std::string_view message, int status) noexcept;
 
-// For as long as it lives, line ends are written as they are and a console reads what is written as UTF-8. One a
-// program.
+// For as long as it lives, line ends are written as they are and a console reads what is written as UTF-8. What the
+// console had before is put back at its end, and at that of the program, be it EndProcess, an interrupt that nothing
+// handles or the closing of the window. One a program, made before it handles any signal.
 class StandardStreams {
  public:
   StandardStreams() noexcept;
@@ -39,9 +40,6 @@ class StandardStreams {
   ~StandardStreams();
   StandardStreams(const StandardStreams&) = delete;
   StandardStreams& operator=(const StandardStreams&) = delete;
-
- private:
-  [[maybe_unused]] unsigned codePage_ = 0;  // the console's own
 };
 
 }  // namespace vantor::platform

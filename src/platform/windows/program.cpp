@@ -6,12 +6,28 @@
 
 #include <shellapi.h>
 
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 
 #include "platform/text.h"
 
 namespace vantor::platform {
+namespace {
+
+std::atomic<UINT> consolePage{0};  // the console's own; 0 where there is nothing to put back
+
+void PutConsolePageBack() noexcept {
+  if (const UINT page = consolePage.exchange(0)) SetConsoleOutputCP(page);
+}
+
+// The first handler that was set up is asked last: nobody else wants the event, and the system ends the program.
+BOOL WINAPI BeforeTheSystemEnds(DWORD) {
+  PutConsolePageBack();
+  return FALSE;
+}
+
+}  // namespace
 
 std::vector<std::string> Arguments(int argc, const char* const* argv) {
   int count = 0;
@@ -29,17 +45,23 @@ void LetWritesFail() noexcept {}  // they do
 void EndProcess(std::string_view message, int status) noexcept {
   DWORD written = 0;
   WriteFile(GetStdHandle(STD_ERROR_HANDLE), message.data(), static_cast<DWORD>(message.size()), &written, nullptr);
+  PutConsolePageBack();
   std::_Exit(status);
 }
 
-StandardStreams::StandardStreams() noexcept : codePage_(GetConsoleOutputCP()) {
+StandardStreams::StandardStreams() noexcept {
   _setmode(_fileno(stdout), _O_BINARY);
   _setmode(_fileno(stderr), _O_BINARY);
-  if (codePage_ != 0) SetConsoleOutputCP(CP_UTF8);
+  const UINT page = GetConsoleOutputCP();
+  if (page == 0) return;
+  consolePage = page;
+  SetConsoleCtrlHandler(BeforeTheSystemEnds, TRUE);
+  SetConsoleOutputCP(CP_UTF8);
 }
 
 StandardStreams::~StandardStreams() {
-  if (codePage_ != 0) SetConsoleOutputCP(codePage_);
+  PutConsolePageBack();
+  SetConsoleCtrlHandler(BeforeTheSystemEnds, FALSE);
 }
 
 }  // namespace vantor::platform
