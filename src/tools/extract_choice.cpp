@@ -68,6 +68,7 @@ class TracksOfFile {
   // "; the file has tracks 1 (pin 1, V_MPEG4/ISO/AVC), 2 (no pin, A_REAL/COOK)": nothing where they are not known.
   std::string List() const {
     std::vector<std::string> items;
+    items.reserve(tracks_.tracks.size());
     for (const TrackPin& track : tracks_.tracks) {
       items.push_back(fmt::format("{} ({}, {})", track.entry->TrackNumber.value,
                                   track.pin == 0 ? "no pin" : fmt::format("pin {}", track.pin),
@@ -100,6 +101,7 @@ class TracksOfFile {
 
 std::string ListOf(const std::vector<GraphPin>& pins) {
   std::vector<std::string> items;
+  items.reserve(pins.size());
   for (const GraphPin& pin : pins) {
     items.push_back(fmt::format("{} ({})", pin.number, Beginning(WideToUtf8(pin.name), kLongestWord)));
   }
