@@ -103,7 +103,7 @@ void RealGraph::Pause() { EXPECT_GE(Control()->Pause(), S_OK); }
 
 void RealGraph::Stop() { EXPECT_EQ(Control()->Stop(), S_OK); }
 
-LONG_PTR RealGraph::WaitForEvent(long code) {
+LONG_PTR RealGraph::WaitForEvent(long code, std::vector<long>* before) {
   const ComPtr<IMediaEventEx> events = EventSource();
   const auto deadline = std::chrono::steady_clock::now() + kPatience;
   for (;;) {
@@ -121,6 +121,9 @@ LONG_PTR RealGraph::WaitForEvent(long code) {
     events->FreeEventParams(seen, first, second);
     if (seen == code) {
       return first;
+    }
+    if (before != nullptr) {
+      before->push_back(seen);
     }
   }
 }

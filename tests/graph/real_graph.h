@@ -68,8 +68,8 @@ class RealGraph {
   void Run();
   void Pause();
   void Stop();
-  // Waits for an event with that code and gives its first parameter. Events before it are dropped.
-  LONG_PTR WaitForEvent(long code);
+  // Waits for an event with that code and gives its first parameter. The codes of events before it go to `before`.
+  LONG_PTR WaitForEvent(long code, std::vector<long>* before = nullptr);
   // The events that are waiting, by code, in their order.
   std::vector<long> Events();
   void PlayToEnd();

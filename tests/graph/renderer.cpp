@@ -42,6 +42,9 @@ HRESULT RendererPin::Active() {
 HRESULT RendererPin::Inactive() {
   renderer_->gate_.Close();
   renderer_->Record("inactive");
+  if (renderer_->onInactive) {
+    renderer_->onInactive();
+  }
   return CBaseInputPin::Inactive();
 }
 

@@ -72,6 +72,7 @@ class Renderer final : public CBaseFilter, public IAMFilterMiscFlags {
   std::function<HRESULT(const CMediaType&)> checkType;  // absent: every type is accepted
   std::function<HRESULT(IPin*)> onConnect;              // inside the peer's Connect; its result is the step's
   std::function<void()> onDisconnect;
+  std::function<void()> onInactive;  // as the graph stops it, before the filters above
   std::function<HRESULT(IMediaSample*)> onReceive;
   HRESULT allocatorResult = S_OK;  // a failure leaves the allocator to the peer
 

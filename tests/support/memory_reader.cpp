@@ -36,7 +36,10 @@ void MemoryReader::FailRead(std::uint64_t n, HRESULT code, bool andAllLater) {
   failLater_ = andAllLater;
 }
 
-void MemoryReader::ShortenRead(std::uint64_t n) { shortAt_ = n == 0 ? 0 : allReads_ + n; }
+void MemoryReader::ShortenRead(std::uint64_t n, bool andAllLater) {
+  shortAt_ = n == 0 ? 0 : allReads_ + n;
+  shortLater_ = andAllLater;
+}
 
 HRESULT MemoryReader::QueryInterface(REFIID iid, void** object) {
   if (object == nullptr) return E_POINTER;
@@ -64,11 +67,14 @@ HRESULT MemoryReader::SyncRead(LONGLONG position, LONG size, BYTE* buffer) {
   std::uint64_t largest = largestRead_;
   while (largest < asked && !largestRead_.compare_exchange_weak(largest, asked)) {
   }
-  if (failAt_ != 0 && (number == failAt_ || (failLater_ && number > failAt_))) return failCode_;
+  const auto isMeant = [number](std::uint64_t at, bool andLater) {
+    return at != 0 && (number == at || (andLater && number > at));
+  };
+  if (isMeant(failAt_, failLater_)) return failCode_;
   if (position < 0 || size < 0 || buffer == nullptr) return E_INVALIDARG;
   const auto at = static_cast<std::uint64_t>(position);
   const std::uint64_t there = at < bytes_.size() ? bytes_.size() - at : 0;
-  const std::uint64_t wanted = shortAt_ != 0 && number == shortAt_ ? asked / 2 : asked;
+  const std::uint64_t wanted = isMeant(shortAt_, shortLater_) ? asked / 2 : asked;
   const std::uint64_t given = std::min(wanted, there);
   if (given != 0) std::memcpy(buffer, bytes_.data() + at, static_cast<std::size_t>(given));
   return given == asked ? S_OK : S_FALSE;

@@ -45,8 +45,9 @@ class MemoryReader final : public IAsyncReader {
   // The n-th read from now on (1 is the next) fails with the code and fills nothing; 0 takes the failure back. Every
   // later read too when `andAllLater`.
   void FailRead(std::uint64_t n, HRESULT code = E_FAIL, bool andAllLater = false);
-  // The n-th read from now on answers S_FALSE after half of its bytes.
-  void ShortenRead(std::uint64_t n);
+  // The n-th read from now on answers S_FALSE after half of its bytes; 0 takes it back. Every later read too when
+  // `andAllLater`.
+  void ShortenRead(std::uint64_t n, bool andAllLater = false);
   // Called at the start of every read, before any failure, on the reading thread.
   void OnRead(std::function<void(std::int64_t position, std::int32_t size)> hook) { onRead_ = std::move(hook); }
   // What Length reports. Reads beyond the bytes that are really there answer S_FALSE with what was there.
@@ -83,6 +84,7 @@ class MemoryReader final : public IAsyncReader {
   HRESULT failCode_ = E_FAIL;
   bool failLater_ = false;
   std::uint64_t shortAt_ = 0;
+  bool shortLater_ = false;
   std::function<void(std::int64_t, std::int32_t)> onRead_;
 };
 
