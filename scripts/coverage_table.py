@@ -7,15 +7,23 @@ With --missed, each line that never ran and each condition that never was true, 
 """
 import argparse
 import json
+import os
 from collections import defaultdict
 from pathlib import Path
 
 GOALS = {"lines": 95.0, "branches": 90.0}
 
 
-def folder_of(name):
-    parts = Path(name).parts
-    return "/".join(parts[parts.index("src"):][:2])
+def place_of(name, root):
+    """The file from the root. Sources that are compiled as one may be named relative to the folder of their build."""
+    path = Path(os.path.normpath(name))
+    if path.is_relative_to(root):
+        return path.relative_to(root)
+    return Path(*path.parts[path.parts.index("src"):])
+
+
+def folder_of(place):
+    return "/".join(place.parts[:2])
 
 
 def missed_lines(file):
@@ -43,9 +51,8 @@ def missed_branches(file):
 
 
 def print_missed(file, root):
-    name = Path(file["filename"])
-    name = name.relative_to(root) if name.is_relative_to(root) else name
-    text = Path(file["filename"]).read_text(encoding="utf-8").split("\n")
+    name = place_of(file["filename"], root)
+    text = (root / name).read_text(encoding="utf-8").split("\n")
     lines = missed_lines(file)
     for line in sorted(lines):
         print(f"{name}:{line}: never run: {text[line - 1].strip()}")
@@ -65,7 +72,7 @@ def main():
     for file in files:
         if arguments.missed:
             print_missed(file, root)
-        for name in (folder_of(file["filename"]), "all four"):
+        for name in (folder_of(place_of(file["filename"], root)), "all four"):
             for kind, of in sums[name].items():
                 of[0] += file["summary"][kind]["covered"]
                 of[1] += file["summary"][kind]["count"]
