@@ -40,6 +40,10 @@ else()
   # What a thread has of its own lies there from the thread's start. Made at the first touch, as a library that is loaded
   # later has it otherwise, memory that has run out would end the host's process.
   add_compile_options(-ftls-model=initial-exec)
+  # Where addresses have 32 bits, files may be longer all the same.
+  if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+    add_compile_definitions(_FILE_OFFSET_BITS=64)
+  endif()
   # COM and DirectShow declarations for the native build.
   find_path(WINDOWS_HEADERS strmif.h PATHS /usr/include/wine/wine/windows /usr/include/wine/windows
             NO_DEFAULT_PATH REQUIRED)

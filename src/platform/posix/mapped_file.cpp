@@ -20,11 +20,15 @@
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <new>
 
 namespace vantor::platform {
 namespace {
+
+static_assert(sizeof(off_t) == 8, "files of 2 GiB and more are opened, too");
 
 // Where a mapping lies, for the handler. Places are used again and never freed, so that the handler may look at them at
 // any time; one whose length is 0 is nobody's.
@@ -215,6 +219,9 @@ bool MappedBytes::Map(const ReadableFile& file) noexcept {
       !InstallHandler()) {
     return false;
   }
+  // Where addresses have 32 bits, a long file would take too many of them, or not fit at all.
+  constexpr std::uint64_t kLargest = static_cast<std::size_t>(-1) / 4;
+  if (static_cast<std::uint64_t>(status.st_size) > kLargest) return false;
   Place* const place = TakePlace();
   if (place == nullptr) return false;
   const auto length = static_cast<std::size_t>(status.st_size);
