@@ -7,7 +7,7 @@
 //
 // A device or a pipe of that name is written to as it is, and so is standard output: what is written there stays, and
 // only the end can be written to. Of several files that belong together all are completed before the first is placed,
-// since a full disk may be told by no earlier call; those that are complete are closed, so that there may be any
+// since a full disk may be told by no earlier call; of those that are complete few stay open, so that there may be any
 // number. Names are UTF-8 on Windows, the system's own bytes elsewhere. Not for several threads at once. After a
 // failure LastSystemError tells why.
 #pragma once
@@ -53,11 +53,13 @@ class NewFile {
 
  private:
   bool Close() noexcept;
+  bool GiveTemporaryName();
 
   std::string path_;
   std::string temporary_;  // empty where there is no name to take away
   std::intptr_t handle_ = -1;
   bool isStream_ = false;
+  bool isKeptOpen_ = false;
   bool isNew_ = false;  // placed where nothing was
 };
 

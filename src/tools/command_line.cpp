@@ -110,6 +110,17 @@ ParseResult HelpWith(const CLI::App& app, const std::string& wanted, const std::
   return ParseCommandLine(static_cast<int>(std::size(asked)), asked);
 }
 
+// The option that is given as "--name=", as a shell leaves it of a variable that is not set; empty where there is none.
+// The parser would take the next word for its value.
+std::string OptionWithoutValue(int argc, const char* const* argv) {
+  for (int i = 1; i < argc && std::string_view(argv[i]) != "--"; ++i) {
+    const std::string_view word = argv[i];
+    if (word.starts_with("--") && word.find('=') == word.size() - 1)
+      return std::string(word.substr(0, word.size() - 1));
+  }
+  return {};
+}
+
 }  // namespace
 
 ParseResult ParseCommandLine(int argc, const char* const* argv, CommandWords* words) {
@@ -130,6 +141,7 @@ ParseResult ParseCommandLine(int argc, const char* const* argv, CommandWords* wo
     *words = WordsOf(app);
     return {};
   }
+  if (const std::string bare = OptionWithoutValue(argc, argv); !bare.empty()) return WrongUse(bare + " wants a value");
   const std::string help = app.help();  // later it would be that of the command given
   try {
     app.parse(argc, argv);

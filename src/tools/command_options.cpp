@@ -85,12 +85,14 @@ CLI::App* AddCommand(CLI::App& app, Options& options, Command which, const char*
   return command;
 }
 
-// An option that names what is written. An empty name, which comes of a variable that is not set, names nothing.
+// An option that names what is written. An empty name, which comes of a variable that is not set, names nothing, and a
+// word that looks like an option is not meant to be a name ("./-x" may be one).
 CLI::Option* AddPath(CLI::App* command, const std::string& names, std::string& target, const std::string& wanted,
                      const std::string& about) {
   const std::string shown = names.substr(0, names.find(','));
   const auto take = [=, &target](const std::string& text) {
-    if (text.empty()) throw CLI::ValidationError(fmt::format("{} wants the name of {}", shown, wanted));
+    if (text.empty() || (text.front() == '-' && text != "-"))
+      throw CLI::ValidationError(fmt::format("{} wants the name of {}", shown, wanted));
     target = text;
   };
   return command->add_option_function<std::string>(names, take, about);

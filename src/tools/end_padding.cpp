@@ -5,6 +5,7 @@
 #include "platform/wrapping.h"
 #include "tools/check/block_frames.h"
 #include "tools/check/block_walk.h"
+#include "tools/interrupt_watch.h"
 
 namespace vantor::tools {
 namespace {
@@ -23,6 +24,7 @@ void ReadEndPadding(CMkvFileRoot& root, const std::vector<TrackEnd*>& ends) {
   BlockWalk walk(file);
   BlockFrames frames;
   for (WalkStep step = walk.Next(); step != WalkStep::kEnd; step = walk.Next()) {
+    if (InterruptWatch::Interrupted()) return;
     if (step != WalkStep::kBlock) continue;
     const MkvElement& block = walk.Block();
     CMkvInt padding;

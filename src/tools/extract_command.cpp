@@ -118,22 +118,28 @@ void TellEnds(const Session& session, const Extractions& extractions) {
   for (std::size_t i = 0; i < ends.size(); ++i) extractions[i]->sink->TellEnd({ends[i].padding, fileEnd});
 }
 
-// Ends the files; otherwise why not.
-std::string FinishSinks(const Extractions& extractions) {
-  for (const auto& extraction : extractions) {
-    if (!extraction->sink->Finish()) return extraction->Trouble();
-  }
-  return {};
-}
-
-// Gives the files their names, and tells of each.
-std::string Place(const Extractions& extractions, std::string& told) {
+std::vector<OutputFile*> FilesOf(const Extractions& extractions) {
   std::vector<OutputFile*> files;
   for (const auto& extraction : extractions) {
     files.push_back(&extraction->file);
     if (extraction->HasCompanion()) files.push_back(&extraction->companion);
   }
-  if (const OutputFile* const failed = PlaceAll(files)) return failed->Trouble();
+  return files;
+}
+
+// Ends the files; otherwise why not.
+std::string FinishSinks(const Extractions& extractions) {
+  for (const auto& extraction : extractions) {
+    if (!extraction->sink->Finish()) return extraction->Trouble();
+  }
+  // The reader of a pipe has all of it then, whatever takes time after it.
+  const OutputFile* const failed = CompleteAll(FilesOf(extractions));
+  return failed == nullptr ? std::string() : failed->Trouble();
+}
+
+// Gives the files their names, and tells of each.
+std::string Place(const Extractions& extractions, std::string& told) {
+  if (const OutputFile* const failed = PlaceAll(FilesOf(extractions))) return failed->Trouble();
   for (const auto& extraction : extractions) {
     told += fmt::format("{}: pin {}, {}, {} sample{}, {}\n", Printable(extraction->file.Path()),
                         extraction->chosen.pin->number, extraction->chosen.form->name, extraction->sink->Samples(),
@@ -249,9 +255,11 @@ int RunExtract(const Options& options, std::FILE* out, std::FILE* messages) {
   // To open a pipe is to wait for its reader, and there is nothing to take away.
   if (!IsStream(options.extract.output)) watch.emplace();
   if (const int begun = BeginAll(session, options, *kept); begun != kExitDone) return begun;
+  if (InterruptWatch::Interrupted()) return session.Interrupted();
   Graph& graph = session.OpenedGraph();
   PlayRange range{0, Summarize(graph, session.ConnectResult()).duration};
   if (const int ready = ConnectAndSeek(session, options, extractions, range); ready != kExitDone) return ready;
+  if (InterruptWatch::Interrupted()) return session.Interrupted();
 
   ProgressBar bar(messages);
   if (!watch) watch.emplace();

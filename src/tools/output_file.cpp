@@ -12,6 +12,18 @@ namespace {
 
 constexpr std::size_t kBufferSize = std::size_t{1} << 18;
 
+// Whether nothing that a file could be made in has the name. What cannot be looked at, the system speaks of when a file
+// is made there; so it does of a drive's current folder ("C:") and of names that go past its usual rules ("\\\\?\\").
+bool IsNoFolder(const std::filesystem::path& folder) {
+  const std::string root = platform::FromPath(folder.root_name());
+  if (folder.empty() || !(root.empty() || (root.ends_with(':') && folder.has_root_directory()))) return false;
+  std::error_code error;
+  const std::filesystem::file_type type = std::filesystem::status(folder, error).type();
+  return type == std::filesystem::file_type::not_found ||
+         (type != std::filesystem::file_type::none && type != std::filesystem::file_type::unknown &&
+          type != std::filesystem::file_type::directory);
+}
+
 }  // namespace
 
 bool OutputFile::MayOpen(const std::string& path, Overwrite overwrite, Name name) {
@@ -25,7 +37,7 @@ bool OutputFile::MayOpen(const std::string& path, Overwrite overwrite, Name name
   const std::filesystem::path folder = platform::ToPath(path).parent_path();
   if (std::filesystem::is_directory(there)) {
     Fail("is a folder");
-  } else if (!isStream && !folder.empty() && !std::filesystem::is_directory(folder, error)) {
+  } else if (!isStream && IsNoFolder(folder)) {
     Fail("there is no folder " + platform::FromPath(folder));
   } else if (isStream && name == Name::kMade) {
     Fail("is a device or a pipe");
@@ -95,10 +107,13 @@ void OutputFile::Fail(const std::string& reason) {
 
 void OutputFile::FailBySystem() { Fail(platform::SystemErrorText(platform::LastSystemError())); }
 
+OutputFile* CompleteAll(const std::vector<OutputFile*>& files) {
+  const auto failed = std::find_if_not(files.begin(), files.end(), [](OutputFile* file) { return file->Complete(); });
+  return failed == files.end() ? nullptr : *failed;
+}
+
 OutputFile* PlaceAll(const std::vector<OutputFile*>& files) {
-  for (OutputFile* const file : files) {
-    if (!file->Complete()) return file;
-  }
+  if (OutputFile* const failed = CompleteAll(files)) return failed;
   for (auto file = files.begin(); file != files.end(); ++file) {
     if ((*file)->Place()) continue;
     std::for_each(files.begin(), file, [](OutputFile* placed) { placed->TakeBack(); });

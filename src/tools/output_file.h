@@ -70,6 +70,8 @@ class OutputFile final : public OutputBytes {
   std::string trouble_;
 };
 
+// Completes those that are not. Null when all are; otherwise the first that failed.
+OutputFile* CompleteAll(const std::vector<OutputFile*>& files);
 // Completes all files that are not, and only then places them. Null when all are; otherwise the first that failed, and
 // none has appeared but those in whose place there were others before.
 OutputFile* PlaceAll(const std::vector<OutputFile*>& files);

@@ -125,7 +125,11 @@ TEST(CommandLine, TakesNoEmptyNameForAPlaceToWriteTo) {
   ExpectWrongUse({"extract", "a.mkv", "-d", ""}, "-d wants the name of a folder;");
   ExpectWrongUse({"attachments", "a.mkv", "--extract", "-d", ""}, "-d wants the name of a folder;");
   ExpectWrongUse({"report", "a.mkv", "--json", "-o", ""}, "-o wants the name of a file;");
+  ExpectWrongUse({"extract", "a.mkv", "--output=", "--force"}, "--output wants a value;");
+  ExpectWrongUse({"extract", "a.mkv", "-o", "--force"}, "-o wants the name of a file;");
   EXPECT_EQ(Parse({"extract", "a.mkv", "-o", "-"}).options->extract.output, "-");
+  EXPECT_EQ(Parse({"extract", "a.mkv", "-o", "./-x="}).options->extract.output, "./-x=");
+  EXPECT_EQ(Parse({"extract", "--", "--output="}).options->file, "--output=");
 }
 
 TEST(CommandLine, TakesARate) { EXPECT_EQ(Parse({"samples", "a.mkv", "--rate", "2.5"}).options->rate, 2.5); }

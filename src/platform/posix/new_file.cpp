@@ -1,6 +1,6 @@
-// Where the system can, the temporary file has no name at all while it is written, so that nothing is left of it
-// whatever ends the program. Elsewhere, on network file systems above all, it has one that is taken away. Once it is
-// complete it has one everywhere: it is closed then, and any number of them may wait to be placed.
+// Where the system can, the temporary file has no name at all, so that nothing is left of it whatever ends the program.
+// Elsewhere, on network file systems above all, it has one that is taken away. It stays open until it is placed, but
+// when many wait for that: then the next ones get such a name and are closed, so that any number may wait.
 #include "platform/new_file.h"
 
 #include <fcntl.h>
@@ -10,6 +10,7 @@
 #include <atomic>
 #include <cerrno>
 #include <charconv>
+#include <chrono>
 #include <cstdio>
 #include <optional>
 #include <string_view>
@@ -22,6 +23,9 @@ namespace {
 
 constexpr mode_t kUsualRights = 0666;  // less what the user's mask takes away
 constexpr int kNamesTried = 100;
+constexpr int kOpenAtMost = 32;  // of nameless files that wait to be placed
+
+std::atomic<int> openFiles{0};
 
 std::string FolderOf(const std::string& path) {
   const std::size_t slash = path.rfind('/');
@@ -29,10 +33,14 @@ std::string FolderOf(const std::string& path) {
   return slash == 0 ? "/" : path.substr(0, slash);
 }
 
+// Not from 1: where processes are few they have the same numbers, and what one that was killed has left would be met by
+// all that follow.
+unsigned FirstNumber() { return static_cast<unsigned>(std::chrono::system_clock::now().time_since_epoch().count()); }
+
 // Calls `make` with names in the folder of the path until it makes something; the name, or nothing.
 template <typename Make>
 std::optional<std::string> MakeNamed(const std::string& path, Make&& make) {
-  static std::atomic<unsigned> last{0};
+  static std::atomic<unsigned> last{FirstNumber()};
   for (int i = 0; i < kNamesTried; ++i) {
     std::string name = FolderOf(path) + "/.vantor-" + std::to_string(getpid()) + "-" + std::to_string(++last) + ".part";
     if (make(name)) return name;
@@ -42,6 +50,12 @@ std::optional<std::string> MakeNamed(const std::string& path, Make&& make) {
 }
 
 std::string PathOfHandle(int file) { return "/proc/self/fd/" + std::to_string(file); }
+
+// Some file systems tell only at a close that earlier writes failed; any one does.
+bool CloseCopy(int file) {
+  const int copy = fcntl(file, F_DUPFD_CLOEXEC, 0);
+  return copy >= 0 && close(copy) == 0;
+}
 
 bool LinkNameless(int file, const std::string& to) {
   return linkat(AT_FDCWD, PathOfHandle(file).c_str(), AT_FDCWD, to.c_str(), AT_SYMLINK_FOLLOW) == 0;
@@ -150,20 +164,33 @@ bool NewFile::WriteAt(std::int64_t position, const void* bytes, std::size_t size
 bool NewFile::Complete() {
   if (isStream_) return Close();
   if (temporary_.empty()) {
-    const std::optional<std::string> name =
-        MakeNamed(path_, [&](const std::string& tried) { return LinkNameless(static_cast<int>(handle_), tried); });
-    if (!name) return false;
-    temporary_ = *name;
+    if (openFiles.fetch_add(1) < kOpenAtMost) {
+      isKeptOpen_ = true;
+      return CloseCopy(static_cast<int>(handle_));
+    }
+    --openFiles;
+    if (!GiveTemporaryName()) return false;
   }
-  // Some file systems tell only now that earlier writes failed.
   return Close();
+}
+
+bool NewFile::GiveTemporaryName() {
+  const std::optional<std::string> name =
+      MakeNamed(path_, [&](const std::string& tried) { return LinkNameless(static_cast<int>(handle_), tried); });
+  temporary_ = name.value_or(std::string());
+  return name.has_value();
 }
 
 bool NewFile::Place(bool replace) {
   if (isStream_) return true;
-  isNew_ = RenameUnlessThere(temporary_, path_);
-  if (!isNew_ && (!replace || errno != EEXIST || std::rename(temporary_.c_str(), path_.c_str()) != 0)) return false;
+  const bool isNameless = temporary_.empty();
+  isNew_ = isNameless ? LinkNameless(static_cast<int>(handle_), path_) : RenameUnlessThere(temporary_, path_);
+  if (!isNew_) {
+    if (!replace || errno != EEXIST || (isNameless && !GiveTemporaryName())) return false;
+    if (std::rename(temporary_.c_str(), path_.c_str()) != 0) return false;
+  }
   temporary_.clear();
+  Close();
   return true;
 }
 
@@ -175,6 +202,8 @@ void NewFile::TakeBack() noexcept {
 bool NewFile::Close() noexcept {
   const auto file = static_cast<int>(handle_);
   handle_ = -1;
+  if (isKeptOpen_) --openFiles;
+  isKeptOpen_ = false;
   return file < 0 || close(file) == 0;
 }
 

@@ -1,5 +1,6 @@
 // The temporary file is marked as deleted from the beginning, which the system does when its handle is closed, by
-// whatever ends the program; the mark is taken off when the file gets its name.
+// whatever ends the program; the mark is taken off when the file is complete, which then waits under that name for its
+// own.
 #include "platform/new_file.h"
 
 #include <windows.h>
@@ -143,8 +144,8 @@ bool NewFile::WriteAt(std::int64_t position, const void* bytes, std::size_t size
 }
 
 bool NewFile::Complete() {
-  if (!isStream_) MarkDeleted(handle_, false);
-  return Close();
+  const bool isKept = isStream_ || MarkDeleted(handle_, false);
+  return Close() && isKept;
 }
 
 bool NewFile::Place(bool replace) {

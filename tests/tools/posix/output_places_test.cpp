@@ -6,11 +6,14 @@
 
 #include <csignal>
 #include <filesystem>
+#include <memory>
 #include <string>
+#include <vector>
 
 #include "tools/extract_run.h"
 #include "tools/file_signatures.h"
 #include "tools/interrupt_watch.h"
+#include "tools/output_file.h"
 
 namespace vantor::tools {
 namespace {
@@ -19,6 +22,12 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 
 class OutputPlaces : public ExtractRun {};
+
+std::vector<std::string> NamesIn(const std::filesystem::path& folder) {
+  std::vector<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) names.push_back(entry.path().filename());
+  return names;
+}
 
 TEST_F(OutputPlaces, ALinkThatLeadsNowhereIsNoFolderAndStays) {
   std::filesystem::create_symlink("nowhere", folder_ / "link");
@@ -34,6 +43,42 @@ TEST_F(OutputPlaces, ALinkThatLeadsNowhereIsToldBeforeTheRun) {
   std::filesystem::create_symlink("nowhere", folder_ / "out.h264");
   EXPECT_THAT(Run({"--pin", "1", "-o", Path("out.h264"), Media("avc_aac.mkv")}).messages,
               HasSubstr("exists already; --force overwrites it"));
+}
+
+TEST_F(OutputPlaces, FilesThatWaitForOthersHaveNamesOnlyWhereThereAreMany) {
+  const std::filesystem::path folder = folder_ / "waiting";
+  std::filesystem::create_directory(folder);
+  const int probe = open(folder.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600);
+  if (probe < 0) GTEST_SKIP() << "no nameless files here";
+  close(probe);
+  constexpr std::size_t kFew = 32;
+  std::vector<std::unique_ptr<OutputFile>> files;
+  std::vector<OutputFile*> together;
+  for (std::size_t i = 0; i < kFew + 3; ++i) {
+    together.push_back(files.emplace_back(std::make_unique<OutputFile>()).get());
+    ASSERT_TRUE(together[i]->Open((folder / ("out" + std::to_string(i))).string(), Overwrite::kNo))
+        << together[i]->Trouble();
+    ASSERT_TRUE(together[i]->Complete());
+    EXPECT_EQ(NamesIn(folder).size(), i < kFew ? 0 : i + 1 - kFew);
+  }
+  EXPECT_EQ(PlaceAll(together), nullptr);
+  EXPECT_EQ(NamesIn(folder).size(), together.size());
+  // Those that were placed make room for others.
+  OutputFile next;
+  ASSERT_TRUE(next.Open((folder / "next").string(), Overwrite::kNo)) << next.Trouble();
+  ASSERT_TRUE(next.Complete());
+  EXPECT_EQ(NamesIn(folder).size(), together.size());
+}
+
+TEST_F(OutputPlaces, AFolderThatMayNotBeLookedIntoIsToldByTheSystem) {
+  ASSERT_EQ(symlink("loop", (folder_ / "loop").c_str()), 0);
+  OutputFile file;
+  EXPECT_FALSE(file.Open(Path("loop/a.h264"), Overwrite::kNo));
+  EXPECT_THAT(file.Trouble(), HasSubstr("symbolic links"));
+  OutputFile other;
+  folder_.Write("file", "bytes");
+  EXPECT_FALSE(other.Open(Path("file/a.h264"), Overwrite::kNo));
+  EXPECT_THAT(other.Trouble(), HasSubstr("there is no folder "));
 }
 
 TEST_F(OutputPlaces, TheSourceIsNotWrittenToThroughAnOpenStream) {
