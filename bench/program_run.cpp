@@ -26,8 +26,8 @@ double ProcessorSecondsOfChildren() {
 
 }  // namespace
 
-WrittenFile::WrittenFile(const FileShape& shape)
-    : path_((std::filesystem::temp_directory_path() / "vantor_bench.mkv").string()) {
+WrittenFile::WrittenFile(const FileShape& shape, const std::string& name)
+    : path_((std::filesystem::temp_directory_path() / ("vantor_bench_" + name + ".mkv")).string()) {
   const std::shared_ptr<SyntheticFile> source = SyntheticFile::Make(shape);
   std::ofstream file(path_, std::ios::binary);
   std::vector<char> piece(std::size_t{1} << 20);

@@ -10,10 +10,10 @@
 
 namespace vantor::bench {
 
-// The bytes of a synthetic file as a file, gone with the object. One at a time.
+// The bytes of a synthetic file as a file, gone with the object. One of a name at a time.
 class WrittenFile {
  public:
-  explicit WrittenFile(const FileShape& shape);
+  explicit WrittenFile(const FileShape& shape, const std::string& name = "file");
   ~WrittenFile();
   WrittenFile(const WrittenFile&) = delete;
   WrittenFile& operator=(const WrittenFile&) = delete;

@@ -96,7 +96,13 @@ void StreamSmallFrames(benchmark::State& state) {
   for (int track = 2; track <= static_cast<int>(state.range(0)); ++track) shape.blockTracks.push_back(track);
   Stream(state, shape);
 }
-BENCHMARK(StreamSmallFrames)->ArgName("tracks")->Arg(1)->Arg(4)->UseManualTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(StreamSmallFrames)
+    ->ArgName("tracks")
+    ->Arg(1)
+    ->Arg(4)
+    ->Arg(32)
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
 
 }  // namespace
 

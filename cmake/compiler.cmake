@@ -24,12 +24,13 @@ if(VANTOR_COVERAGE)
   add_link_options(-fprofile-instr-generate)
 endif()
 
+# The x87's excess precision would give other times than everywhere else.
+if(CMAKE_SIZEOF_VOID_P EQUAL 4 AND CMAKE_SYSTEM_PROCESSOR MATCHES "86" AND NOT MSVC)
+  add_compile_options(-msse2 -mfpmath=sse)
+endif()
+
 if(WIN32)
   add_compile_definitions(UNICODE _UNICODE NOMINMAX WIN32_LEAN_AND_MEAN _WIN32_WINNT=0x0601)
-  # The x87's excess precision would give other times than everywhere else.
-  if(CMAKE_SYSTEM_PROCESSOR STREQUAL "x86" AND NOT MSVC)
-    add_compile_options(-msse2 -mfpmath=sse)
-  endif()
   # Programs and the component import system libraries only.
   if(MSVC)
     set(CMAKE_MSVC_RUNTIME_LIBRARY "MultiThreaded$<$<CONFIG:Debug>:Debug>")

@@ -42,9 +42,9 @@ void CheckOptions(const tools::Options& options) {
     if (time) Expect(tools::ParseTime(tools::TimeText(*time)) == *time / 10000 * 10000, "a time reads as it is shown");
   }
   const bool isSamples = options.command == tools::Command::kSamples;
-  const bool isPlay = options.command == tools::Command::kPlay;
+  const bool isPart = options.command == tools::Command::kPlay || options.command == tools::Command::kExtract;
   Expect(isSamples || (!options.seek && !options.rate), "only samples is sought and has a rate");
-  Expect(isPlay || (!options.from && !options.to), "only play has a part");
+  Expect(isPart || (!options.from && !options.to), "only play and extract have a part");
 }
 
 }  // namespace

@@ -59,7 +59,8 @@ class NewFile {
   std::string temporary_;  // empty where there is no name to take away
   std::intptr_t handle_ = -1;
   bool isStream_ = false;
-  bool isKeptOpen_ = false;
+  bool isKeptOpen_ = false;  // where files may be nameless
+  bool isMarked_ = false;    // as deleted, where they may not
   bool isNew_ = false;  // placed where nothing was
 };
 

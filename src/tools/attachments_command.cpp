@@ -47,8 +47,8 @@ bool CopyAttachment(ByteStore& bytes, const MkvAttachedFile& attached, OutputFil
   return file.Complete();
 }
 
-// Writes the attached files. They appear together when all are whole, or none does; until then those that are wait
-// closed, so that any number of them will do.
+// Writes the attached files. They appear together when all are whole, or none does; until then those that are wait,
+// most of them closed, so that any number of them will do.
 class AttachmentWriter {
  public:
   AttachmentWriter(const Options& options, Session& session) : options_(options), session_(session) {}

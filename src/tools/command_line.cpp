@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <iterator>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -110,15 +111,24 @@ ParseResult HelpWith(const CLI::App& app, const std::string& wanted, const std::
   return ParseCommandLine(static_cast<int>(std::size(asked)), asked);
 }
 
-// The option that is given as "--name=", as a shell leaves it of a variable that is not set; empty where there is none.
-// The parser would take the next word for its value.
-std::string OptionWithoutValue(int argc, const char* const* argv) {
+// The refusal of an option that is given as "--name=", as a shell leaves it of a variable that is not set, but wants a
+// value: the parser would take the next word for that.
+std::optional<ParseResult> RefuseWithoutValue(const CLI::App& app, int argc, const char* const* argv) {
+  const CLI::App* command = nullptr;
   for (int i = 1; i < argc && std::string_view(argv[i]) != "--"; ++i) {
-    const std::string_view word = argv[i];
-    if (word.starts_with("--") && word.find('=') == word.size() - 1)
-      return std::string(word.substr(0, word.size() - 1));
+    const std::string word = argv[i];
+    if (command == nullptr && !word.starts_with('-')) {
+      const auto named = app.get_subcommands([&](const CLI::App* one) { return one->get_name() == word; });
+      if (!named.empty()) command = named.front();
+    }
+    if (!word.starts_with("--") || word.find('=') != word.size() - 1) continue;
+    const std::string name = word.substr(0, word.size() - 1);
+    const CLI::Option* option = command == nullptr ? nullptr : command->get_option_no_throw(name);
+    if (option == nullptr) option = app.get_option_no_throw(name);
+    if (option == nullptr || option->get_items_expected_max() == 0) continue;
+    return WrongUse(name + " wants a value", command == nullptr ? std::string() : command->get_name());
   }
-  return {};
+  return std::nullopt;
 }
 
 }  // namespace
@@ -141,7 +151,7 @@ ParseResult ParseCommandLine(int argc, const char* const* argv, CommandWords* wo
     *words = WordsOf(app);
     return {};
   }
-  if (const std::string bare = OptionWithoutValue(argc, argv); !bare.empty()) return WrongUse(bare + " wants a value");
+  if (const auto refusal = RefuseWithoutValue(app, argc, argv)) return *refusal;
   const std::string help = app.help();  // later it would be that of the command given
   try {
     app.parse(argc, argv);

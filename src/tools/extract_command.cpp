@@ -152,10 +152,11 @@ std::string TextOf(const Finding& finding) {
   return (finding.track ? fmt::format("track {}: ", *finding.track) : std::string()) + finding.text;
 }
 
-// What the file has more than the pins deliver. Where the end was asked for, nothing behind it is missed.
+// What the file has more than the pins deliver.
 Findings FindMissing(Session& session, const Options& options) {
   Findings findings;
-  if (options.to || FindInOpened(session, {}, findings) != kExitDone) return {};
+  const std::int64_t announced = Summarize(session.OpenedGraph(), session.ConnectResult()).duration;
+  if (EndsEarly(options, announced) || FindInOpened(session, {}, findings) != kExitDone) return {};
   SortFindings(findings);
   return findings;
 }

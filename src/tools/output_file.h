@@ -13,8 +13,8 @@
 //   ...
 //   if (OutputFile* failed = PlaceAll({&index, &pictures})) return Fail(failed->Trouble());
 //
-// Bytes go out in large pieces; memory does not grow with the file, and a complete one needs next to none, and no
-// handle.
+// Bytes go out in large pieces; memory does not grow with the file, and a complete one needs next to none; of
+// many complete ones few keep a handle.
 // "-" is standard output, which like a pipe or a device is written to at once and takes nothing back. Not for several
 // threads at once.
 #pragma once
@@ -47,7 +47,7 @@ class OutputFile final : public OutputBytes {
   bool HasFailed() const { return !trouble_.empty(); }
   // Both that is left to do.
   bool Finish() { return Complete() && Place(); }
-  // Writes out what is in memory and closes the file; whether all of it has been written.
+  // Writes out what is in memory, behind which nothing comes; whether all of it has been written.
   bool Complete();
   // Gives the whole file its name; and takes it away again, unless it was another file's before.
   bool Place();

@@ -173,8 +173,8 @@ int RunPlay(const Options& options, std::FILE* out, std::FILE* messages) {
     return kExitUsage;
   }
   if (!run.isCompleted) return session.Interrupted();
-  // Where the end was asked for, nothing that is missing behind it is missed.
-  const std::vector<std::string> unseen = options.to ? std::vector<std::string>() : Unseen(session);
+  const bool isEarly = EndsEarly(options, Summarize(graph, session.ConnectResult()).duration);
+  const std::vector<std::string> unseen = isEarly ? std::vector<std::string>() : Unseen(session);
   const int finished = session.Finish();
   if (finished != kExitDone) return finished;
   for (const std::string& text : unseen) session.SayOfFile("warning: " + text);

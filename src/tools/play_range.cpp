@@ -33,6 +33,10 @@ std::string MovedText(std::int64_t asked, std::int64_t settled, std::int64_t dur
          " from the last entry of the index on";
 }
 
+bool EndsEarly(const Options& options, std::int64_t announced) {
+  return options.to && (announced <= 0 || *options.to < announced);
+}
+
 int SeekTo(Session& session, const Options& options, const std::string& doing, PlayRange& range) {
   if (!options.from && !options.to) return kExitDone;
   const HRESULT sought = Seek(session.OpenedGraph(), options, range);

@@ -17,6 +17,10 @@ struct PlayRange {
   std::int64_t stop = 0;
 };
 
+// Whether playing is to end before the announced end (100 ns, 0 where there is none): what is missing behind that is
+// not missed then.
+bool EndsEarly(const Options& options, std::int64_t announced);
+
 // What to say of a seek that settled before the position that was asked for; nothing of any other. A filter keeps to
 // the file: what lies behind its end becomes the end, and what comes is what the index has before that. All in 100 ns.
 std::string MovedText(std::int64_t asked, std::int64_t settled, std::int64_t duration, const std::string& doing);

@@ -2,9 +2,14 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <iterator>
+#include <string_view>
 #include <vector>
+
+#include "mediatypes/codec_id.h"
 
 namespace vantor::tools {
 namespace {
@@ -45,12 +50,21 @@ void AppendVideo(const MkvTrackEntry& track, std::optional<double> measured, std
   }
 }
 
-void AppendAudio(const MkvAudioSettings& audio, std::vector<std::string>& parts) {
+// What other codecs decode to is the decoder's choice, whatever the header says.
+bool HasSampleBits(const MkvTrackEntry& track) {
+  const std::string_view codec = CodecIdText(track.CodecID);
+  constexpr std::string_view kPcm = "A_PCM/";
+  constexpr std::string_view kLossless[] = {"A_FLAC", "A_TTA1", "A_WAVPACK4", "A_ALAC"};
+  return codec.starts_with(kPcm) || std::ranges::find(kLossless, codec) != std::end(kLossless);
+}
+
+void AppendAudio(const MkvTrackEntry& track, std::vector<std::string>& parts) {
+  const MkvAudioSettings& audio = track.audio;
   parts.push_back(fmt::format("{} Hz", audio.SamplingFrequency.value));
   const double output = audio.OutputSamplingFrequency.value;
   if (output > 0 && output != audio.SamplingFrequency.value) parts.push_back(fmt::format("played at {} Hz", output));
   parts.push_back(fmt::format("{} channel{}", audio.Channels.value, audio.Channels.value == 1 ? "" : "s"));
-  if (audio.BitDepth.value != 0) parts.push_back(fmt::format("{} bits", audio.BitDepth.value));
+  if (audio.BitDepth.value != 0 && HasSampleBits(track)) parts.push_back(fmt::format("{} bits", audio.BitDepth.value));
 }
 
 }  // namespace
@@ -63,7 +77,7 @@ double FrameRateOf(const MkvTrackEntry& track) {
 std::string TrackDetails(const MkvTrackEntry& track, std::optional<double> measured) {
   std::vector<std::string> parts;
   if (track.TrackType.value == MkvTrackEntry::kTypeVideo) AppendVideo(track, measured, parts);
-  if (track.TrackType.value == MkvTrackEntry::kTypeAudio) AppendAudio(track.audio, parts);
+  if (track.TrackType.value == MkvTrackEntry::kTypeAudio) AppendAudio(track, parts);
   return fmt::format("{}", fmt::join(parts, ", "));
 }
 

@@ -1,6 +1,6 @@
 // What a track's header says of its pictures or its sound, in words.
 //
-//   TrackDetails(*track.entry, std::nullopt);   // "720x576, shown 1024x576, 25 fps", "48000 Hz, 2 channels, 16 bits"
+//   TrackDetails(*track.entry, std::nullopt);   // "720x576, shown 1024x576, 25 fps", "48000 Hz, 2 channels"
 #pragma once
 
 #include <optional>

@@ -59,6 +59,10 @@ HRESULT FaultedPlayer::ConnectPins() {
     end();
     isConnected_[index] = SUCCEEDED(hr);
     if (SUCCEEDED(hr)) {
+      AM_MEDIA_TYPE type = {};
+      EXPECT_EQ(pin->ConnectionMediaType(&type), S_OK);
+      pins_[index].formatBlock.assign(type.pbFormat, type.pbFormat + type.cbFormat);
+      FreeMediaType(type);
       continue;
     }
     EXPECT_FALSE(PeerOf(pin.Get())) << "a pin that failed is not connected";

@@ -251,13 +251,24 @@ class PackageTest(unittest.TestCase):
         with zipfile.ZipFile(WORK / "packages" / f"vantor-mkv-{VERSION}-windows.zip") as archive:
             self.assertIsNone(archive.testzip())
             self.assertEqual(set(archive.namelist()),
-                             {"vantor-mkv.txt", "windows.md", "x64/vantormkv.ax", "x64/vantormkv-complete.ax",
+                             {"vantor-mkv.txt", "docs/windows.md", "docs/tool.md", "docs/findings.md",
+                              "docs/behaviour.md", "docs/vantor-mkv.schema.json",
+                              "examples/windows_player/main.cpp", "x64/vantormkv.ax", "x64/vantormkv-complete.ax",
                               "x64/vantor-mkv.exe", "x86/vantormkv.ax", "x86/vantormkv-complete.ax",
                               "x86/vantor-mkv.exe"})
             self.assertIn(f"{NAME} {VERSION}\r\n".encode(), archive.read("vantor-mkv.txt"))
             for folder, machine in (("x64", 0x8664), ("x86", 0x14C)):
                 for name in ("vantormkv.ax", "vantormkv-complete.ax", "vantor-mkv.exe"):
                     self.assertEqual(machine_of(archive.read(f"{folder}/{name}")), machine, f"{folder}/{name}")
+
+    def test_DocumentsLeadOnlyToWhatTheArchiveHolds(self):
+        with zipfile.ZipFile(WORK / "packages" / f"vantor-mkv-{VERSION}-windows.zip") as archive:
+            names = set(archive.namelist())
+            links = [(page, link) for page in names if page.endswith(".md") for link in
+                     re.findall(r"\]\(([^)#:]+)(?:#[^)]*)?\)", archive.read(page).decode())]
+        self.assertGreater(len(links), 3)
+        for page, link in links:
+            self.assertIn(os.path.normpath(os.path.join(os.path.dirname(page), link)), names, page)
 
     def test_InstallersAreProgramsOfTheirOwnWindows(self):
         for name, machine in (("x64", 0x8664), ("x86", 0x14C)):

@@ -319,7 +319,7 @@ TEST(Check, AStartCodeIsSeenWhereverItStands) {
   EXPECT_THAT(checked.Ids("error"), IsEmpty()) << checked.out;
 }
 
-TEST(Play, WarnsOfEndsUnlessTheEndWasAskedFor) {
+TEST(Play, WarnsOfEndsUnlessAnEarlierOneWasAskedFor) {
   const TemporaryFolder folder;
   const auto play = [&](double duration, const std::vector<std::string>& options) {
     Plan plan;
@@ -338,6 +338,8 @@ TEST(Play, WarnsOfEndsUnlessTheEndWasAskedFor) {
   EXPECT_THAT(play(420, {}), HasSubstr(kLateText));
   EXPECT_THAT(play(420, {"--from", "0"}), HasSubstr(kLateText));
   EXPECT_EQ(play(300, {"--to", "0.2"}), "");
+  EXPECT_THAT(play(300, {"--to", "0.3"}), HasSubstr(kLostText));
+  EXPECT_THAT(play(300, {"--to", "1:00"}), HasSubstr(kLostText));
 }
 
 TEST(Check, AFrameThatTheEndCutsOffIsNoPacket) {

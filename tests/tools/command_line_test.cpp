@@ -125,7 +125,8 @@ TEST(CommandLine, TakesNoEmptyNameForAPlaceToWriteTo) {
   ExpectWrongUse({"extract", "a.mkv", "-d", ""}, "-d wants the name of a folder;");
   ExpectWrongUse({"attachments", "a.mkv", "--extract", "-d", ""}, "-d wants the name of a folder;");
   ExpectWrongUse({"report", "a.mkv", "--json", "-o", ""}, "-o wants the name of a file;");
-  ExpectWrongUse({"extract", "a.mkv", "--output=", "--force"}, "--output wants a value;");
+  ExpectWrongUse({"extract", "a.mkv", "--output=", "--force"}, "--output wants a value; see vantor-mkv extract");
+  ExpectWrongUse({"info", "a.mkv", "--nosuch="}, "info has no option --nosuch=");
   ExpectWrongUse({"extract", "a.mkv", "-o", "--force"}, "-o wants the name of a file;");
   EXPECT_EQ(Parse({"extract", "a.mkv", "-o", "-"}).options->extract.output, "-");
   EXPECT_EQ(Parse({"extract", "a.mkv", "-o", "./-x="}).options->extract.output, "./-x=");

@@ -335,10 +335,8 @@ TEST_F(Tool, DescribesStreamsForPrograms) {
 TEST_F(Tool, ShowsEachTrackWithItsPinOrWhyItHasNone) {
   const Outcome outcome = Run("info " + Media("dts_ac3_eac3.mka") + " " + Media("avc_no_cues.mkv"));
   EXPECT_EQ(outcome.status, 0);
-  EXPECT_THAT(outcome.out,
-              HasSubstr("  1  audio  A_DTS             48000 Hz, 2 channels, 32 bits  und       default  2\n"));
-  EXPECT_THAT(outcome.out,
-              HasSubstr("  3  audio  A_EAC3            48000 Hz, 2 channels, 32 bits  und                none\n"));
+  EXPECT_THAT(outcome.out, HasSubstr("  1  audio  A_DTS             48000 Hz, 2 channels  und       default  2\n"));
+  EXPECT_THAT(outcome.out, HasSubstr("  3  audio  A_EAC3            48000 Hz, 2 channels  und                none\n"));
   EXPECT_THAT(outcome.out, HasSubstr("warning  codec-unsupported: track 3: no pin"));
   EXPECT_THAT(outcome.out, HasSubstr("duration: file 0:00:02.026, filter 0:00:01.877"));
 }

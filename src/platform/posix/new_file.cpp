@@ -164,9 +164,11 @@ bool NewFile::WriteAt(std::int64_t position, const void* bytes, std::size_t size
 bool NewFile::Complete() {
   if (isStream_) return Close();
   if (temporary_.empty()) {
-    if (openFiles.fetch_add(1) < kOpenAtMost) {
-      isKeptOpen_ = true;
-      return CloseCopy(static_cast<int>(handle_));
+    isKeptOpen_ = openFiles.fetch_add(1) < kOpenAtMost;
+    if (isKeptOpen_) {
+      if (CloseCopy(static_cast<int>(handle_))) return true;
+      // There may be no descriptor left for the copy.
+      isKeptOpen_ = false;
     }
     --openFiles;
     if (!GiveTemporaryName()) return false;

@@ -104,7 +104,7 @@ bool NewFile::Open(const std::string& path) {
     if (file != INVALID_HANDLE_VALUE) {
       handle_ = reinterpret_cast<std::intptr_t>(file);
       temporary_ = std::move(name);
-      MarkDeleted(handle_, true);
+      isMarked_ = MarkDeleted(handle_, true);
       return true;
     }
     // A file that is marked as deleted refuses others of its name.
@@ -144,7 +144,7 @@ bool NewFile::WriteAt(std::int64_t position, const void* bytes, std::size_t size
 }
 
 bool NewFile::Complete() {
-  const bool isKept = isStream_ || MarkDeleted(handle_, false);
+  const bool isKept = !isMarked_ || MarkDeleted(handle_, false);
   return Close() && isKept;
 }
 
