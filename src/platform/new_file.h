@@ -61,7 +61,7 @@ class NewFile {
   bool isStream_ = false;
   bool isKeptOpen_ = false;  // where files may be nameless
   bool isMarked_ = false;    // as deleted, where they may not
-  bool isNew_ = false;  // placed where nothing was
+  bool isNew_ = false;       // placed where nothing was
 };
 
 }  // namespace vantor::platform
