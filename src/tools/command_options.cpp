@@ -91,8 +91,9 @@ CLI::Option* AddPath(CLI::App* command, const std::string& names, std::string& t
                      const std::string& about) {
   const std::string shown = names.substr(0, names.find(','));
   const auto take = [=, &target](const std::string& text) {
-    if (text.empty() || (text.front() == '-' && text != "-"))
+    if (text.empty() || (text.front() == '-' && text != "-")) {
       throw CLI::ValidationError(fmt::format("{} wants the name of {}", shown, wanted));
+    }
     target = text;
   };
   return command->add_option_function<std::string>(names, take, about);
