@@ -20,9 +20,10 @@ namespace vantor::fuzz {
 
 namespace {
 
-// Bytes read from the source for each byte of input while it is opened: records, then the chain of the clusters. What
-// the records of a small file may take besides is much for it: many short Segments, each searched through for its end.
-constexpr std::uint64_t kOpeningReads = 8;
+// Bytes read from the source for each byte of input while it is opened: eight for the records, which is where opening
+// gives up on them, then four for the one walk along the Clusters. What the records of a small file may take besides is
+// much for it: many short Segments, each searched through for its end.
+constexpr std::uint64_t kOpeningReads = 8 + 4;
 constexpr std::uint64_t kOpeningBase = 65536 + 4096;
 
 void ReadBlock(const MkvElement& element, std::uint64_t length) {
