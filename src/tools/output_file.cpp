@@ -13,7 +13,7 @@ namespace {
 constexpr std::size_t kBufferSize = std::size_t{1} << 18;
 
 // Whether nothing that a file could be made in has the name. What cannot be looked at, the system speaks of when a file
-// is made there; so it does of a drive's current folder ("C:") and of names that go past its usual rules ("\\\\?\\").
+// is made there; so it does of a drive's current folder ("C:") and of names that go past its usual rules ("\\?\").
 bool IsNoFolder(const std::filesystem::path& folder) {
   const std::string root = platform::FromPath(folder.root_name());
   if (folder.empty() || !(root.empty() || (root.ends_with(':') && folder.has_root_directory()))) return false;

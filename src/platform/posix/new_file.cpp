@@ -51,12 +51,6 @@ std::optional<std::string> MakeNamed(const std::string& path, Make&& make) {
 
 std::string PathOfHandle(int file) { return "/proc/self/fd/" + std::to_string(file); }
 
-// Some file systems tell only at a close that earlier writes failed; any one does.
-bool CloseCopy(int file) {
-  const int copy = fcntl(file, F_DUPFD_CLOEXEC, 0);
-  return copy >= 0 && close(copy) == 0;
-}
-
 bool LinkNameless(int file, const std::string& to) {
   return linkat(AT_FDCWD, PathOfHandle(file).c_str(), AT_FDCWD, to.c_str(), AT_SYMLINK_FOLLOW) == 0;
 }
@@ -165,12 +159,11 @@ bool NewFile::Complete() {
   if (isStream_) return Close();
   if (temporary_.empty()) {
     isKeptOpen_ = openFiles.fetch_add(1) < kOpenAtMost;
-    if (isKeptOpen_) {
-      if (CloseCopy(static_cast<int>(handle_))) return true;
-      // There may be no descriptor left for the copy.
-      isKeptOpen_ = false;
-    }
+    // Some file systems tell only at a close that earlier writes failed, and tell it once; that of a copy will do.
+    const int copy = isKeptOpen_ ? fcntl(static_cast<int>(handle_), F_DUPFD_CLOEXEC, 0) : -1;
+    if (copy >= 0) return close(copy) == 0;
     --openFiles;
+    isKeptOpen_ = false;
     if (!GiveTemporaryName()) return false;
   }
   return Close();
