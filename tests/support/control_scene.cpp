@@ -184,9 +184,13 @@ void ControlScene::MakeCalls() {
 }
 
 // What a call lets go by a flush, it flushes no longer than it lasts. The flush of a seek is another matter: a
-// neighbour that stops the filter, or goes away, from inside it ends it so.
+// neighbour that stops the filter, or goes away, from inside it ends it so, for all sinks, and until they are stopped
+// themselves the next flush is one inside it.
 void ControlScene::CheckFlushes() {
-  const auto mayLeaveOne = [](ControlCall call) { return call == ControlCall::kSeek || call == ControlCall::kRelease; };
+  const bool seeksMayBeCut = cell_.action != Action::kNone && cell_.action != Action::kAsks;
+  const auto mayLeaveOne = [&](ControlCall call) {
+    return call == ControlCall::kRelease || (call == ControlCall::kSeek && seeksMayBeCut);
+  };
   if (mayLeaveOne(cell_.call) || (cell_.other && mayLeaveOne(*cell_.other))) return;
   for (const auto& sink : sinks_) {
     const std::string fault = sink->FaultOfFlushes();
@@ -304,6 +308,7 @@ void ControlScene::LetGo() {
     UntilInTime([&] { return filter_->Pause(); });
     filter_->Stop();
   }
+  CheckFlushes();
   if (filter_) return;
   // A filter that was released with a late worker takes leave of its neighbours at the very end: they cannot be
   // another's before that.

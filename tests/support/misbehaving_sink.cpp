@@ -66,6 +66,7 @@ void MisbehavingSink::StartRecord(std::unique_lock<std::mutex>& hold, Misbehavio
   played_.clear();
   ends_ = 0;
   acts_ = 0;
+  fault_.clear();
   // Outside the lock: the last reference to a sample may be the last to much else.
   std::vector<ComPtr<IMediaSample>> given = std::exchange(kept_, {});
   hold.unlock();

@@ -72,7 +72,8 @@ class MisbehavingSink final : public OnePinSink<MisbehavingSinkPin> {
   std::size_t Kept() const;
   // A call is held now.
   bool IsHolding() const;
-  // What is wrong with the flushes: one inside another, an end without a beginning, one that is open now. Empty: none.
+  // What is wrong with the flushes of this record: one inside another, an end without a beginning, one that is open
+  // now. Empty: none.
   std::string FaultOfFlushes() const;
 
  private:
