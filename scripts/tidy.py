@@ -2,16 +2,17 @@
 """Runs clang-tidy over the sources of src, several as one.
 
     scripts/tidy.py TREE           with the flags and the precompiled headers of that build tree
-    scripts/tidy.py TREE --deep    the analyzer follows every path as far as it can, which takes twice as long over all
+    scripts/tidy.py TREE --deep    the analyzer follows every path as far as it can, and a source that is built in two ways is
+                                   read in both, which takes twice as long over all
 
 Most of the time of a run goes into the headers, which every check walks through again with every source. So sources that
 are built with the same flags are put into one file, one after the other, and that is what clang-tidy reads. They are not
 included by that file, since clang and some checks say less about what is not in the file itself: constants and inline
 functions that nobody uses, for example. What is reported is given the names and lines of the sources.
 
-A source that is built in two ways is read in both. Where something is found in a file of several, its sources are read once
-more by themselves, and what is found then counts: the analyzer, which then follows calls from source to source, may have
-been misled, and two sources that name different things alike cannot be compiled as one.
+Where something is found in a file of several, its sources are read once more by themselves, and what is found then counts:
+the analyzer, which then follows calls from source to source, may have been misled, and two sources that name different
+things alike cannot be compiled as one.
 """
 
 import json
@@ -51,10 +52,13 @@ def flags_of(entry):
 
 def batches(tree):
     """Of what is built from src: (folder to compile in, flags, up to BATCH sources of one folder)."""
-    groups = {}
+    groups, seen = {}, set()
     for entry in json.loads((tree / "compile_commands.json").read_text()):
         sources = [source for source in sources_of(entry["file"]) if source.startswith(f"{ROOT}/src/")]
         for source in sources:
+            if source in seen and "--deep" not in sys.argv:
+                continue
+            seen.add(source)
             name = os.path.relpath(source, ROOT)
             group = name if name in ALONE else os.path.dirname(name)
             groups.setdefault((entry["directory"], flags_of(entry), group), []).append(source)
