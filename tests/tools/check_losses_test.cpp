@@ -296,6 +296,22 @@ TEST(Check, AnUnreadTrackWithoutPacketsIsNamedInItsNote) {
   EXPECT_FALSE(checked.Has("limit"));
 }
 
+// Nothing of what it covers is read by the filter, which has no pin then; the seek index tells what there is.
+TEST(Check, WhatAnElementThatIsTooLongCoversIsLost) {
+  const Raw file = MkvFile({[](const Positions& at) {
+                              return SeekHead({SeekEntry(0x1549A966, at["info"]), SeekEntry(0x1654AE6B, at["tracks"]),
+                                               SeekEntry(0x1F43B675, at["cluster"])});
+                            },
+                            Part("void", EbmlWithSize(0xEC, 1 << 20, Ramp(5), 4)), Part("info", Info(1000000, 480)),
+                            Part("tracks", Tracks({Plan::Vp8(1)})), Part("cluster", Cluster(0, Plan().first))});
+  for (const std::vector<std::string>& options : {std::vector<std::string>{}, {"--deep"}}) {
+    const Checked checked = Check(file, options);
+    EXPECT_EQ(checked.Ids("error"), std::vector<std::string>{"tracks-unread"}) << checked.out;
+    EXPECT_FALSE(checked.Has("no-frames"));
+    EXPECT_TRUE(checked.Has("cut-short"));
+  }
+}
+
 TEST(Check, AStartCodeIsSeenWhereverItStands) {
   // A long frame is compared piece by piece.
   std::vector<Raw> blocks;

@@ -56,6 +56,22 @@ TEST(FilterPath, BeginsWhereTheSeekIndexSendsIt) {
   EXPECT_EQ(WayThrough(file), "bff");
 }
 
+// Behind an element that claims more than the file has, only the seek index leads to Clusters: to those that it names
+// rightly, and to what stands behind them.
+TEST(FilterPath, LeavesAnElementThatIsTooLongByTheSeekIndex) {
+  const auto wayTo = [](const char* named) {
+    return WayThrough(test::MkvFile(
+        {[named](const test::Positions& at) {
+           return test::SeekHead({test::SeekEntry(0x1549A966, at["first"]), test::SeekEntry(0x1F43B675, at[named])});
+         },
+         Part("void", test::EbmlWithSize(0xEC, 1 << 20, test::Ramp(5), 4)), Part("first", KeyCluster(0)),
+         Part("second", KeyCluster(40)), KeyCluster(80)}));
+  };
+  EXPECT_EQ(wayTo("first"), "fff");
+  EXPECT_EQ(wayTo("second"), "ff");
+  EXPECT_EQ(wayTo("void"), "");
+}
+
 TEST(FilterPath, StaysInAClusterOfUnknownSize) {
   EXPECT_EQ(WayThrough(test::MkvFile({KeyCluster(0), Endless(40), KeyCluster(80), KeyCluster(120)})), "ffww");
 }

@@ -3,14 +3,17 @@
 // The filter believes sizes: a Cluster of unknown size lasts to the end of the file for it, and what lies in it is a
 // child. This walk believes identifiers where the two disagree: no Cluster, index or Segment stands within a Cluster,
 // so that where one is met there the Cluster has ended and the walk goes on beside it. So does a Segment within a
-// Segment, which files put together have. Nothing leads back, and each position is passed once.
+// Segment, which files put together have. And where an element that is no Cluster claims more than the file has, what
+// it hides is looked for by the seek index. Nothing leads back, and each position is passed once.
 #include "tools/check/block_walk.h"
 
 #include <algorithm>
 #include <array>
+#include <functional>
 
 #include "parser/block.h"
 #include "parser/element_ids.h"
+#include "parser/segment.h"
 
 namespace vantor::tools {
 namespace {
@@ -63,7 +66,11 @@ WalkStep BlockWalk::EnterSegment(const MkvElement& segment, bool isWithin) {
 }
 
 WalkStep BlockWalk::MoveElement() {
-  if (element_ && element_.MoveNext()) return Arrive(false);
+  if (element_) {
+    const MkvElement last = element_;
+    if (element_.MoveNext()) return Arrive(false);
+    if (FindByIndex(last)) return Arrive(true);
+  }
   element_ = MkvElement();
   if (segment_ && segment_.MoveNextOfSameId()) return EnterSegment(MkvElement(segment_), false);
   segment_ = MkvElement();
@@ -92,6 +99,33 @@ WalkStep BlockWalk::SettleChild() {
     (void)child_.MoveNext();  // at the end it is empty
   }
   return FindBehindDamage() ? Arrive(true) : MoveElement();
+}
+
+// The next element of the first Segment that the seek index names rightly, though it lies in one that lasts longer than
+// the file.
+bool BlockWalk::FindByIndex(const MkvElement& last) {
+  if (segments_ != 1 || last.id.value == ids::kCluster || last.DataEnd() <= last.file->length) return false;
+  const MkvSegment* const records = last.file->GetSegment();
+  if (!isIndexTaken_ && records != nullptr) {
+    for (const auto& seekHead : records->seekHeads) {
+      for (const MkvSeekEntry& entry : seekHead) {
+        if (!StandsBesideClusters(entry.SeekID.value)) continue;
+        indexed_.emplace_back(records->SeekTarget(entry), entry.SeekID.value);
+      }
+    }
+    std::sort(indexed_.begin(), indexed_.end(), std::greater<>());
+  }
+  isIndexTaken_ = true;
+  for (; !indexed_.empty(); indexed_.pop_back()) {
+    const auto [target, id] = indexed_.back();
+    if (target <= last.start) continue;
+    const MkvElement found = MkvElement::At(*last.file, &segment_, target);
+    if (!found || found.id.value != id) continue;
+    element_ = found;
+    element_.parent = &segment_;
+    return true;
+  }
+  return false;
 }
 
 // A Cluster that lasts to the end of the file as far as its size goes, but whose children end before: behind an

@@ -1,5 +1,5 @@
 // BlockWalk: every block of a file, in the file's order, wherever it lies: behind Clusters of unknown size, in further
-// Segments, behind damage. It moves forward only and reads headers only.
+// Segments, behind damage, behind a size that is too large. It moves forward only and reads headers only.
 //
 //   BlockWalk walk(root);
 //   for (WalkStep step = walk.Next(); step != WalkStep::kEnd; step = walk.Next()) {
@@ -8,6 +8,8 @@
 #pragma once
 
 #include <cstdint>
+#include <utility>
+#include <vector>
 
 #include "parser/element.h"
 
@@ -44,16 +46,19 @@ class BlockWalk {
   WalkStep MoveElement();
   WalkStep Arrive(bool isWithinPrevious);
   WalkStep SettleChild();
+  bool FindByIndex(const MkvElement& last);
   bool FindBehindDamage();
 
   const MkvElement wholeFile_;
   MkvElement segment_;
   MkvElement element_;
   MkvElement child_;
+  std::vector<std::pair<std::uint64_t, std::uint32_t>> indexed_;  // what the seek index names, the first one last
   MkvElement behindDamage_;  // the stand-in for a Segment that begins where a header cannot be read
   std::uint64_t childrenEnd_ = 0;
   std::int64_t time_ = 0;
   int segments_ = 0;
+  bool isIndexTaken_ = false;
   bool isStarted_ = false;
   bool isAtSegment_ = false;
   bool isAtCluster_ = false;
