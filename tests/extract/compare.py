@@ -4,7 +4,7 @@
     tests/extract/compare.py TOOL FOLDER [NAME...]
 
 TOOL is the program vantor-mkv, with both components beside it; files are made in FOLDER, which is made as well. With
-names, only those rows are run. For every row a second of a generated picture or tone is encoded and muxed by ffmpeg,
+names, only those rows are run, by the names of codecs or of media files. For every row a second of a generated picture or tone is encoded and muxed by ffmpeg,
 extracted with the complete component, which delivers every packet, and:
 
 - decoded from both files; the frames' hashes are compared (of sound, one hash over all samples);
@@ -107,6 +107,9 @@ ROWS = [
     video("av1", "libsvtav1 -preset 12 -g 10", "ivf", only_complete=True),
     video("theora", "libtheora", "bin", packets=True),
     video("huffyuv", "huffyuv -pix_fmt yuv422p", "bin", packets=True),
+    video("snow", "snow", "bin", packets=True),
+    video("msmpeg4_2", "msmpeg4v2 -g 10", "bin", packets=True),
+    video("wmv1", "wmv1 -g 10", "bin", packets=True),
     sound("aac", "aac", "aac", packets=True, bits="aac_adtstoasc"),
     sound("aac_mono", "aac -ac 1", "aac", LOW_TONE, packets=True, bits="aac_adtstoasc"),
     sound("aac_six", "aac -ac 6", "aac", packets=True, bits="aac_adtstoasc"),
@@ -147,6 +150,17 @@ ROWS = [
     subtitles("webvtt", SUBRIP, "webvtt", "vtt", only_complete=True),
 ]
 
+TESTS = pathlib.Path(__file__).resolve().parent.parent
+# Of a file the streams, in their order, with what is expected of them: the extension, and how packets are compared.
+PACKETS, ADTS_PACKETS = {"packets": True}, {"packets": True, "bits": "aac_adtstoasc"}
+MEDIA = {
+    "ac3_mp3_stripped.mka": [("ac3", PACKETS), ("mp3", PACKETS)],
+    "asp_stripped.mkv": [("m4v", {})],
+    "audio_laced.mka": [("ac3", PACKETS), ("mp3", PACKETS), ("aac", ADTS_PACKETS)],
+    "avc_no_cues.mkv": [("h264", {}), ("aac", ADTS_PACKETS)],
+    "flac_laced.mka": [("flac", PACKETS)],
+}
+
 
 class Failure(Exception):
     pass
@@ -169,18 +183,18 @@ def hashes(output):
     return [tuple(field.strip() for field in line.split(",")[4:6]) for line in lines]
 
 
-def decoded(path, row, what, forms=()):
+def decoded(path, row, what, forms=(), stream=0):
     # Elsewhere nothing is left out at the ends: what a container says of padding is no part of the stream.
     whole = [] if row.ends else ["-flags2", "+skip_manual"]
-    source = [*forms, *whole, "-i", str(path), "-map", "0:0"]
+    source = [*forms, *whole, "-i", str(path), "-map", f"0:{stream}"]
     if row.source is PICTURE:
         return hashes(ffmpeg(*source, "-fps_mode", "passthrough", "-f", "framehash", "-hash", "md5", "-", what=what))
     return ffmpeg(*source, "-c:a", "pcm_f32le", "-f", "hash", "-hash", "md5", "-", what=what)
 
 
-def packets(path, what, bits="", forms=()):
+def packets(path, what, bits="", forms=(), stream=0):
     chosen = ["-bsf", bits] if bits else []
-    return hashes(ffmpeg(*forms, "-i", str(path), "-map", "0:0", "-c", "copy", *chosen, "-f", "framehash", "-hash",
+    return hashes(ffmpeg(*forms, "-i", str(path), "-map", f"0:{stream}", "-c", "copy", *chosen, "-f", "framehash", "-hash",
                          "md5", "-", what=what))
 
 
@@ -244,6 +258,20 @@ def compare(row, tool, folder):
         raise Failure("what the component delivers as it is, is no beginning of that")
 
 
+def compare_media(name, tool, folder):
+    source, folder = TESTS / "media" / name, folder / name
+    shutil.rmtree(folder, ignore_errors=True)
+    run([tool, "extract", "--complete", "--all", "-d", str(folder), str(source)], "extract --complete")
+    for stream, (extension, more) in enumerate(MEDIA[name]):
+        row = Row(name, "", extension, PICTURE if extension in ("h264", "m4v") else TONE, **more)
+        path = next(folder.glob(f"*.{extension}"))
+        differing(f"stream {stream}, decoded frames", decoded(source, row, "decoding the source", stream=stream),
+                  decoded(path, row, "decoding the extracted file"))
+        if row.packets:
+            differing(f"stream {stream}, packets", packets(source, "reading the source", stream=stream),
+                      packets(path, "reading the extracted file", row.bits))
+
+
 def main():
     if len(sys.argv) < 3:
         print(__doc__.strip(), file=sys.stderr)
@@ -252,18 +280,21 @@ def main():
         print("left out: there is no ffmpeg")
         return 0
     tool, folder = os.path.abspath(sys.argv[1]), pathlib.Path(sys.argv[2])
-    rows = [row for row in ROWS if len(sys.argv) == 3 or row.name in sys.argv[3:]]
+    wanted = sys.argv[3:] or [row.name for row in ROWS] + list(MEDIA)
+    rows = [row for row in ROWS if row.name in wanted]
+    media = [name for name in MEDIA if name in wanted]
     failed = 0
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
         results = {row.name: pool.submit(compare, row, tool, folder) for row in rows}
+        results |= {name: pool.submit(compare_media, name, tool, folder) for name in media}
         for name, result in results.items():
             try:
                 result.result()
-            except (Failure, OSError, ValueError, KeyError) as failure:
+            except (Failure, OSError, ValueError, KeyError, StopIteration) as failure:
                 failed += 1
                 print(f"{name}: {failure}")
-    print(f"{len(rows) - failed} of {len(rows)} codecs passed")
-    return 0 if failed == 0 and rows else 1
+    print(f"{len(results) - failed} of {len(results)} passed: {len(rows)} codecs, {len(media)} media files")
+    return 0 if failed == 0 and results else 1
 
 
 if __name__ == "__main__":
