@@ -3,8 +3,8 @@
 //
 //   LD_PRELOAD=fault_shim.so VANTOR_FAULT=read:7:once:unmapped vantor-mkv samples movie.mkv
 //
-// VANTOR_FAULT is the kind, the number (0 for none), "once" or "on", "unmapped" when files cannot be mapped, and
-// "named" when no file can be made without a name. Kinds:
+// VANTOR_FAULT is the kind, the number (0 for none), "once" or "on", "unmapped" when files cannot be mapped, "named"
+// when no file can be made without a name, and "twice" when interrupts come as two, one behind the other. Kinds:
 //   allocation  malloc and its like give none (but where a sanitizer has them)
 //   read        reads fail
 //   short       reads give half of what was asked for, at least one byte
@@ -48,6 +48,7 @@ unsigned long number = 0;
 bool isOngoing = false;
 bool isUnmapped = false;
 bool isNamed = false;
+bool isTwice = false;
 std::atomic<bool> isArmed{false};
 std::atomic<bool> isFileOpen{false};
 std::atomic<unsigned long> counts[kKinds];
@@ -63,6 +64,7 @@ void ReadRequest(const char* request) {
   isOngoing = std::strstr(request, ":on:") != nullptr;
   isUnmapped = std::strstr(request, "unmapped") != nullptr;
   isNamed = std::strstr(request, "named") != nullptr;
+  isTwice = std::strstr(request, "twice") != nullptr;
 }
 
 void CutFile() {
@@ -79,11 +81,16 @@ bool IsHit(Kind kind) {
   return wanted == kind && number != 0 && (isOngoing ? call >= number : call == number);
 }
 
+void Interrupt() {
+  static_cast<void>(raise(SIGINT));
+  if (isTwice) static_cast<void>(raise(SIGINT));
+}
+
 // Counts a call of the kind; true when it is to fail.
 bool Fails(Kind kind) {
   if (!isArmed) return false;
   if (isFileOpen && IsHit(kCut)) CutFile();
-  if (isFileOpen && IsHit(kInterrupt)) static_cast<void>(raise(SIGINT));
+  if (isFileOpen && IsHit(kInterrupt)) Interrupt();
   return IsHit(kind);
 }
 
@@ -91,7 +98,7 @@ bool Fails(Kind kind) {
 template <typename Result>
 Result Wrote(Result result) {
   const int error = errno;
-  if (isArmed && IsHit(kWriting)) static_cast<void>(raise(SIGINT));
+  if (isArmed && IsHit(kWriting)) Interrupt();
   errno = error;
   return result;
 }

@@ -8,13 +8,10 @@
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
-#include <map>
 #include <string>
 #include <vector>
 
-#include "host/fake_splitter.h"
 #include "support/allocation_monitor.h"
-#include "support/mkv_builder.h"
 #include "support/temporary_folder.h"
 #include "tools/checked_file.h"
 #include "tools/commands.h"
@@ -28,11 +25,9 @@ using testing::HasSubstr;
 #if defined(VANTOR_SANITIZED)
 constexpr std::size_t kRunsOfAFile = 10;
 constexpr unsigned long kAllocationsOfAFile = 6;
-constexpr unsigned long kInterruptsOfWriting = 4;
 #else
 constexpr std::size_t kRunsOfAFile = 50;
 constexpr unsigned long kAllocationsOfAFile = 24;
-constexpr unsigned long kInterruptsOfWriting = 20;
 #endif
 
 std::vector<std::string> MediaNames() {
@@ -47,25 +42,11 @@ std::vector<std::string> MediaNames() {
   return names;
 }
 
-std::string Media(const std::string& name) { return VANTOR_TEST_MEDIA "/" + name; }
-
-// So many of the numbers up to the last, evenly spread; which ones differs with the seed.
-std::vector<unsigned long> Spread(unsigned long last, unsigned long count, std::size_t seed) {
-  std::vector<unsigned long> numbers;
-  if (last <= count) {
-    for (unsigned long number = 1; number <= last; ++number) numbers.push_back(number);
-    return numbers;
-  }
-  const unsigned long step = last / count;
-  for (unsigned long i = 0; i < count; ++i) numbers.push_back(1 + i * step + (seed * 7919 + i * 104729) % step);
-  return numbers;
-}
-
 // Every fault that is tried on a run with those calls, mapped and unmapped.
 std::vector<Fault> FaultsOf(const FaultyOutcome& mapped, const FaultyOutcome& unmapped, std::size_t seed) {
   std::vector<Fault> faults;
   const auto add = [&](const std::string& kind, const FaultyOutcome& run, unsigned long count) {
-    for (const unsigned long number : Spread(run.calls.at(kind), count, seed)) {
+    for (const unsigned long number : SpreadOver(run.calls.at(kind), count, seed)) {
       for (const bool isOngoing : {false, true}) {
         faults.push_back({kind, number, isOngoing && kind != "cut", &run == &unmapped, "", -1});
       }
@@ -85,7 +66,7 @@ std::vector<Fault> FaultsOf(const FaultyOutcome& mapped, const FaultyOutcome& un
 // At most so many of them, evenly spread.
 std::vector<Fault> Some(const std::vector<Fault>& faults, std::size_t count, std::size_t seed) {
   std::vector<Fault> some;
-  for (const unsigned long number : Spread(faults.size(), count, seed)) some.push_back(faults[number - 1]);
+  for (const unsigned long number : SpreadOver(faults.size(), count, seed)) some.push_back(faults[number - 1]);
   return some;
 }
 
@@ -104,7 +85,7 @@ void TryFaults(const std::vector<std::string>& command, const std::string& name,
   const std::string path = (folder / name).string();
   // A cut changes the file, so each run has its own copy.
   const auto run = [&](Fault fault) {
-    std::filesystem::copy_file(Media(name), path, std::filesystem::copy_options::overwrite_existing);
+    std::filesystem::copy_file(MediaPath(name), path, std::filesystem::copy_options::overwrite_existing);
     fault.file = path;
     std::vector<std::string> arguments = command;
     arguments.push_back(path);
@@ -149,7 +130,7 @@ TEST(Faults, OfOtherCommandsAreTold) {
 }
 
 TEST(Faults, OutputThatIsNotWrittenWholeIsTold) {
-  const std::string media = Media("languages.mkv");
+  const std::string media = MediaPath("languages.mkv");
   for (const std::vector<std::string>& command : std::vector<std::vector<std::string>>{{"samples", media},
                                                                                        {"info", media},
                                                                                        {"info", "--json", media},
@@ -177,136 +158,19 @@ TEST(Faults, AFileThatGrowsBeyondItsLimitIsToldAndLeavesNothing) {
   Fault fault;
   fault.largestFile = 5000;
   const FaultyOutcome outcome =
-      RunFaulty({"extract", "--all", "-d", (folder / "parts").string(), Media("avc_aac.mkv")}, fault);
+      RunFaulty({"extract", "--all", "-d", (folder / "parts").string(), MediaPath("avc_aac.mkv")}, fault);
   EXPECT_EQ(outcome.status, 2);
   EXPECT_THAT(outcome.messages, HasSubstr(".h264: File too large\n"));
   EXPECT_FALSE(std::filesystem::exists(folder / "parts"));
 }
 
 TEST(Faults, StandardOutputByItsNameIsWrittenTo) {
-  const FaultyOutcome piped = RunFaulty({"extract", "--pin", "2", "-o", "-", Media("avc_aac.mkv")}, {});
-  const FaultyOutcome named = RunFaulty({"extract", "--pin", "2", "-o", "/dev/stdout", Media("avc_aac.mkv")}, {});
+  const FaultyOutcome piped = RunFaulty({"extract", "--pin", "2", "-o", "-", MediaPath("avc_aac.mkv")}, {});
+  const FaultyOutcome named = RunFaulty({"extract", "--pin", "2", "-o", "/dev/stdout", MediaPath("avc_aac.mkv")}, {});
   EXPECT_EQ(named.status, 0);
   EXPECT_EQ(named.messages, "");
   EXPECT_GT(piped.out.size(), 1000U);
   EXPECT_TRUE(named.out == piped.out);
-}
-
-// What an interrupt does, whichever call it comes in: the program says so, ends with its status, and has printed whole
-// lines or nothing.
-void TryInterrupts(const std::vector<std::string>& command, std::size_t seed) {
-  const FaultyOutcome whole = RunFaulty(command, {"", 0, false, true, "", -1});
-  ASSERT_EQ(whole.messages, "");
-  ASSERT_GT(whole.calls.at("interrupt"), 1U);
-  // Threads make some calls more or fewer.
-  for (const unsigned long number : Spread(whole.calls.at("interrupt") * 3 / 4, 4, seed)) {
-    SCOPED_TRACE(command.front() + " interrupted at call " + std::to_string(number));
-    const FaultyOutcome outcome = RunFaulty(command, {"interrupt", number, false, true, "", -1});
-    EXPECT_EQ(outcome.status, kExitInterrupted);
-    EXPECT_EQ(outcome.messages, "vantor-mkv: interrupted\n");
-    EXPECT_TRUE(outcome.out.empty() || outcome.out.ends_with('\n')) << outcome.out;
-    EXPECT_TRUE(whole.out.starts_with(outcome.out)) << outcome.out;
-  }
-}
-
-TEST(Interrupts, EndACommandBetweenLines) {
-  const std::string media = Media("avc_aac.mkv");
-  const std::vector<std::vector<std::string>> commands = {
-      {"check", media, media}, {"check", "--deep", media}, {"check", "--json", media}, {"samples", media},
-      {"info", media},         {"report", "--json", media}};
-  for (std::size_t i = 0; i < commands.size(); ++i) TryInterrupts(commands[i], i);
-}
-
-TEST(Interrupts, LeaveNoPageOfAReport) {
-  const test::TemporaryFolder folder;
-  const std::string page = (folder / "page.html").string();
-  const std::vector<std::string> command = {"report", "--force", "-o", page, Media("avc_aac.mkv")};
-  const FaultyOutcome whole = RunFaulty(command, {});
-  ASSERT_EQ(whole.status, 0) << whole.messages;
-  const auto size = std::filesystem::file_size(page);
-  for (const unsigned long number : Spread(whole.calls.at("interrupt"), 8, 1)) {
-    std::filesystem::remove(page);
-    const FaultyOutcome outcome = RunFaulty(command, {"interrupt", number, false, false, "", -1});
-    const bool isThere = std::filesystem::exists(page);
-    EXPECT_TRUE(outcome.status == kExitInterrupted || (outcome.status == kExitDone && isThere)) << number;
-    EXPECT_TRUE(!isThere || std::filesystem::file_size(page) == size) << number;
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.Path()), {}), isThere ? 1 : 0) << number;
-  }
-}
-
-std::string MediaWithAttachments(const test::TemporaryFolder& folder) {
-  Plan plan;
-  plan.more.emplace_back(test::Attachments({test::Attachment("a.ttf", "font/ttf", test::Ramp(3000)),
-                                            test::Attachment("b.ttf", "font/ttf", test::Ramp(2 << 20)),
-                                            test::Attachment("c.ttf", "font/ttf", {})}));
-  const test::Raw bytes = plan.File();
-  return folder.Write("attached.mkv", std::string(bytes.begin(), bytes.end())).string();
-}
-
-// What is in the folder, and how large it is; nothing when there is no such folder.
-std::map<std::string, std::uintmax_t> SizesIn(const std::filesystem::path& folder) {
-  std::map<std::string, std::uintmax_t> sizes;
-  if (!std::filesystem::exists(folder)) return sizes;
-  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-    sizes[entry.path().filename().string()] = entry.file_size();
-  }
-  return sizes;
-}
-
-// The command writes files into the folder that its last argument names. Whichever of the calls that do so an interrupt
-// comes in, there are all of them in the end, or none, neither by another name.
-void TryInterruptedWriting(const std::vector<std::string>& command, bool makesFolder, bool isNamed) {
-  const test::TemporaryFolder folder;
-  const std::filesystem::path target = folder / "parts";
-  const auto run = [&](unsigned long number) {
-    std::filesystem::remove_all(target);
-    if (!makesFolder) std::filesystem::create_directory(target);
-    Fault fault;
-    fault.kind = "writing";
-    fault.number = number;
-    fault.isNamed = isNamed;
-    std::vector<std::string> arguments = command;
-    arguments.push_back((makesFolder ? target : target / "page.html").string());
-    return RunFaulty(arguments, fault);
-  };
-  const FaultyOutcome whole = run(0);
-  ASSERT_EQ(whole.status, 0) << whole.messages;
-  const auto sizes = SizesIn(target);
-  ASSERT_FALSE(sizes.empty());
-  const unsigned long calls = whole.calls.at("writing");
-  int interrupted = 0;
-  for (const unsigned long number : Spread(calls, kInterruptsOfWriting, calls)) {
-    SCOPED_TRACE(command.front() + (isNamed ? ", named, " : " ") + "interrupted at call " + std::to_string(number) +
-                 " of " + std::to_string(calls));
-    const FaultyOutcome outcome = run(number);
-    const bool isInterrupted = outcome.status == kExitInterrupted;
-    interrupted += isInterrupted;
-    EXPECT_EQ(outcome.messages, isInterrupted ? "vantor-mkv: interrupted\n" : whole.messages);
-    EXPECT_EQ(SizesIn(target), isInterrupted ? decltype(sizes)() : sizes);
-    EXPECT_EQ(std::filesystem::exists(target), !isInterrupted || !makesFolder);
-    EXPECT_TRUE(isInterrupted || outcome.status == kExitDone) << outcome.status;
-  }
-  EXPECT_GT(interrupted, 0);
-}
-
-TEST(Interrupts, LeaveNoneOfTheFilesThatAreWritten) {
-  const test::TemporaryFolder folder;
-  const std::string attached = MediaWithAttachments(folder);
-  for (const bool isNamed : {false, true}) {
-    TryInterruptedWriting({"extract", "--all", Media("avc_aac.mkv"), "-d"}, true, isNamed);
-    TryInterruptedWriting({"attachments", "--extract", attached, "-d"}, true, isNamed);
-    TryInterruptedWriting({"report", Media("avc_aac.mkv"), "-o"}, false, isNamed);
-  }
-}
-
-TEST(Interrupts, EndAListingThatWaits) {
-  const test::TemporaryFolder folder;
-  const auto stream = test::ToyStream('i', 2, 3);
-  const std::string toy = folder.Write("toy", std::string(stream.begin(), stream.end())).string();
-  const FaultyOutcome outcome = RunFaulty({"--component", VANTOR_TOY_COMPONENT, "samples", toy}, {});
-  EXPECT_EQ(outcome.status, kExitInterrupted);
-  EXPECT_EQ(outcome.messages, "vantor-mkv: interrupted\n");
-  EXPECT_EQ(outcome.out, "");
 }
 
 // ---- Operator new, in this process: sanitizers see what becomes of it. ----
@@ -334,7 +198,8 @@ class MemoryStream {
 };
 
 FaultyOutcome RunHere(const std::string& name, unsigned long failing, bool isOngoing) {
-  const std::vector<std::string> arguments = {"vantor-mkv", "samples", "--component", VANTOR_COMPONENT, Media(name)};
+  const std::vector<std::string> arguments = {"vantor-mkv", "samples", "--component", VANTOR_COMPONENT,
+                                              MediaPath(name)};
   const MemoryStream out;
   const MemoryStream messages;
   FaultyOutcome outcome;
@@ -356,7 +221,7 @@ TEST_P(EveryFile, IsListedWholeOrTheLackOfMemoryIsTold) {
   ASSERT_EQ(whole.status, 0) << whole.messages;
   int told = 0;
   for (const bool isOngoing : {false, true}) {
-    for (const unsigned long number : Spread(whole.calls.at("allocation"), kAllocationsOfAFile, Seed())) {
+    for (const unsigned long number : SpreadOver(whole.calls.at("allocation"), kAllocationsOfAFile, Seed())) {
       SCOPED_TRACE(Describe({"allocation", number, isOngoing, false, "", -1}));
       const FaultyOutcome outcome = RunHere(GetParam(), number, isOngoing);
       ExpectWholeOrTold(outcome, whole);

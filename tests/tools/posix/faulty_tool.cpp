@@ -54,7 +54,7 @@ std::vector<std::string> Environment(const Fault& fault, const std::string& coun
   settings.emplace_back("LD_PRELOAD=" VANTOR_FAULT_SHIM);
   settings.push_back("VANTOR_FAULT=" + (fault.kind.empty() ? "none" : fault.kind) + ":" + std::to_string(fault.number) +
                      (fault.isOngoing ? ":on:" : ":once:") + (fault.isUnmapped ? "unmapped:" : "") +
-                     (fault.isNamed ? "named" : ""));
+                     (fault.isNamed ? "named:" : "") + (fault.isTwice ? "twice" : ""));
   settings.push_back("VANTOR_FAULT_COUNTS=" + counts);
   settings.push_back("VANTOR_FAULT_FILE=" + fault.file);
   // Where what is written is limited, so would be what a tool that is built to measure itself writes at its end.
@@ -78,6 +78,7 @@ std::vector<char*> Pointers(const std::vector<std::string>& words) {
 int Start(const std::vector<std::string>& arguments, const Fault& fault, const test::TemporaryFolder& folder) {
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
+  if (fault.standardInput >= 0) posix_spawn_file_actions_adddup2(&actions, fault.standardInput, STDIN_FILENO);
   constexpr int kFlags = O_WRONLY | O_CREAT | O_TRUNC;
   posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, (folder / "out").c_str(), kFlags, 0600);
   // Through a pipe, which no limit on files bounds.
@@ -149,9 +150,22 @@ void ExpectWholeOrTold(const FaultyOutcome& outcome, const FaultyOutcome& whole)
   EXPECT_TRUE(outcome.messages.ends_with('\n')) << outcome.messages;
 }
 
+std::string MediaPath(const std::string& name) { return VANTOR_TEST_MEDIA "/" + name; }
+
+std::vector<unsigned long> SpreadOver(unsigned long last, unsigned long count, std::size_t seed) {
+  std::vector<unsigned long> numbers;
+  if (last <= count) {
+    for (unsigned long number = 1; number <= last; ++number) numbers.push_back(number);
+    return numbers;
+  }
+  const unsigned long step = last / count;
+  for (unsigned long i = 0; i < count; ++i) numbers.push_back(1 + i * step + (seed * 7919 + i * 104729) % step);
+  return numbers;
+}
+
 std::string Describe(const Fault& fault) {
   return fault.kind + " " + std::to_string(fault.number) + (fault.isOngoing ? " and on" : "") +
-         (fault.isUnmapped ? ", unmapped" : "") + (fault.isNamed ? ", named" : "");
+         (fault.isUnmapped ? ", unmapped" : "") + (fault.isNamed ? ", named" : "") + (fault.isTwice ? ", twice" : "");
 }
 
 }  // namespace vantor::tools

@@ -5,6 +5,7 @@
 //   ExpectWholeOrTold(run, whole);
 #pragma once
 
+#include <cstddef>
 #include <map>
 #include <string>
 #include <vector>
@@ -19,6 +20,8 @@ struct Fault {
   std::string file;          // that a fault of the kind "cut" cuts
   long largestFile = -1;     // bytes that a file may hold that is written; below 0 for any number
   bool isNamed = false;      // no file can be made without a name
+  bool isTwice = false;      // interrupts come as two
+  int standardInput = -1;    // what the tool has for it; below 0 for that of the test
 };
 
 struct FaultyOutcome {
@@ -32,6 +35,12 @@ FaultyOutcome RunFaulty(const std::vector<std::string>& arguments, const Fault& 
 
 // The result of a run without a fault, or a failure that says so in one line; a warning may go before it.
 void ExpectWholeOrTold(const FaultyOutcome& outcome, const FaultyOutcome& whole);
+
+// A file of the test media, by its whole path.
+std::string MediaPath(const std::string& name);
+
+// So many of the numbers up to the last, evenly spread; which ones differs with the seed.
+std::vector<unsigned long> SpreadOver(unsigned long last, unsigned long count, std::size_t seed);
 
 // The fault in words, for a failed test.
 std::string Describe(const Fault& fault);
