@@ -151,6 +151,8 @@ int RunAttachments(const Options& options, std::FILE* out, std::FILE* messages) 
   const MkvAttachmentList& attachments = extras.attachments;
   int status = kExitDone;
   if (options.attachments.extract && !attachments.empty()) {
+    // Those that could not be listed would be missing among the files.
+    if (session.SayTrouble()) return kExitUsage;
     watch.emplace();
     status = writer.WriteAll(attachments);
     if (status != kExitDone && status != kExitRefused) return status;
@@ -161,8 +163,9 @@ int RunAttachments(const Options& options, std::FILE* out, std::FILE* messages) 
     session.Say(CannotWrite("the answer"));
     return kExitUsage;
   }
-  if (attachments.empty() && !options.json) session.SayOfFile("there are no attachments");
-  return std::max(session.Finish(), status);
+  const int finished = session.Finish();
+  if (finished == kExitDone && attachments.empty() && !options.json) session.SayOfFile("there are no attachments");
+  return std::max(finished, status);
 }
 
 }  // namespace vantor::tools

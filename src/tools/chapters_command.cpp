@@ -51,8 +51,9 @@ int RunChapters(const Options& options, std::FILE* out, std::FILE* messages) {
     session.Say(CannotWrite("the chapters"));
     return kExitUsage;
   }
-  if (CountChapters(extras.editions) == 0) session.SayOfFile("there are no chapters");
-  return session.Finish();
+  const int status = session.Finish();
+  if (status == kExitDone && CountChapters(extras.editions) == 0) session.SayOfFile("there are no chapters");
+  return status;
 }
 
 }  // namespace vantor::tools

@@ -11,6 +11,7 @@
 //   mapping     nothing can be mapped, be it a file or memory
 //   thread      a thread cannot be started
 //   interrupt   the program is sent SIGINT at this call of any kind, counted from the first mapping or read of a file
+//   write       what is written to a file, a stream or standard output fails, as on a full disk; messages do not
 //   writing     the program is sent SIGINT after this call of those that make, write, name and remove files
 //   cut         the file VANTOR_FAULT_FILE is cut to a third of its length at this call of any kind, counted from the
 //               first mapping or read of a file
@@ -25,6 +26,7 @@
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -38,9 +40,9 @@
 
 namespace {
 
-enum Kind { kAllocation, kRead, kShort, kMapping, kThread, kCut, kInterrupt, kWriting, kKinds, kNone = kKinds };
-constexpr const char* kNames[kKinds] = {"allocation", "read", "short",     "mapping",
-                                        "thread",     "cut",  "interrupt", "writing"};
+enum Kind { kAllocation, kRead, kShort, kMapping, kThread, kCut, kInterrupt, kWriting, kWrite, kKinds, kNone = kKinds };
+constexpr const char* kNames[kKinds] = {"allocation", "read",      "short",   "mapping", "thread",
+                                        "cut",        "interrupt", "writing", "write"};
 constexpr unsigned kPatienceInSeconds = 60;
 
 Kind wanted = kNone;
@@ -101,6 +103,13 @@ Result Wrote(Result result) {
   if (isArmed && IsHit(kWriting)) Interrupt();
   errno = error;
   return result;
+}
+
+// True when the disk is to be full at this call.
+bool IsFull() {
+  if (!isArmed || !IsHit(kWrite)) return false;
+  errno = ENOSPC;
+  return true;
 }
 
 void Report() {
@@ -226,10 +235,28 @@ VANTOR_SHOWN int open(const char* path, int flags, ...) {
 VANTOR_SHOWN int open64(const char* path, int flags, ...) __attribute__((alias("open")));
 
 VANTOR_SHOWN ssize_t pwrite(int file, const void* bytes, std::size_t size, off_t position) {
+  if (IsFull()) return -1;
   return Wrote(syscall(SYS_pwrite64, file, bytes, size, position));
 }
 VANTOR_SHOWN ssize_t pwrite64(int file, const void* bytes, std::size_t size, off_t position)
     __attribute__((alias("pwrite")));
+
+VANTOR_SHOWN ssize_t write(int file, const void* bytes, std::size_t size) {
+  if (file != STDERR_FILENO && IsFull()) return -1;
+  return syscall(SYS_write, file, bytes, size);
+}
+
+VANTOR_SHOWN ssize_t writev(int file, const struct iovec* pieces, int count) {
+  if (file != STDERR_FILENO && IsFull()) return -1;
+  return syscall(SYS_writev, file, pieces, count);
+}
+
+// The streams of the C library write by calls of their own, which are not seen from here.
+VANTOR_SHOWN std::size_t fwrite(const void* bytes, std::size_t size, std::size_t members, FILE* stream) {
+  if (stream == stdout && IsFull()) return 0;
+  auto* const write = Next<std::size_t(const void*, std::size_t, std::size_t, FILE*)>("fwrite");
+  return write(bytes, size, members, stream);
+}
 
 VANTOR_SHOWN int mkdir(const char* path, mode_t rights) {
   return static_cast<int>(Wrote(syscall(SYS_mkdirat, AT_FDCWD, path, rights)));

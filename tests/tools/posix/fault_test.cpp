@@ -5,8 +5,6 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <cstdint>
-#include <cstdio>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -40,44 +38,6 @@ std::vector<std::string> MediaNames() {
   }
   std::sort(names.begin(), names.end());
   return names;
-}
-
-// Every fault that is tried on a run with those calls, mapped and unmapped.
-std::vector<Fault> FaultsOf(const FaultyOutcome& mapped, const FaultyOutcome& unmapped, std::size_t seed) {
-  std::vector<Fault> faults;
-  const auto add = [&](const std::string& kind, const FaultyOutcome& run, unsigned long count) {
-    for (const unsigned long number : SpreadOver(run.calls.at(kind), count, seed)) {
-      for (const bool isOngoing : {false, true}) {
-        faults.push_back({kind, number, isOngoing && kind != "cut", &run == &unmapped, "", -1});
-      }
-    }
-  };
-  add("read", unmapped, 6);
-  add("allocation", mapped, 8);
-  add("short", unmapped, 3);
-  add("mapping", mapped, 4);
-  add("cut", mapped, 4);
-  add("thread", mapped, 3);
-  add("cut", unmapped, 4);
-  add("allocation", unmapped, 4);
-  return faults;
-}
-
-// At most so many of them, evenly spread.
-std::vector<Fault> Some(const std::vector<Fault>& faults, std::size_t count, std::size_t seed) {
-  std::vector<Fault> some;
-  for (const unsigned long number : SpreadOver(faults.size(), count, seed)) some.push_back(faults[number - 1]);
-  return some;
-}
-
-// What a fault of this kind does for sure.
-void ExpectAsOfItsKind(const Fault& fault, const FaultyOutcome& outcome) {
-  if (fault.kind == "read") {
-    EXPECT_EQ(outcome.status, 2);
-    EXPECT_THAT(outcome.messages, HasSubstr("Input/output error"));
-  } else if (fault.kind == "short") {
-    EXPECT_EQ(outcome.status, 0) << outcome.messages;
-  }
 }
 
 void TryFaults(const std::vector<std::string>& command, const std::string& name, std::size_t runs, std::size_t seed) {
@@ -175,55 +135,18 @@ TEST(Faults, StandardOutputByItsNameIsWrittenTo) {
 
 // ---- Operator new, in this process: sanitizers see what becomes of it. ----
 
-class MemoryStream {
- public:
-  MemoryStream() : file_(open_memstream(&text_, &size_)) {}
-  ~MemoryStream() {
-    std::fclose(file_);
-    std::free(text_);
-  }
-  MemoryStream(const MemoryStream&) = delete;
-  MemoryStream& operator=(const MemoryStream&) = delete;
-
-  std::FILE* File() const { return file_; }
-  std::string Text() const {
-    std::fflush(file_);
-    return {text_, size_};
-  }
-
- private:
-  char* text_ = nullptr;
-  std::size_t size_ = 0;
-  std::FILE* file_;
-};
-
-FaultyOutcome RunHere(const std::string& name, unsigned long failing, bool isOngoing) {
-  const std::vector<std::string> arguments = {"vantor-mkv", "samples", "--component", VANTOR_COMPONENT,
-                                              MediaPath(name)};
-  const MemoryStream out;
-  const MemoryStream messages;
-  FaultyOutcome outcome;
-  const std::uint64_t before = test::Allocations();
-  isOngoing ? test::FailAllocationsFrom(failing) : test::FailAllocation(failing);
-  outcome.status = Main(arguments, out.File(), messages.File());
-  test::FailAllocation(0);
-  outcome.calls["allocation"] = test::Allocations() - before;
-  outcome.out = out.Text();
-  outcome.messages = messages.Text();
-  return outcome;
-}
-
 TEST_P(EveryFile, IsListedWholeOrTheLackOfMemoryIsTold) {
   if (!test::WatchesAllocations()) {
     GTEST_SKIP();
   }
-  const FaultyOutcome whole = RunHere(GetParam(), 0, false);
+  const std::vector<std::string> command = {"samples", "--component", VANTOR_COMPONENT, MediaPath(GetParam())};
+  const FaultyOutcome whole = RunHere(command, 0, false);
   ASSERT_EQ(whole.status, 0) << whole.messages;
   int told = 0;
   for (const bool isOngoing : {false, true}) {
     for (const unsigned long number : SpreadOver(whole.calls.at("allocation"), kAllocationsOfAFile, Seed())) {
       SCOPED_TRACE(Describe({"allocation", number, isOngoing, false, "", -1}));
-      const FaultyOutcome outcome = RunHere(GetParam(), number, isOngoing);
+      const FaultyOutcome outcome = RunHere(command, number, isOngoing);
       ExpectWholeOrTold(outcome, whole);
       told += outcome.messages.find("out of memory") != std::string::npos;
     }

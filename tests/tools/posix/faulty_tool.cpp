@@ -1,6 +1,7 @@
 #include "tools/posix/faulty_tool.h"
 
 #include <fcntl.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <spawn.h>
 #include <sys/resource.h>
@@ -10,17 +11,21 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
 
+#include "support/allocation_monitor.h"
 #include "support/temporary_folder.h"
+#include "tools/commands.h"
 
 namespace vantor::tools {
 namespace {
 
-constexpr std::array<const char*, 8> kKinds = {"allocation", "read", "short",     "mapping",
-                                               "thread",     "cut",  "interrupt", "writing"};
+constexpr std::array<const char*, 9> kKinds = {"allocation", "read",      "short",   "mapping", "thread",
+                                               "cut",        "interrupt", "writing", "write"};
 
 std::string Content(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
@@ -116,6 +121,28 @@ int Start(const std::vector<std::string>& arguments, const Fault& fault, const t
   return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
 }
 
+class MemoryStream {
+ public:
+  MemoryStream() : file_(open_memstream(&text_, &size_)) {}
+  ~MemoryStream() {
+    std::fclose(file_);
+    std::free(text_);
+  }
+  MemoryStream(const MemoryStream&) = delete;
+  MemoryStream& operator=(const MemoryStream&) = delete;
+
+  std::FILE* File() const { return file_; }
+  std::string Text() const {
+    std::fflush(file_);
+    return {text_, size_};
+  }
+
+ private:
+  char* text_ = nullptr;
+  std::size_t size_ = 0;
+  std::FILE* file_;
+};
+
 }  // namespace
 
 FaultyOutcome RunFaulty(const std::vector<std::string>& arguments, const Fault& fault) {
@@ -131,6 +158,61 @@ FaultyOutcome RunFaulty(const std::vector<std::string>& arguments, const Fault& 
   std::ifstream counts(folder / "counts");
   for (const char* kind : kKinds) counts >> outcome.calls[kind];
   return outcome;
+}
+
+FaultyOutcome RunHere(const std::vector<std::string>& arguments, unsigned long failing, bool isOngoing) {
+  std::vector<std::string> words = {"vantor-mkv"};
+  words.insert(words.end(), arguments.begin(), arguments.end());
+  const MemoryStream out;
+  const MemoryStream messages;
+  FaultyOutcome outcome;
+  const std::uint64_t before = test::Allocations();
+  isOngoing ? test::FailAllocationsFrom(failing) : test::FailAllocation(failing);
+  outcome.status = Main(words, out.File(), messages.File());
+  test::FailAllocation(0);
+  outcome.calls["allocation"] = test::Allocations() - before;
+  outcome.out = out.Text();
+  outcome.messages = messages.Text();
+  return outcome;
+}
+
+std::vector<Fault> FaultsOf(const FaultyOutcome& mapped, const FaultyOutcome& unmapped, std::size_t seed) {
+  std::vector<Fault> faults;
+  const auto add = [&](const std::string& kind, const FaultyOutcome& run, unsigned long count) {
+    for (const unsigned long number : SpreadOver(run.calls.at(kind), count, seed)) {
+      for (const bool isOngoing : {false, true}) {
+        faults.push_back({kind, number, isOngoing && kind != "cut", &run == &unmapped, "", -1});
+      }
+    }
+  };
+  add("read", unmapped, 6);
+  add("allocation", mapped, 8);
+  add("short", unmapped, 3);
+  add("mapping", mapped, 4);
+  add("cut", mapped, 4);
+  add("thread", mapped, 3);
+  add("cut", unmapped, 4);
+  add("allocation", unmapped, 4);
+  add("write", mapped, 4);
+  return faults;
+}
+
+std::vector<Fault> Some(const std::vector<Fault>& faults, std::size_t count, std::size_t seed) {
+  std::vector<Fault> some;
+  for (const unsigned long number : SpreadOver(faults.size(), count, seed)) some.push_back(faults[number - 1]);
+  return some;
+}
+
+void ExpectAsOfItsKind(const Fault& fault, const FaultyOutcome& outcome) {
+  if (fault.kind == "read") {
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_THAT(outcome.messages, testing::HasSubstr("Input/output error"));
+  } else if (fault.kind == "write") {
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_THAT(outcome.messages, testing::HasSubstr("No space left on device"));
+  } else if (fault.kind == "short") {
+    EXPECT_EQ(outcome.status, 0) << outcome.messages;
+  }
 }
 
 void ExpectWholeOrTold(const FaultyOutcome& outcome, const FaultyOutcome& whole) {

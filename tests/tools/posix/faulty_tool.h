@@ -33,6 +33,10 @@ struct FaultyOutcome {
 
 FaultyOutcome RunFaulty(const std::vector<std::string>& arguments, const Fault& fault);
 
+// The tool's code in this process, where operator new fails at its n-th call, or from there on; 0 for never. Sanitizers
+// see what becomes of it. Nothing fails where allocations are not watched.
+FaultyOutcome RunHere(const std::vector<std::string>& arguments, unsigned long failing, bool isOngoing);
+
 // The result of a run without a fault, or a failure that says so in one line; a warning may go before it.
 void ExpectWholeOrTold(const FaultyOutcome& outcome, const FaultyOutcome& whole);
 
@@ -41,6 +45,13 @@ std::string MediaPath(const std::string& name);
 
 // So many of the numbers up to the last, evenly spread; which ones differs with the seed.
 std::vector<unsigned long> SpreadOver(unsigned long last, unsigned long count, std::size_t seed);
+
+// Every fault that is tried on runs with those calls, with files mapped and unmapped.
+std::vector<Fault> FaultsOf(const FaultyOutcome& mapped, const FaultyOutcome& unmapped, std::size_t seed);
+// At most so many of them, evenly spread.
+std::vector<Fault> Some(const std::vector<Fault>& faults, std::size_t count, std::size_t seed);
+// What a fault of this kind does for sure.
+void ExpectAsOfItsKind(const Fault& fault, const FaultyOutcome& outcome);
 
 // The fault in words, for a failed test.
 std::string Describe(const Fault& fault);
