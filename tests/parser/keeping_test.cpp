@@ -107,6 +107,27 @@ TEST(FrameMemory, IsTheFilesLengthAndAllowsNoMoreThanAGibibyte) {
   EXPECT_FALSE(ofLarge.records.Take(1));
 }
 
+TEST(FrameMemory, AllKindsTogetherAreNoMoreThanAGibibyte) {
+  FrameMemory memory(~std::uint64_t{0});
+  EXPECT_TRUE(memory.records.Take(600 * kMebibyte));
+  EXPECT_TRUE(memory.kept.Take(100 * kMebibyte));
+  EXPECT_FALSE(memory.samples.Take(325 * kMebibyte));
+  EXPECT_EQ(memory.samples.Taken(), 0u) << "what is refused is not taken";
+  EXPECT_TRUE(memory.samples.Take(324 * kMebibyte));
+  EXPECT_FALSE(memory.records.Take(1));
+  EXPECT_FALSE(memory.kept.Take(1));
+  memory.kept.Give(1);
+  EXPECT_TRUE(memory.records.Take(1));
+  EXPECT_EQ(memory.all.Taken(), 1024 * kMebibyte);
+}
+
+TEST(FrameMemory, AFrameOfTheWholeFileHasRoomInItsSampleToo) {
+  constexpr std::uint64_t kLength = 200 * kMebibyte;
+  FrameMemory memory(kLength);
+  EXPECT_TRUE(memory.records.Take(kLength));
+  EXPECT_TRUE(memory.samples.Take(kLength));
+}
+
 constexpr std::uint64_t kLimit = MkvBlock::kLargestFrame;
 
 TEST(FrameList, CountsLargeRecordsUntilTheyAreCleared) {
