@@ -4,12 +4,14 @@
 
 #include <atomic>
 #include <memory>
+#include <string>
 
 #include "filter/mkv_filter.h"
 #include "host/graph.h"
 #include "streaming/hostile_recipes.h"
 #include "support/allocation_monitor.h"
 #include "support/demux_harness.h"
+#include "support/temporary_folder.h"
 
 namespace vantor::test {
 namespace {
@@ -48,8 +50,13 @@ void SeekTo(Graph& graph, LONGLONG target) {
   }
 }
 
-Total Measure(const Raw& bytes) {
-  Total total{.length = bytes.size()};
+Total Measure(const HostileRecipe& recipe, std::size_t size) {
+  const TemporaryFolder folder;
+  const Raw bytes = recipe.make(size);
+  const std::string description = recipe.describe ? recipe.describe(size) : std::string();
+  if (recipe.describe) folder.Write("hostile.conf", description);
+  const WideString name = (folder / "hostile.mkv").string<WCHAR>();
+  Total total{.length = bytes.size() + description.size()};
   std::atomic<std::uint64_t> delivered{0};
   const auto store = MakeMemoryStore(bytes);
   ResetPeakBytes();
@@ -57,7 +64,7 @@ Total Measure(const Raw& bytes) {
   {
     Graph graph;
     EXPECT_EQ(graph.Adopt(Demux::NewFilter().Get()), S_OK);
-    EXPECT_EQ(graph.ConnectInput(store, OLESTR("hostile.mkv")), S_OK);
+    EXPECT_EQ(graph.ConnectInput(store, name), S_OK);
     total.pins = graph.Pins().size();
     EXPECT_EQ(graph.ConnectSinks([&](const GraphPin&) { return std::make_shared<ByteCounter>(delivered); }), S_OK);
     if (total.pins != 0) {
@@ -112,10 +119,10 @@ TEST_P(Amplification, IsWithinTheTable) {
   if (!WatchesAllocations()) GTEST_SKIP() << "allocations are not watched in this build";
   constexpr std::size_t kSize = 100'000;
   constexpr std::size_t kTimes = 4;
-  const Total shorter = Measure(GetParam().make(kSize));
+  const Total shorter = Measure(GetParam(), kSize);
   ExpectWithin(shorter, GetParam().limit);
   if (!kGrows) return;
-  const Total longer = Measure(GetParam().make(kSize * kTimes));
+  const Total longer = Measure(GetParam(), kSize * kTimes);
   ExpectWithin(longer, GetParam().limit);
   // No faster than the file, but for what does not grow at all. How many workers are under way at once differs from run
   // to run, and what they hold with it: the bound lies halfway to what grows with the square of the file.

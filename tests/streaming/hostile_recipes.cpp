@@ -107,6 +107,56 @@ std::vector<Raw> AvcTracksWithoutConfiguration() {
   return tracks;
 }
 
+// Of the section that tracks without a name have, with what they want behind long lines of something else.
+std::string LongDescription(std::size_t size) {
+  const std::string line = "Other=" + std::string(1000, 'A') + "\n";
+  std::string text = "[Stream.]\n";
+  while (text.size() < size) text += line;
+  return text + "CodecData=AAAAAWdkACgRAAAAAWjuPIA=\n";
+}
+
+// So many elements, made one by one from their numbers.
+template <typename Make>
+Raw Numbered(std::size_t count, Make&& make) {
+  Raw all;
+  for (std::size_t i = 0; i < count; ++i) {
+    const Raw element = make(i);
+    all.insert(all.end(), element.begin(), element.end());
+  }
+  return all;
+}
+
+// All tracks that there may be, and points that each lead one of them to the same Cluster, where none has a key frame.
+Raw CuesOfManyTracks(std::size_t size) {
+  constexpr std::size_t kTracks = 128;
+  const std::size_t count = size / CuePoint(0, 1, 0).size();
+  return MkvFile({[](const Positions& at) { return SeekHead({SeekEntry(ids::kCues, at["cues"])}); },
+                  Info(1000000, 10'000'000),
+                  Tracks(AudioTracks(kTracks)),
+                  {"cues",
+                   [=](const Positions& at) {
+                     return Ebml(ids::kCues, Numbered(count, [&](std::size_t i) {
+                                   return CuePoint(i * 5000 / count, 1 + i % kTracks, at["cluster"]);
+                                 }));
+                   }},
+                  {"cluster", Cluster(0, {SimpleBlock(1, 0, 0, {1})})}});
+}
+
+// The points lead to two Clusters in turn, which are long and hold no frame to begin with.
+Raw CuesOfTwoFarClusters(std::size_t size) {
+  const Raw cluster = Cluster(0, {FillWith(size / 4, kTinyVoid), SimpleBlock(1, 0, 0, {1})});
+  return MkvFile({[](const Positions& at) { return SeekHead({SeekEntry(ids::kCues, at["cues"])}); },
+                  Info(1000000, 10'000'000),
+                  Tracks({AudioTrack(1)}),
+                  {"first", cluster},
+                  {"second", cluster},
+                  {"cues", [size](const Positions& at) {
+                     return Ebml(ids::kCues, Numbered(size / 2 / CuePoint(0, 1, 0).size(), [&](std::size_t i) {
+                                   return CuePoint(100, 1, at[i % 2 == 0 ? "first" : "second"]);
+                                 }));
+                   }}});
+}
+
 Raw ChainedSeekHeads(std::size_t size) {
   std::vector<Part> parts;
   const std::size_t count = size / 60;
@@ -262,9 +312,15 @@ const std::vector<HostileRecipe>& HostileRecipes() {
          return OneTrack(Join({{0x00}, Fill(size, 0x1F)}));
        },
        {10, 20, 0.1, 0.1}},
+      {"cue points of many tracks", CuesOfManyTracks, {0.6, 0.6, 5, 0.1, 1}},
+      {"cue points of two far Clusters", CuesOfTwoFarClusters, {2.1, 2.3, 6, 0.1, 1}},
       {"blocks of one of many tracks",
        [](std::size_t size) { return InACluster(AudioTracks(32), FillWith(size, SimpleBlock(1, 1, kKey, {}))); },
        {60, 70, 0.2, 0.1}},
+      {"AVC tracks and a long description",
+       [](std::size_t) { return InACluster(AvcTracksWithoutConfiguration(), {}); },
+       {0.1, 0.1, 3, 0.1},
+       LongDescription},
       {"AVC tracks without a first frame",
        [](std::size_t size) {
          return InACluster(AvcTracksWithoutConfiguration(), FillWith(size, SimpleBlock(1, 1, kKey, {})));

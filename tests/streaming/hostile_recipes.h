@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <string>
 #include <vector>
 
 #include "support/mkv_builder.h"
@@ -25,6 +26,8 @@ struct HostileRecipe {
   const char* name;
   std::function<Raw(std::size_t size)> make;  // a file of about that many bytes
   Cost limit;
+  // The stream description beside it, of about that many bytes too, which then count as the file's.
+  std::function<std::string(std::size_t size)> describe = {};
 };
 
 const std::vector<HostileRecipe>& HostileRecipes();
