@@ -118,8 +118,9 @@ void AddNullRenderer(IGraphBuilder* graph, IPin* from) {
   Check(graph->ConnectDirect(from, in.Get(), nullptr), "the null renderer refuses a pin");
 }
 
-// Connects every output pin with whatever the graph finds for it, or with a renderer of its own that shows nothing.
-int RenderPins(IGraphBuilder* graph, IBaseFilter* demux, bool isNull) {
+// Says of every output pin whether it is rendered, which the function knows or sees to; how many are.
+template <typename Function>
+int CountRendered(IBaseFilter* demux, Function isRendered) {
   int rendered = 0;
   Ref<IEnumPins> pins;
   Check(demux->EnumPins(pins.Out()), "no pins");
@@ -128,14 +129,36 @@ int RenderPins(IGraphBuilder* graph, IBaseFilter* demux, bool isNull) {
     Check(pin->QueryPinInfo(&info), "a pin does not say what it is");
     if (info.pFilter != nullptr) info.pFilter->Release();
     if (info.dir != PINDIR_OUTPUT) continue;
-    HRESULT hr = S_OK;
-    if (isNull) {
-      AddNullRenderer(graph, pin.Get());
-    } else {
-      hr = graph->Render(pin.Get());
-    }
-    std::printf("%ls: %s\n", info.achName, SUCCEEDED(hr) ? "rendered" : "nothing here renders it");
-    rendered += SUCCEEDED(hr) ? 1 : 0;
+    const bool is = isRendered(pin.Get());
+    std::printf("%ls: %s\n", info.achName, is ? "rendered" : "not rendered");
+    rendered += is ? 1 : 0;
+  }
+  return rendered;
+}
+
+// Connects every output pin with whatever the graph finds for it, or with a renderer of its own that shows nothing.
+int RenderPins(IGraphBuilder* graph, IBaseFilter* demux, bool isNull) {
+  return CountRendered(demux, [&](IPin* pin) {
+    if (!isNull) return SUCCEEDED(graph->Render(pin));
+    AddNullRenderer(graph, pin);
+    return true;
+  });
+}
+
+// Leaves all to the graph: it finds the component, and decoders and renderers for those pins that it is to render
+// unasked. Rendering succeeds, too, where that is none.
+int RenderFile(IGraphBuilder* graph, const wchar_t* file) {
+  Check(graph->RenderFile(file, nullptr), "the graph cannot render the file");
+  int rendered = 0;
+  Ref<IEnumFilters> filters;
+  Check(graph->EnumFilters(filters.Out()), "no filters");
+  for (Ref<IBaseFilter> filter; filters->Next(1, filter.Out(), nullptr) == S_OK;) {
+    Ref<IPin> pin;
+    if (FAILED(filter->FindPin(L"MKV input", pin.Out()))) continue;
+    rendered += CountRendered(filter.Get(), [](IPin* out) {
+      Ref<IPin> peer;
+      return out->ConnectedTo(peer.Out()) == S_OK;
+    });
   }
   return rendered;
 }
@@ -143,23 +166,33 @@ int RenderPins(IGraphBuilder* graph, IBaseFilter* demux, bool isNull) {
 // Builds the graph. Where a file's pins are connected one by one, those without a decoder do not keep the others from
 // playing.
 void Build(IGraphBuilder* graph, const Arguments& arguments) {
+  int rendered = 0;
   if (arguments.component == nullptr && !arguments.isNull) {
-    Check(graph->RenderFile(arguments.file, nullptr), "the graph cannot render the file");
-    return;
-  }
-  Ref<IBaseFilter> demux;
-  if (arguments.component != nullptr) {
-    Load(arguments.component, demux);
+    rendered = RenderFile(graph, arguments.file);
   } else {
-    Check(CoCreateInstance(kDemultiplexer, nullptr, CLSCTX_INPROC_SERVER, IID_IBaseFilter, demux.Void()),
-          "the component is not registered");
+    Ref<IBaseFilter> demux;
+    if (arguments.component != nullptr) {
+      Load(arguments.component, demux);
+    } else {
+      Check(CoCreateInstance(kDemultiplexer, nullptr, CLSCTX_INPROC_SERVER, IID_IBaseFilter, demux.Void()),
+            "the component is not registered");
+    }
+    AddFile(graph, demux.Get(), arguments.file);
+    rendered = RenderPins(graph, demux.Get(), arguments.isNull);
   }
-  AddFile(graph, demux.Get(), arguments.file);
-  if (RenderPins(graph, demux.Get(), arguments.isNull) == 0) throw std::runtime_error("nothing to play");
+  if (rendered == 0) throw std::runtime_error("nothing to play");
 }
 
 const char* NameOf(OAFilterState state) {
   return state == State_Running ? "running" : state == State_Paused ? "paused" : "stopped";
+}
+
+void PrintState(IMediaControl* control, IMediaSeeking* seeking) {
+  LONGLONG position = 0;
+  OAFilterState state = State_Stopped;
+  seeking->GetCurrentPosition(&position);
+  control->GetState(0, &state);
+  std::printf("%s at %.1f s\n", NameOf(state), static_cast<double>(position) / kSecond);
 }
 
 void Play(IGraphBuilder* graph, double from) {
@@ -180,6 +213,7 @@ void Play(IGraphBuilder* graph, double from) {
     std::printf("playing from %.3f s\n", static_cast<double>(position) / kSecond);
   }
   Check(control->Run(), "the graph does not run");
+  PrintState(control.Get(), seeking.Get());
   for (bool isPlaying = true; isPlaying;) {
     long event = 0;
     LONG_PTR first = 0;
@@ -191,14 +225,12 @@ void Play(IGraphBuilder* graph, double from) {
       isPlaying = event != EC_COMPLETE && event != EC_ERRORABORT && event != EC_USERABORT;
       events->FreeEventParams(event, first, second);
     } else {
-      LONGLONG position = 0;
-      OAFilterState state = State_Stopped;
-      seeking->GetCurrentPosition(&position);
-      control->GetState(0, &state);
-      std::printf("%s at %.1f s\n", NameOf(state), static_cast<double>(position) / kSecond);
+      PrintState(control.Get(), seeking.Get());
     }
   }
+  PrintState(control.Get(), seeking.Get());
   Check(control->Stop(), "the graph does not stop");
+  PrintState(control.Get(), seeking.Get());
 }
 
 bool Parse(int argc, wchar_t** argv, Arguments& arguments) {
