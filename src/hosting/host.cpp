@@ -50,6 +50,23 @@ class SourceStore final : public ByteStore {
   const std::int64_t length_;
 };
 
+// An IAsyncReader as such bytes.
+class ReaderSource final : public ByteSource {
+ public:
+  ReaderSource(IAsyncReader* reader, std::int64_t length) noexcept : reader_(reader), length_(length) {}
+  std::int64_t Length() noexcept override { return length_; }
+  bool Read(std::int64_t position, void* buffer, std::size_t size) noexcept override {
+    // What was asked of the graph's byte source fitted, too. S_FALSE is a read cut short.
+    return reader_->SyncRead(position, static_cast<LONG>(size), static_cast<BYTE*>(buffer)) == S_OK;
+  }
+  void BeginFlush() noexcept override { reader_->BeginFlush(); }
+  void EndFlush() noexcept override { reader_->EndFlush(); }
+
+ private:
+  const ComPtr<IAsyncReader> reader_;
+  const std::int64_t length_;
+};
+
 }  // namespace
 
 class HostInside {
@@ -129,6 +146,18 @@ HRESULT Host::OpenFile(const std::string& path) noexcept {
     std::error_code ignored;
     const std::filesystem::path whole = std::filesystem::absolute(platform::ToPath(path), ignored);
     return inside_->Open(std::move(bytes), ignored ? path : platform::FromPath(whole));
+  });
+}
+
+HRESULT Host::OpenReader(IAsyncReader* reader, const std::string& name) noexcept {
+  if (reader == nullptr) {
+    return E_POINTER;
+  }
+  return Guarded([&]() -> HRESULT {
+    LONGLONG total = 0;
+    LONGLONG available = 0;
+    const HRESULT hr = reader->Length(&total, &available);
+    return FAILED(hr) ? hr : Open(std::make_shared<ReaderSource>(reader, total), name);
   });
 }
 

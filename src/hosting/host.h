@@ -54,6 +54,10 @@ class VANTOR_MKV_API Host {
   HRESULT Open(std::shared_ptr<ByteSource> source, const std::string& name) noexcept;
   // The same with the bytes of a file.
   HRESULT OpenFile(const std::string& path) noexcept;
+  // The same with the bytes of an IAsyncReader of yours, to which the host adds a reference. Length is asked once;
+  // reads come by SyncRead, within that length, from several threads at once; BeginFlush and EndFlush are called as
+  // those of a ByteSource. The other members never are.
+  HRESULT OpenReader(IAsyncReader* reader, const std::string& name) noexcept;
 
   // How many streams there are; they are numbered from 0. What the next members return stays the Host's; a number that
   // there is not gives null.

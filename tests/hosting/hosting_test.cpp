@@ -79,6 +79,46 @@ class TestSource final : public ByteSource {
   bool flushing_ = false;
 };
 
+// The same bytes as an IAsyncReader, which is the test's.
+class TestReader final : public IAsyncReader {
+ public:
+  virtual ~TestReader() = default;
+
+  STDMETHODIMP QueryInterface(REFIID, void**) override { return E_NOINTERFACE; }
+  STDMETHODIMP_(ULONG) AddRef() override { return ++references; }
+  STDMETHODIMP_(ULONG) Release() override { return --references; }
+  STDMETHODIMP RequestAllocator(IMemAllocator*, ALLOCATOR_PROPERTIES*, IMemAllocator**) override { return Unasked(); }
+  STDMETHODIMP Request(IMediaSample*, DWORD_PTR) override { return Unasked(); }
+  STDMETHODIMP WaitForNext(DWORD, IMediaSample**, DWORD_PTR*) override { return Unasked(); }
+  STDMETHODIMP SyncReadAligned(IMediaSample*) override { return Unasked(); }
+  STDMETHODIMP SyncRead(LONGLONG position, LONG length, BYTE* buffer) override {
+    return source.Read(position, buffer, static_cast<std::size_t>(length)) ? S_OK : S_FALSE;
+  }
+  STDMETHODIMP Length(LONGLONG* total, LONGLONG* available) override {
+    *total = *available = source.Length();
+    return lengthResult;
+  }
+  STDMETHODIMP BeginFlush() override {
+    source.BeginFlush();
+    return S_OK;
+  }
+  STDMETHODIMP EndFlush() override {
+    source.EndFlush();
+    return S_OK;
+  }
+
+  TestSource source;
+  HRESULT lengthResult = S_OK;
+  std::atomic<ULONG> references{0};
+  std::atomic<int> unasked{0};
+
+ private:
+  HRESULT Unasked() {
+    ++unasked;
+    return E_NOTIMPL;
+  }
+};
+
 struct Counter final : SampleListener {
   HRESULT OnSample(IMediaSample*) noexcept override {
     ++samples;
@@ -98,11 +138,15 @@ class HostLibraryTest : public testing::Test {
     const std::unique_ptr<SharedLibrary> component = SharedLibrary::Load(VANTOR_COMPONENT);
     ASSERT_NE(component, nullptr);
     host_.reset();
+    EXPECT_EQ(reader_.references, 0U);
     EXPECT_EQ(component->FindFunction<HRESULT()>("DllCanUnloadNow")(), S_OK);
   }
 
   void Open() {
     ASSERT_EQ(host_->Open(source_, "movie.mkv"), S_OK);
+    Connect();
+  }
+  void Connect() {
     for (std::size_t stream = 0; stream < host_->StreamCount(); ++stream) {
       counters_.push_back(std::make_shared<Counter>());
       ASSERT_EQ(host_->Connect(stream, counters_.back()), S_OK);
@@ -110,6 +154,7 @@ class HostLibraryTest : public testing::Test {
   }
 
   std::string error_;
+  TestReader reader_;
   std::unique_ptr<Host> host_;
   const std::shared_ptr<TestSource> source_ = std::make_shared<TestSource>();
   std::vector<std::shared_ptr<Counter>> counters_;
@@ -126,6 +171,46 @@ TEST_F(HostLibraryTest, PlaysBytesOfTheProgramsOwn) {
   EXPECT_EQ(counters_[0]->samples, kVideoSamples);
   EXPECT_FALSE(host_->ReadFailed());
   EXPECT_EQ(host_->EventCount(EC_ERRORABORT), 0U);
+}
+
+TEST_F(HostLibraryTest, PlaysAReaderOfTheProgramsOwnAndGivesItBack) {
+  ASSERT_EQ(host_->OpenReader(&reader_, "movie.mkv"), S_OK);
+  Connect();
+  EXPECT_EQ(host_->Run(), S_OK);
+  EXPECT_EQ(host_->Wait(), WaitResult::kEnded);
+  EXPECT_EQ(host_->Stop(), S_OK);
+  EXPECT_EQ(counters_[0]->samples, kVideoSamples);
+  EXPECT_FALSE(host_->ReadFailed());
+  EXPECT_EQ(reader_.unasked, 0);
+}
+
+TEST_F(HostLibraryTest, StopLetsGoOfAReaderThatWaits) {
+  ASSERT_EQ(host_->OpenReader(&reader_, "movie.mkv"), S_OK);
+  Connect();
+  reader_.source.Treat(TestSource::Behind::kHeldBack, reader_.source.Length() / 2);
+  EXPECT_EQ(host_->Run(), S_OK);
+  const Watchdog watchdog("a stop while the reader waits");
+  reader_.source.AwaitReader();
+  EXPECT_EQ(host_->Stop(), S_OK);
+  EXPECT_FALSE(host_->ReadFailed());
+}
+
+TEST_F(HostLibraryTest, TellsThatAReaderIsCutShort) {
+  ASSERT_EQ(host_->OpenReader(&reader_, "movie.mkv"), S_OK);
+  Connect();
+  reader_.source.Treat(TestSource::Behind::kRefused, reader_.source.Length() / 2);
+  EXPECT_EQ(host_->Run(), S_OK);
+  EXPECT_EQ(host_->Wait(), WaitResult::kEnded);
+  EXPECT_EQ(host_->Stop(), S_OK);
+  EXPECT_TRUE(host_->ReadFailed());
+}
+
+TEST_F(HostLibraryTest, AReaderWithoutALengthIsRefusedWithItsResult) {
+  reader_.lengthResult = VFW_E_WRONG_STATE;
+  EXPECT_EQ(host_->OpenReader(&reader_, "movie.mkv"), VFW_E_WRONG_STATE);
+  EXPECT_EQ(reader_.references, 0U);
+  reader_.lengthResult = S_OK;
+  EXPECT_EQ(host_->OpenReader(&reader_, "movie.mkv"), S_OK);
 }
 
 TEST_F(HostLibraryTest, PlaysAFileLikeItsBytes) {
@@ -166,6 +251,7 @@ TEST_F(HostLibraryTest, CancelEndsAWait) {
 
 TEST_F(HostLibraryTest, RefusesWhatIsNotThere) {
   EXPECT_EQ(host_->Open(nullptr, "movie.mkv"), E_POINTER);
+  EXPECT_EQ(host_->OpenReader(nullptr, "movie.mkv"), E_POINTER);
   EXPECT_EQ(host_->OpenFile("/nothing/there.mkv"), HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND));
   EXPECT_EQ(host_->StreamCount(), 0U);
   EXPECT_EQ(host_->Connect(0, nullptr), E_INVALIDARG);

@@ -179,6 +179,18 @@ class Installed(unittest.TestCase):
                                 stdout=subprocess.PIPE, stderr=subprocess.PIPE)
         self.assertEqual(broken.returncode, 1)
 
+    def test_TheExampleOfASourcePlaysBytesInMemoryByAReaderOfItsOwn(self):
+        program = build_with_cmake("custom_source")
+        file = MEDIA / "languages.mkv"
+        text = run(program, "--memory", stdin=file.open("rb"))
+        self.assertEqual([int(count) for count in re.findall(r": (\d+) samples$", text, re.M)],
+                         [count for _, count in sorted(listed(file).items())])
+        self.assertIn("references left: 0\n", text)
+        refused = subprocess.run([program, "--memory"], input=b"no such file", env=CLEAN, timeout=120,
+                                 stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        self.assertEqual(refused.returncode, 1)
+        self.assertEqual(refused.stdout, b"references left: 0\n")
+
 
 if __name__ == "__main__":
     loader = unittest.defaultTestLoader
