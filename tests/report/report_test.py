@@ -7,7 +7,8 @@ TOOL is the built program. Pages of test media, and of a file whose texts are HT
 Chromium at 1280 and at 400 pixels, light and dark. With a folder, what is seen goes there as PNG files. Where there is
 no Chromium, a line says so, and the exit status is 0.
 
-The browser is driven through its debugging pipe: commands and answers are JSON objects that end in a zero byte.
+The browser is driven through its debugging pipe: commands and answers are JSON objects that end in a zero byte. That needs
+no driver (chromium-driver) beside it, and no port: colours, requests and messages of the console are this protocol's own.
 """
 
 import base64
