@@ -22,19 +22,12 @@ def without_precompiled(flags):
     kept = []
     words = iter(flags)
     for word in words:
-        if word == "-Xclang":
-            value = next(words)
-            if value in ("-include-pch", "-include"):
-                next(words)  # -Xclang once more
-                next(words)  # and the file
-                continue
-            if value.startswith("-fno-pch"):
-                continue
-            kept += [word, value]
-        elif word == "-Winvalid-pch" or word.startswith("-fsanitize") or word.startswith("-fpch"):
-            continue
+        value = next(words) if word == "-Xclang" else None
+        if value in ("-include-pch", "-include"):
+            next(words)  # -Xclang once more
+            next(words)  # and the file
         else:
-            kept.append(word)
+            kept += [word] if value is None else [word, value]
     return kept
 
 
