@@ -253,9 +253,9 @@ class PackageTest(unittest.TestCase):
             self.assertEqual(set(archive.namelist()),
                              {"vantor-mkv.txt", "docs/windows.md", "docs/tool.md", "docs/findings.md",
                               "docs/behaviour.md", "docs/vantor-mkv.schema.json",
-                              "examples/windows_player/main.cpp", "x64/vantormkv.ax", "x64/vantormkv-complete.ax",
-                              "x64/vantor-mkv.exe", "x86/vantormkv.ax", "x86/vantormkv-complete.ax",
-                              "x86/vantor-mkv.exe"})
+                              "examples/windows_player/CMakeLists.txt", "examples/windows_player/main.cpp",
+                              "x64/vantormkv.ax", "x64/vantormkv-complete.ax", "x64/vantor-mkv.exe",
+                              "x86/vantormkv.ax", "x86/vantormkv-complete.ax", "x86/vantor-mkv.exe"})
             self.assertIn(f"{NAME} {VERSION}\r\n".encode(), archive.read("vantor-mkv.txt"))
             for folder, machine in (("x64", 0x8664), ("x86", 0x14C)):
                 for name in ("vantormkv.ax", "vantormkv-complete.ax", "vantor-mkv.exe"):
