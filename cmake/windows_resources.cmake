@@ -42,6 +42,11 @@ function(vantor_type_library idl tlb)
   else()
     set(bits --win32)
   endif()
+  # The compiler writes the time of day into the library, in words too; it is to be that of the sources, where it is known.
+  set(time 0)
+  if(DEFINED ENV{SOURCE_DATE_EPOCH})
+    set(time $ENV{SOURCE_DATE_EPOCH})
+  endif()
   add_custom_command(OUTPUT ${tlb}
-    COMMAND ${WIDL} ${bits} -t -I${WIDL_IMPORTS} -L ${STANDARD_TYPE_LIBRARY} -o ${tlb} ${idl} DEPENDS ${idl} VERBATIM)
+    COMMAND ${CMAKE_COMMAND} -E env WIDL_TIME_OVERRIDE=${time} TZ=UTC ${WIDL} ${bits} -t -I${WIDL_IMPORTS} -L ${STANDARD_TYPE_LIBRARY} -o ${tlb} ${idl} DEPENDS ${idl} VERBATIM)
 endfunction()
