@@ -146,21 +146,23 @@ int RenderPins(IGraphBuilder* graph, IBaseFilter* demux, bool isNull) {
 }
 
 // Leaves all to the graph: it finds the component, and decoders and renderers for those pins that it is to render
-// unasked. Rendering succeeds, too, where that is none.
+// unasked. Rendering succeeds, too, where that is none; how many there are is looked at where the component was taken.
 int RenderFile(IGraphBuilder* graph, const wchar_t* file) {
   Check(graph->RenderFile(file, nullptr), "the graph cannot render the file");
+  bool isTaken = false;
   int rendered = 0;
   Ref<IEnumFilters> filters;
   Check(graph->EnumFilters(filters.Out()), "no filters");
   for (Ref<IBaseFilter> filter; filters->Next(1, filter.Out(), nullptr) == S_OK;) {
     Ref<IPin> pin;
     if (FAILED(filter->FindPin(L"MKV input", pin.Out()))) continue;
+    isTaken = true;
     rendered += CountRendered(filter.Get(), [](IPin* out) {
       Ref<IPin> peer;
       return out->ConnectedTo(peer.Out()) == S_OK;
     });
   }
-  return rendered;
+  return isTaken ? rendered : 1;
 }
 
 // Builds the graph. Where a file's pins are connected one by one, those without a decoder do not keep the others from

@@ -4,7 +4,7 @@
     tracks[1].packets[0].size
 
 A packet is a frame of a block whose track has an entry, wholly in the file. Files may be cut off anywhere and Clusters
-may have no size; nothing is made of elements that claim more than the one they lie in.
+may have no size.
 """
 
 from dataclasses import dataclass, field

@@ -72,6 +72,16 @@ TEST(FilterPath, LeavesAnElementThatIsTooLongByTheSeekIndex) {
   EXPECT_EQ(wayTo("void"), "");
 }
 
+// What the index of the last Segment names is met there, once; the filter goes there by the index, too.
+TEST(FilterPath, IsNotLedOutOfItsSegmentByTheSeekIndex) {
+  const auto segmentWith = [](std::uint64_t sizeOfVoid) {
+    return test::MkvFile(
+        {[](const test::Positions& at) { return test::SeekHead({test::SeekEntry(0x1F43B675, at["cluster"])}); },
+         Part("void", test::EbmlWithSize(0xEC, sizeOfVoid, test::Ramp(5), 4)), Part("cluster", KeyCluster(0))});
+  };
+  EXPECT_EQ(WayThrough(test::Join({segmentWith(1 << 20), segmentWith(5)})), "f");
+}
+
 TEST(FilterPath, StaysInAClusterOfUnknownSize) {
   EXPECT_EQ(WayThrough(test::MkvFile({KeyCluster(0), Endless(40), KeyCluster(80), KeyCluster(120)})), "ffww");
 }

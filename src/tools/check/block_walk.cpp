@@ -118,7 +118,8 @@ bool BlockWalk::FindByIndex(const MkvElement& last) {
   isIndexTaken_ = true;
   for (; !indexed_.empty(); indexed_.pop_back()) {
     const auto [target, id] = indexed_.back();
-    if (target <= last.start) continue;
+    // A file put together of several has its index told from the last Segment, which the walk comes to by itself.
+    if (target <= last.start || target >= segment_.DataEnd()) continue;
     const MkvElement found = MkvElement::At(*last.file, &segment_, target);
     if (!found || found.id.value != id) continue;
     element_ = found;
